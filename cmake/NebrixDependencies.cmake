@@ -1,0 +1,31 @@
+# The external libraries, under one name each:
+#   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_pcre2, nebrix_httplib
+# The last is what the demo gateway and the tests serve HTTPS with. Tests add GTest::gtest_main and GTest::gmock.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(OpenSSL 3 REQUIRED)
+find_package(CURL 7.88 REQUIRED)
+pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
+pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
+pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+
+function(nebrix_external name)
+    add_library(${name} INTERFACE)
+    target_link_libraries(${name} INTERFACE ${ARGN})
+endfunction()
+
+nebrix_external(nebrix_jsoncpp PkgConfig::JSONCPP)
+nebrix_external(nebrix_curl CURL::libcurl)
+nebrix_external(nebrix_crypto OpenSSL::Crypto)
+nebrix_external(nebrix_ssl OpenSSL::SSL OpenSSL::Crypto)
+nebrix_external(nebrix_pcre2 PkgConfig::PCRE2)
+nebrix_external(nebrix_httplib PkgConfig::HTTPLIB OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
+
+if(NEBRIX_BUILD_TESTS)
+    find_package(GTest REQUIRED)
+endif()
+if(NEBRIX_BUILD_BENCH)
+    find_package(benchmark QUIET)
+    include(NebrixBenchPeers)
+endif()

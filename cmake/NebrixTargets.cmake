@@ -1,0 +1,129 @@
+# One call per target. Sources are named relative to the calling folder; includes are written from the repository root.
+#
+#   nebrix_library(NAME SOURCES a.cpp ... [PUBLIC libs...] [PRIVATE libs...])       static library
+#   nebrix_executable(NAME SOURCES ... [LIBS ...])                                  program, bin/NAME
+#   nebrix_test(NAME SOURCES ... [LIBS ...] [TIMEOUT seconds] [LOCK name] [LABELS ...])
+#                                                                                   GoogleTest program, one ctest entry
+#   nebrix_bench(NAME SOURCES ... [LIBS ...] [PEERS targets...])                    Google Benchmark program
+#   nebrix_fuzz(NAME SOURCES ... [LIBS ...])                                        libFuzzer program fuzz/NAME, or a
+#                                                                                   replay of fuzz/seeds/NAME as a test
+#   nebrix_add_folders(folders...)                                                  those that have a CMakeLists.txt
+
+function(nebrix_add_folders)
+    foreach(folder IN LISTS ARGN)
+        file(GLOB list CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${folder}/CMakeLists.txt")
+        if(list)
+            add_subdirectory(${folder})
+        endif()
+    endforeach()
+endfunction()
+
+# The named sources that exist.
+function(nebrix_present_ result)
+    set(present)
+    foreach(source IN LISTS ARGN)
+        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" OUTPUT_VARIABLE path)
+        file(GLOB found CONFIGURE_DEPENDS "${path}")
+        if(found)
+            list(APPEND present "${source}")
+        else()
+            message(WARNING "no source ${path}")
+        endif()
+    endforeach()
+    set(${result} "${present}" PARENT_SCOPE)
+endfunction()
+
+function(nebrix_library name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE")
+    nebrix_present_(sources ${arg_SOURCES})
+    if(NOT sources)
+        add_library(${name} INTERFACE)
+        return()
+    endif()
+    add_library(${name} STATIC ${sources})
+    target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} nebrix_options)
+endfunction()
+
+function(nebrix_program_ name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS")
+    nebrix_present_(sources ${arg_SOURCES})
+    if(NOT sources)
+        set(sources "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp")
+        set_source_files_properties(${sources} PROPERTIES COMPILE_DEFINITIONS "")
+    endif()
+    add_executable(${name} ${sources})
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} nebrix_options Threads::Threads)
+endfunction()
+
+function(nebrix_executable name)
+    nebrix_program_(${name} ${ARGN})
+endfunction()
+
+# Every test runs with a home directory of its own, emptied at the start of each ctest run.
+function(nebrix_empty_test_homes)
+    add_test(NAME private_homes
+        COMMAND "${CMAKE_COMMAND}" -D "HOMES=${CMAKE_BINARY_DIR}/test-home"
+        -P "${PROJECT_SOURCE_DIR}/cmake/EmptyTestHomes.cmake")
+    set_tests_properties(private_homes PROPERTIES FIXTURES_SETUP private_homes)
+endfunction()
+
+function(nebrix_test_environment name)
+    set(home "${CMAKE_BINARY_DIR}/test-home/${name}")
+    file(MAKE_DIRECTORY "${home}")
+    set_tests_properties(${name} PROPERTIES
+        FIXTURES_REQUIRED private_homes
+        ENVIRONMENT "HOME=${home};ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1;UBSAN_OPTIONS=print_stacktrace=1;TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1"
+        ENVIRONMENT_MODIFICATION
+        "XDG_CONFIG_HOME=unset:;XDG_DATA_HOME=unset:;http_proxy=unset:;https_proxy=unset:;HTTPS_PROXY=unset:;all_proxy=unset:;ALL_PROXY=unset:;no_proxy=unset:;NO_PROXY=unset:")
+endfunction()
+
+function(nebrix_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS")
+    nebrix_program_(${name} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 WORKING_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    nebrix_test_environment(${name})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})
+    if(arg_LOCK)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK "${arg_LOCK}")
+    endif()
+    if(arg_LABELS)
+        set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}")
+    endif()
+    set_property(GLOBAL APPEND PROPERTY NEBRIX_TEST_TARGETS ${name})
+endfunction()
+
+function(nebrix_bench name)
+    if(NOT TARGET benchmark::benchmark)
+        return()
+    endif()
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS;PEERS")
+    nebrix_program_(${name} SOURCES ${arg_SOURCES}
+        LIBS ${arg_LIBS} ${arg_PEERS} nebrix_bench_peers benchmark::benchmark benchmark::benchmark_main)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bench")
+    set_property(GLOBAL APPEND PROPERTY NEBRIX_BENCH_TARGETS ${name})
+endfunction()
+
+function(nebrix_fuzz name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS")
+    set(seeds "${PROJECT_SOURCE_DIR}/fuzz/seeds/${name}")
+    if(NEBRIX_LIBFUZZER)
+        nebrix_program_(${name} ${ARGN})
+        target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+        set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzz")
+        set_property(GLOBAL APPEND PROPERTY NEBRIX_FUZZ_TARGETS ${name})
+        return()
+    endif()
+    set(replay "replay_${name}")
+    nebrix_program_(${replay} SOURCES ${arg_SOURCES} "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp" LIBS ${arg_LIBS})
+    set_target_properties(${replay} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzz")
+    add_test(NAME ${replay} COMMAND ${replay} "${seeds}")
+    nebrix_test_environment(${replay})
+    set_tests_properties(${replay} PROPERTIES TIMEOUT 120)
+    set_property(GLOBAL APPEND PROPERTY NEBRIX_FUZZ_TARGETS ${replay})
+endfunction()
