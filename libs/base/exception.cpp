@@ -1,0 +1,43 @@
+#include "libs/base/exception.h"
+
+#include "libs/base/log.h"
+#include "libs/base/numbers.h"
+
+namespace tessel {
+
+Exception::Exception(const String& message, const String& file, int line) : Exception(0, message, file, line) {}
+
+Exception::Exception(int code, const String& message, const String& file, int line)
+    : m_message(message), m_file(baseName(file)), m_line(line), m_code(code) {}
+
+Exception::~Exception() = default;
+
+String Exception::toString() const {
+    String text = m_message + ":" + m_file + ":" + tessel::toString(m_line);
+    if (m_code != 0) {
+        text += "(" + tessel::toString(m_code) + ")";
+    }
+    return text;
+}
+
+String Exception::trace(const String& file, int line) const {
+    return toString() + " -> " + baseName(file) + ":" + tessel::toString(line);
+}
+
+String Exception::baseName(const String& path) {
+    unsigned separator = path.rfind('/');
+    if (separator == String::npos) {
+        separator = path.rfind('\\');
+    }
+    return separator == String::npos ? path : path.range(separator + 1);
+}
+
+void logCaught(const Exception& caught, RaiseSite handler) noexcept {
+    try {
+        log(LogCategory::Trace, "Exception", "catch", caught.trace(handler.file, handler.line));
+    } catch (...) {
+        // Memory has ended: the log is what can be spared.
+    }
+}
+
+}  // namespace tessel

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "libs/base/raisesite.h"
+#include "libs/base/string.h"
+
+namespace tessel {
+
+/// Root of all errors: thrown by value, caught by reference.
+///
+/// Carries what failed (message), where it was raised (base name of the source file, line) and a code, 0 when none
+/// was given. The texts may be a caller's views of static bytes; copies are cheap.
+class Exception {
+public:
+    Exception(const String& message, const String& file, int line);
+    Exception(int code, const String& message, const String& file, int line);
+    Exception(const Exception&) = default;
+    Exception& operator=(const Exception&) = default;
+    virtual ~Exception();
+
+    [[nodiscard]] const String& getMessage() const noexcept { return m_message; }
+    [[nodiscard]] const String& getFile() const noexcept { return m_file; }
+    [[nodiscard]] int getLine() const noexcept { return m_line; }
+    [[nodiscard]] int getErrorCode() const noexcept { return m_code; }
+
+    /// "message:file:line", followed by "(code)" when the code is not 0.
+    [[nodiscard]] String toString() const;
+    /// toString(), then " -> file:line" of the handler that caught it (the file cut to its base name).
+    [[nodiscard]] String trace(const String& file, int line) const;
+
+    /// The part after the last "/", else after the last "\", else the whole text.
+    static String baseName(const String& path);
+
+private:
+    String m_message;
+    String m_file;
+    int m_line;
+    int m_code;
+};
+
+/// Raises E with a message of its own class name's kind at one of a module's fixed sites.
+template <class E>
+[[noreturn]] void raise(const String& message, RaiseSite site) {
+    throw E(message, String(site.file), site.line);
+}
+
+/// Logs a caught exception in the way common to all handlers: TRACE, "Exception", "catch", the trace with the
+/// handler's own site. Never raises.
+void logCaught(const Exception& caught, RaiseSite handler) noexcept;
+
+}  // namespace tessel
+
+/// Declares an exception class with the two constructors of the family and nothing else.
+#define TESSEL_EXCEPTION(Name, Base) \
+    class Name : public Base {       \
+    public:                          \
+        using Base::Base;            \
+    }

@@ -1,0 +1,151 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <utility>
+
+#include "libs/base/platform.h"
+#include "libs/base/recordcache.h"
+
+namespace tessel {
+
+/// A queue into which any thread pushes without ever blocking, and from which one thread pops. T is movable and cheap
+/// to move from; a moved-from T is kept for the next push.
+///
+/// Protocol. m_newest is the newest record pushed and not yet taken; records are chained from newer to older. It is
+/// null when there is none, and the marker asleep() when besides that the popping thread sleeps.
+///   push: chains the record to what it saw and swaps it in, again until nobody came between (release: the record is
+///     complete for who takes it). Whoever swapped the marker out is the only one to wake the sleeper, so a push
+///     makes a system call only when the other side sleeps.
+///   pop: takes the whole chain in one exchange (acquire), turns it round once and then hands out its records, which
+///     are this thread's own. Nothing is dereferenced that another thread could free, so there is no ABA problem.
+///   sleep: the marker goes in only if there is nothing (otherwise it is taken at once); then the thread sleeps on
+///     m_wakeups, whose value it read before it looked whether the marker still stands: a push between the two
+///     changes the value and the sleep ends before it begins.
+/// A full queue does not exist: it grows as memory allows. An empty one makes pop() wait. Order is that of the swaps.
+template <class T>
+class FifoNoBlockPush {
+public:
+    FifoNoBlockPush() = default;
+    FifoNoBlockPush(const FifoNoBlockPush&) = delete;
+    FifoNoBlockPush& operator=(const FifoNoBlockPush&) = delete;
+    /// Drops what was not popped; nobody pushes any more.
+    ~FifoNoBlockPush() {
+        drop(m_taken);
+        drop(m_spent);
+        drop(m_newest.load(std::memory_order_acquire));
+    }
+
+    /// Any thread. Raises std::bad_alloc when there is no record and no memory for one.
+    void push(T&& value) {
+        Record* const record = Cache::take();
+        record->value = std::move(value);
+        Record* seen = m_newest.load(std::memory_order_relaxed);
+        do {
+            record->next = seen == asleep() ? nullptr : seen;
+        } while (!m_newest.compare_exchange_weak(seen, record, std::memory_order_release, std::memory_order_relaxed));
+        if (seen == asleep()) {
+            m_wakeups.fetch_add(1, std::memory_order_release);
+            platform::wakeOne(m_wakeups);
+        }
+    }
+
+    /// The popping thread: the oldest value, waiting for one at most this long; false when there is none.
+    bool pop(T& value, unsigned milliseconds) {
+        if (m_taken == nullptr && !fetch(milliseconds)) {
+            return false;
+        }
+        Record* const record = m_taken;
+        m_taken = record->next;
+        value = std::move(record->value);
+        recycle(record);
+        return true;
+    }
+
+    /// The popping thread: whether pop() would have to wait.
+    [[nodiscard]] bool empty() const noexcept {
+        return m_taken == nullptr && m_newest.load(std::memory_order_relaxed) == nullptr;
+    }
+
+private:
+    struct Record {
+        Record* next = nullptr;
+        Record* nextBatch = nullptr;
+        T value;
+    };
+    using Cache = RecordCache<Record>;
+
+    // An address that no record has: that of a byte inside this queue.
+    Record* asleep() noexcept { return reinterpret_cast<Record*>(&m_marker); }
+
+    bool fetch(unsigned milliseconds) {
+        flushSpent();
+        Record* chain = m_newest.exchange(nullptr, std::memory_order_acquire);
+        if (chain == nullptr && milliseconds > 0) {
+            sleep(milliseconds);
+            chain = m_newest.exchange(nullptr, std::memory_order_acquire);
+        }
+        if (chain == asleep()) {
+            return false;
+        }
+        while (chain != nullptr) {
+            Record* const older = chain->next;
+            chain->next = m_taken;
+            m_taken = chain;
+            chain = older;
+        }
+        return m_taken != nullptr;
+    }
+
+    void sleep(unsigned milliseconds) noexcept {
+        using std::chrono::steady_clock;
+        Record* expected = nullptr;
+        if (!m_newest.compare_exchange_strong(expected, asleep(), std::memory_order_relaxed)) {
+            return;
+        }
+        const auto end = steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        for (;;) {
+            const std::uint32_t wakeups = m_wakeups.load(std::memory_order_acquire);
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+            if (m_newest.load(std::memory_order_relaxed) != asleep() || left.count() <= 0) {
+                return;
+            }
+            platform::waitWhile(m_wakeups, wakeups, static_cast<unsigned>(left.count()));
+        }
+    }
+
+    void recycle(Record* record) noexcept {
+        record->next = m_spent;
+        m_spent = record;
+        if (++m_spentCount == Cache::kBatch) {
+            flushSpent();
+        }
+    }
+
+    void flushSpent() noexcept {
+        if (m_spent != nullptr) {
+            Cache::giveBack(std::exchange(m_spent, nullptr));
+            m_spentCount = 0;
+        }
+    }
+
+    void drop(Record* chain) noexcept {
+        while (chain != nullptr && chain != asleep()) {
+            const Record* const gone = chain;
+            chain = chain->next;
+            delete gone;
+        }
+    }
+
+    // What pushing threads share, on a cache line apart from what is the popping thread's own.
+    alignas(64) std::atomic<Record*> m_newest{nullptr};
+    std::atomic<std::uint32_t> m_wakeups{0};
+    alignas(alignof(Record)) char m_marker = 0;
+
+    alignas(64) Record* m_taken = nullptr;  // oldest first
+    Record* m_spent = nullptr;
+    unsigned m_spentCount = 0;
+};
+
+}  // namespace tessel

@@ -1,0 +1,91 @@
+#include <algorithm>
+
+#include "libs/base/file.h"
+#include "libs/base/numbers.h"
+#include "libs/base/runtimesites.h"
+
+// Typed reading: what File offers beyond bytes.
+namespace tessel {
+
+namespace {
+
+[[noreturn]] void raiseShort() { raise<EFile>("EFile", sites::kFileShort); }
+
+bool isNumberPart(char c) { return (c >= '0' && c <= '9') || c == '-' || c == '+'; }
+bool isLetter(char c) { return c >= 'a' && c <= 'z'; }
+
+}  // namespace
+
+void File::read(Memory& value, unsigned n) {
+    if (n > sizeToRead()) {
+        raiseShort();
+    }
+    Memory bytes;
+    const unsigned got = read(reinterpret_cast<char*>(bytes.reserve(n)), n);
+    bytes.grow(got);
+    if (got != n) {
+        raiseShort();
+    }
+    value = std::move(bytes);
+}
+
+void File::read(Memory& value) { read(value, sizeToRead()); }
+
+void File::read(String& value) {
+    Memory bytes;
+    read(bytes);
+    value = String(bytes);
+}
+
+void File::read(char& value) {
+    if (read(&value, 1) != 1) {
+        raiseShort();
+    }
+}
+
+void File::read(unsigned char& value) {
+    char byte = 0;
+    read(byte);
+    value = static_cast<unsigned char>(byte);
+}
+
+bool File::peek(char& next) {
+    if (m_dirty) {
+        flush();
+    }
+    if (m_begin == m_end) {
+        fill();
+    }
+    if (m_begin == m_end) {
+        return false;
+    }
+    next = m_buffer[m_begin];
+    return true;
+}
+
+String File::readWord(bool (*belongs)(char)) {
+    constexpr unsigned kLongest = 32;
+    String word;
+    for (char next = 0; word.length() < kLongest && peek(next) && belongs(next); ++m_begin) {
+        word.append(1, next);
+    }
+    if (word.empty()) {
+        raiseShort();
+    }
+    return word;
+}
+
+void File::read(int& value) { value = toInt32(readWord(&isNumberPart)); }
+void File::read(unsigned& value) { value = toUint32(readWord(&isNumberPart)); }
+void File::read(short& value) { value = toInt16(readWord(&isNumberPart)); }
+void File::read(unsigned short& value) { value = toUint16(readWord(&isNumberPart)); }
+
+void File::read(bool& value) {
+    const String word = readWord(&isLetter);
+    if (!(word == "true") && !(word == "false")) {
+        raiseShort();
+    }
+    value = word == "true";
+}
+
+}  // namespace tessel

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "libs/base/disposeguard.h"
+#include "libs/base/gcobject.h"
+#include "libs/base/synchrothread.h"
+#include "libs/base/threadmanager.h"
+
+namespace tessel {
+
+class Console;
+
+/// What the toolkit keeps one of for the whole process.
+///
+/// Made by the first use, which may come before main(): thread manager, SynchroThread, dispose guard; the console
+/// joins when Console::start() makes it. At exit, in this order: SynchroThread waits at most 5000 ms for
+/// synchronised threads, the dispose guard at most 10 s for objects, the console writes what is queued and its thread
+/// ends. Static objects that were made after the first use (a static Thread among them) are destroyed before that.
+///
+/// Nothing here is ever destroyed, so that threads that survive and destructors that run later find it whole; a line
+/// logged then is written at once, on its own thread.
+class Globals {
+public:
+    /// Any thread may call, at any time.
+    static Globals& instance() noexcept;
+
+    [[nodiscard]] ThreadManager& threads() noexcept { return m_threads; }
+    [[nodiscard]] SynchroThread& synchroThread() noexcept { return m_synchroThread; }
+    [[nodiscard]] gc::DisposeGuard& disposeGuard() noexcept { return m_disposeGuard; }
+
+    Globals(const Globals&) = delete;
+    Globals& operator=(const Globals&) = delete;
+
+private:
+    static constexpr unsigned kThreadLimit = 5000;
+
+    Globals();
+    ~Globals() = default;
+    void shutDown() noexcept;
+
+    ThreadManager m_threads;
+    SynchroThread m_synchroThread{kThreadLimit};
+    gc::DisposeGuard m_disposeGuard;
+};
+
+}  // namespace tessel

@@ -1,0 +1,40 @@
+#include "libs/base/log.h"
+
+#include "libs/base/console.h"
+#include "libs/base/numbers.h"
+
+namespace tessel {
+
+void log(LogCategory category, const String& className, const String& method, const String& text) noexcept {
+    if (Console* const console = Console::instance()) {
+        console->log(category, className, method, text);
+    }
+}
+
+void log(LogCategory category, const String& className, const String& method, const char* text) noexcept {
+    if (Console* const console = Console::instance()) {
+        try {
+            console->log(category, className, method, String::copy(text));
+        } catch (...) {
+            // Memory has ended: the line is what can be spared.
+        }
+    }
+}
+
+void log(LogCategory category, const char* className, const String& method, const String& text) noexcept {
+    log(category, String(className), method, text);
+}
+
+void log(LogCategory category, const char* className, const String& method, const char* text) noexcept {
+    log(category, String(className), method, text);
+}
+
+void log(LogCategory category, const String& className, const String& method, const String& text, int number) noexcept {
+    try {
+        log(category, className, method, String(text + toString(number)));
+    } catch (...) {
+        // As above.
+    }
+}
+
+}  // namespace tessel

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+
+#include "libs/base/log.h"
+#include "libs/base/string.h"
+
+/// Everything in the toolkit that knows the operating system beyond POSIX threads and plain files.
+/// Each function may be called on any thread.
+namespace tessel::platform {
+
+/// One line to the system's log (syslog(3), identity "nebrixclient").
+void systemLog(LogCategory category, const String& body) noexcept;
+
+/// Opens a log file for appending, emptied, for its owner alone; null when it cannot be opened or is a symbolic
+/// link, no regular file or another user's. Not inherited by other programs.
+std::FILE* openLogFile(const char* path) noexcept;
+
+/// The system's name, release and version text; false when it does not tell.
+struct SystemNames {
+    String name;
+    String release;
+    String version;
+    String node;
+    String machine;
+};
+bool systemNames(SystemNames& out);
+
+/// Names the calling thread for debuggers and ps; cut to what the system allows (15 bytes).
+void nameCurrentThread(const String& name) noexcept;
+/// The system's number of the calling thread.
+unsigned long currentThreadId() noexcept;
+/// Whether the caller is the process's initial thread.
+bool isInitialThread() noexcept;
+/// How kindly the scheduler treats the calling thread: above 0 better than others, below 0 worse. Advice only.
+void prioritiseCurrentThread(int priority) noexcept;
+
+/// Sleeps while the word holds this value, at most so long; may return early. Orders no memory: read the word anew.
+void waitWhile(std::atomic<std::uint32_t>& word, std::uint32_t value, unsigned milliseconds) noexcept;
+/// Wakes one thread that sleeps on the word; does not touch the word itself.
+void wakeOne(std::atomic<std::uint32_t>& word) noexcept;
+
+/// Runs a command through the system's shell and waits for it: its exit status, or -1 when it was not run or did
+/// not end by itself. The command gets no descriptor but /dev/null as its standard three, no terminal, none of
+/// unzip's option variables, and no file of its making grows beyond maxFileBytes (rounded up to 512).
+int runShell(const String& command, unsigned long maxFileBytes);
+
+/// Puts `fresh` in the place of `target`, in one step where the system can; what stood there before is then found
+/// under `fresh`'s name (or nowhere, if there was nothing). False when it failed and nothing has changed.
+bool replaceDirectory(const char* fresh, const char* target) noexcept;
+
+/// The directory of the running program, without a final "/"; empty when the system does not tell.
+String programDirectory();
+
+}  // namespace tessel::platform

@@ -1,0 +1,108 @@
+#pragma once
+
+#include <atomic>
+
+namespace tessel {
+
+/// Keeps the records of all queues of one type for reuse, so that pushing allocates nothing once the process runs.
+///
+/// Record has the members `Record* next` and `Record* nextBatch`, which belong to this cache while a record is in it.
+///
+/// Protocol. Each thread has a private list, which it alone touches. What is given back comes in batches: records
+/// chained by `next`, the first of which links the next batch by `nextBatch`. Batches lie on a shared stack. A thread
+/// whose list is empty takes the whole stack in one exchange, keeps the first batch and puts the others back: nobody
+/// ever dereferences a record that another thread could take meanwhile, so there is no ABA problem and no tag. Every
+/// push onto the stack releases, the exchange acquires: what was written to a record before it was given back is
+/// seen by who takes it. A thread that finds the stack empty makes a new record; beyond kMostBatches what is given
+/// back is deleted. Nothing waits for another thread.
+template <class Record>
+class RecordCache {
+public:
+    static constexpr unsigned kBatch = 64;
+    static constexpr unsigned kMostBatches = 512;
+
+    /// A record in the state in which it was given back, or a new one. Any thread.
+    static Record* take() {
+        if (s_gone) [[unlikely]] {
+            return new Record;
+        }
+        Local& local = here();
+        if (local.first == nullptr) {
+            local.first = takeBatch();
+            if (local.first == nullptr) {
+                return new Record;
+            }
+        }
+        Record* record = local.first;
+        local.first = record->next;
+        return record;
+    }
+
+    /// A chain of at most kBatch records. Any thread.
+    static void giveBack(Record* first) noexcept {
+        if (s_batches.load(std::memory_order_relaxed) >= kMostBatches) {
+            while (first != nullptr) {
+                const Record* gone = first;
+                first = first->next;
+                delete gone;
+            }
+            return;
+        }
+        s_batches.fetch_add(1, std::memory_order_relaxed);
+        first->nextBatch = nullptr;
+        putBack(first, first);
+    }
+
+private:
+    struct Local {
+        Local() = default;
+        Local(const Local&) = delete;
+        Local& operator=(const Local&) = delete;
+        ~Local() {
+            s_gone = true;
+            if (first != nullptr) {
+                giveBack(first);
+            }
+        }
+        Record* first = nullptr;
+    };
+
+    static Local& here() {
+        thread_local Local local;
+        return local;
+    }
+
+    static Record* takeBatch() noexcept {
+        Record* const batch = s_top.exchange(nullptr, std::memory_order_acquire);
+        if (batch == nullptr) {
+            return nullptr;
+        }
+        s_batches.fetch_sub(1, std::memory_order_relaxed);
+        if (Record* const rest = batch->nextBatch; rest != nullptr) {
+            Record* expected = nullptr;
+            if (!s_top.compare_exchange_strong(expected, rest, std::memory_order_release, std::memory_order_relaxed)) {
+                Record* last = rest;
+                while (last->nextBatch != nullptr) {
+                    last = last->nextBatch;
+                }
+                putBack(rest, last);
+            }
+        }
+        return batch;
+    }
+
+    static void putBack(Record* first, Record* last) noexcept {
+        Record* top = s_top.load(std::memory_order_relaxed);
+        do {
+            last->nextBatch = top;
+        } while (!s_top.compare_exchange_weak(top, first, std::memory_order_release, std::memory_order_relaxed));
+    }
+
+    // Constant-initialised and never destroyed: usable before main() and after it.
+    alignas(64) static inline constinit std::atomic<Record*> s_top{nullptr};
+    static inline constinit std::atomic<unsigned> s_batches{0};
+    // Outlives the thread's list, for pushes while the thread's other local objects are destroyed.
+    static inline thread_local constinit bool s_gone = false;
+};
+
+}  // namespace tessel
