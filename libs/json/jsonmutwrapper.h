@@ -1,0 +1,46 @@
+#pragma once
+
+#include "libs/json/jsonwrapper.h"
+
+namespace tessel::json {
+
+/// A value that is built piece by piece, and owned: what a program writes as JSON. Starts as null and becomes an
+/// object with the first set(), an array with the first append(). A copy is a deep one; what is set is copied too.
+///
+/// Readers and handles made before a change do not survive it. Raises EJsonError when a value is no object, or no
+/// array, any more.
+class JSONMutWrapper final : private std::unique_ptr<Json::Value>, public JSONWrapper {
+public:
+    JSONMutWrapper();
+    /// A deep copy, also of a parsed value.
+    explicit JSONMutWrapper(const JSONWrapper& other);
+    JSONMutWrapper(const JSONMutWrapper& other);
+    JSONMutWrapper& operator=(const JSONMutWrapper& other);
+    ~JSONMutWrapper() override;
+
+    /// Empty ones.
+    static JSONMutWrapper object();
+    static JSONMutWrapper array();
+
+    /// Each returns this value, so that calls can be chained.
+    JSONMutWrapper& set(const String& key, const String& value);
+    JSONMutWrapper& set(const String& key, const char* value) { return set(key, String(value)); }
+    JSONMutWrapper& set(const String& key, int value);
+    JSONMutWrapper& set(const String& key, unsigned value);
+    JSONMutWrapper& set(const String& key, bool value);
+    JSONMutWrapper& set(const String& key, const JSONWrapper& value);
+    JSONMutWrapper& append(const String& value);
+    JSONMutWrapper& append(const char* value) { return append(String(value)); }
+    JSONMutWrapper& append(int value);
+    JSONMutWrapper& append(unsigned value);
+    JSONMutWrapper& append(bool value);
+    JSONMutWrapper& append(const JSONWrapper& value);
+    JSONMutWrapper& remove(const String& key);
+
+private:
+    JSONMutWrapper& setValue(const String& key, Json::Value&& value);
+    JSONMutWrapper& appendValue(Json::Value&& value);
+    [[nodiscard]] Json::Value& value() { return std::unique_ptr<Json::Value>::operator*(); }
+};
+
+}  // namespace tessel::json

@@ -1,0 +1,71 @@
+#include <json/reader.h>
+#include <json/value.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "libs/base/log.h"
+#include "libs/json/jsonerrors.h"
+#include "libs/json/jsonwrapper.h"
+
+namespace tessel::json {
+
+namespace {
+
+/// Texts below this size are not examined before they are parsed.
+constexpr std::size_t kSmallText = 64 * 1024;
+/// The library looks at everything between a value and each comment behind it.
+constexpr std::size_t kMostComments = 1000;
+
+struct Shape {
+    std::size_t values = 1;
+    std::size_t comments = 0;
+};
+
+/// An upper bound: what stands inside strings counts as well.
+Shape measure(const std::string& text) {
+    Shape shape;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        const char c = text[at];
+        shape.values += c == ',' || c == '[' || c == '{' ? 1 : 0;
+        shape.comments += c == '/' ? 1 : 0;
+    }
+    return shape;
+}
+
+bool parse(const std::string& text, Json::Value& value) {
+    const Shape shape = text.size() > kSmallText ? measure(text) : Shape();
+    if (shape.values > JSONWrapperFromString::kMostValues) {
+        return false;
+    }
+    try {
+// The classic reader is deprecated, but what it accepts is what this client's servers may rely on.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+        Json::Reader reader;
+#pragma GCC diagnostic pop
+        return reader.parse(text.data(), text.data() + text.size(), value, shape.comments <= kMostComments);
+    } catch (const Json::Exception&) {
+        return false;
+    }
+}
+
+std::unique_ptr<Json::Value> parsed(const String& text) {
+    const std::string document(text.array(), strnlen(text.array(), text.length()));
+    auto value = std::make_unique<Json::Value>();
+    if (!parse(document, *value)) {
+        log(LogCategory::Error, "JSONWrapperFromString", "", "unable to parse json !");
+        raise<EJsonError>("EJsonError", sites::kNotJson);
+    }
+    return value;
+}
+
+}  // namespace
+
+JSONWrapperFromString::JSONWrapperFromString(const String& text)
+    : std::unique_ptr<Json::Value>(parsed(text)), JSONWrapper(std::unique_ptr<Json::Value>::operator*()) {}
+
+JSONWrapperFromString::~JSONWrapperFromString() = default;
+
+}  // namespace tessel::json
