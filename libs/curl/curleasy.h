@@ -1,0 +1,69 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "libs/base/serialize.h"
+#include "libs/base/string.h"
+#include "libs/http/header.h"
+#include "libs/http/proxy.h"
+
+namespace tessel {
+
+/// One libcurl easy handle and the outcome of its last request. Used by one thread at a time; the handle must not
+/// outlive the share handle that it is attached to.
+class CurlEasyWrapper {
+public:
+    /// Raises ECurl when libcurl gives no handle.
+    CurlEasyWrapper();
+    CurlEasyWrapper(const CurlEasyWrapper&) = delete;
+    CurlEasyWrapper& operator=(const CurlEasyWrapper&) = delete;
+    ~CurlEasyWrapper();
+
+    void attachShare(void* share);
+    /// Lets the handle read and keep cookies.
+    void enableCookies();
+    /// Hands a line of a Netscape cookie file to the cookie engine.
+    void addCookieLine(const String& line);
+    void setVerifySsl(bool verify) noexcept { m_verifySsl = verify; }
+    void setUserAgent(const String& userAgent) { m_userAgent = userAgent; }
+    /// Type none: libcurl's own choice, from the environment. Raises Exception for a value that is no type.
+    void setProxy(const Proxy& proxy);
+    /// While *cancelled is true, a transfer is ended; the flag must outlive the requests.
+    void setCancelFlag(const std::atomic<bool>* cancelled) noexcept { m_cancelled = cancelled; }
+
+    /// Performs one request; the body goes to `out`, at most `limit` bytes of it (0: any number). See
+    /// CurlSession::request() for the rest. Raises nothing that `out` raises.
+    bool request(const String& url, IWriter& out, std::uint64_t limit, const String& post);
+
+    /// The CURLcode of the last request, 0 before the first.
+    [[nodiscard]] int lastErrorCode() const noexcept { return m_lastErrorCode; }
+    /// What OpenSSL said of the server's certificate (an X509_V_ code), whether it was to be checked or not.
+    [[nodiscard]] long sslVerifyResult() const noexcept { return m_verifyResult; }
+    /// libcurl's own words about it; empty when it has none. Valid until the next request.
+    [[nodiscard]] const char* errorBuffer() const noexcept { return m_errorBuffer.data(); }
+    /// Of the last answer, without those of interim answers (RFC 9110, 15.2).
+    [[nodiscard]] const http::ResponseHeader& responseHeader() const noexcept { return m_responseHeader; }
+
+private:
+    struct Body;
+
+    void apply(const String& url, Body& body, const String& post);
+    void applyOnce();
+    void logFailure(const Body& body) const;
+    static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* body) noexcept;
+    static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* header) noexcept;
+    static int onProgress(void* cancelled, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept;
+
+    void* m_handle;  // CURL*; created by the constructor
+    bool m_verifySsl = true;
+    std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
+    int m_lastErrorCode = 0;
+    long m_verifyResult = 0;
+    String m_userAgent;
+    http::ResponseHeader m_responseHeader;
+    const std::atomic<bool>* m_cancelled = nullptr;
+};
+
+}  // namespace tessel

@@ -1,0 +1,176 @@
+#include "libs/curl/curlwrapper.h"
+
+#include <curl/curl.h>
+
+#include <algorithm>
+
+#include "libs/base/log.h"
+#include "libs/curl/sites.h"
+
+namespace tessel {
+namespace {
+
+/// libcurl 8.1.0 up to 8.3.x drops session cookies that come in a Netscape line.
+constexpr unsigned kFirstDropping = 0x080100;
+constexpr unsigned kFirstKeeping = 0x080400;
+
+/// A body into a Memory. Room is made in doubling steps, so that a long body is copied a few times only.
+class MemoryWriter final : public IWriter {
+public:
+    using IWriter::write;
+    explicit MemoryWriter(Memory& target) noexcept : m_target(target), m_room(target.length()) {}
+
+    void write(const char* data, unsigned length) override {
+        const std::uint64_t needed = std::uint64_t{m_target.length()} + length;
+        if (needed > m_room) {
+            const unsigned extra = std::max(length, std::min(m_target.length(), kLargestStep));
+            m_target.reserve(extra);
+            m_room = std::uint64_t{m_target.length()} + extra;
+        }
+        m_target.append(reinterpret_cast<const unsigned char*>(data), length);
+    }
+
+private:
+    static constexpr unsigned kLargestStep = 64 * 1024 * 1024;
+
+    Memory& m_target;
+    std::uint64_t m_room;
+};
+
+using ShareMutex = std::recursive_mutex;
+
+void lockShare(CURL* /*handle*/, curl_lock_data /*data*/, curl_lock_access /*access*/, void* mutex) noexcept {
+    static_cast<ShareMutex*>(mutex)->lock();
+}
+
+void unlockShare(CURL* /*handle*/, curl_lock_data /*data*/, void* mutex) noexcept {
+    static_cast<ShareMutex*>(mutex)->unlock();
+}
+
+CURLSH* newShare() {
+    CurlInitializer::initialize();
+    return curl_share_init();
+}
+
+}  // namespace
+
+void CurlInitializer::initialize() {
+    static const CURLcode once = curl_global_init(CURL_GLOBAL_ALL);
+    static_cast<void>(once);
+}
+
+String CurlInitializer::getCurlFullVersion() {
+    initialize();
+    return String::copy(curl_version());
+}
+
+CurlSession::Share::Share(CurlSession& session) : m_handle(newShare()) {
+    if (m_handle == nullptr) {
+        log(LogCategory::Error, "CurlSession", "CurlSession", "Cannot init CURL SHARE context");
+        raise<ECurl>("ECurl", curlsites::kShareInit);
+    }
+    curl_share_setopt(m_handle, CURLSHOPT_LOCKFUNC, &lockShare);
+    curl_share_setopt(m_handle, CURLSHOPT_UNLOCKFUNC, &unlockShare);
+    curl_share_setopt(m_handle, CURLSHOPT_USERDATA, &session.m_mutex);
+    for (const curl_lock_data kind : {CURL_LOCK_DATA_COOKIE, CURL_LOCK_DATA_DNS, CURL_LOCK_DATA_SSL_SESSION}) {
+        curl_share_setopt(m_handle, CURLSHOPT_SHARE, kind);
+    }
+}
+
+CurlSession::Share::~Share() { curl_share_cleanup(m_handle); }
+
+CurlSession::CurlSession() : m_share(*this) { m_cookieHandle.attachShare(m_share.handle()); }
+
+CurlSession::~CurlSession() = default;
+
+bool CurlSession::verifySSL(const String& /*url*/) { return true; }
+
+Proxy CurlSession::getProxy(const String& /*url*/) { return {}; }
+
+void CurlSession::setUserAgent(const String& userAgent) {
+    const std::lock_guard lock(m_mutex);
+    m_userAgent = userAgent;
+}
+
+http::SetCookie CurlSession::keptByLibcurl(http::SetCookie cookie, unsigned version) {
+    const bool session = cookie.getMaxAge().empty() && (cookie.getExpires().empty() || cookie.getExpires() == "0");
+    if (session && version >= kFirstDropping && version < kFirstKeeping) {
+        cookie.setMaxAge("9999999999");
+    }
+    return cookie;
+}
+
+void CurlSession::setCookie(const http::SetCookie& cookie) {
+    const std::lock_guard lock(m_mutex);
+    const unsigned version = curl_version_info(CURLVERSION_NOW)->version_num;
+    const String line = keptByLibcurl(cookie, version).toNetscapeFormat();
+    // libcurl runs empty fields together and would take the next one for the domain.
+    if (!cookie.getDomain().empty()) {
+        m_cookieHandle.addCookieLine(line);
+    }
+}
+
+bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post,
+                           IRequestInfo* info) {
+    const Lock turn(m_transfer);
+    CurlEasyWrapper handle;
+    handle.attachShare(m_share.handle());
+    handle.enableCookies();
+    handle.setCancelFlag(&m_cancelled);
+    {
+        const std::lock_guard lock(m_mutex);
+        handle.setUserAgent(m_userAgent);
+    }
+    handle.setVerifySsl(verifySSL(url));
+    handle.setProxy(getProxy(url));
+    const bool arrived = handle.request(url, out, limit, post);
+    if (info != nullptr) {
+        info->readFromCurl(handle);
+    }
+    return arrived;
+}
+
+bool CurlSession::intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info) {
+    MemoryWriter writer(out);
+    return _request(url, writer, m_bodyLimit, post, info);
+}
+
+bool CurlSession::request(const String& url, Memory& out) { return intoMemory(url, out, String(), nullptr); }
+
+bool CurlSession::request(const String& url, Memory& out, const String& post) {
+    return intoMemory(url, out, post, nullptr);
+}
+
+bool CurlSession::request(const String& url, Memory& out, IRequestInfo& info) {
+    return intoMemory(url, out, String(), &info);
+}
+
+bool CurlSession::request(const String& url, Memory& out, const String& post, IRequestInfo& info) {
+    return intoMemory(url, out, post, &info);
+}
+
+bool CurlSession::request(const String& url, IWriter& out) {
+    return _request(url, out, m_writerLimit, String(), nullptr);
+}
+
+bool CurlSession::request(const String& url, IWriter& out, const String& post) {
+    return _request(url, out, m_writerLimit, post, nullptr);
+}
+
+bool CurlSession::request(const String& url, IWriter& out, IRequestInfo& info) {
+    return _request(url, out, m_writerLimit, String(), &info);
+}
+
+String CurlSession::urlEncodeString(const String& text) {
+    CurlInitializer::initialize();
+    if (text.empty()) {
+        // libcurl would take the length 0 for "up to the NUL".
+        return {};
+    }
+    char* escaped = curl_easy_escape(nullptr, text.array(), static_cast<int>(text.length()));
+    const String result = escaped != nullptr ? String::copy(escaped) : String();
+    curl_free(escaped);
+    return result;
+}
+
+}  // namespace tessel

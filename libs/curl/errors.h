@@ -1,0 +1,10 @@
+#pragma once
+
+#include "libs/base/exception.h"
+
+namespace tessel {
+
+/// The HTTP session cannot be set up.
+TESSEL_EXCEPTION(ECurl, Exception);
+
+}  // namespace tessel

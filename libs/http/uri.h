@@ -1,0 +1,78 @@
+#pragma once
+
+#include <map>
+
+#include "libs/base/string.h"
+#include "libs/http/errors.h"
+
+namespace tessel::http {
+
+/// A URI in its five parts (RFC 3986, appendix B), with the query as an ordered set of parameters.
+///
+/// Nothing is percent-decoded or encoded on the way in or out: parts are kept as written, so that parsing and
+/// rebuilding gives back the text, except that a repeated parameter keeps its first place and its last value and
+/// that an empty query, fragment or authority loses its delimiter.
+///
+/// The parts are views of the parsed text; a copy copies no bytes of it. The query is split when a parameter is first
+/// asked for, also by a const operation: one value must not be used on two threads at once, not even for reading.
+class Uri {
+public:
+    /// Longer texts are refused, so that a hostile one costs little.
+    static constexpr unsigned kMaxLength = 1024 * 1024;
+
+    Uri() = default;
+    /// Splits the text; any bytes are allowed, NUL and bytes that are no UTF-8 included. Raises EUri, after logging
+    /// "Invalid uri: " and the text, when the fragment holds a line feed (the only text the pattern does not match)
+    /// or the text is longer than kMaxLength (then only its beginning is logged).
+    static Uri parse(const String& text);
+
+    [[nodiscard]] const String& getScheme() const noexcept { return m_scheme; }
+    [[nodiscard]] const String& getAuthority() const noexcept { return m_authority; }
+    [[nodiscard]] const String& getPath() const noexcept { return m_path; }
+    [[nodiscard]] const String& getFragment() const noexcept { return m_fragment; }
+    void setScheme(const String& scheme) { m_scheme = scheme; }
+    void setAuthority(const String& authority) { m_authority = authority; }
+    void setPath(const String& path) { m_path = path; }
+    void setFragment(const String& fragment) { m_fragment = fragment; }
+
+    /// Replaces the value, or appends a parameter of a new name. Neither is encoded: see encode().
+    void setParameter(const String& name, const String& value);
+    /// The value; empty when there is no such parameter.
+    [[nodiscard]] String getParameter(const String& name) const;
+    [[nodiscard]] bool hasParameter(const String& name) const;
+    void delParameter(const String& name);
+    /// The names in order of their first appearance.
+    [[nodiscard]] const List<String>& getParameterNames() const;
+
+    /// The parameters joined with "&"; one with an empty value is its bare name.
+    [[nodiscard]] String getQuery() const;
+    /// The whole text again.
+    [[nodiscard]] String getFullUri() const;
+
+    /// Percent-encodes each byte that is neither unreserved (RFC 3986, 2.3) nor in `keep`, as "%" and two upper-case
+    /// hexadecimal digits; bytes in `drop` are left out, also those that are in `keep` as well.
+    static String encode(const String& text);
+    static String encode(const String& text, const String& keep, const String& drop);
+    /// Undoes encode(); a "%" that no two hexadecimal digits follow stays as it is.
+    static String decode(const String& text);
+
+private:
+    using Parameters = std::map<String, String>;
+
+    void splitQuery() const;
+    void putParameter(const String& name, const String& value) const;
+    [[nodiscard]] unsigned queryLength() const;
+    // Writes queryLength() bytes and returns the place behind them.
+    char* putQuery(char* to) const;
+
+    String m_scheme;
+    String m_authority;
+    String m_path;
+    String m_fragment;
+    // The query as parsed; emptied when it has been split. Invariant: m_names holds each key of m_parameters once.
+    mutable String m_unsplitQuery;
+    mutable List<String> m_names;
+    mutable Parameters m_parameters;
+};
+
+}  // namespace tessel::http

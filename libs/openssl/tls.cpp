@@ -1,0 +1,9 @@
+#include "libs/openssl/tls.h"
+
+#include <openssl/crypto.h>
+
+namespace tessel::tls {
+
+String TLS::getOpensslVersion() { return OpenSSL_version(OPENSSL_VERSION); }
+
+}  // namespace tessel::tls

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "libs/base/string.h"
+
+namespace tessel::tls {
+
+class TLS {
+public:
+    /// The version text of the OpenSSL library that the program runs with.
+    static String getOpensslVersion();
+};
+
+}  // namespace tessel::tls
