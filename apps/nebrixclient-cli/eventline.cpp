@@ -1,0 +1,106 @@
+#include "apps/nebrixclient-cli/eventline.h"
+
+#include "libs/curl/requestinfo.h"
+#include "libs/json/jsonmutwrapper.h"
+
+namespace tessel::eventline {
+
+namespace {
+
+const char* nameOf(ClientType type) {
+    switch (type) {
+        case ClientType::PluginDll:
+            return "tunnel plug-in";
+        case ClientType::HostChecker:
+            return "host checker";
+        case ClientType::PluginDllNoTunnel:
+            return "plug-in without tunnel";
+    }
+    return "unknown";
+}
+
+const char* nameOf(ClientStatus status) {
+    switch (status) {
+        case ClientStatus::Idle:
+            return "idle";
+        case ClientStatus::DownloadingComponents:
+            return "downloading components";
+        case ClientStatus::Connected:
+            return "connected";
+        case ClientStatus::SessionOver:
+            return "session over";
+        case ClientStatus::HostChecking:
+            return "host checking";
+    }
+    return "unknown";
+}
+
+bool isControl(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7f;
+}
+
+String line(const char* event, const String& text) {
+    const String shown = printable(text);
+    return shown.empty() ? String::copy(event) : String(String::copy(event) + ": " + shown);
+}
+
+json::JSONMutWrapper object(const char* event) {
+    json::JSONMutWrapper json = json::JSONMutWrapper::object();
+    json.set("event", event);
+    return json;
+}
+
+String withText(Form form, const char* event, const String& text) {
+    return form == Form::Text ? line(event, text) : json::toLine(object(event).set("text", text));
+}
+
+}  // namespace
+
+String dispatch(Form form, ClientType type) {
+    constexpr const char* kEvent = "dispatch";
+    if (form == Form::Text) {
+        return line(kEvent, nameOf(type));
+    }
+    return json::toLine(object(kEvent).set("type", static_cast<int>(type)).set("name", nameOf(type)));
+}
+
+String status(Form form, ClientStatus status) {
+    constexpr const char* kEvent = "status";
+    if (form == Form::Text) {
+        return line(kEvent, nameOf(status));
+    }
+    return json::toLine(object(kEvent).set("status", static_cast<int>(status)).set("name", nameOf(status)));
+}
+
+String vpn(Form form, const String& text) {
+    return withText(form, "vpn", text);
+}
+
+String connectError(Form form, const RequestInfo& request) {
+    constexpr const char* kEvent = "connect-error";
+    if (form == Form::Text) {
+        return line(kEvent, request.format().replace("\n", ": "));
+    }
+    return json::toLine(object(kEvent).set("code", request.getCode()).set("text", request.format()));
+}
+
+String fatalError(Form form, const String& text) {
+    return withText(form, "fatal-error", text);
+}
+
+String printable(const String& text) {
+    constexpr const char* kDigits = "0123456789abcdef";
+    String shown;
+    for (const char c : text) {
+        if (isControl(c)) {
+            const auto byte = static_cast<unsigned char>(c);
+            shown.append("\\x", kDigits[byte >> 4U], kDigits[byte & 15U]);
+        } else {
+            shown.append(1, c);
+        }
+    }
+    return shown;
+}
+
+}  // namespace tessel::eventline

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "apps/nebrixclient/notify.h"
+
+namespace tessel {
+
+class RequestInfo;
+
+/// The headless client's standard output: one line for each notification, in one of two fixed forms.
+///
+/// Text: "EVENT" or "EVENT: what it says", where control bytes of the text are written as "\xNN".
+/// JSON: one object with "event" and, where the event has them, "type" or "status" or "code" (numbers), "name" and
+/// "text".
+namespace eventline {
+
+enum class Form { Text, Json };
+
+String dispatch(Form form, ClientType type);
+String status(Form form, ClientStatus status);
+String vpn(Form form, const String& line);
+String connectError(Form form, const RequestInfo& request);
+String fatalError(Form form, const String& text);
+
+/// The text with every control byte written as "\xNN".
+String printable(const String& text);
+
+}  // namespace eventline
+}  // namespace tessel

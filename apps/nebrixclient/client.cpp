@@ -1,0 +1,289 @@
+#include "apps/nebrixclient/client.h"
+
+#include <unistd.h>
+
+#include "apps/nebrixclient/hostcheckerclient.h"
+#include "apps/nebrixclient/mediationresponse.h"
+#include "apps/nebrixclient/notunnelclient.h"
+#include "apps/nebrixclient/plugindllclient.h"
+#include "apps/nebrixclient/signeddll.h"
+#include "apps/nebrixclient/sites.h"
+#include "apps/nebrixclient/staticdownloadwrapper.h"
+#include "libs/base/console.h"
+#include "libs/base/file.h"
+#include "libs/base/log.h"
+#include "libs/base/numbers.h"
+#include "libs/http/setcookie.h"
+#include "libs/http/uri.h"
+#include "libs/openssl/tls.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr int kHttpOk = 200;
+
+void logLine(LogCategory category, const String& text) {
+    log(category, "NebrixClient", "main", text);
+}
+
+void routeLog(const String& file) {
+    Console::start();
+    const gc::Pointer<Console> console = Console::current();
+    if (!console.valid()) {
+        return;
+    }
+    for (const LogCategory category : {LogCategory::Trace, LogCategory::Error, LogCategory::Warning,
+                                       LogCategory::Assert, LogCategory::Debug}) {
+        console->setStream(category, file);
+    }
+}
+
+String operatingSystem() {
+    const gc::Pointer<Console> console = Console::current();
+    return console.valid() ? console->getOsName() : String();
+}
+
+}  // namespace
+
+NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
+    : Thread("nebrixclient", 0, true), m_notify(notify), m_downloadManager(m_localConfiguration) {
+    routeLog(logFile);
+    const String directory = File::getUserApplicationDataDirectory();
+    File::ensureDirectory(directory);
+    log(LogCategory::Trace, "NebrixClient", "NebrixClient", "Nebrix directory is : " + directory);
+    if (chdir(directory.str()) != 0) {
+        raise<EFile>("EFile", sites::kClientDirectoryCatch);
+    }
+    readLocalConfiguration();
+}
+
+NebrixClient::~NebrixClient() {
+    {
+        Lock lock(m_mutex);
+        m_restart = false;
+        if (m_subClient != nullptr) {
+            m_subClient->stop();
+        }
+    }
+    m_downloadManager.session().cancel();
+    join();
+    StaticDownloadWrapper::unset(m_downloadManager);
+}
+
+void NebrixClient::readLocalConfiguration() {
+    const String path = getLocalConfPath();
+    if (!File::exists(path)) {
+        return;
+    }
+    log(LogCategory::Trace, "NebrixClient", "NebrixClient", "Loading local configuration from " + path);
+    try {
+        m_localConfiguration.readFromFile(path);
+    } catch (const Exception& caught) {
+        // A flaw in the settings must not keep anybody from connecting.
+        logCaught(caught, sites::kClientDirectoryCatch);
+        log(LogCategory::Error, "NebrixClient", "NebrixClient", "Incomplete local configuration in " + path);
+    }
+}
+
+void NebrixClient::run(const String& mediation) {
+    Lock lock(m_mutex);
+    m_mediation = mediation;
+    start();
+}
+
+void NebrixClient::restart() {
+    Lock lock(m_mutex);
+    if (!m_attemptRuns) {
+        start();
+        return;
+    }
+    m_restart = true;
+    if (m_subClient != nullptr) {
+        m_subClient->stop();
+    }
+}
+
+// With m_mutex held. A thread that has seen that it is over is about to end and takes no lock of ours any more.
+void NebrixClient::start() {
+    if (m_attemptRuns) {
+        return;
+    }
+    m_attemptRuns = true;
+    m_restart = false;
+    join();
+    Thread::run(false);
+}
+
+void NebrixClient::stop() {
+    Lock lock(m_mutex);
+    m_restart = false;
+    if (m_subClient != nullptr) {
+        m_subClient->stop();
+    }
+}
+
+void NebrixClient::showLogs() {
+    Lock lock(m_mutex);
+    if (m_subClient != nullptr) {
+        m_subClient->showLogs();
+    }
+}
+
+String NebrixClient::getMediation() const {
+    Lock lock(m_mutex);
+    return m_mediation;
+}
+
+String NebrixClient::getServer() const {
+    Lock lock(m_mutex);
+    return m_server;
+}
+
+void NebrixClient::saveLocalConfiguration() const {
+    m_localConfiguration.save(getLocalConfPath());
+}
+
+String NebrixClient::getLocalConfPath() {
+    return File::getUserApplicationDataDirectory() + "nebrixclient.xml";
+}
+
+String NebrixClient::getLangFromArg(const String& mediation) {
+    try {
+        return http::Uri::parse(mediation).getParameter("lang");
+    } catch (const Exception& caught) {
+        logCaught(caught, sites::kMainCatch);
+        return {};
+    }
+}
+
+Proxy NebrixClient::currentProxy() const {
+    Proxy proxy;
+    proxy.setCredentials(m_localConfiguration.getCredentials());
+    return proxy;
+}
+
+void NebrixClient::verifyDllSignature(const String& dllPath, const String& sigPath) const {
+    tessel::verifyDllSignature(dllPath, sigPath);
+}
+
+void NebrixClient::main() {
+    do {
+        attempt();
+    } while (takeRestart());
+}
+
+bool NebrixClient::takeRestart() {
+    Lock lock(m_mutex);
+    m_attemptRuns = m_restart;
+    m_restart = false;
+    return m_attemptRuns;
+}
+
+bool NebrixClient::restartRequested() const {
+    Lock lock(m_mutex);
+    return m_restart;
+}
+
+void NebrixClient::attempt() {
+    try {
+        session();
+    } catch (const EBadSignature& caught) {
+        setSubClient(nullptr);
+        logCaught(caught, sites::kMainCatch);
+        logLine(LogCategory::Error, "Bad component signature");
+        m_notify.onFatalError(String::null);
+    } catch (const Exception& caught) {
+        setSubClient(nullptr);
+        logCaught(caught, sites::kMainCatch);  // category TRACE also for this, deliberately
+        m_notify.onFatalError(String::null);
+    } catch (...) {
+        setSubClient(nullptr);
+        logLine(LogCategory::Error, "unhandled exception");
+        m_notify.onFatalError(String::null);
+    }
+}
+
+void NebrixClient::session() {
+    logLine(LogCategory::Trace, "OpenSSL version: " + tls::TLS::getOpensslVersion());
+    logLine(LogCategory::Trace, "Curl version: " + CurlInitializer::getCurlFullVersion());
+    const String url = prepareRequest();
+    CurlSession& http = m_downloadManager.session();
+    Memory body;
+    RequestInfo info;
+    if (!http.request(url, body, info)) {
+        m_notify.onConnectError(info);
+        return;
+    }
+    const int code = info.getResponseHeader().getResponseCode();
+    if (code != kHttpOk) {
+        logLine(LogCategory::Error, "mediation response is HTTP." + toString(code));
+    }
+    MediationResponse response{String(body)};
+    if (!response.success()) {
+        logLine(LogCategory::Error, response.exception());
+        m_notify.onFatalError(String::null);
+        return;
+    }
+    m_configuration = ClientConfiguration::load(response.reader()["result"]);
+    if (restartRequested()) {
+        return;
+    }
+    m_configuration->accept(*this);
+    m_subClient->run(http);
+    setSubClient(nullptr);
+    if (!restartRequested()) {
+        m_notify.onStatus(ClientStatus::SessionOver);
+    }
+}
+
+String NebrixClient::prepareRequest() {
+    http::Uri uri = http::Uri::parse(getMediation());
+    const String authority = uri.getAuthority();
+    const bool identified = authority.find('@') != String::npos;
+    const String identifier = identified ? authority.left('@') : String::null;
+    const String server = identified ? authority.right('@') : authority;
+    {
+        Lock lock(m_mutex);
+        m_server = server;
+    }
+    uri.setScheme("https");
+    uri.setAuthority(server);
+    uri.setParameter("clientversion", kClientVersion);
+
+    CurlSession& session = m_downloadManager.session();
+    session.setCookie(http::SetCookie("Nebrix-Id", identifier, server.left(':'), "/"));
+    session.setUserAgent(String("NebrixClient ") + kClientVersion + " " + operatingSystem());
+    m_downloadManager.setGateway(server);
+    StaticDownloadWrapper::set(m_downloadManager);
+    return uri.getFullUri();
+}
+
+void NebrixClient::setSubClient(std::unique_ptr<ISubClient> subClient) {
+    std::unique_ptr<ISubClient> old;  // destroyed outside the lock
+    Lock lock(m_mutex);
+    old = std::exchange(m_subClient, std::move(subClient));
+    if (m_subClient != nullptr && m_restart) {
+        m_subClient->stop();
+    }
+}
+
+void NebrixClient::dispatch(ClientHostcheckerDllConfiguration& configuration) {
+    m_notify.onDispatch(ClientType::HostChecker);
+    setSubClient(std::make_unique<NebrixClientHostchecker>(*this, m_notify, configuration, m_downloadManager,
+                                                           m_localConfiguration.getHostcheckerDownload()));
+}
+
+void NebrixClient::dispatch(ClientPluginDllConfiguration& configuration) {
+    m_notify.onDispatch(ClientType::PluginDll);
+    setSubClient(std::make_unique<NebrixClientPluginDll>(*this, m_notify, configuration, m_downloadManager,
+                                                         m_localConfiguration.getPluginDownload()));
+}
+
+void NebrixClient::dispatch(NoTunnelClientPluginDllConfiguration& configuration) {
+    m_notify.onDispatch(ClientType::PluginDllNoTunnel);
+    setSubClient(std::make_unique<NebrixClientPluginDllNoTunnel>(*this, m_notify, configuration, m_downloadManager,
+                                                                 m_localConfiguration.getPluginDownload()));
+}
+
+}  // namespace tessel

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <memory>
+
+#include "apps/nebrixclient/clientconfiguration.h"
+#include "apps/nebrixclient/clientlocalconfiguration.h"
+#include "apps/nebrixclient/downloadmanager.h"
+#include "apps/nebrixclient/notify.h"
+#include "apps/nebrixclient/subclient.h"
+#include "apps/nebrixclient/version.h"
+#include "libs/base/mutex.h"
+#include "libs/base/thread.h"
+
+namespace tessel {
+
+TESSEL_EXCEPTION(ENebrixClient, Exception);
+
+/// The session driver: takes one mediation string to a running component, on a thread of its own named "nebrixclient".
+///
+/// Outcomes reach the user interface through INebrixClientNotify, on that thread. run(), restart(), stop(),
+/// showLogs() and the accessors may be called on any thread, at any moment, also from within a notification. The
+/// driver itself never retries and has no timer. One object serves a process.
+class NebrixClient final : public ClientConfigurationDispatcher, public Thread {
+public:
+    /// Sends every log category to the log file, makes the user's application-data directory and enters it, and reads
+    /// the local configuration; a flaw in it is logged. `notify` must outlive this object. Raises EFile when the directory cannot be had.
+    explicit NebrixClient(INebrixClientNotify& notify, const String& logFile = kLogFile);
+    /// Ends what still runs, and waits for it.
+    ~NebrixClient() override;
+
+    /// Starts an attempt; does nothing while one runs. The mediation string is a URL whose user information is the
+    /// client identifier, a secret.
+    void run(const String& mediation);
+    /// Starts a new attempt with the same mediation string. While the old one still runs, its component is asked to
+    /// end and the new attempt begins when it has; status 4 is not reported in between.
+    void restart();
+    /// Asks the component to end; without one it does nothing. An attempt that restart() asked for is given up.
+    void stop();
+    void showLogs();
+
+    [[nodiscard]] String getMediation() const;
+    /// The gateway's authority of the running attempt, with its port.
+    [[nodiscard]] String getServer() const;
+
+    ClientLocalConfiguration& localConfiguration() noexcept { return m_localConfiguration; }
+    /// Raises xml::EParser.
+    void saveLocalConfiguration() const;
+    static String getLocalConfPath();
+    /// The query parameter "lang" of a mediation string; empty without one or for what is no URI.
+    static String getLangFromArg(const String& mediation);
+
+    /// The proxy as plug-ins are told it: of type none, with the user's credentials.
+    [[nodiscard]] Proxy currentProxy() const;
+    /// Returns only when the library is genuine; else logs and raises EBadSignature.
+    void verifyDllSignature(const String& dllPath, const String& sigPath) const;
+    DownloadManager& downloadManager() noexcept { return m_downloadManager; }
+
+    // Called by the configuration, on the driver's thread.
+    void dispatch(ClientHostcheckerDllConfiguration& configuration) override;
+    void dispatch(ClientPluginDllConfiguration& configuration) override;
+    void dispatch(NoTunnelClientPluginDllConfiguration& configuration) override;
+
+protected:
+    void main() override;
+
+private:
+    void readLocalConfiguration();
+    void start();
+    void attempt();
+    void session();
+    String prepareRequest();
+    void setSubClient(std::unique_ptr<ISubClient> subClient);
+    bool restartRequested() const;
+    bool takeRestart();
+
+    // Set at construction.
+    INebrixClientNotify& m_notify;
+    // These synchronise themselves.
+    ClientLocalConfiguration m_localConfiguration;
+    DownloadManager m_downloadManager;
+    // The driver's thread only.
+    gc::Pointer<ClientConfiguration> m_configuration;
+
+    mutable Mutex m_mutex;  // guards all below; held while a component's stop() or showLogs() runs, which return at once
+    String m_mediation;
+    String m_server;
+    std::unique_ptr<ISubClient> m_subClient;  // created, replaced and destroyed on the driver's thread only
+    bool m_attemptRuns = false;               // from start() until main() has seen that no restart is wanted
+    bool m_restart = false;
+};
+
+}  // namespace tessel

@@ -1,0 +1,89 @@
+#include "apps/nebrixclient/downloadmanager.h"
+
+#include "apps/nebrixclient/filedigest.h"
+#include "apps/nebrixclient/plainname.h"
+#include "apps/nebrixclient/sites.h"
+#include "libs/base/file.h"
+#include "libs/base/log.h"
+#include "libs/http/uri.h"
+#include "libs/openssl/digest.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr int kHttpOk = 200;
+
+void logError(const String& text) {
+    log(LogCategory::Error, "DownloadManager", "downloadFileTo", text);
+}
+
+}  // namespace
+
+void DownloadManager::setGateway(const String& authority) {
+    Lock lock(m_mutex);
+    m_gateway = authority;
+}
+
+String DownloadManager::gateway() const {
+    Lock lock(m_mutex);
+    return m_gateway;
+}
+
+DownloadManager::DownloadManager(const ClientLocalConfiguration& configuration) : m_session(configuration) {
+    setLargestFile(kLargestFile);
+}
+
+String DownloadManager::resolve(const String& url) const {
+    http::Uri uri = http::Uri::parse(url);
+    if (uri.getAuthority().empty()) {
+        uri.setScheme("https");
+        uri.setAuthority(gateway());
+    }
+    return uri.getFullUri();
+}
+
+bool DownloadManager::downloadFileTo(const String& url, const String& localPath) {
+    File::ensureDirectory(File::getSubPath(localPath));
+    log(LogCategory::Trace, "DownloadManager", "downloadFileTo", String(url + " -> " + localPath));
+    const String uri = resolve(url);
+    if (transfer(uri, localPath)) {
+        return true;
+    }
+    // The misspelling is what administrators search for.
+    logError(String("Error while downloding '" + localPath + "' from '" + uri + "'"));
+    return false;
+}
+
+bool DownloadManager::transfer(const String& uri, const String& localPath) {
+    File file;
+    if (!file.open(localPath, File::kOut)) {
+        logError(String("Cannot open file \"" + localPath + "\""));
+        return false;
+    }
+    RequestInfo info;
+    try {
+        const bool done = m_session.request(uri, static_cast<IWriter&>(file), info);
+        file.flush();
+        return done && info.getResponseHeader().getResponseCode() == kHttpOk;
+    } catch (const EFile& caught) {
+        logCaught(caught, sites::kDownloadWriteCatch);
+        return false;
+    }
+}
+
+String DownloadManager::downloadFromConfig(const DownloadConfig& config, const String& targetDir) {
+    requirePlainName("filename", config.filename);
+    const String localPath = targetDir + "/" + config.filename;
+    if (File::exists(localPath) && computeFileMd5(localPath) == config.md5) {
+        return localPath;
+    }
+    return downloadFileTo(config.urlpath + config.filename, localPath) ? localPath : String::null;
+}
+
+String DownloadManager::computeFileMd5(const String& path) {
+    tls::MD5 digest;
+    return digestFile(path, digest).toHex();
+}
+
+}  // namespace tessel

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+
+#include "apps/nebrixclient/clientconfiguration.h"
+#include "apps/nebrixclient/nebrixclientcurlsession.h"
+#include "libs/base/mutex.h"
+
+namespace tessel {
+
+/// Fetches component files from the gateway through the client's one HTTP session, and keeps what is already there
+/// and has the announced digest.
+///
+/// Any thread may call: transfers are taken one after the other by the session.
+class DownloadManager {
+public:
+    /// Bytes that one file may have at most, unless set otherwise: 1 GiB.
+    static constexpr std::uint64_t kLargestFile = std::uint64_t{1} << 30U;
+
+    explicit DownloadManager(const ClientLocalConfiguration& configuration);
+
+    CurlSession& session() noexcept { return m_session; }
+    /// The authority that paths without a host are fetched from.
+    void setGateway(const String& authority);
+    [[nodiscard]] String gateway() const;
+    void setLargestFile(std::uint64_t bytes) noexcept { m_session.setWriterLimit(bytes); }
+
+    /// A URL or a path on the gateway, as a URI with scheme and host.
+    [[nodiscard]] String resolve(const String& url) const;
+
+    /// Fetches into the file, whose directory is made. True only when the whole body came with status 200; after
+    /// false a part of it may lie there. Failures are logged; raises only what the session raises.
+    bool downloadFileTo(const String& url, const String& localPath);
+
+    /// The path of the file in targetDir, fetched unless it is there with the announced MD5; String::null when it
+    /// could not be had. A file name that is no plain name raises EClientConfiguration before anything is fetched.
+    String downloadFromConfig(const DownloadConfig& config, const String& targetDir);
+
+    /// The file's MD5 digest in lower-case hexadecimal. Raises EFile.
+    static String computeFileMd5(const String& path);
+
+private:
+    bool transfer(const String& uri, const String& localPath);
+
+    NebrixClientCurlSession m_session;  // synchronises itself
+    mutable Mutex m_mutex;
+    String m_gateway;  // guarded by m_mutex
+};
+
+}  // namespace tessel

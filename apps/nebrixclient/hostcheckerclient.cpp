@@ -1,0 +1,99 @@
+#include "apps/nebrixclient/hostcheckerclient.h"
+
+#include <limits>
+
+#include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/mediationresponse.h"
+#include "apps/nebrixclient/sites.h"
+#include "libs/base/log.h"
+#include "libs/http/uri.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr const char* kClassName = "NebrixClientHostchecker";
+constexpr unsigned kMillisecondsPerSecond = 1000;
+
+}  // namespace
+
+void ResponseHostcheckerResult::keywrite(IKeyReader& reader) {
+    ConfReadHelper::readKey(reader, "continue", goOn, false);
+    ConfReadHelper::readKey(reader, "info", info, false);
+}
+
+NebrixClientHostchecker::NebrixClientHostchecker(NebrixClient& client, INebrixClientNotify& notify,
+                                                 ClientHostcheckerDllConfiguration& configuration,
+                                                 DownloadManager& downloadManager, bool download)
+    : m_client(client),
+      m_notify(notify),
+      m_configuration(configuration),
+      m_downloadManager(downloadManager),
+      m_files(downloadManager, kClassName, "Hostchecker_", hostcheckerDirectory(), download) {}
+
+void NebrixClientHostchecker::run(CurlSession& session) {
+    m_notify.onStatus(ClientStatus::DownloadingComponents);
+    const Dll dll = m_configuration.hostcheckerDlls.current();
+    ComponentDownload::checkNames(dll);
+    m_files.fetch(dll);
+    loadDll(dll);
+    m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
+    m_notify.onStatus(ClientStatus::HostChecking);
+    check(session);
+    m_instance->stop();
+}
+
+void NebrixClientHostchecker::loadDll(const Dll& dll) {
+    log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
+    const String library = m_files.libraryPath(dll);
+    m_client.verifyDllSignature(library, m_files.signaturePath(dll));
+    m_instance = std::make_unique<HostCheckerDllInstance>(library);
+    log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
+}
+
+void NebrixClientHostchecker::check(CurlSession& session) {
+    while (!m_stop.requested()) {
+        const String rules = m_instance->getValidRules(m_configuration.hostcheckingrequest);
+        if (!sendResponse(session, rules) || m_stop.wait(interval())) {
+            return;
+        }
+    }
+}
+
+unsigned NebrixClientHostchecker::interval() const {
+    constexpr unsigned kLongest = std::numeric_limits<int>::max() / kMillisecondsPerSecond;
+    const unsigned seconds = m_configuration.hostcheckingtimer;
+    if (seconds == 0) {
+        return kMillisecondsPerSecond;
+    }
+    return (seconds < kLongest ? seconds : kLongest) * kMillisecondsPerSecond;
+}
+
+bool NebrixClientHostchecker::sendResponse(CurlSession& session, const String& rules) {
+    Memory body;
+    const String url = m_downloadManager.resolve(m_configuration.responseurl);
+    if (!session.request(url, body, "rulesChecked=" + http::Uri::encode(rules))) {
+        log(LogCategory::Error, kClassName, "run", "Error while sending response");
+        return false;
+    }
+    try {
+        MediationResponse response{String(body)};
+        if (!response.success()) {
+            log(LogCategory::Error, kClassName, "main", response.exception());
+            return false;
+        }
+        ResponseHostcheckerResult result;
+        ConfReadHelper::readKey(response.reader(), "result", result, true);
+        if (!result.info.empty()) {
+            log(LogCategory::Trace, kClassName, "sendResponse", result.info);
+        }
+        return result.goOn;
+    } catch (const Exception& caught) {
+        // EMediationResponse, or a result whose values have not their types.
+        logCaught(caught, sites::kHostcheckerCatch);
+        log(LogCategory::Error, kClassName, "run", "Bad response from mediation");
+        return false;
+    }
+}
+
+}  // namespace tessel

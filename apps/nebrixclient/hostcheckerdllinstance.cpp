@@ -1,0 +1,25 @@
+#include "apps/nebrixclient/hostcheckerdllinstance.h"
+
+#include "apps/nebrixclient/plugindllinstance.h"
+
+namespace tessel {
+
+HostCheckerDllInstance::HostCheckerDllInstance(const String& path)
+    : m_loader(path),
+      m_init(m_loader.entry<NebrixInitHostCheckerDll>(NEBRIX_NAME_INIT_HOST_CHECKER)),
+      m_close(m_loader.entry<NebrixCloseHostCheckerDll>(NEBRIX_NAME_CLOSE_HOST_CHECKER)),
+      m_getValidRules(m_loader.entry<NebrixGetValidRules>(NEBRIX_NAME_GET_VALID_RULES)) {}
+
+void HostCheckerDllInstance::start(const String& directory, const String& hostname, const String& language) {
+    m_init("", "", directory.str(), hostname.str(), language.str());
+}
+
+void HostCheckerDllInstance::stop() {
+    m_close();
+}
+
+String HostCheckerDllInstance::getValidRules(const String& request) {
+    return copyComponentText(m_getValidRules(request.str()));
+}
+
+}  // namespace tessel

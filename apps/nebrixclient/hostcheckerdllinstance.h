@@ -1,0 +1,29 @@
+#pragma once
+
+#include "apps/nebrixclient/moduleloader.h"
+#include "sdk/include/nebrix_component.h"
+
+namespace tessel {
+
+/// A loaded host checker: its three entries, all required. All calls are made on the thread that uses this object.
+class HostCheckerDllInstance {
+public:
+    /// Opens a verified library. Raises EModuleLoader.
+    explicit HostCheckerDllInstance(const String& path);
+    virtual ~HostCheckerDllInstance() = default;
+    HostCheckerDllInstance(const HostCheckerDllInstance&) = delete;
+    HostCheckerDllInstance& operator=(const HostCheckerDllInstance&) = delete;
+
+    void start(const String& directory, const String& hostname, const String& language);
+    void stop();
+    /// The rules that hold, in the host checker's own form. Its text is copied and never given back.
+    String getValidRules(const String& request);
+
+private:
+    ModuleLoader m_loader;
+    NebrixInitHostCheckerDll m_init;
+    NebrixCloseHostCheckerDll m_close;
+    NebrixGetValidRules m_getValidRules;
+};
+
+}  // namespace tessel

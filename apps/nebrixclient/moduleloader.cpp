@@ -1,0 +1,46 @@
+#include "apps/nebrixclient/moduleloader.h"
+
+#include <dlfcn.h>
+
+#include "apps/nebrixclient/sites.h"
+#include "libs/base/log.h"
+
+namespace tessel {
+
+ModuleLoader::ModuleLoader(const String& path) : m_handle(dlopen(path)) {
+    if (m_handle == nullptr) {
+        loadError(path);
+    }
+}
+
+ModuleLoader::~ModuleLoader() {
+    dlclose();
+}
+
+void* ModuleLoader::load(const char* name) const {
+    void* address = dlsym(m_handle, name);
+    if (address == nullptr) {
+        loadError(String::copy(name));
+    }
+    return address;
+}
+
+void ModuleLoader::loadError(const String& what) {
+    log(LogCategory::Error, "ModuleLoader", "ModuleLoader", String("Unable to load \"" + what + "\": " + dlerror()));
+    raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad);
+}
+
+void* ModuleLoader::dlopen(const String& path) {
+    return ::dlopen(path.str(), RTLD_LAZY);
+}
+
+void* ModuleLoader::dlsym(void* handle, const char* name) {
+    return ::dlsym(handle, name);
+}
+
+String ModuleLoader::dlerror() {
+    const char* text = ::dlerror();
+    return text == nullptr ? String() : String::copy(text);
+}
+
+}  // namespace tessel

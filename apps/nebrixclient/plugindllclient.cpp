@@ -1,0 +1,113 @@
+#include "apps/nebrixclient/plugindllclient.h"
+
+#include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/plainname.h"
+#include "apps/nebrixclient/sites.h"
+#include "apps/nebrixclient/staticdownloadwrapper.h"
+#include "libs/base/log.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr const char* kClassName = "NebrixClientPluginDll";
+
+/// The gateway's server as a directory name: every byte but letters, digits, ".", "_" and "-" becomes "_".
+String directoryName(const String& server) {
+    String name = server.clone();
+    for (unsigned i = 0; i < name.length(); ++i) {
+        const char c = name[i];
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (!letter && !(c >= '0' && c <= '9') && c != '.' && c != '_' && c != '-') {
+            name.setAt(i, '_');
+        }
+    }
+    // The two names that are not directories of their own.
+    return name == "." || name == ".." ? name.replace('.', '_') : name;
+}
+
+}  // namespace
+
+NebrixClientPluginDll::NebrixClientPluginDll(NebrixClient& client, INebrixClientNotify& notify,
+                                             ClientPluginDllConfiguration& configuration,
+                                             DownloadManager& downloadManager, bool download)
+    : m_client(client),
+      m_configuration(configuration),
+      m_downloadManager(downloadManager),
+      m_files(downloadManager, kClassName, "PluginDll_", pluginDirectory(), download),
+      m_status(notify, m_stop) {}
+
+void NebrixClientPluginDll::run(CurlSession& /*session*/) {
+    const Dll dll = m_configuration.pluginDlls.current();
+    ComponentDownload::checkNames(dll);
+    requirePlainName("filename", m_configuration.certificates.cert.filename);
+    requirePlainName("filename", m_configuration.certificates.ca.filename);
+    m_files.fetch(dll);
+    downloadCerts();
+    if (m_stop.requested()) {
+        return;
+    }
+    loadDll(dll);
+    const bool proxySet = trySetProxy();
+    m_instance->start(parameters());
+    if (!proxySet) {
+        m_instance->setProxy(true, m_client.currentProxy());
+    }
+    poll();
+    m_instance->stop();
+}
+
+void NebrixClientPluginDll::poll() {
+    do {
+        m_status.process(m_instance->getErrors());
+    } while (!m_stop.wait(m_stop.requested() ? 0 : kPollInterval));
+}
+
+String NebrixClientPluginDll::getCertDir() const {
+    return pluginDirectory() + "/" + "PKIs" + "/" + directoryName(m_configuration.server);
+}
+
+void NebrixClientPluginDll::downloadCerts() {
+    const String directory = getCertDir();
+    m_downloadManager.downloadFromConfig(m_configuration.certificates.cert, directory);
+    m_downloadManager.downloadFromConfig(m_configuration.certificates.ca, directory);
+}
+
+void NebrixClientPluginDll::loadDll(const Dll& dll) {
+    log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
+    const String library = m_files.libraryPath(dll);
+    m_client.verifyDllSignature(library, m_files.signaturePath(dll));
+    m_instance = new PluginDllInstance(library, dll.version, pluginDirectory() + "/");
+    log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
+}
+
+bool NebrixClientPluginDll::trySetProxy() {
+    try {
+        m_instance->setProxy(true, m_client.currentProxy());
+        return true;
+    } catch (const NullException& caught) {
+        logCaught(caught, sites::kPluginProxyCatch);
+        return false;
+    }
+}
+
+PluginDllInstance::Parameters NebrixClientPluginDll::parameters() const {
+    const ClientPluginDllConfiguration& from = m_configuration;
+    PluginDllInstance::Parameters to;
+    to.login = from.login;
+    to.organization = from.orgname;
+    to.hostname = m_client.getServer().left(':');
+    to.server = from.server;
+    to.suffix = from.clientid;
+    to.ticket = from.ticket;
+    to.sessionId = from.sessionid;
+    to.certDirectory = getCertDir();
+    to.certFileName = from.certificates.cert.filename;
+    to.caFileName = from.certificates.ca.filename;
+    to.certPassword = from.certPassword;
+    to.sslServerNames = from.sslservercertname;
+    to.downloadDelegate = &StaticDownloadWrapper::downloadFileTo;
+    return to;
+}
+
+}  // namespace tessel

@@ -1,0 +1,159 @@
+#include "apps/nebrixclient/signeddll.h"
+
+#include "apps/nebrixclient/filedigest.h"
+#include "apps/nebrixclient/sites.h"
+#include "generated/component_public_key.h"
+#include "libs/base/base64.h"
+#include "libs/base/confhelper.h"
+#include "libs/base/datetime.h"
+#include "libs/base/file.h"
+#include "libs/base/log.h"
+#include "libs/openssl/digest.h"
+#include "libs/xml/parser.h"
+#include "libs/xml/parserreader.h"
+#include "libs/xml/xmlerrors.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr const char* kRoot = "dll";
+
+[[noreturn]] void refuse(const String& text, RaiseSite site) {
+    log(LogCategory::Error, "SignedDll", "loadFromFile", text);
+    raise<EBadSignature>("EBadSignature", site);
+}
+
+const unsigned char* bytes(const String& text) {
+    return reinterpret_cast<const unsigned char*>(text.array());
+}
+
+void logVerdict(const char* text) {
+    log(LogCategory::Error, "FileSignature", "verify", text);
+}
+
+}  // namespace
+
+void DllInfos::read(IWriter& writer) const {
+    for (const String* field : {&version, &name, &signdate, &sha256}) {
+        writer.write(*field);
+    }
+}
+
+void DllInfos::read(IKeyWriter& writer) const {
+    writer["version"].write(version);
+    writer["name"].write(name);
+    writer["signdate"].write(signdate);
+    writer["sha256"].write(sha256);
+}
+
+void DllInfos::write(IKeyReader& reader) {
+    reader["version"].read(version);
+    reader["name"].read(name);
+    reader["signdate"].read(signdate);
+    reader["sha256"].read(sha256);
+}
+
+void DllInfos::write(IReader& /*reader*/) {
+    raise<ENotImplemented>("ENotImplemented", sites::kSignedDllRead);
+}
+
+String ContentSigner::content() const {
+    String text;
+    StringWriter writer(text);
+    m_object.read(static_cast<IWriter&>(writer));
+    return text;
+}
+
+bool ContentSigner::verifySignature(tls::RSA& key, const String& signatureBase64) const {
+    const String text = content();
+    // A key that could not be loaded makes every check fail.
+    return key.loaded() && key.verify(bytes(text), text.length(), Base64::decode(signatureBase64)) > 0;
+}
+
+String ContentSigner::computeSignature(ISign& signer) const {
+    const String text = content();
+    return Base64::encode(signer.sign(bytes(text), text.length()));
+}
+
+void SignedDll::read(IKeyWriter& writer) const {
+    DllInfos::read(writer);
+    writer["signature"].write(signature);
+}
+
+void SignedDll::write(IKeyReader& reader) {
+    DllInfos::write(reader);
+    reader["signature"].read(signature);
+}
+
+void SignedDll::loadFromFile(const String& sigPath) {
+    try {
+        if (!File::exists(sigPath)) {
+            refuse("Missing signature file: " + sigPath, sites::kSignatureMissing);
+        }
+        xml::ParserReader reader(sigPath);
+        write(reader[kRoot]);
+    } catch (const EBadSignature&) {
+        throw;
+    } catch (const EFile& caught) {
+        logCaught(caught, sites::kSignatureUnreadable);
+        refuse("Cannot open dll signature " + sigPath, sites::kSignatureUnreadable);
+    } catch (const EKeyReader& caught) {
+        logCaught(caught, sites::kSignatureMissingKey);
+        refuse("Error while parsing signature", sites::kSignatureMissingKey);
+    } catch (const xml::EParserReader& caught) {
+        logCaught(caught, sites::kSignatureNotXml);
+        refuse("Error while parsing signature", sites::kSignatureNotXml);
+    } catch (...) {
+        refuse("Unhandled exception while parsing signature", sites::kSignatureUnhandled);
+    }
+}
+
+void SignedDll::save(const String& sigPath) const {
+    xml::Parser::write(sigPath, kRoot, *this);
+}
+
+SignedDll::Verdict SignedDll::check(tls::RSA& key, const String& dllPath) const {
+    if (!(hashFile(dllPath) == sha256)) {
+        return Verdict::BadHash;
+    }
+    return m_signer.verifySignature(key, signature) ? Verdict::Genuine : Verdict::BadSignature;
+}
+
+bool SignedDll::verify(tls::RSA& key, const String& dllPath) const {
+    switch (check(key, dllPath)) {
+        case Verdict::BadHash:
+            logVerdict("bad hash ");
+            return false;
+        case Verdict::BadSignature:
+            logVerdict("bad signature");
+            return false;
+        case Verdict::Genuine:
+            break;
+    }
+    return true;
+}
+
+void SignedDll::compute(ISign& signer, const String& dllPath) {
+    sha256 = hashFile(dllPath);
+    signdate = DateTime::now().toString();
+    signature = m_signer.computeSignature(signer);
+}
+
+String SignedDll::hashFile(const String& path) {
+    tls::EVPDigest digest("sha256");
+    return Base64::encode(digestFile(path, digest));
+}
+
+void verifyDllSignature(const String& dllPath, const String& sigPath) {
+    tls::RSA key;
+    key.loadFromMem(kComponentPublicKeyPem, "", true);
+    SignedDll component;
+    component.loadFromFile(sigPath);
+    if (!component.verify(key, dllPath)) {
+        log(LogCategory::Error, "NebrixClient", "verifyDllSignature", "Bad dll signature for " + dllPath);
+        raise<EBadSignature>("EBadSignature", sites::kBadDllSignature);
+    }
+}
+
+}  // namespace tessel

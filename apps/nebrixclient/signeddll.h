@@ -1,0 +1,84 @@
+#pragma once
+
+#include "libs/base/errors.h"
+#include "libs/base/serialize.h"
+#include "libs/openssl/rsa_wrapper.h"
+
+namespace tessel {
+
+/// A component is not genuine, or its signature file cannot be used.
+TESSEL_EXCEPTION(EBadSignature, Exception);
+
+/// What is signed of a component.
+class DllInfos : public ISerialize {
+public:
+    String version;
+    String name;
+    String signdate;
+    String sha256;  ///< Base64 of the digest of the whole library file
+
+    /// The four texts in this order, with nothing between them: the signed content.
+    void read(IWriter& writer) const override;
+    void read(IKeyWriter& writer) const override;
+    void write(IKeyReader& reader) override;
+    /// Unkeyed content cannot be taken apart again: raises ENotImplemented.
+    void write(IReader& reader) override;
+};
+
+/// Signs and checks the unkeyed content of an object, which must outlive it.
+class ContentSigner {
+public:
+    explicit ContentSigner(const ISerialize& object) noexcept : m_object(object) {}
+
+    /// Whether the Base64 text is the key's signature over the content: RSA PKCS #1 v1.5 (RFC 8017) with SHA-1, which
+    /// is what existing signature files carry.
+    [[nodiscard]] bool verifySignature(tls::RSA& key, const String& signatureBase64) const;
+    [[nodiscard]] String computeSignature(ISign& signer) const;
+
+private:
+    [[nodiscard]] String content() const;
+
+    const ISerialize& m_object;
+};
+
+/// A component's detached signature file: the keys of DllInfos and "signature" under "dll".
+/// Used by one thread; each check makes its own.
+class SignedDll final : public DllInfos {
+public:
+    String signature;  ///< Base64
+
+    SignedDll() : m_signer(static_cast<const DllInfos&>(*this)) {}
+    SignedDll(const SignedDll&) = delete;
+    SignedDll& operator=(const SignedDll&) = delete;
+
+    using DllInfos::read;
+    using DllInfos::write;
+    void read(IKeyWriter& writer) const override;
+    void write(IKeyReader& reader) override;
+    /// The content of a SignedDll is that of its DllInfos: the signature is no part of what is signed.
+
+    /// Fills the object; every failure is logged and raises EBadSignature.
+    void loadFromFile(const String& sigPath);
+    /// Writes the file. Raises xml::EParser.
+    void save(const String& sigPath) const;
+
+    /// Which check fails, in the order in which they are made.
+    enum class Verdict { Genuine, BadHash, BadSignature };
+    [[nodiscard]] Verdict check(tls::RSA& key, const String& dllPath) const;
+    /// check() with its failure logged. Raises EFile when the library cannot be read.
+    [[nodiscard]] bool verify(tls::RSA& key, const String& dllPath) const;
+
+    /// The signing side: takes the library's digest and the current time, then signs. Raises EFile.
+    void compute(ISign& signer, const String& dllPath);
+
+    /// Base64 of the file's SHA-256 digest. Raises EFile.
+    static String hashFile(const String& path);
+
+private:
+    const ContentSigner m_signer;
+};
+
+/// Returns only when the library is genuine by the compiled-in key; else logs and raises EBadSignature.
+void verifyDllSignature(const String& dllPath, const String& sigPath);
+
+}  // namespace tessel
