@@ -1,0 +1,172 @@
+#include "apps/nebrix-demo-gateway/arguments.h"
+
+#include <filesystem>
+
+#include "apps/common/commandline.h"
+#include "apps/nebrixclient/version.h"
+
+namespace tessel::gateway {
+
+namespace {
+
+using commandline::Arguments;
+using commandline::Grammar;
+
+constexpr unsigned kLargestPort = 65535;
+constexpr unsigned kMany = 1000000;
+
+std::string epilogue() {
+    std::string text = "Faults:\n";
+    for (const FaultDescription& fault : faultDescriptions()) {
+        text += "  " + std::string(fault.name);
+        text.append(fault.name.size() < 20 ? 20 - fault.name.size() : 1, ' ');
+        text += std::string(fault.effect) + "\n";
+    }
+    return text +
+           "\nPrints \"mediation TYPE URL\" for each component type, the path of its certificate\n"
+           "(\"certificate PATH\") and \"listening 127.0.0.1:PORT\", then serves until SIGINT or\n"
+           "SIGTERM. Exit status: 0 ended by a signal, 1 failed, 2 the command line is wrong.\n";
+}
+
+Grammar grammar(std::string_view end) {
+    return {
+        .program = "nebrix-demo-gateway",
+        .operands = {},
+        .summary =
+            "Serves a made-up secure remote-access gateway over HTTPS on 127.0.0.1, for demonstrations and "
+            "tests of the client.",
+        .options =
+            {{.name = "port", .letter = 'p', .value = "PORT", .help = "the port; a free one by default"},
+             {.name = "client-id", .value = "ID", .help = "the client identifier; random by default"},
+             {.name = "components",
+              .value = "DIR",
+              .help =
+                  "where libnebrix-tunnel.so, libnebrix-notunnel.so and libnebrix-hostchecker.so lie; \"components\" "
+                  "beside the program by default"},
+             {.name = "component",
+              .value = "TYPE=FILE",
+              .help = "the library of one type (plugindll, plugindllnotunnel, hostchecker)",
+              .repeatable = true},
+             {.name = "key",
+              .letter = 'k',
+              .value = "FILE",
+              .help = "private key that signs; the development key by default"},
+             {.name = "component-version", .value = "VERSION", .help = "the components' version; 1.0.0 by default"},
+             {.name = "login", .value = "TEXT", .help = "\"login\" of the configuration"},
+             {.name = "ticket", .value = "TEXT", .help = "\"ticket\" of the configuration"},
+             {.name = "password", .value = "TEXT", .help = "\"certPassword\" of the configuration"},
+             {.name = "orgname", .value = "TEXT", .help = "\"orgname\" of the configuration"},
+             {.name = "service", .value = "NAME", .help = "\"service\" of the configuration"},
+             {.name = "request", .value = "TEXT", .help = "\"hostcheckingrequest\" of the configuration"},
+             {.name = "timer", .value = "SECONDS", .help = "\"hostcheckingtimer\" of the configuration; 1 by default"},
+             {.name = "continue",
+              .value = "N",
+              .help = "host checks that are answered with \"continue\"; 3 by default"},
+             {.name = "fault",
+              .letter = 'f',
+              .value = "NAME",
+              .help = "does something wrong, see below",
+              .repeatable = true},
+             {.name = "pause",
+              .value = "MS",
+              .help = "between two pieces of an answer with the fault slow; 250 by default"},
+             {.name = "help", .letter = 'h', .help = "prints this text"},
+             {.name = "version", .help = "prints the version"}},
+        .epilogue = end};
+}
+
+void setComponents(const std::string& folder, GatewayOptions& options) {
+    constexpr std::pair<ComponentType, std::string_view> kLibraries[] = {
+        {ComponentType::PluginDll, "/libnebrix-tunnel.so"},
+        {ComponentType::PluginDllNoTunnel, "/libnebrix-notunnel.so"},
+        {ComponentType::Hostchecker, "/libnebrix-hostchecker.so"}};
+    for (const auto& [type, name] : kLibraries) {
+        const std::string path = folder + std::string(name);
+        if (std::filesystem::exists(path)) {
+            options.libraries[type] = path;
+        }
+    }
+}
+
+/// One "TYPE=FILE"; false when it is none.
+bool setComponent(std::string_view text, GatewayOptions& options) {
+    const auto equals = text.find('=');
+    const auto type = typeNamed(text.substr(0, equals));
+    if (!type || equals == std::string_view::npos || equals + 1 == text.size()) {
+        return false;
+    }
+    options.libraries[*type] = text.substr(equals + 1);
+    return true;
+}
+
+void setTexts(const Arguments& arguments, GatewayOptions& options) {
+    const std::pair<std::string_view, std::string*> targets[] = {
+        {"client-id", &options.clientId},   {"key", &options.keyPath},     {"component-version", &options.version},
+        {"login", &options.login},          {"ticket", &options.ticket},   {"password", &options.certificatePassword},
+        {"orgname", &options.organisation}, {"service", &options.service}, {"request", &options.hostCheckingRequest},
+    };
+    for (const auto& [name, target] : targets) {
+        *target = arguments.value(name, *target);
+    }
+}
+
+/// Returns what is wrong, or nothing.
+std::string setNumbers(const Arguments& arguments, GatewayOptions& options) {
+    unsigned pause = static_cast<unsigned>(options.pause.count());
+    const std::tuple<std::string_view, unsigned*, unsigned> targets[] = {
+        {"port", &options.port, kLargestPort},
+        {"timer", &options.hostCheckingTimer, kMany},
+        {"continue", &options.continuedPosts, kMany},
+        {"pause", &pause, kMany},
+    };
+    for (const auto& [name, target, highest] : targets) {
+        if (!arguments.has(name)) {
+            continue;
+        }
+        const auto number = commandline::number(arguments.value(name), 0, highest);
+        if (!number) {
+            return "option --" + std::string(name) + " needs a number from 0 to " + std::to_string(highest);
+        }
+        *target = *number;
+    }
+    options.pause = std::chrono::milliseconds(pause);
+    return {};
+}
+
+}  // namespace
+
+ProgramArguments parseArguments(const std::vector<std::string>& words, const std::string& componentsFolder) {
+    const std::string end = epilogue();
+    const Grammar language = grammar(end);
+    const Arguments arguments = commandline::parse(language, words);
+    ProgramArguments result;
+    result.error = arguments.error();
+    if (arguments.has("help")) {
+        result.text = commandline::help(language);
+    } else if (arguments.has("version")) {
+        result.text = std::string("nebrix-demo-gateway ") + kClientVersion + "\n";
+    }
+    if (!result.error.empty() || !result.text.empty()) {
+        return result;
+    }
+    setComponents(arguments.value("components", componentsFolder), result.options);
+    for (const std::string& component : arguments.values("component")) {
+        if (!setComponent(component, result.options)) {
+            result.error = "option --component needs TYPE=FILE, not \"" + component + "\"";
+        }
+    }
+    setTexts(arguments, result.options);
+    for (const std::string& name : arguments.values("fault")) {
+        if (const auto fault = faultNamed(name)) {
+            result.options.faults.add(*fault);
+        } else {
+            result.error = "unknown fault \"" + name + "\"; see --help";
+        }
+    }
+    if (result.error.empty()) {
+        result.error = setNumbers(arguments, result.options);
+    }
+    return result;
+}
+
+}  // namespace tessel::gateway

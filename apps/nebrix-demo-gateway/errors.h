@@ -1,0 +1,16 @@
+#pragma once
+
+#include "libs/base/errors.h"
+
+namespace tessel::gateway {
+
+/// The gateway cannot be set up; the message is a sentence for the user.
+TESSEL_EXCEPTION(EGateway, Exception);
+
+namespace sites {
+inline constexpr RaiseSite kNoScratch{"apps/nebrix-demo-gateway/scratchdirectory", 15};
+inline constexpr RaiseSite kNoCertificate{"apps/nebrix-demo-gateway/demogateway", 71};
+inline constexpr RaiseSite kNoPort{"apps/nebrix-demo-gateway/demogateway", 84};
+}  // namespace sites
+
+}  // namespace tessel::gateway

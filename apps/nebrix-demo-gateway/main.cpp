@@ -1,0 +1,72 @@
+#include <pthread.h>
+
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+#include <system_error>
+
+#include "apps/nebrix-demo-gateway/arguments.h"
+#include "apps/nebrix-demo-gateway/demogateway.h"
+
+namespace {
+
+using namespace tessel::gateway;
+
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+/// The program's own folder, where the components' folder lies beside it.
+std::string programFolder() {
+    std::error_code unknown;
+    return std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path().string();
+}
+
+/// Blocks the signals that end the program, in this thread and all that it starts.
+sigset_t blockEnd() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    // A client that goes away in the middle of an answer is no reason to end.
+    std::signal(SIGPIPE, SIG_IGN);
+    return signals;
+}
+
+void serve(GatewayOptions options) {
+    const sigset_t signals = blockEnd();
+    DemoGateway gateway(std::move(options));
+    gateway.start();
+    for (const ComponentType type : kComponentTypes) {
+        std::cout << "mediation " << typeName(type) << " " << gateway.mediation(type) << "\n";
+    }
+    std::cout << "certificate " << gateway.certificatePath() << "\n"
+              << "listening " << gateway.authority() << std::endl;
+    int number = 0;
+    sigwait(&signals, &number);
+    gateway.stop();
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    const ProgramArguments arguments =
+        parseArguments({argv + (argc > 0 ? 1 : 0), argv + argc}, programFolder() + "/components");
+    if (!arguments.error.empty()) {
+        std::cerr << "nebrix-demo-gateway: " << arguments.error << "\n";
+        return kUsage;
+    }
+    if (!arguments.text.empty()) {
+        std::cout << arguments.text;
+        return 0;
+    }
+    try {
+        serve(arguments.options);
+        return 0;
+    } catch (const tessel::Exception& caught) {
+        std::cerr << "nebrix-demo-gateway: " << caught.getMessage().view() << "\n";
+    } catch (const std::exception& caught) {
+        std::cerr << "nebrix-demo-gateway: " << caught.what() << "\n";
+    }
+    return kFailed;
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "apps/nebrix-demo-gateway/faults.h"
+
+namespace tessel::gateway {
+
+/// The kinds of component that a session can run.
+enum class ComponentType { PluginDll, PluginDllNoTunnel, Hostchecker };
+
+inline constexpr std::array kComponentTypes{ComponentType::PluginDll, ComponentType::PluginDllNoTunnel,
+                                            ComponentType::Hostchecker};
+
+/// The type's name as the configuration document writes it.
+std::string_view typeName(ComponentType type);
+std::optional<ComponentType> typeNamed(std::string_view name);
+
+/// What the gateway is and hands out. Every secret in here is made up for demonstrations: nothing of it opens anything.
+struct GatewayOptions {
+    /// On 127.0.0.1; 0 takes a free one.
+    unsigned port = 0;
+    /// What clients must send as cookie "Nebrix-Id"; empty: random at each start.
+    std::string clientId;
+    /// The library of each type. A type without one is announced all the same, its archive is missing (404).
+    std::map<ComponentType, std::string> libraries;
+    /// PEM file of the private key that signs the libraries.
+    std::string keyPath;
+    /// The components' version.
+    std::string version = "1.0.0";
+
+    std::string organisation = "Demonstration";
+    std::string login = "demo";
+    std::string ticket = "demo-ticket";
+    std::string sessionId = "demo-session";
+    std::string certificatePassword = "demo-password";
+    /// The published resource that the plug-in without tunnel opens: a plain file name.
+    std::string service = "welcome.txt";
+    int safeType = 1;
+
+    std::string hostCheckingRequest = "system kernel Linux\nrelease file /etc/os-release\nlibrary package libc6\n";
+    /// Seconds between two host checks.
+    unsigned hostCheckingTimer = 1;
+    /// Posts of the host checker that are answered with "continue" true; the next one gets false.
+    unsigned continuedPosts = 3;
+    std::string hostCheckingInfo = "demo host check";
+
+    Faults faults;
+    /// Between two pieces of an answer, with Fault::Slow.
+    std::chrono::milliseconds pause{250};
+};
+
+}  // namespace tessel::gateway

@@ -1,0 +1,92 @@
+// The operations of String that give pieces and new strings.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "libs/base/string.h"
+#include "tests/base/allocationcounter.h"
+
+namespace tessel {
+
+TEST(StringPieces, areCutAtTheFirstSeparator) {
+    struct Case {
+        const char* text;
+        const char* left;
+        const char* right;
+    };
+    for (const Case& c : {Case{"k=v=w", "k", "v=w"}, {"=v", "", "v"}, {"k=", "k", ""}, {"k", "k", "k"}, {"", "", ""}}) {
+        EXPECT_EQ(String(c.text).left('='), c.left) << c.text;
+        EXPECT_EQ(String(c.text).right('='), c.right) << c.text;
+    }
+    EXPECT_TRUE(String("k").left('=', true).empty());
+    EXPECT_TRUE(String("k").right('=', true).empty());
+}
+
+TEST(StringPieces, areClampedToTheText) {
+    const String text = "0123";
+    EXPECT_EQ(text.range(1, 3), "12");
+    EXPECT_EQ(text.range(2), "23");
+    EXPECT_EQ(text.range(2, 100), "23");
+    EXPECT_EQ(text.range(3, 2), "");
+    EXPECT_EQ(text.range(4), "");
+}
+
+TEST(StringPieces, loseBlanksOrACharacterAtTheirEnds) {
+    EXPECT_EQ(String(" \t\r\n\fa b \n").trim(), "a b");
+    EXPECT_EQ(String(" \n ").trim(), "");
+    EXPECT_EQ(String("").trim(), "");
+    EXPECT_EQ(String("//a/b/").trim('/'), "a/b");
+    EXPECT_EQ(String("//a/b/").trimLeft('/'), "a/b/");
+    EXPECT_EQ(String("//a/b/").trimRight('/'), "//a/b");
+    EXPECT_EQ(String("///").trim('/'), "");
+}
+
+TEST(StringEdit, givesNewStringsAndLeavesTheReceiver) {
+    const String text = String::copy("Ab-aB-\xC4");
+    struct Case {
+        String edited;
+        const char* expected;
+    };
+    const std::vector<Case> cases{
+        {text.upper(), "AB-AB-\xC4"},
+        {text.lower(), "ab-ab-\xC4"},
+        {text.sort(), "--ABab\xC4"},
+        {text.replace('-', '+'), "Ab+aB+\xC4"},
+        {text.replace('x', '+'), "Ab-aB-\xC4"},
+        {text.replace("-", "<->"), "Ab<->aB<->\xC4"},
+        {text.replace("-", ""), "AbaB\xC4"},
+        {text.replace("", "x"), "Ab-aB-\xC4"},
+        {text.replace("b-aB-\xC4", "x"), "Ax"},
+        {text.replaceNoCase2("ab", "12"), "12-12-\xC4"},
+        {text.replaceNoCase2("AB", "12"), "Ab-aB-\xC4"},
+        {text.replaceBetween(2, 6, "..."), "Ab...\xC4"},
+        {text.replaceBetween(6, 2, "!"), "Ab-aB-!\xC4"},
+        {text.replaceBetween(100, 200, "!"), "Ab-aB-\xC4!"},
+        {text.remove('-'), "AbaB\xC4"},
+        {text.remove("b-"), "AaB-\xC4"},
+        {text.remove(text), ""},
+        {String("aaaaa").replace("aa", "b"), "bba"},
+        {String().upper(), ""},
+    };
+    for (const Case& c : cases) {
+        EXPECT_STREQ(c.edited.str(), c.expected);
+    }
+    EXPECT_EQ(text, "Ab-aB-\xC4");
+}
+
+TEST(StringEdit, gluesWithOneAllocation) {
+    const String piece = String::copy(std::string(3000, 'x'));
+    const Strings items{piece, "", piece, piece};
+    const test::AllocationCounter allocations;
+    const String glued = String(", ").glue(items);
+    EXPECT_EQ(allocations.count(), 1U);
+    EXPECT_EQ(glued.length(), 9006U);
+    EXPECT_EQ(glued.range(2999, 3005), "x, , x");
+    EXPECT_EQ(String(",").glue({}), "");
+    EXPECT_EQ(String(",").glue({"a"}), "a");
+    EXPECT_EQ(String(",").glue({"", ""}), ",");
+}
+
+}  // namespace tessel

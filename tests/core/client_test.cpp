@@ -1,0 +1,164 @@
+#include "apps/nebrixclient/client.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "apps/nebrix-demo-gateway/demogateway.h"
+#include "tests/core/recorder.h"
+#include "tests/support/logfile.h"
+#include "tests/support/privatehome.h"
+
+namespace tessel::test {
+namespace {
+
+using gateway::ComponentType;
+using gateway::DemoGateway;
+using gateway::Fault;
+using gateway::GatewayOptions;
+using Lines = std::vector<std::string>;
+
+GatewayOptions options(std::initializer_list<Fault> faults) {
+    GatewayOptions values;
+    const std::string components = NEBRIX_TEST_COMPONENTS;
+    values.libraries = {{ComponentType::PluginDll, components + "/libtest-plugin.so"},
+                        {ComponentType::PluginDllNoTunnel, components + "/libtest-plugin.so"},
+                        {ComponentType::Hostchecker, components + "/libtest-hostchecker.so"}};
+    values.keyPath = NEBRIX_TEST_SOURCE "/resources/keys/development-private.pem";
+    for (const Fault fault : faults) {
+        values.faults.add(fault);
+    }
+    return values;
+}
+
+/// A driver in this process against a gateway in this process.
+class ClientTest : public testing::Test {
+protected:
+    ClientTest() {
+        setenv("NEBRIX_TEST_CALLS", m_home.data("calls").c_str(), 1);
+        setenv("NEBRIX_TEST_STATUS", m_home.data("statuses").c_str(), 1);
+    }
+    ~ClientTest() override {
+        unsetenv("NEBRIX_TEST_CALLS");
+        unsetenv("NEBRIX_TEST_STATUS");
+    }
+
+    void serve(std::initializer_list<Fault> faults = {}) {
+        m_gateway = std::make_unique<DemoGateway>(options(faults));
+        m_gateway->start();
+        m_home.configure({m_gateway->authority()});
+        nebrix::test::writeFile(m_home.data("statuses"), R"([{"code":5,"status":"connected ip=10.0.0.7"}])" "\n");
+        m_client = std::make_unique<NebrixClient>(m_notify, String::copy(m_home.data("log")));
+    }
+    void start(ComponentType type) { m_client->run(String::copy(m_gateway->mediation(type))); }
+    [[nodiscard]] std::string calls() const { return nebrix::test::readFile(m_home.data("calls")); }
+    [[nodiscard]] bool logged(const std::string& text) const {
+        Console::current()->flush(5000);
+        return nebrix::test::LogFile(m_home.data("log")).contains(text);
+    }
+
+    nebrix::test::PrivateHome m_home;
+    NotifyRecorder m_notify;
+    std::unique_ptr<DemoGateway> m_gateway;
+    std::unique_ptr<NebrixClient> m_client;
+};
+
+TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
+    serve();
+    start(ComponentType::PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    m_client->stop();
+    ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.lines().front(), "dispatch 2");
+    EXPECT_EQ(m_notify.lines().back(), "status 4");
+    const std::string made = calls();
+    EXPECT_NE(made.find("DllSetHostname2\t127.0.0.1\n"), std::string::npos);
+    EXPECT_NE(made.find("DllSetSuffix2\t" + m_gateway->clientId()), std::string::npos);
+    EXPECT_NE(made.find("DllSetCertDirectory2\t" + m_home.data() + "//Plugin/PKIs/"), std::string::npos);
+    EXPECT_NE(made.find("DllSetProxy2\t1|none|||||save:no\n"), std::string::npos);
+    EXPECT_EQ(made.substr(made.rfind("DllStop2")), "DllStop2\n");
+    EXPECT_FALSE(logged(m_gateway->clientId()));
+    EXPECT_FALSE(logged("demo-ticket"));
+    EXPECT_TRUE(logged("[nebrixclient] TRACE NebrixClientPluginDll.loadDll Module loaded"));
+}
+
+TEST_F(ClientTest, AStopThatMeetsTheComponentAtAnyMomentIsKept) {
+    serve();
+    for (unsigned round = 0; round < 8; ++round) {
+        m_notify.clear();
+        start(ComponentType::PluginDll);
+        ASSERT_TRUE(m_notify.waitFor("dispatch 2"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(round * 3));
+        std::thread second([this] { m_client->showLogs(); });
+        // From the announcement on there is a component within moments: ask until it has ended.
+        while (!m_client->join(5)) {
+            m_client->stop();
+        }
+        second.join();
+        EXPECT_EQ(m_notify.lines().back(), "status 4");
+    }
+}
+
+TEST_F(ClientTest, ARestartBeginsWhenTheOldAttemptHasEnded) {
+    serve();
+    start(ComponentType::PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    m_client->restart();
+    m_client->restart();
+    ASSERT_TRUE(m_notify.waitFor("dispatch 2", 2));
+    m_notify.clear();
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    while (!m_client->join(5)) {
+        m_client->stop();
+    }
+    EXPECT_EQ(m_notify.lines().back(), "status 4");
+    m_client->restart();
+    EXPECT_TRUE(m_notify.waitFor("dispatch 2"));
+}
+
+TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
+    serve({Fault::Silent});
+    start(ComponentType::PluginDll);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    m_client.reset();  // within the test's time limit, although the gateway never answers
+    serve();
+    start(ComponentType::PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    m_client.reset();
+    EXPECT_NE(calls().find("DllStop2"), std::string::npos);
+}
+
+TEST_F(ClientTest, AHostCheckIsPostedUntilTheGatewayHasEnough) {
+    serve();
+    start(ComponentType::Hostchecker);
+    ASSERT_TRUE(m_client->join(30000));
+    EXPECT_EQ(m_notify.lines(), (Lines{"dispatch 3", "status 2", "status 5", "status 4"}));
+    EXPECT_EQ(m_gateway->hostChecks().size(), 4U);
+    EXPECT_NE(calls().find("CloseHostCheckerDll"), std::string::npos);
+    EXPECT_TRUE(logged("TRACE NebrixClientHostchecker.sendResponse demo host check"));
+}
+
+TEST_F(ClientTest, AResourceIsLaunchedOnce) {
+    serve();
+    start(ComponentType::PluginDllNoTunnel);
+    ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.lines(), (Lines{"dispatch 4", "status 4"}));
+    EXPECT_NE(calls().find("LaunchSafeResource\t1\twelcome.txt"), std::string::npos);
+    EXPECT_EQ(calls().find("DllStart2"), std::string::npos);
+}
+
+TEST_F(ClientTest, AGatewayThatIsNotThereIsAConnectError) {
+    serve();
+    m_gateway->stop();
+    start(ComponentType::PluginDll);
+    ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.lines(), Lines{"connect-error"});
+}
+
+TEST(NebrixClientLanguage, ComesFromTheLink) {
+    EXPECT_EQ(NebrixClient::getLangFromArg("https://x@gw/p?a=1&lang=de"), "de");
+    EXPECT_EQ(NebrixClient::getLangFromArg("https://x@gw/p"), "");
+}
+
+}  // namespace
+}  // namespace tessel::test

@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "apps/nebrixclient/hostcheckerdllinstance.h"
+#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/nebrixclient/staticdownloadwrapper.h"
+#include "tests/support/systemlogcapture.h"
+#include "tests/support/temporarydirectory.h"
+
+namespace tessel::test {
+namespace {
+
+String component(const std::string& name) {
+    return String::copy(std::string(NEBRIX_TEST_COMPONENTS) + "/lib" + name + ".so");
+}
+
+/// Components write down every call.
+class ComponentLibraryTest : public testing::Test {
+protected:
+    ComponentLibraryTest() { setenv("NEBRIX_TEST_CALLS", m_directory.path("calls").c_str(), 1); }
+    ~ComponentLibraryTest() override { unsetenv("NEBRIX_TEST_CALLS"); }
+
+    [[nodiscard]] std::string calls() const { return nebrix::test::readFile(m_directory.path("calls")); }
+    void forget() const { nebrix::test::writeFile(m_directory.path("calls"), ""); }
+
+    static PluginDllInstance::Parameters parameters() {
+        PluginDllInstance::Parameters values;
+        values.login = "lo";
+        values.organization = "or";
+        values.hostname = "ho";
+        values.server = "se";
+        values.suffix = "su";
+        values.ticket = "ti";
+        values.sessionId = "si";
+        values.certDirectory = "cd";
+        values.certFileName = "cf";
+        values.caFileName = "ca";
+        values.certPassword = "cp";
+        values.sslServerNames = {"one", "two"};
+        values.downloadDelegate = &StaticDownloadWrapper::downloadFileTo;
+        return values;
+    }
+
+    nebrix::test::TemporaryDirectory m_directory;
+    nebrix::test::SystemLogCapture m_log;
+};
+
+TEST_F(ComponentLibraryTest, DrivesAPluginInTheOrderOfTheContract) {
+    PluginDllInstance plugin(component("test-plugin"), "2.1", "/dir/");
+    EXPECT_EQ(calls(), "DllCreatePluginFrontal\nDllSetDllVersion2\t2.1\nDllSetPluginDir2\t/dir/\n");
+    forget();
+    plugin.start(parameters());
+    EXPECT_EQ(calls(),
+              "DllSetLogin2\tlo\nDllSetOrganization2\tor\nDllSetHostname2\tho\nDllSetServer2\tse\nDllSetSuffix2\tsu\n"
+              "DllSetTicket2\tti\nDllSetSessionId2\tsi\nDllSetCertDirectory2\tcd\nDllSetCertFileName2\tcf\n"
+              "DllSetCaFileName2\tca\nDllSetCertPassword2\tcp\nDllSetDownloadDelegate2\tset\n"
+              "DllAddSslServerCertificateName\tone\nDllAddSslServerCertificateName\ttwo\nDllStart2\n");
+    forget();
+    EXPECT_EQ(plugin.getErrors(), "[]");
+    EXPECT_EQ(plugin.getLogs(), "log of the recorder");
+    EXPECT_EQ(plugin.execute("a", "b", "-7"), -7);
+    EXPECT_EQ(plugin.LaunchSafeResource(5, "mail", nullptr), 1005);
+    plugin.stop();
+    EXPECT_EQ(calls(),
+              "DllGetErrors2\nDllReleaseStr\t[]\nDllGetLogs2\nDllReleaseStr\tlog of the recorder\n"
+              "DllExecute2\ta\tb\t-7\nDllSetDownloadDelegate2\tnull\nLaunchSafeResource\t5\tmail\nDllStop2\n");
+}
+
+TEST_F(ComponentLibraryTest, DescribesTheProxyInSevenFields) {
+    PluginDllInstance plugin(component("test-plugin"), "1", "/");
+    forget();
+    plugin.setProxy(false, Proxy());
+    plugin.setProxy(true, Proxy(Proxy::Type::Http, "host:3128", Credentials("me", "p|w", "CORP")));
+    EXPECT_EQ(calls(), "DllSetProxy2\t0|none|||||save:no\nDllSetProxy2\t1|https|host:3128|me|p|w|CORP|save:no\n");
+}
+
+TEST_F(ComponentLibraryTest, OptionalEntriesMayBeMissing) {
+    PluginDllInstance plugin(component("test-plugin-no-optional"), "1", "/");
+    EXPECT_TRUE(m_log.contains(
+        "ERROR PluginDllInstance.PluginDllInstance LaunchSafeResource missing. LaunchSafeResource disabled"));
+    EXPECT_TRUE(m_log.contains(
+        "DllAddSslServerCertificateName missing. SSL server certificate name verification disabled"));
+    forget();
+    EXPECT_EQ(plugin.LaunchSafeResource(1, "x", nullptr), 0);
+    EXPECT_EQ(calls(), "DllSetDownloadDelegate2\tnull\n");
+    plugin.configure(parameters());
+    EXPECT_EQ(calls().find("DllAddSslServerCertificateName"), std::string::npos);
+}
+
+TEST_F(ComponentLibraryTest, RefusesWhatLacksARequiredEntryOrMakesNoInstance) {
+    EXPECT_THROW(PluginDllInstance(component("test-plugin-no-release"), "1", "/"), EModuleLoader);
+    EXPECT_TRUE(m_log.contains("ERROR ModuleLoader.ModuleLoader Unable to load \"DllReleaseStr\": "));
+    EXPECT_THROW(PluginDllInstance("/nonexistent/liba.so", "1", "/"), EModuleLoader);
+    EXPECT_TRUE(m_log.contains("Unable to load \"/nonexistent/liba.so\": "));
+    try {
+        PluginDllInstance(component("test-plugin-null-create"), "1", "/");
+        ADD_FAILURE();
+    } catch (const EPluginDllInstance& caught) {
+        EXPECT_EQ(caught.toString(), "EPluginDllInstance:plugindllinstance:56");
+    }
+    EXPECT_TRUE(m_log.contains("Unable to create dll instance !"));
+    EXPECT_THROW(HostCheckerDllInstance{component("test-hostchecker-no-rules")}, EModuleLoader);
+}
+
+TEST_F(ComponentLibraryTest, ANullTextIsAnEmptyOne) {
+    EXPECT_EQ(PluginDllInstance(component("test-plugin-null-errors"), "1", "/").getErrors(), "");
+    EXPECT_EQ(HostCheckerDllInstance(component("test-hostchecker-null-rules")).getValidRules("r"), "");
+}
+
+TEST_F(ComponentLibraryTest, SettersThatReturnNumbersAreDrivenAlike) {
+    PluginDllInstance plugin(component("test-plugin-int-results"), "1", "/");
+    plugin.start(parameters());
+    EXPECT_NE(calls().find("DllStart2"), std::string::npos);
+}
+
+TEST_F(ComponentLibraryTest, DrivesAHostChecker) {
+    HostCheckerDllInstance checker(component("test-hostchecker"));
+    checker.start("/d/", "host", "fr");
+    checker.getValidRules("the request");
+    checker.stop();
+    EXPECT_EQ(calls(), "InitHostCheckerDll\t\t\t/d/\thost\tfr\nGetValidRules\tthe request\nCloseHostCheckerDll\n");
+}
+
+TEST_F(ComponentLibraryTest, TheDownloadCallbackIsRefusedOutsideASession) {
+    EXPECT_FALSE(StaticDownloadWrapper::downloadFileTo("https://127.0.0.1/x", "/tmp/x"));
+    EXPECT_FALSE(StaticDownloadWrapper::downloadFileTo(nullptr, nullptr));
+    EXPECT_EQ(m_log.count("ERROR StaticDownloadWrapper.downloadFromConfig StaticDownloadWrapper is not configured !"),
+              2U);
+}
+
+}  // namespace
+}  // namespace tessel::test

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "apps/nebrixclient/notify.h"
+#include "libs/base/condition.h"
+#include "libs/curl/requestinfo.h"
+
+namespace tessel::test {
+
+/// Keeps every notification as one word line, for comparison and for waiting. Any thread.
+class NotifyRecorder final : public INebrixClientNotify {
+public:
+    void onConnectError(const RequestInfo& /*request*/) override { add("connect-error"); }
+    void onFatalError(const String& text) override { add("fatal-error " + std::string(text.view())); }
+    void onStatus(const ClientStatus& status) override { add("status " + std::to_string(static_cast<int>(status))); }
+    void onVpnStatus(const String& line) override { add("vpn " + std::string(line.view())); }
+    void onDispatch(ClientType type) override { add("dispatch " + std::to_string(static_cast<int>(type))); }
+
+    [[nodiscard]] std::vector<std::string> lines() const {
+        Lock lock(m_mutex);
+        return m_lines;
+    }
+    void clear() {
+        Lock lock(m_mutex);
+        m_lines.clear();
+    }
+    /// Whether the line came, now or within ten seconds.
+    bool waitFor(const std::string& line, unsigned times = 1) {
+        UniqueLock lock(m_mutex);
+        return m_condition.wait(lock, 10000, [&] { return count(line) >= times; });
+    }
+
+private:
+    void add(const std::string& line) {
+        Lock lock(m_mutex);
+        m_lines.push_back(line);
+        m_condition.broadcast();
+    }
+    [[nodiscard]] unsigned count(const std::string& line) const {
+        unsigned found = 0;
+        for (const std::string& kept : m_lines) {
+            found += kept == line ? 1U : 0U;
+        }
+        return found;
+    }
+
+    mutable Mutex m_mutex;
+    Condition m_condition;
+    std::vector<std::string> m_lines;  // guarded by m_mutex
+};
+
+}  // namespace tessel::test

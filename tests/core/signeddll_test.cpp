@@ -1,0 +1,156 @@
+#include "apps/nebrixclient/signeddll.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "generated/component_public_key.h"
+#include "libs/base/file.h"
+#include "tests/support/systemlogcapture.h"
+#include "tests/support/temporarydirectory.h"
+
+namespace tessel::test {
+namespace {
+
+using nebrix::test::SystemLogCapture;
+using nebrix::test::TemporaryDirectory;
+using nebrix::test::readFile;
+using nebrix::test::writeFile;
+
+/// A library and its signature by a key that the test knows.
+class SignatureTest : public testing::Test {
+protected:
+    SignatureTest() : m_library(m_directory.write("liba.so", "not really code\n")), m_signature(m_library + ".sig") {
+        m_key.generate(2048);
+        sign(m_key);
+    }
+
+    void sign(tls::RSA& key) const {
+        SignedDll component;
+        component.version = "2.1";
+        component.name = "tunnel";
+        component.compute(key, String::copy(m_library));
+        component.save(String::copy(m_signature));
+    }
+
+    [[nodiscard]] bool verify() {
+        tls::RSA publicKey;
+        EXPECT_EQ(publicKey.loadFromMem(m_key.publicPem().str(), "", true), 1);
+        SignedDll component;
+        component.loadFromFile(String::copy(m_signature));
+        return component.verify(publicKey, String::copy(m_library));
+    }
+
+    /// Replaces what stands between <key> and </key> in the signature file.
+    void edit(const std::string& key, const std::function<std::string(std::string)>& change) const {
+        std::string text = readFile(m_signature);
+        const std::size_t from = text.find("<" + key + ">") + key.length() + 2;
+        const std::size_t to = text.find("</" + key + ">");
+        ASSERT_NE(to, std::string::npos);
+        text.replace(from, to - from, change(text.substr(from, to - from)));
+        writeFile(m_signature, text);
+    }
+
+    TemporaryDirectory m_directory;
+    const std::string m_library;
+    const std::string m_signature;
+    tls::RSA m_key;
+    SystemLogCapture m_log;
+};
+
+TEST_F(SignatureTest, AGenuineLibraryPasses) {
+    EXPECT_TRUE(verify());
+}
+
+TEST_F(SignatureTest, AnEditedLibraryIsABadHash) {
+    std::string bytes = readFile(m_library);
+    bytes[3] ^= 1;
+    writeFile(m_library, bytes);
+    EXPECT_FALSE(verify());
+    EXPECT_TRUE(m_log.contains("ERROR FileSignature.verify bad hash "));
+}
+
+TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
+    const auto append = [](const std::string& text) { return text + "x"; };
+    const auto swapCase = [](std::string text) {
+        for (char& c : text) {
+            c = static_cast<char>(std::islower(c) ? std::toupper(c) : std::tolower(c));
+        }
+        return text;
+    };
+    const auto breakLine = [](const std::string& text) { return text.substr(0, 20) + "\n" + text.substr(20); };
+    const auto empty = [](const std::string&) { return std::string(); };
+    const auto shorten = [](const std::string& text) { return text.substr(0, 8); };
+    const std::tuple<const char*, std::function<std::string(std::string)>, const char*> edits[] = {
+        {"version", append, "bad signature"}, {"name", append, "bad signature"},  {"signdate", append, "bad signature"},
+        {"sha256", swapCase, "bad hash "},    {"sha256", breakLine, "bad hash "}, {"signature", empty, "bad signature"},
+        {"signature", shorten, "bad signature"}, {"signature", swapCase, "bad signature"}};
+    for (const auto& [key, change, words] : edits) {
+        sign(m_key);
+        m_log.clear();
+        edit(key, change);
+        EXPECT_FALSE(verify()) << key;
+        EXPECT_TRUE(m_log.contains(words)) << key;
+    }
+}
+
+TEST_F(SignatureTest, AForeignKeyIsABadSignature) {
+    tls::RSA foreign;
+    foreign.generate(2048);
+    sign(foreign);
+    EXPECT_FALSE(verify());
+    EXPECT_TRUE(m_log.contains("bad signature"));
+}
+
+TEST_F(SignatureTest, FieldsThatRunIntoEachOtherAreSignedAsTheirSum) {
+    // What is signed is the plain concatenation: the pin of a deliberate oddity.
+    edit("version", [](const std::string&) { return std::string("2.1tun"); });
+    edit("name", [](const std::string&) { return std::string("nel"); });
+    EXPECT_TRUE(verify());
+}
+
+TEST_F(SignatureTest, EveryUnusableSignatureFileHasItsLine) {
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {nullptr, "Missing signature file: ", 74},
+        {"<dll><version>1</version><name>n</name><signdate>d</signdate><sha256>h</sha256></dll>",
+         "Error while parsing signature", 84},
+        {"<other/>", "Error while parsing signature", 84},
+        {"no markup", "Error while parsing signature", 87},
+        {"<dll", "Error while parsing signature", 87}};
+    for (const auto& [text, words, line] : cases) {
+        if (text == nullptr) {
+            File::remove(String::copy(m_signature));
+        } else {
+            writeFile(m_signature, text);
+        }
+        m_log.clear();
+        SignedDll component;
+        try {
+            component.loadFromFile(String::copy(m_signature));
+            ADD_FAILURE() << words;
+        } catch (const EBadSignature& caught) {
+            EXPECT_EQ(caught.toString(), "EBadSignature:signeddll:" + std::to_string(line));
+        }
+        EXPECT_TRUE(m_log.contains(std::string("ERROR SignedDll.loadFromFile ") + words)) << line;
+    }
+}
+
+TEST_F(SignatureTest, TheCompiledInKeyRefusesWhatItDidNotSign) {
+    ASSERT_TRUE(kComponentPublicKeyIsDevelopment);
+    try {
+        verifyDllSignature(String::copy(m_library), String::copy(m_signature));
+        ADD_FAILURE();
+    } catch (const EBadSignature& caught) {
+        EXPECT_EQ(caught.toString(), "EBadSignature:client:78");
+    }
+    EXPECT_TRUE(m_log.contains("Bad dll signature for " + m_library));
+
+    tls::RSA development;
+    const std::string pem = readFile(NEBRIX_TEST_SOURCE "/resources/keys/development-private.pem");
+    ASSERT_EQ(development.loadFromMem(pem.c_str(), "", false), 1);
+    sign(development);
+    EXPECT_NO_THROW(verifyDllSignature(String::copy(m_library), String::copy(m_signature)));
+}
+
+}  // namespace
+}  // namespace tessel::test

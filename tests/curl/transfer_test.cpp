@@ -1,0 +1,143 @@
+// What goes over the wire and what becomes of the answer, against a plain server.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "libs/base/errors.h"
+#include "libs/curl/curlwrapper.h"
+#include "tests/curl/rawserver.h"
+#include "tests/support/systemlogcapture.h"
+
+using namespace tessel;
+using nebrix::test::RawServer;
+using nebrix::test::SystemLogCapture;
+
+namespace {
+
+constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody";
+
+std::string text(const Memory& memory) { return std::string(memory.view()); }
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
+    const RawServer server("HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n"
+                           "HTTP/1.1 302 Found\r\nLocation: /q\r\nX-Last: yes\r\nContent-Length: 4\r\n\r\nbody");
+    CurlSession session;
+    Memory body = String("before ");
+    RequestInfo info;
+    EXPECT_TRUE(session.request(server.url(), body, info));
+    EXPECT_EQ(text(body), "before body");
+    EXPECT_EQ(info.getCode(), 0);
+    EXPECT_EQ(info.getResponseHeader().getResponseCode(), 302);
+    EXPECT_EQ(info.getResponseHeader().get("x-last"), "yes");
+    EXPECT_FALSE(info.getResponseHeader().has("X-Interim"));
+    EXPECT_FALSE(info.getResponseHeader().has("Link"));
+}
+
+TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
+    const RawServer server(kOk);
+    CurlSession session;
+    session.setUserAgent("Agent 1");
+    session.setCookie({"Nebrix-Id", "abc", "127.0.0.1", "/"});
+    session.setCookie({"lost", "x", "", "/"});
+    Memory body;
+    ASSERT_TRUE(session.request(server.url(), body));
+    EXPECT_TRUE(server.lastRequest().starts_with("GET /p HTTP/1.1\r\n")) << server.lastRequest();
+    EXPECT_TRUE(has(server.lastRequest(), "\r\nUser-Agent: Agent 1\r\n"));
+    EXPECT_TRUE(has(server.lastRequest(), "\r\nCookie: Nebrix-Id=abc\r\n"));
+    ASSERT_TRUE(session.request(server.url(), body, String("a\0b", 3)));
+    EXPECT_TRUE(server.lastRequest().starts_with("POST /p HTTP/1.1\r\n"));
+    EXPECT_TRUE(server.lastRequest().ends_with(std::string("\r\n\r\na\0b", 7)));
+    // Another host, though the same server.
+    ASSERT_TRUE(session.request(server.url("localhost"), body));
+    EXPECT_FALSE(has(server.lastRequest(), "Cookie"));
+    EXPECT_THROW(session.setCookie({"n", "v\nx", "h", "/"}), http::HeaderException);
+}
+
+TEST(Transfer, FailuresAreToldAndLogged) {
+    const RawServer server("HTTP/1.1 200 OK\r\nContent-Length: 40\r\n\r\ncut");
+    const struct {
+        String url;
+        int code;
+    } cases[] = {{server.url(), 18}, {"file:///etc/passwd", 1}, {"ftp://127.0.0.1/", 1}, {"", 3},
+                 {String("http://127.0.0.1\0/", 18), 3}, {"http://name.invalid/", 6}};
+    for (const auto& c : cases) {
+        const SystemLogCapture log;
+        CurlSession session;
+        Memory body;
+        RequestInfo info;
+        EXPECT_FALSE(session.request(c.url, body, info));
+        EXPECT_EQ(info.getCode(), c.code) << c.url.view();
+        const String logged = "ERROR CurlEasyWrapper.request " + info.getErrorString() + " (#" +
+                              String::copy(std::to_string(c.code)) + ") [" + info.getErrorBuffer() + "]";
+        EXPECT_EQ(log.count(std::string(logged.view())), 1U);
+    }
+}
+
+TEST(Transfer, BodiesAreBounded) {
+    const RawServer server(kOk);
+    CurlSession session;
+    for (const unsigned limit : {3U, 4U}) {
+        const SystemLogCapture log;
+        Memory body;
+        String written;
+        StringWriter writer(written);
+        RequestInfo info;
+        session.setBodyLimit(limit);
+        session.setWriterLimit(limit);
+        EXPECT_EQ(session.request(server.url(), body, info), limit == 4);
+        EXPECT_EQ(info.getCode(), limit == 4 ? 0 : 23);
+        EXPECT_EQ(session.request(server.url(), writer), limit == 4);
+        EXPECT_EQ(log.count("Body is longer than the limit of 3 bytes"), limit == 4 ? 0U : 2U);
+    }
+}
+
+struct FailingWriter final : IWriter {
+    using IWriter::write;
+    void write(const char*, unsigned) override { throw IOException("IOException", "libs/disk", 7); }
+};
+
+TEST(Transfer, AWritersExceptionEndsTheTransferAndIsLogged) {
+    const RawServer server(kOk);
+    const SystemLogCapture log;
+    CurlSession session;
+    FailingWriter writer;
+    RequestInfo info;
+    EXPECT_FALSE(session.request(server.url(), writer, info));
+    EXPECT_EQ(info.getCode(), 23);
+    EXPECT_EQ(log.count("TRACE Exception.catch IOException:disk:7 -> curlwrapper:"), 1U);
+    // The session is still good.
+    Memory body;
+    EXPECT_TRUE(session.request(server.url(), body));
+}
+
+/// Looks, while a transfer runs, for a socket with a peer that another program would inherit.
+struct InheritanceWriter final : IWriter {
+    using IWriter::write;
+    int connections = 0;
+    int inherited = 0;
+    void write(const char*, unsigned) override {
+        for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+            const int fd = std::stoi(entry.path().filename());
+            sockaddr_in peer{};
+            socklen_t length = sizeof peer;
+            if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0 && peer.sin_family == AF_INET) {
+                ++connections;
+                inherited += (::fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0 ? 1 : 0;
+            }
+        }
+    }
+};
+
+TEST(Transfer, ItsConnectionIsNotInherited) {
+    const RawServer server(kOk);
+    CurlSession session;
+    InheritanceWriter writer;
+    EXPECT_TRUE(session.request(server.url(), writer));
+    EXPECT_GE(writer.connections, 1);
+    EXPECT_EQ(writer.inherited, 0);
+}
+
+}  // namespace

@@ -1,0 +1,83 @@
+#include "apps/common/commandline.h"
+
+#include <gtest/gtest.h>
+
+namespace tessel::commandline {
+namespace {
+
+const Grammar& grammar() {
+    static const Grammar kGrammar{.program = "tool",
+                                  .operands = "FILE [FILE]",
+                                  .summary = "Does something.",
+                                  .options = {{.name = "key", .letter = 'k', .value = "FILE", .help = "a key"},
+                                              {.name = "fault", .value = "NAME", .help = "a fault", .repeatable = true},
+                                              {.name = "force", .letter = 'f', .help = "a switch"},
+                                              {.name = "help", .letter = 'h', .help = "this"}},
+                                  .fewestOperands = 1,
+                                  .mostOperands = 2,
+                                  .epilogue = "The end.\n"};
+    return kGrammar;
+}
+
+TEST(CommandLine, takesOptionsInEveryForm) {
+    const std::vector<std::vector<std::string>> forms = {
+        {"--key", "K", "--force", "a"}, {"a", "--key=K", "-f"}, {"-kK", "-f", "a"}, {"-k", "K", "--force", "--", "a"}};
+    for (const auto& words : forms) {
+        const Arguments arguments = parse(grammar(), words);
+        EXPECT_EQ(arguments.error(), "") << words[0];
+        EXPECT_EQ(arguments.value("key"), "K");
+        EXPECT_TRUE(arguments.has("force"));
+        EXPECT_EQ(arguments.operands(), std::vector<std::string>{"a"});
+    }
+    const Arguments more = parse(grammar(), {"--fault", "x", "--fault=--y", "-", "--", "--key"});
+    EXPECT_EQ(more.values("fault"), (std::vector<std::string>{"x", "--y"}));
+    EXPECT_EQ(more.operands(), (std::vector<std::string>{"-", "--key"}));
+    EXPECT_FALSE(more.has("key"));
+    EXPECT_EQ(more.value("key", "default"), "default");
+}
+
+TEST(CommandLine, saysWhatIsWrong) {
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{}, "missing operand: usage: tool [options] FILE [FILE]"},
+        {{"a", "b", "c"}, "unexpected operand \"c\""},
+        {{"--nothing", "a"}, "unknown option --nothing"},
+        {{"--ke", "K", "a"}, "unknown option --ke"},
+        {{"-x"}, "unknown option -x"},
+        {{"a", "--key"}, "option --key needs a value (FILE)"},
+        {{"a", "-k"}, "option --key needs a value (FILE)"},
+        {{"a", "--force=yes"}, "option --force takes no value"},
+        {{"a", "-fk"}, "option --force takes no value"},
+        {{"a", "-kK", "--key", "L"}, "option --key is given twice"},
+        {{"--help"}, ""},
+    };
+    for (const auto& [words, error] : cases) {
+        EXPECT_EQ(parse(grammar(), words).error(), error);
+    }
+}
+
+TEST(CommandLine, helpNamesEveryOptionWithin80Columns) {
+    Grammar wordy = grammar();
+    wordy.options.push_back({.name = "a-rather-long-name",
+                             .value = "VALUE",
+                             .help = "a help text that has to be broken because it does not fit into the line at all"});
+    const std::string text = help(wordy);
+    for (const char* part : {"usage: tool [options] FILE [FILE]\n", "Does something.\n", "  -k, --key FILE ",
+                             "      --fault NAME ", "\nThe end.\n"}) {
+        EXPECT_NE(text.find(part), std::string::npos) << part;
+    }
+    for (std::size_t from = 0; from < text.size(); from = text.find('\n', from) + 1) {
+        EXPECT_LE(text.find('\n', from) - from, 80U) << text;
+    }
+}
+
+TEST(CommandLine, numberTakesDigitsAloneWithinTheBounds) {
+    EXPECT_EQ(number("0", 0, 9), 0U);
+    EXPECT_EQ(number("65535", 1, 65535), 65535U);
+    for (const char* wrong : {"", "-1", "+1", " 1", "1 ", "1x", "0x1", "65536", "99999999999999999999"}) {
+        EXPECT_EQ(number(wrong, 0, 65535), std::nullopt) << wrong;
+    }
+    EXPECT_EQ(number("0", 1, 9), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tessel::commandline

@@ -1,0 +1,91 @@
+#include "libs/http/setcookie.h"
+
+#include <gtest/gtest.h>
+
+using tessel::String;
+using tessel::http::SetCookie;
+
+namespace {
+
+std::string text(const String& value) { return std::string(value.view()); }
+
+TEST(SetCookie, NetscapeLine) {
+    SetCookie cookie("Nebrix-Id", "", "gw.example", "/");
+    EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tFALSE\t0\tNebrix-Id\t");
+    cookie.setSecure(true);
+    cookie.setValue("a b;\xC3\xA9");
+    cookie.setExpires("Thu, 01 Jan 2026 00:00:00 GMT");
+    EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tTRUE\t1767225600\tNebrix-Id\ta b;\xC3\xA9");
+}
+
+TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
+    const SetCookie cases[] = {
+        {"n", "v\nevil\tFALSE", "d", "/"}, {"n", "v\tw", "d", "/"}, {"n", "v", "d\te", "/"}, {"n", "v", "d", "/\r"},
+        {"n\n", "v", "d", "/"},            {"", "v", "d", "/"},     {"n", "v", "#HttpOnly_d", "/"},
+        {"n", "v", "Set-Cookie: x=y", "/"}, {"n", String("a\0b", 3), "d", "/"}};
+    for (const SetCookie& cookie : cases) {
+        EXPECT_THROW(static_cast<void>(cookie.toNetscapeFormat()), tessel::http::HeaderException);
+    }
+}
+
+TEST(SetCookie, Expiry) {
+    const struct {
+        const char *maxAge, *expires, *wanted;
+    } cases[] = {
+        {"", "", "0"},
+        {"60", "", "1060"},
+        {"60", "Thu, 01 Jan 2026 00:00:00 GMT", "1060"},
+        {"0", "", "1"},
+        {"-5", "", "1"},
+        {"9999999999", "", "10000000999"},
+        {"99999999999999999999", "", "9223372036854775807"},
+        {"soon", "1700000000", "1700000000"},
+        {"", "0", "0"},
+        {"", "never", "0"},
+        {"", "Thu, 01-Jan-1970 00:00:00 GMT", "1"},
+        {"", "Mon, 01-Jan-1900 00:00:00 GMT", "1"},
+    };
+    for (const auto& c : cases) {
+        SetCookie cookie("n", "v", "d", "/");
+        cookie.setMaxAge(c.maxAge);
+        cookie.setExpires(c.expires);
+        EXPECT_EQ(text(cookie.getNetscapeExpire(1000)), c.wanted) << c.maxAge << "|" << c.expires;
+    }
+}
+
+TEST(SetCookie, ReadsCookieDates) {
+    const struct {
+        const char* date;
+        long long wanted;  // -1: none
+    } cases[] = {
+        {"Sun, 06 Nov 1994 08:49:37 GMT", 784111777},
+        {"Sunday, 06-Nov-94 08:49:37 GMT", 784111777},
+        {"Sun Nov  6 08:49:37 1994", 784111777},
+        {"1994 6 november 8:49:37", 784111777},
+        {"29 Feb 2000 00:00:00", 951782400},
+        {"1 Jan 69 00:00:00", 3124224000},
+        {"29 Feb 2001 00:00:00", -1},
+        {"31 Apr 2001 00:00:00", -1},
+        {"1 Jan 1600 00:00:00", -1},
+        {"1 Jan 2000 24:00:00", -1},
+        {"1 Jan 2000", -1},
+        {"00:00:00", -1},
+        {"1 Jan 123456 00:00:00", -1},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(SetCookie::parseDate(c.date).value_or(-1), c.wanted) << c.date;
+    }
+}
+
+TEST(SetCookie, ReadsAHeaderValue) {
+    const SetCookie cookie = SetCookie::parse(" n = v=w ;PATH=/p; domain=.d;Max-Age=5;x;Expires=e;secure;path=/q;");
+    EXPECT_EQ(text(cookie.getName() + "|" + cookie.getValue() + "|" + cookie.getPath() + "|" + cookie.getDomain() +
+                   "|" + cookie.getMaxAge() + "|" + cookie.getExpires()),
+              "n|v=w|/q|.d|5|e");
+    EXPECT_TRUE(cookie.isSecure());
+    for (const char* broken : {"", "n", "=v", " ;n=v"}) {
+        EXPECT_THROW(SetCookie::parse(broken), tessel::http::EBadHeader) << broken;
+    }
+}
+
+}  // namespace

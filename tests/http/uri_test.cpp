@@ -1,0 +1,97 @@
+#include "libs/http/uri.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/systemlogcapture.h"
+
+using tessel::String;
+using tessel::http::EUri;
+using tessel::http::Uri;
+
+namespace {
+
+std::string text(const String& value) { return std::string(value.view()); }
+String bytes(const std::string& value) { return String::copy(value); }
+
+TEST(Uri, SplitsIntoItsPartsAndRebuilds) {
+    const struct {
+        std::string uri, scheme, authority, path, query, fragment, rebuilt;
+    } cases[] = {
+        {"https://id@gw:8443/a/b?x=1&y#f?g", "https", "id@gw:8443", "/a/b", "x=1&y", "f?g",
+         "https://id@gw:8443/a/b?x=1&y#f?g"},
+        {"//h", "", "h", "", "", "", "//h"},
+        {"mailto:a@b", "mailto", "", "a@b", "", "", "mailto:a@b"},
+        {"plain", "", "", "plain", "", "", "plain"},
+        {"?", "", "", "", "", "", ""},
+        {"", "", "", "", "", "", ""},
+        {"h:///p?#", "h", "", "/p", "", "", "h:/p"},
+        {":x", "", "", ":x", "", "", ":x"},
+        {"s://h/?a=1&c=3&a=2", "s", "h", "/", "a=2&c=3", "", "s://h/?a=2&c=3"},
+        // The empty piece and "=v" are one parameter without name.
+        {"?a=b=c&&=v&n=", "", "", "", "a=b=c&=v&n", "", "?a=b=c&=v&n"},
+        {"s://h/\xFF\xC0?\x80=\xFE#\xF5", "s", "h", "/\xFF\xC0", "\x80=\xFE", "\xF5", "s://h/\xFF\xC0?\x80=\xFE#\xF5"},
+        {std::string("s:\0//h", 6), "s", "", std::string("\0//h", 4), "", "", std::string("s:\0//h", 6)},
+        {"s://h\n/p\n?q\n=1#f\r", "s", "h\n", "/p\n", "q\n=1", "f\r", "s://h\n/p\n?q\n=1#f\r"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.uri);
+        const Uri uri = Uri::parse(bytes(c.uri));
+        EXPECT_EQ(text(uri.getScheme()), c.scheme);
+        EXPECT_EQ(text(uri.getAuthority()), c.authority);
+        EXPECT_EQ(text(uri.getPath()), c.path);
+        EXPECT_EQ(text(uri.getFragment()), c.fragment);
+        EXPECT_EQ(text(uri.getFullUri()), c.rebuilt);
+        EXPECT_EQ(text(uri.getQuery()), c.query);
+    }
+}
+
+TEST(Uri, ParametersKeepTheirFirstPlaceAndLastValue) {
+    Uri uri = Uri::parse("https://id@gw/m?a=1&c=3&a=2");
+    EXPECT_EQ(uri.getParameterNames(), (tessel::Strings{"a", "c"}));
+    EXPECT_EQ(uri.getParameter("a"), "2");
+    uri.setParameter("clientversion", "8");
+    uri.setParameter("c", "");
+    uri.setScheme("http");
+    uri.setAuthority("gw");
+    const Uri copy = uri;
+    uri.delParameter("a");
+    uri.delParameter("missing");
+    EXPECT_EQ(text(uri.getFullUri()), "http://gw/m?c&clientversion=8");
+    EXPECT_EQ(text(copy.getFullUri()), "http://gw/m?a=2&c&clientversion=8");
+    EXPECT_FALSE(uri.hasParameter("a"));
+    EXPECT_TRUE(uri.getParameter("a").empty());
+}
+
+TEST(Uri, RefusesWhatThePatternDoesNotMatch) {
+    const nebrix::test::SystemLogCapture log;
+    const std::string longest(Uri::kMaxLength, 'x');
+    EXPECT_EQ(Uri::parse(bytes(longest)).getPath().length(), Uri::kMaxLength);
+    EXPECT_EQ(Uri::parse(bytes("s:" + std::string(1000000, '/'))).getPath().length(), 999998U);
+    for (const auto& refused : {std::string("h#a\nb"), std::string("#\n"), longest + "x"}) {
+        EXPECT_THROW(Uri::parse(bytes(refused)), EUri);
+    }
+    EXPECT_TRUE(log.contains("ERROR Uri.setScheme Invalid uri: h#a"));
+    EXPECT_EQ(log.count(std::string(1025, 'x')), 0U);
+}
+
+TEST(Uri, PercentEncoding) {
+    const struct {
+        std::string in, keep, drop, out;
+    } cases[] = {
+        {"a b~-_.Z9", "", "", "a%20b~-_.Z9"},
+        {std::string("\0\xFF/?", 4), "", "", "%00%FF%2F%3F"},
+        {"/a b/c", "/", " ", "/ab/c"},
+        {"aXb", "X", "X", "ab"},
+        {"", "", "", ""},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(text(Uri::encode(bytes(c.in), bytes(c.keep), bytes(c.drop))), c.out);
+        if (c.keep.empty() && c.drop.empty()) {
+            EXPECT_EQ(text(Uri::encode(bytes(c.in))), c.out);
+            EXPECT_EQ(text(Uri::decode(bytes(c.out))), c.in);
+        }
+    }
+    EXPECT_EQ(text(Uri::decode("%4a%4A+%4%%zz%4")), "JJ+%4%%zz%4");
+}
+
+}  // namespace

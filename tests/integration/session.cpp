@@ -1,0 +1,78 @@
+#include "tests/integration/session.h"
+
+#include <filesystem>
+
+namespace nebrix::test {
+
+namespace fs = std::filesystem;
+
+GatewayOptions recordingComponents() {
+    GatewayOptions options;
+    options.libraries = {{ComponentType::PluginDll, NEBRIX_TEST_COMPONENTS "/libtest-plugin.so"},
+                         {ComponentType::PluginDllNoTunnel, NEBRIX_TEST_COMPONENTS "/libtest-plugin.so"},
+                         {ComponentType::Hostchecker, NEBRIX_TEST_COMPONENTS "/libtest-hostchecker.so"}};
+    options.hostCheckingTimer = 0;
+    options.continuedPosts = 0;
+    return options;
+}
+
+GatewayOptions referenceComponents() {
+    GatewayOptions options;
+    options.libraries = {{ComponentType::PluginDll, NEBRIX_COMPONENTS "/libnebrix-tunnel.so"},
+                         {ComponentType::PluginDllNoTunnel, NEBRIX_COMPONENTS "/libnebrix-notunnel.so"},
+                         {ComponentType::Hostchecker, NEBRIX_COMPONENTS "/libnebrix-hostchecker.so"}};
+    return options;
+}
+
+Session::Session(GatewayOptions options) { replaceGateway(std::move(options)); }
+
+void Session::replaceGateway(GatewayOptions options) {
+    m_gateway.reset();
+    m_gateway = std::make_unique<DemoGateway>(std::move(options));
+    m_gateway->start();
+    m_home.configure({m_gateway->authority()});
+}
+
+std::vector<std::string> Session::client(ComponentType type, std::vector<std::string> words) const {
+    words.insert(words.begin(), NEBRIX_TEST_BIN "/nebrixclient-cli");
+    words.push_back(m_gateway->mediation(type));
+    return words;
+}
+
+ChildProcess::Options Session::environment() const {
+    ChildProcess::Options options = m_home.forChild();
+    options.environment["NEBRIX_TEST_MARK"] = m_marks.path("loaded");
+    options.environment["NEBRIX_TEST_CALLS"] = m_marks.path("calls");
+    return options;
+}
+
+bool Session::loaded() const { return fs::exists(m_marks.path("loaded")); }
+
+std::string Session::calls() const { return readFile(m_marks.path("calls")); }
+
+void Session::clearMarks() const {
+    fs::remove(m_marks.path("loaded"));
+    fs::remove(m_marks.path("calls"));
+}
+
+std::map<std::string, std::string> Session::files() const {
+    std::map<std::string, std::string> result;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.data())) {
+        if (entry.is_regular_file()) {
+            result[fs::relative(entry.path(), m_home.data()).string()] = readFile(entry.path().string());
+        }
+    }
+    return result;
+}
+
+std::vector<std::string> Session::filesNamed(const std::string& ending) const {
+    std::vector<std::string> result;
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.path())) {
+        if (entry.path().string().ends_with(ending)) {
+            result.push_back(entry.path().string());
+        }
+    }
+    return result;
+}
+
+}  // namespace nebrix::test

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "libs/json/jsonerrors.h"
+#include "libs/json/jsonmutwrapper.h"
+#include "libs/json/jsonwrapper.h"
+#include "tests/support/systemlogcapture.h"
+
+namespace tessel::json {
+namespace {
+
+String owned(const std::string& text) { return String::copy(std::string_view(text)); }
+
+TEST(JsonWrapper, KnowsTheTypes) {
+    const JSONWrapperFromString json("[null, -1, 4294967295, 1.5, \"s\", true, [], {}]");
+    int expected = 0;
+    for (auto at = json.begin(); !(at == json.end()); ++at, ++expected) {
+        EXPECT_EQ((*at).getType(), expected);
+    }
+    EXPECT_EQ(expected, 8);
+}
+
+TEST(JsonWrapper, ReachesMembers) {
+    const JSONWrapperFromString json("{\"b\": {\"x\": 1}, \"a\": null}");
+    EXPECT_EQ(json["b"]["x"].asInt32(), 1);
+    EXPECT_EQ(json["none"].getType(), JSON::nullValue);
+    EXPECT_EQ(json["none"]["deeper"].getType(), JSON::nullValue);
+    EXPECT_EQ(String(",").glue(json.getMemberNames()), "a,b");
+    EXPECT_EQ((json.begin()).name(), "a");
+    // Not a member of this toolkit's family, so that callers can tell.
+    EXPECT_THROW((void)json["b"]["x"]["y"], std::exception);
+    try {
+        (void)json["b"]["x"]["y"];
+    } catch (const Exception&) {
+        ADD_FAILURE();
+    } catch (const std::exception&) {
+        SUCCEED();
+    }
+}
+
+TEST(JsonWrapper, ConvertsWhatTheLibraryConverts) {
+    const JSONWrapperFromString json("[12, true, -0.5, \"a\\u0000b\", null, \"12\", 1e99, -1, {}]");
+    const struct {
+        const char* text;
+        const char* number;
+        const char* positive;
+        const char* flag;
+    } cases[] = {{"12", "12", "12", "1"},
+                 {"true", "1", "1", "1"},
+                 {"-0.5", "0", "refused", "1"},
+                 {"a", "refused", "refused", "refused"},
+                 {"", "0", "0", "0"},
+                 {"12", "refused", "refused", "refused"},
+                 {"1e+99", "refused", "refused", "1"},
+                 {"-1", "-1", "refused", "1"},
+                 {"refused", "refused", "refused", "refused"}};
+    const auto outcome = [](auto convert) -> std::string {
+        const nebrix::test::SystemLogCapture log;
+        try {
+            return convert();
+        } catch (const EJsonError& error) {
+            EXPECT_EQ(error.toString(), "EJsonError:JSONWrapper:97");
+            EXPECT_EQ(log.count("ERROR JSONWrapper._as JsonLogicError: "), 1U);
+            return "refused";
+        }
+    };
+    auto at = json.begin();
+    for (const auto& one : cases) {
+        const JSONWrapper value = *at;
+        EXPECT_EQ(outcome([&] { return std::string(value.asString().view()); }), one.text);
+        EXPECT_EQ(outcome([&] { return std::to_string(value.asInt32()); }), one.number) << one.text;
+        EXPECT_EQ(outcome([&] { return std::to_string(value.asUInt32()); }), one.positive) << one.text;
+        EXPECT_EQ(outcome([&] { return std::to_string(value.asBool()); }), one.flag) << one.text;
+        ++at;
+    }
+}
+
+TEST(JsonWrapper, RefusesWhatIsNoJsonAndQuotesNothing) {
+    const std::string deep(2000, '[');
+    std::string many = "[1";
+    for (std::size_t i = 0; i <= JSONWrapperFromString::kMostValues; ++i) {
+        many += ",1";
+    }
+    for (const std::string& text : {std::string(), std::string(" "), std::string("{\"secret\": "),
+                                    std::string("secret"), std::string("[1 secret]"), std::string("{\"a\": 1,}secret"),
+                                    deep, many + "]", std::string("\0[]", 3), std::string("[\"\\ud800 secret\"]")}) {
+        const nebrix::test::SystemLogCapture log;
+        try {
+            const JSONWrapperFromString json(owned(text));
+            ADD_FAILURE() << text.substr(0, 40);
+        } catch (const EJsonError& error) {
+            EXPECT_EQ(error.toString(), "EJsonError:JSONWrapper:235");
+        }
+        EXPECT_EQ(log.count("ERROR JSONWrapperFromString: unable to parse json !"), 1U);
+        EXPECT_FALSE(log.contains("secret"));
+    }
+}
+
+TEST(JsonWrapper, AcceptsWhatTheClassicReaderAccepts) {
+    for (const std::string& text :
+         {std::string("1 trailing"), std::string("[1] // comment"), std::string("[1]\0x", 5),
+          std::string("{\"a\":1,\"a\":2}"), std::string("[\"\xff\xfe\"]"), std::string("[1,,2]").replace(3, 1, "")}) {
+        EXPECT_NO_THROW(const JSONWrapperFromString json(owned(text))) << text;
+    }
+}
+
+TEST(JsonWrapper, ManyCommentsTakeLinearTime) {
+    std::string text = "[1";
+    for (int i = 0; i < 300'000; ++i) {
+        text += "/**/";
+    }
+    const JSONWrapperFromString json(owned(text + "]"));
+    EXPECT_EQ(json.size(), 1U);
+}
+
+TEST(JsonText, IsWrittenInTwoForms) {
+    const JSONWrapperFromString json("{\"b\":[1,\"x\\ny\"],\"a\":{}}");
+    EXPECT_EQ(toLine(json), "{\"a\":{},\"b\":[1,\"x\\ny\"]}");
+    EXPECT_EQ(toString(json), "{\n\t\"a\" : {},\n\t\"b\" : \n\t[\n\t\t1,\n\t\t\"x\\ny\"\n\t]\n}");
+}
+
+TEST(JsonText, IsBuiltPieceByPiece) {
+    JSONMutWrapper list;
+    list.append("x").append(-1).append(2U).append(true);
+    JSONMutWrapper json = JSONMutWrapper::object();
+    json.set("list", list).set("text", String("a\"b")).set("flag", false).set("gone", 1).remove("gone");
+    const JSONMutWrapper copy = json;
+    json.set("text", "changed").set("null", JSONMutWrapper());
+    EXPECT_EQ(toLine(copy), "{\"flag\":false,\"list\":[\"x\",-1,2,true],\"text\":\"a\\\"b\"}");
+    EXPECT_EQ(toLine(json), "{\"flag\":false,\"list\":[\"x\",-1,2,true],\"null\":null,\"text\":\"changed\"}");
+    EXPECT_THROW(json.append(1), EJsonError);
+    EXPECT_THROW(list.set("a", 1), EJsonError);
+    EXPECT_EQ(toLine(JSONMutWrapper::array()), "[]");
+}
+
+}  // namespace
+}  // namespace tessel::json

@@ -1,0 +1,140 @@
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "tests/sdk/component.h"
+#include "tests/support/temporarydirectory.h"
+
+extern "C" {
+#include "sdk/components/hostchecker/rules.h"
+}
+
+namespace nebrix::test {
+namespace {
+
+std::string evaluate(const std::string& root, const std::string& request) {
+    nebrix_text answer = NEBRIX_TEXT_INIT(1 << 16);
+    facts machine;
+    facts_init(&machine, root.c_str());
+    rules_evaluate(request.c_str(), &machine, &answer);
+    facts_free(&machine);
+    std::string text = nebrix_text_get(&answer);
+    nebrix_text_free(&answer);
+    return text;
+}
+
+TEST(HostCheckerVersion, OrdersAsPackageManagersDo) {
+    // Ascending.
+    const char* const versions[] = {"1.0~~",
+                                    "1.0~~a",
+                                    "1.0~rc1",
+                                    "1.0",
+                                    "1.0-1",
+                                    "1.0-1+b1",
+                                    "1.0-1.1",
+                                    "1.0-10",
+                                    "1.0a",
+                                    "1.0+x",
+                                    "1.0.1",
+                                    "1.2",
+                                    "1.10",
+                                    "12",
+                                    "99999999999999999999",
+                                    "100000000000000000000",
+                                    "1:0.1",
+                                    "2:0"};
+    for (std::size_t i = 0; i < std::size(versions); ++i) {
+        for (std::size_t j = 0; j < std::size(versions); ++j) {
+            const int order = version_compare(versions[i], versions[j]);
+            EXPECT_EQ(order < 0, i < j) << versions[i] << " and " << versions[j];
+            EXPECT_EQ(order > 0, i > j) << versions[i] << " and " << versions[j];
+        }
+    }
+    EXPECT_EQ(version_compare("01.010", "1.10"), 0);
+}
+
+class HostCheckerRules : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_root.write("etc/os-release", "NAME=\"Some System\"\nVERSION_ID=\"12.4\"\nID='debian'\n");
+        m_root.write("proc/sys/kernel/ostype", "Linux\n");
+        m_root.write("proc/sys/kernel/osrelease", "6.1.0-13-amd64\n");
+        m_root.write("proc/42/comm", "a-very-long-nam\n");
+        m_root.write("proc/42/cmdline", std::string("/opt/a-very-long-name\0--flag", 28));
+        m_root.write("proc/43/comm", "renamed\n");
+        m_root.write("proc/43/cmdline", "titled: by /itself");
+        std::filesystem::create_symlink("/usr/bin/updated (deleted)", m_root.path("proc/43/exe"));
+        m_root.write("proc/self/comm", "not-a-number\n");
+        m_root.write("var/lib/dpkg/status",
+                     "Package: openssl\nStatus: install ok installed\nDescription: " + std::string(9000, 'x') +
+                         "\n Package: inside\nVersion: 3.0.11-1\n\n"
+                         "Package: removed\nStatus: deinstall ok config-files\nVersion: 1\n\n"
+                         "Package: last\nStatus: hold ok installed\nVersion: 1:2\n");
+    }
+    TemporaryDirectory m_root;
+};
+
+TEST_F(HostCheckerRules, JudgeEachConditionOnItsFacts) {
+    const auto expect = [&](const char* answer, const char* conditions) {
+        for (const std::string& condition : split(conditions, ';'))
+            EXPECT_EQ(evaluate(m_root.path(), "rule " + condition), answer) << condition;
+    };
+    expect("rule",
+           "file /etc/os-release;file /etc;not file /etc/none;process a-very-long-nam;process a-very-long-name;"
+           "process updated;os debian;os debian >= 12;kernel Linux > 5.10;package openssl >= 3.0.11-1;"
+           "package last >= 5;not package removed");
+    expect("",
+           "file /etc/none;process itself;process not-a-number;os debian != 12.4;os fedora;kernel Linux < 6;"
+           "package openssl > 3.0.11-1;package removed;package inside");
+    // Unreadable ones never hold, negated or not.
+    expect("",
+           ";not;file;file etc/os-release;not file none;not not file /none;not sound beep;os debian >=;"
+           "os debian => 12;not os debian < 12 or so");
+}
+
+TEST_F(HostCheckerRules, ReadWholeRequests) {
+    const std::string is = " file /etc\n";
+    const std::string isNot = " file /none\n";
+    const auto many = [&](int count) {
+        std::string request;
+        for (int i = 0; i < count; ++i)
+            request += "rule" + is;
+        return request;
+    };
+    const struct {
+        std::string request, answer;
+    } cases[] = {{"", ""},
+                 {"# comment\r\n\n \t\r\nb file /etc\r\na\tfile   /etc \t", "b,a"},
+                 {"a" + is + "b" + isNot + "c" + is, "a,c"},
+                 {"a" + is + "a" + isNot + "b" + is, "b"},
+                 {"a" + is + "a beep\n", ""},
+                 {"a,b" + is + "a&b" + is + "c" + is, "c"},
+                 {std::string(64, 'i') + is, std::string(64, 'i')},
+                 {std::string(65, 'i') + is, ""},
+                 {"a file /" + std::string(2000, 'x') + "\nb" + is, "b"},
+                 {many(256), "rule"},
+                 {many(257), ""},
+                 {"a" + is + "#" + std::string(65536 - 14, 'x') + "\n", "a"},
+                 {"a" + is + "#" + std::string(65536, 'x') + "\n", ""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(evaluate(m_root.path(), c.request), c.answer) << c.request.substr(0, 80);
+    EXPECT_EQ(evaluate("/nonexistent", "a os debian\nb kernel Linux\nc package x\nd process x\ne not file /etc"), "e");
+}
+
+TEST(HostChecker, LooksAtThisMachine) {
+    const Component component("hostchecker");
+    const auto rules = component.entry<NebrixGetValidRules>(NEBRIX_NAME_GET_VALID_RULES);
+    component.entry<NebrixInitHostCheckerDll>(NEBRIX_NAME_INIT_HOST_CHECKER)("", "", "/tmp/", "host", "en");
+    TemporaryDirectory directory;
+    const std::string request = "self process sdk_test\nkernel kernel Linux > 2\nfile file " +
+                                directory.path("present") + "\ngone not file " + directory.path("present");
+    EXPECT_STREQ(rules(request.c_str()), "self,kernel,gone");
+    directory.write("present", "");
+    EXPECT_STREQ(rules(request.c_str()), "self,kernel,file") << "every call looks again";
+    EXPECT_STREQ(rules(""), "");
+    component.entry<NebrixCloseHostCheckerDll>(NEBRIX_NAME_CLOSE_HOST_CHECKER)();
+    EXPECT_STREQ(rules("a file /"), "a") << "a second session in one process meets the library again";
+}
+
+}  // namespace
+}  // namespace nebrix::test

@@ -1,0 +1,79 @@
+#include "tests/support/systemlogcapture.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+
+namespace nebrix::test {
+
+namespace {
+
+/// The sink is a plain function, so what it collects is global.
+struct Collected {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<SystemLogCapture::Line> lines;
+};
+
+Collected& collected() {
+    // Never destroyed: the console's thread may write until the very end.
+    static auto* instance = new Collected;
+    return *instance;
+}
+
+void collect(tessel::LogCategory category, const tessel::String& body) {
+    Collected& to = collected();
+    const std::lock_guard lock(to.mutex);
+    to.lines.push_back({category, std::string(body.view())});
+    to.changed.notify_all();
+}
+
+void flushConsole() {
+    if (const auto console = tessel::Console::current(); console) {
+        console->flush(5000);
+    }
+}
+
+}  // namespace
+
+SystemLogCapture::SystemLogCapture() {
+    tessel::Console::start();
+    flushConsole();
+    clear();
+    tessel::Console::setSystemLogSink(&collect);
+}
+
+SystemLogCapture::~SystemLogCapture() {
+    flushConsole();
+    tessel::Console::setSystemLogSink([](tessel::LogCategory, const tessel::String&) {});
+}
+
+std::vector<SystemLogCapture::Line> SystemLogCapture::lines() const {
+    flushConsole();
+    Collected& from = collected();
+    const std::lock_guard lock(from.mutex);
+    return from.lines;
+}
+
+unsigned SystemLogCapture::count(const std::string& text) const {
+    const std::vector<Line> all = lines();
+    return static_cast<unsigned>(
+        std::ranges::count_if(all, [&](const Line& line) { return line.body.find(text) != std::string::npos; }));
+}
+
+bool SystemLogCapture::waitFor(const std::string& text, std::chrono::milliseconds limit) const {
+    Collected& from = collected();
+    std::unique_lock lock(from.mutex);
+    return from.changed.wait_for(lock, limit, [&] {
+        return std::ranges::any_of(from.lines,
+                                   [&](const Line& line) { return line.body.find(text) != std::string::npos; });
+    });
+}
+
+void SystemLogCapture::clear() const {
+    Collected& from = collected();
+    const std::lock_guard lock(from.mutex);
+    from.lines.clear();
+}
+
+}  // namespace nebrix::test
