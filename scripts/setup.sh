@@ -14,13 +14,13 @@ TEXT
 demo_packages=(
     cmake ninja-build g++ pkg-config
     libcurl4-openssl-dev libssl-dev libjsoncpp-dev libcpp-httplib-dev libpcre2-dev zlib1g-dev libbrotli-dev
-    ca-certificates curl openssl unzip zip python3 procps
+    ca-certificates curl openssl unzip zip procps
 )
 check_packages=(
     clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
-    libgtest-dev libgmock-dev libbenchmark-dev libre2-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
-    nginx-light tinyproxy valgrind
+    nginx-light tinyproxy valgrind python3
 )
 
 packages=("${demo_packages[@]}" "${check_packages[@]}")

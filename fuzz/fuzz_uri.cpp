@@ -1,0 +1,51 @@
+// Splitting and rebuilding URIs, and percent-encoding, must hold on any bytes.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "libs/http/uri.h"
+
+using tessel::String;
+using tessel::http::Uri;
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+void checkUri(const String& text) {
+    Uri uri;
+    try {
+        uri = Uri::parse(text);
+    } catch (const tessel::http::EUri&) {
+        // A line feed in the fragment, or too long.
+        require(text.find('\n', text.find('#')) != String::npos || text.length() > Uri::kMaxLength);
+        return;
+    }
+    const String full = uri.getFullUri();
+    require(full.length() <= text.length());
+    for (const String& name : uri.getParameterNames()) {
+        require(uri.hasParameter(name));
+    }
+    uri.setParameter("clientversion", "1");
+    require(uri.getParameter("clientversion") == "1");
+    uri.delParameter("clientversion");
+    require(!uri.hasParameter("clientversion"));
+    static_cast<void>(uri.getFullUri());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const String text = String::copy(reinterpret_cast<const char*>(data), static_cast<unsigned>(size));
+    checkUri(text);
+    const String encoded = Uri::encode(text);
+    require(Uri::decode(encoded) == text);
+    require(Uri::encode(text, "/", "\n").length() <= encoded.length());
+    static_cast<void>(Uri::decode(text));
+    return 0;
+}
