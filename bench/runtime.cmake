@@ -1,3 +1,2 @@
 nebrix_bench(log_bench SOURCES log_bench.cpp LIBS tessel_base)
 nebrix_bench(gc_bench SOURCES gc_bench.cpp LIBS tessel_base)
-nebrix_bench(digestfile_bench SOURCES digestfile_bench.cpp LIBS tessel_base nebrix_crypto)

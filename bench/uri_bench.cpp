@@ -46,8 +46,8 @@ BENCHMARK(splitUri)->Name("split/tessel");
 void splitPcre2(benchmark::State& state) {
     int error = 0;
     std::size_t position = 0;
-    pcre2_code* code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(kPattern), sizeof kPattern - 1, 0, &error, &position,
-                                     nullptr);
+    pcre2_code* code =
+        pcre2_compile(reinterpret_cast<PCRE2_SPTR>(kPattern), sizeof kPattern - 1, 0, &error, &position, nullptr);
     pcre2_jit_compile(code, PCRE2_JIT_COMPLETE);
     pcre2_match_data* data = pcre2_match_data_create_from_pattern(code, nullptr);
     const auto* subject = reinterpret_cast<PCRE2_SPTR>(kText);

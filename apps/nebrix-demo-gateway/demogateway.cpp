@@ -1,6 +1,7 @@
 #include "apps/nebrix-demo-gateway/demogateway.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -134,6 +135,12 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
         raise<EGateway>("the server's certificate cannot be used", sites::kNoCertificate);
     }
     m_server->set_keep_alive_timeout(1);
+    m_server->set_tcp_nodelay(true);  // an answer goes out in several small writes
+    // Not the library's choice, SO_REUSEPORT: a port that is taken must be refused, not shared.
+    m_server->set_socket_options([](socket_t listener) {
+        const int yes = 1;
+        ::setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     m_server->set_payload_max_length(1024 * 1024);
     m_server->Get(".*", [this](const Request& request, Response& response) { get(request, response); });
     m_server->Post(".*", [this](const Request& request, Response& response) { post(request, response); });

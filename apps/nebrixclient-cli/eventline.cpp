@@ -73,9 +73,7 @@ String status(Form form, ClientStatus status) {
     return json::toLine(object(kEvent).set("status", static_cast<int>(status)).set("name", nameOf(status)));
 }
 
-String vpn(Form form, const String& text) {
-    return withText(form, "vpn", text);
-}
+String vpn(Form form, const String& text) { return withText(form, "vpn", text); }
 
 String connectError(Form form, const RequestInfo& request) {
     constexpr const char* kEvent = "connect-error";
@@ -85,9 +83,7 @@ String connectError(Form form, const RequestInfo& request) {
     return json::toLine(object(kEvent).set("code", request.getCode()).set("text", request.format()));
 }
 
-String fatalError(Form form, const String& text) {
-    return withText(form, "fatal-error", text);
-}
+String fatalError(Form form, const String& text) { return withText(form, "fatal-error", text); }
 
 String printable(const String& text) {
     constexpr const char* kDigits = "0123456789abcdef";

@@ -37,9 +37,7 @@ void HeadlessListener::onVpnStatus(const String& line) {
     m_print(eventline::vpn(m_form, line));
 }
 
-void HeadlessListener::onDispatch(ClientType type) {
-    m_print(eventline::dispatch(m_form, type));
-}
+void HeadlessListener::onDispatch(ClientType type) { m_print(eventline::dispatch(m_form, type)); }
 
 void HeadlessListener::end(Outcome outcome) {
     {

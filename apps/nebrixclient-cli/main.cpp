@@ -31,19 +31,21 @@ commandline::Grammar grammar() {
     return {
         .program = kProgram,
         .operands = "MEDIATION",
-        .summary = "Opens the session that a mediation string names, without a window, and prints each notification "
-                   "as one line.",
+        .summary =
+            "Opens the session that a mediation string names, without a window, and prints each notification "
+            "as one line.",
         .options = {{"json", 'j', "", "print one JSON object a line", false},
                     {"changes-only", 'c', "", "leave out a VPN status that equals the one before", false},
                     {"help", 'h', "", "show this help", false},
                     {"version", 'V', "", "show the version and the key that components are verified against", false}},
         .fewestOperands = 1,
         .mostOperands = 1,
-        .epilogue = "MEDIATION is the link from the gateway's page, https://IDENTIFIER@GATEWAY/PATH?QUERY;\n"
-                    "\"-\" reads it from standard input, so that no list of processes shows it.\n"
-                    "Ctrl-C or SIGTERM asks the session to end; a second one ends the program at once.\n"
-                    "Exit codes: 0 session over, 1 fatal error, 2 usage, 3 the gateway could not be reached.\n"
-                    "The log is /tmp/nebrixclient.log.\n",
+        .epilogue =
+            "MEDIATION is the link from the gateway's page, https://IDENTIFIER@GATEWAY/PATH?QUERY;\n"
+            "\"-\" reads it from standard input, so that no list of processes shows it.\n"
+            "Ctrl-C or SIGTERM asks the session to end; a second one ends the program at once.\n"
+            "Exit codes: 0 session over, 1 fatal error, 2 usage, 3 the gateway could not be reached.\n"
+            "The log is /tmp/nebrixclient.log.\n",
     };
 }
 
@@ -73,9 +75,7 @@ private:
     }
 };
 
-void complain(const std::string& text) {
-    std::fprintf(stderr, "%s: %s\n", kProgram, text.c_str());
-}
+void complain(const std::string& text) { std::fprintf(stderr, "%s: %s\n", kProgram, text.c_str()); }
 
 void printLine(const String& line) {
     std::printf("%.*s\n", static_cast<int>(line.length()), line.array());
@@ -114,12 +114,12 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
 
 void explainUnreachable(const NebrixClient& client, const HeadlessListener& listener) {
     const String gateway = client.getServer();
-    complain(std::string("the gateway ") + std::string(gateway.view()) + " could not be reached: " +
-             std::string(listener.errorText().view()));
+    complain(std::string("the gateway ") + std::string(gateway.view()) +
+             " could not be reached: " + std::string(listener.errorText().view()));
     if (listener.errorCode() == kCurlPeerFailedVerification) {
-        complain(std::string("if you trust this gateway, except it from the check: ") + NebrixClient::getLocalConfPath().str() +
-                 " takes <nebrixclient><sslcertignoredomains><domains>" + std::string(gateway.view()) +
-                 "</domains></sslcertignoredomains></nebrixclient>");
+        complain(std::string("if you trust this gateway, except it from the check: ") +
+                 NebrixClient::getLocalConfPath().str() + " takes <nebrixclient><sslcertignoredomains><domains>" +
+                 std::string(gateway.view()) + "</domains></sslcertignoredomains></nebrixclient>");
     }
 }
 

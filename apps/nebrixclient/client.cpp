@@ -23,9 +23,7 @@ namespace {
 
 constexpr int kHttpOk = 200;
 
-void logLine(LogCategory category, const String& text) {
-    log(category, "NebrixClient", "main", text);
-}
+void logLine(LogCategory category, const String& text) { log(category, "NebrixClient", "main", text); }
 
 void routeLog(const String& file) {
     Console::start();
@@ -33,8 +31,8 @@ void routeLog(const String& file) {
     if (!console.valid()) {
         return;
     }
-    for (const LogCategory category : {LogCategory::Trace, LogCategory::Error, LogCategory::Warning,
-                                       LogCategory::Assert, LogCategory::Debug}) {
+    for (const LogCategory category :
+         {LogCategory::Trace, LogCategory::Error, LogCategory::Warning, LogCategory::Assert, LogCategory::Debug}) {
         console->setStream(category, file);
     }
 }
@@ -140,13 +138,9 @@ String NebrixClient::getServer() const {
     return m_server;
 }
 
-void NebrixClient::saveLocalConfiguration() const {
-    m_localConfiguration.save(getLocalConfPath());
-}
+void NebrixClient::saveLocalConfiguration() const { m_localConfiguration.save(getLocalConfPath()); }
 
-String NebrixClient::getLocalConfPath() {
-    return File::getUserApplicationDataDirectory() + "nebrixclient.xml";
-}
+String NebrixClient::getLocalConfPath() { return File::getUserApplicationDataDirectory() + "nebrixclient.xml"; }
 
 String NebrixClient::getLangFromArg(const String& mediation) {
     try {

@@ -23,7 +23,8 @@ TESSEL_EXCEPTION(ENebrixClient, Exception);
 class NebrixClient final : public ClientConfigurationDispatcher, public Thread {
 public:
     /// Sends every log category to the log file, makes the user's application-data directory and enters it, and reads
-    /// the local configuration; a flaw in it is logged. `notify` must outlive this object. Raises EFile when the directory cannot be had.
+    /// the local configuration; a flaw in it is logged. `notify` must outlive this object. Raises EFile when the
+    /// directory cannot be had.
     explicit NebrixClient(INebrixClientNotify& notify, const String& logFile = kLogFile);
     /// Ends what still runs, and waits for it.
     ~NebrixClient() override;
@@ -81,7 +82,8 @@ private:
     // The driver's thread only.
     gc::Pointer<ClientConfiguration> m_configuration;
 
-    mutable Mutex m_mutex;  // guards all below; held while a component's stop() or showLogs() runs, which return at once
+    mutable Mutex
+        m_mutex;  // guards all below; held while a component's stop() or showLogs() runs, which return at once
     String m_mediation;
     String m_server;
     std::unique_ptr<ISubClient> m_subClient;  // created, replaced and destroyed on the driver's thread only

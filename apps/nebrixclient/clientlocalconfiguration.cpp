@@ -45,9 +45,7 @@ void ClientLocalConfiguration::readFromFile(const String& path) {
     }
 }
 
-void ClientLocalConfiguration::save(const String& path) const {
-    xml::Parser::write(path, kRoot, *this);
-}
+void ClientLocalConfiguration::save(const String& path) const { xml::Parser::write(path, kRoot, *this); }
 
 void ClientLocalConfiguration::write(IKeyReader& reader) {
     Lock lock(m_mutex);

@@ -94,12 +94,8 @@ void ComponentDownload::copyDllForCompat(const Dll& dll) const {
     }
 }
 
-String pluginDirectory() {
-    return File::getUserApplicationDataDirectory() + "/" + "Plugin";
-}
+String pluginDirectory() { return File::getUserApplicationDataDirectory() + "/" + "Plugin"; }
 
-String hostcheckerDirectory() {
-    return File::getUserApplicationDataDirectory() + "/" + "hostchecker";
-}
+String hostcheckerDirectory() { return File::getUserApplicationDataDirectory() + "/" + "hostchecker"; }
 
 }  // namespace tessel

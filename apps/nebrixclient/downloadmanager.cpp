@@ -14,9 +14,7 @@ namespace {
 
 constexpr int kHttpOk = 200;
 
-void logError(const String& text) {
-    log(LogCategory::Error, "DownloadManager", "downloadFileTo", text);
-}
+void logError(const String& text) { log(LogCategory::Error, "DownloadManager", "downloadFileTo", text); }
 
 }  // namespace
 
@@ -39,6 +37,9 @@ String DownloadManager::resolve(const String& url) const {
     if (uri.getAuthority().empty()) {
         uri.setScheme("https");
         uri.setAuthority(gateway());
+        if (!uri.getPath().starts("/")) {
+            uri.setPath("/" + uri.getPath());  // else it would run into the host's name
+        }
     }
     return uri.getFullUri();
 }

@@ -14,9 +14,7 @@ void HostCheckerDllInstance::start(const String& directory, const String& hostna
     m_init("", "", directory.str(), hostname.str(), language.str());
 }
 
-void HostCheckerDllInstance::stop() {
-    m_close();
-}
+void HostCheckerDllInstance::stop() { m_close(); }
 
 String HostCheckerDllInstance::getValidRules(const String& request) {
     return copyComponentText(m_getValidRules(request.str()));

@@ -13,9 +13,7 @@ ModuleLoader::ModuleLoader(const String& path) : m_handle(dlopen(path)) {
     }
 }
 
-ModuleLoader::~ModuleLoader() {
-    dlclose();
-}
+ModuleLoader::~ModuleLoader() { dlclose(); }
 
 void* ModuleLoader::load(const char* name) const {
     void* address = dlsym(m_handle, name);
@@ -30,13 +28,9 @@ void ModuleLoader::loadError(const String& what) {
     raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad);
 }
 
-void* ModuleLoader::dlopen(const String& path) {
-    return ::dlopen(path.str(), RTLD_LAZY);
-}
+void* ModuleLoader::dlopen(const String& path) { return ::dlopen(path.str(), RTLD_LAZY); }
 
-void* ModuleLoader::dlsym(void* handle, const char* name) {
-    return ::dlsym(handle, name);
-}
+void* ModuleLoader::dlsym(void* handle, const char* name) { return ::dlsym(handle, name); }
 
 String ModuleLoader::dlerror() {
     const char* text = ::dlerror();

@@ -7,13 +7,7 @@ namespace tessel {
 class RequestInfo;
 
 /// How far a session is. The numbers are fixed.
-enum class ClientStatus : int {
-    Idle = 1,
-    DownloadingComponents = 2,
-    Connected = 3,
-    SessionOver = 4,
-    HostChecking = 5
-};
+enum class ClientStatus : int { Idle = 1, DownloadingComponents = 2, Connected = 3, SessionOver = 4, HostChecking = 5 };
 
 /// What kind of component a session runs. The numbers are fixed.
 enum class ClientType : int { PluginDll = 2, HostChecker = 3, PluginDllNoTunnel = 4 };

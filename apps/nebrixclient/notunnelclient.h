@@ -14,8 +14,8 @@ class NebrixClientPluginDllNoTunnel final : public ISubClient {
 public:
     /// All references must outlive this object.
     NebrixClientPluginDllNoTunnel(NebrixClient& client, INebrixClientNotify& notify,
-                                  NoTunnelClientPluginDllConfiguration& configuration,
-                                  DownloadManager& downloadManager, bool download);
+                                  NoTunnelClientPluginDllConfiguration& configuration, DownloadManager& downloadManager,
+                                  bool download);
 
     void run(CurlSession& session) override;
     /// Nothing to end: the resource that was opened lives on its own.

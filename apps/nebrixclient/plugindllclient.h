@@ -22,8 +22,7 @@ public:
 
     /// All references must outlive this object. `download`: whether files are fetched at all.
     NebrixClientPluginDll(NebrixClient& client, INebrixClientNotify& notify,
-                          ClientPluginDllConfiguration& configuration, DownloadManager& downloadManager,
-                          bool download);
+                          ClientPluginDllConfiguration& configuration, DownloadManager& downloadManager, bool download);
 
     void run(CurlSession& session) override;
     void stop() override { m_stop.request(); }

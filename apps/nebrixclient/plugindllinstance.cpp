@@ -9,9 +9,7 @@ namespace tessel {
 
 namespace {
 
-void logLine(const char* text) {
-    log(LogCategory::Error, "PluginDllInstance", "PluginDllInstance", text);
-}
+void logLine(const char* text) { log(LogCategory::Error, "PluginDllInstance", "PluginDllInstance", text); }
 
 }  // namespace
 
@@ -58,9 +56,8 @@ PluginDllInstance::PluginDllInstance(const String& path, const String& version, 
       m_start(entry<NebrixDllStart2>(NEBRIX_NAME_START)),
       m_stop(entry<NebrixDllStop2>(NEBRIX_NAME_STOP)),
       m_releaseStr(entry<NebrixDllReleaseStr>(NEBRIX_NAME_RELEASE_STR)),
-      m_launchSafeResource(
-          optionalEntry<NebrixLaunchSafeResource>(NEBRIX_NAME_LAUNCH_SAFE_RESOURCE,
-                                                  "LaunchSafeResource missing. LaunchSafeResource disabled")),
+      m_launchSafeResource(optionalEntry<NebrixLaunchSafeResource>(
+          NEBRIX_NAME_LAUNCH_SAFE_RESOURCE, "LaunchSafeResource missing. LaunchSafeResource disabled")),
       m_addSslServerCertificateName(optionalEntry<NebrixDllAddSslServerCertificateName>(
           NEBRIX_NAME_ADD_SSL_SERVER_CERTIFICATE_NAME,
           "DllAddSslServerCertificateName missing. SSL server certificate name verification disabled")) {
@@ -98,19 +95,15 @@ void PluginDllInstance::start(const Parameters& parameters) {
     start();
 }
 
-void PluginDllInstance::start() {
-    m_start(m_instance);
-}
+void PluginDllInstance::start() { m_start(m_instance); }
 
-void PluginDllInstance::stop() {
-    m_stop(m_instance);
-}
+void PluginDllInstance::stop() { m_stop(m_instance); }
 
 void PluginDllInstance::setProxy(bool useProxy, const Proxy& proxy) {
     const Credentials credentials = proxy.getCredentials();
-    const String text = String("|").glue({useProxy ? "1" : "0", proxy.getTypeString(), proxy.getHost(),
-                                          credentials.getLogin(), credentials.getPassword(), credentials.getDomain(),
-                                          "save:no"});
+    const String text =
+        String("|").glue({useProxy ? "1" : "0", proxy.getTypeString(), proxy.getHost(), credentials.getLogin(),
+                          credentials.getPassword(), credentials.getDomain(), "save:no"});
     m_setProxy(m_instance, text.str());
 }
 
@@ -122,13 +115,9 @@ String PluginDllInstance::strResponse(char* text) {
     return copy;
 }
 
-String PluginDllInstance::getLogs() {
-    return strResponse(m_getLogs(m_instance));
-}
+String PluginDllInstance::getLogs() { return strResponse(m_getLogs(m_instance)); }
 
-String PluginDllInstance::getErrors() {
-    return strResponse(m_getErrors(m_instance));
-}
+String PluginDllInstance::getErrors() { return strResponse(m_getErrors(m_instance)); }
 
 int PluginDllInstance::execute(const String& a, const String& b, const String& c) {
     return m_execute(m_instance, a.str(), b.str(), c.str());

@@ -85,7 +85,7 @@ private:
     NebrixDllStart2 m_start;
     NebrixDllStop2 m_stop;
     NebrixDllReleaseStr m_releaseStr;
-    NebrixLaunchSafeResource m_launchSafeResource;                        // may be null
+    NebrixLaunchSafeResource m_launchSafeResource;                       // may be null
     NebrixDllAddSslServerCertificateName m_addSslServerCertificateName;  // may be null
 };
 

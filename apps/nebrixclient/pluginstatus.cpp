@@ -12,9 +12,7 @@ namespace {
 /// A plug-in that keeps asking for this long, in milliseconds, is believed.
 constexpr unsigned kSoftClose = 3000;
 
-bool isHardReason(unsigned reason) {
-    return reason == 1 || reason == 2 || reason == 4;
-}
+bool isHardReason(unsigned reason) { return reason == 1 || reason == 2 || reason == 4; }
 
 }  // namespace
 

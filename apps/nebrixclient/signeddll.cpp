@@ -24,13 +24,9 @@ constexpr const char* kRoot = "dll";
     raise<EBadSignature>("EBadSignature", site);
 }
 
-const unsigned char* bytes(const String& text) {
-    return reinterpret_cast<const unsigned char*>(text.array());
-}
+const unsigned char* bytes(const String& text) { return reinterpret_cast<const unsigned char*>(text.array()); }
 
-void logVerdict(const char* text) {
-    log(LogCategory::Error, "FileSignature", "verify", text);
-}
+void logVerdict(const char* text) { log(LogCategory::Error, "FileSignature", "verify", text); }
 
 }  // namespace
 
@@ -54,9 +50,7 @@ void DllInfos::write(IKeyReader& reader) {
     reader["sha256"].read(sha256);
 }
 
-void DllInfos::write(IReader& /*reader*/) {
-    raise<ENotImplemented>("ENotImplemented", sites::kSignedDllRead);
-}
+void DllInfos::write(IReader& /*reader*/) { raise<ENotImplemented>("ENotImplemented", sites::kSignedDllRead); }
 
 String ContentSigner::content() const {
     String text;
@@ -109,9 +103,7 @@ void SignedDll::loadFromFile(const String& sigPath) {
     }
 }
 
-void SignedDll::save(const String& sigPath) const {
-    xml::Parser::write(sigPath, kRoot, *this);
-}
+void SignedDll::save(const String& sigPath) const { xml::Parser::write(sigPath, kRoot, *this); }
 
 SignedDll::Verdict SignedDll::check(tls::RSA& key, const String& dllPath) const {
     if (!(hashFile(dllPath) == sha256)) {

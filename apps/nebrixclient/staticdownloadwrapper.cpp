@@ -11,9 +11,7 @@ DownloadManager* StaticDownloadWrapper::m_downloadManager = nullptr;
 
 namespace {
 
-String argument(const char* text) {
-    return text == nullptr ? String() : String::copy(text);
-}
+String argument(const char* text) { return text == nullptr ? String() : String::copy(text); }
 
 }  // namespace
 

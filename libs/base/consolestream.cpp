@@ -89,19 +89,28 @@ String ConsoleStreams::name(LogCategory category) const {
     return m_records[indexOf(category)].name;
 }
 
-std::shared_ptr<LogSink> ConsoleStreams::sink(LogCategory category) const {
+bool ConsoleStreams::changed(LogCategory category, const LogSink* known, std::shared_ptr<LogSink>& sink) const {
     const Lock lock(m_mutex);
-    return m_records[indexOf(category)].sink;
+    const std::shared_ptr<LogSink>& current = m_records[indexOf(category)].sink;
+    if (current.get() == known) {
+        return false;
+    }
+    sink = current;
+    return true;
 }
 
 void LineWriter::add(LogCategory category, const String& threadId, const String& className, const String& method,
                      const String& text) {
-    std::shared_ptr<LogSink> sink = m_streams.sink(category);
-    const bool together = sink == m_sink || (sink != nullptr && m_sink != nullptr && sink->sameFile(*m_sink));
-    if (!together || m_lines.size() >= kWriteAt) {
+    if (m_lines.size() >= kWriteAt) {
         writeOut();
     }
-    m_sink = std::move(sink);
+    std::shared_ptr<LogSink> other;
+    if (m_streams.changed(category, m_sink.get(), other)) {
+        if (other == nullptr || m_sink == nullptr || !other->sameFile(*m_sink)) {
+            writeOut();
+        }
+        m_sink = std::move(other);
+    }
     const std::size_t start = m_lines.size();
     try {
         m_clock.append(m_lines);

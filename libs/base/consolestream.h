@@ -45,8 +45,8 @@ public:
     /// Takes the handle over (null: no file) and closes the one given up, as Console::setStream() says.
     void set(LogCategory category, std::FILE* stream, const String& name);
     [[nodiscard]] String name(LogCategory category) const;
-    /// Null when the category has no file.
-    [[nodiscard]] std::shared_ptr<LogSink> sink(LogCategory category) const;
+    /// Whether the category has another sink than `known`; if so sets `sink` to it, null when it has no file.
+    bool changed(LogCategory category, const LogSink* known, std::shared_ptr<LogSink>& sink) const;
 
 private:
     struct Record {

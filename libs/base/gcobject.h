@@ -100,7 +100,12 @@ public:
     template <class U>
     requires std::is_convertible_v<U*, T*> Pointer(const Pointer<U>& other)
     noexcept : m_object(other.uget()) { addRef(); }
-    ~Pointer() { removeRef(); }
+    ~Pointer() {
+        // As removeRef(), but nobody is left to see the pointer cleared.
+        if (m_object != nullptr && m_object->gcRemoveRef()) {
+            m_object->gcDestroy();
+        }
+    }
 
     /// Takes an object with count 0 that only the caller knows.
     static Pointer fresh(T* object) noexcept {

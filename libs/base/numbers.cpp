@@ -100,10 +100,9 @@ T parse(const char* text, std::size_t length, int base) noexcept {
     if (length == 0) {
         return 0;
     }
-    if (*text == '-') {
-        return static_cast<T>(Wide{0} - magnitude<Wide>(text + 1, end, base));
-    }
-    return static_cast<T>(magnitude<Wide>(*text == '+' ? text + 1 : text, end, base));
+    const bool negative = *text == '-';
+    const Wide value = magnitude<Wide>(negative || *text == '+' ? text + 1 : text, end, base);
+    return static_cast<T>(negative ? Wide{0} - value : value);
 }
 
 template <class T>

@@ -78,6 +78,9 @@ unsigned String::find(char c, unsigned from) const noexcept {
 unsigned String::find(const char* text, unsigned from) const noexcept { return find(String(text), from); }
 
 unsigned String::find(const String& text, unsigned from) const noexcept {
+    if (text.m_length == 1) {
+        return find(*text.m_string, from);
+    }
     if (from >= m_length) {
         return npos;
     }

@@ -1,8 +1,11 @@
 #include "libs/base/threadname.h"
 
 #include <atomic>
+#include <functional>
+#include <set>
+#include <string>
 
-#include "libs/base/globals.h"
+#include "libs/base/mutex.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/base/thread.h"
@@ -35,6 +38,23 @@ String readName() {
     return "thread-" + toString(platform::currentThreadId());
 }
 
+/// The name as static bytes: a line in a log then takes no count that all threads share. Beyond so many different
+/// names they stay counted.
+String intern(const String& name) {
+    constexpr unsigned kMostNames = 1024;
+    static auto* const mutex = new Mutex;
+    static auto* const names = new std::set<std::string, std::less<>>;
+    const Lock lock(*mutex);
+    auto found = names->find(name.view());
+    if (found == names->end()) {
+        if (names->size() >= kMostNames) {
+            return name;
+        }
+        found = names->emplace(name.view()).first;
+    }
+    return {found->data(), static_cast<unsigned>(found->size())};
+}
+
 }  // namespace
 
 String currentThreadName() {
@@ -44,7 +64,7 @@ String currentThreadName() {
     thread_local NameCache cache;
     const unsigned current = generation.load(std::memory_order_acquire);
     if (cache.generation != current) {
-        cache.name = readName();
+        cache.name = intern(readName());
         cache.generation = current;
     }
     return cache.name;

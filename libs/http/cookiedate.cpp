@@ -62,7 +62,7 @@ bool isTime(std::string_view token, Date& date) {
 
 int monthOf(std::string_view token) {
     static constexpr std::array<const char*, 12> kMonths = {"jan", "feb", "mar", "apr", "may", "jun",
-                                                             "jul", "aug", "sep", "oct", "nov", "dec"};
+                                                            "jul", "aug", "sep", "oct", "nov", "dec"};
     if (token.size() < 3) {
         return -1;
     }
@@ -103,14 +103,13 @@ long long daysSinceEpoch(int year, int month, int day) {
 }
 
 bool exists(const Date& date) {
-    if (date.hour < 0 || date.hour > 23 || date.minute > 59 || date.second > 59 || date.month < 1 ||
-        date.year < 1601 || date.day < 1) {
+    if (date.hour < 0 || date.hour > 23 || date.minute > 59 || date.second > 59 || date.month < 1 || date.year < 1601 ||
+        date.day < 1) {
         return false;
     }
     const int nextYear = date.month == 12 ? date.year + 1 : date.year;
     const int nextMonth = date.month == 12 ? 1 : date.month + 1;
-    const long long length =
-        daysSinceEpoch(nextYear, nextMonth, 1) - daysSinceEpoch(date.year, date.month, 1);
+    const long long length = daysSinceEpoch(nextYear, nextMonth, 1) - daysSinceEpoch(date.year, date.month, 1);
     return date.day <= length;
 }
 
@@ -133,8 +132,7 @@ std::optional<long long> SetCookie::parseDate(const String& text) {
     if (!exists(date)) {
         return std::nullopt;
     }
-    return ((daysSinceEpoch(date.year, date.month, date.day) * 24 + date.hour) * 60 + date.minute) * 60 +
-           date.second;
+    return ((daysSinceEpoch(date.year, date.month, date.day) * 24 + date.hour) * 60 + date.minute) * 60 + date.second;
 }
 
 }  // namespace tessel::http

@@ -19,15 +19,14 @@ constexpr unsigned kLoggedLength = 1024;
     raise<EUri>("EUri", site);
 }
 
-String group(const String& text, const UriGroups& groups, unsigned number) {
-    const std::size_t from = groups[2 * number];
-    const std::size_t to = groups[2 * number + 1];
-    return from < to ? text.range(static_cast<unsigned>(from), static_cast<unsigned>(to)) : String();
+char* put(char* to, std::string_view text) {
+    std::memcpy(to, text.data(), text.size());
+    return to + text.size();
 }
 
-char* put(char* to, const String& text) {
-    std::memcpy(to, text.array(), text.length());
-    return to + text.length();
+/// The length of a part together with its delimiter; nothing for an empty part.
+unsigned delimited(std::string_view part, unsigned delimiter) {
+    return part.empty() ? 0 : static_cast<unsigned>(part.size()) + delimiter;
 }
 
 }  // namespace
@@ -41,19 +40,22 @@ Uri Uri::parse(const String& text) {
         refuse(text, sites::kUriNoMatch);
     }
     Uri uri;
-    uri.m_scheme = group(text, groups, 2);
-    uri.m_authority = group(text, groups, 4);
-    uri.m_path = group(text, groups, 5);
-    uri.m_unsplitQuery = group(text, groups, 7);
-    uri.m_fragment = group(text, groups, 9);
+    uri.m_text = text;
+    uri.m_scheme = {groups.scheme.from, groups.scheme.to};
+    uri.m_authority = {groups.authority.from, groups.authority.to};
+    uri.m_path = {groups.path.from, groups.path.to};
+    uri.m_fragment = {groups.fragment.from, groups.fragment.to};
+    uri.m_queryFrom = groups.query.from;
+    uri.m_queryTo = groups.query.to;
     return uri;
 }
 
 void Uri::splitQuery() const {
-    if (m_unsplitQuery.empty()) {
+    if (m_queryFrom == m_queryTo) {
         return;
     }
-    const String query = std::exchange(m_unsplitQuery, String());
+    const String query = m_text.range(m_queryFrom, m_queryTo);
+    m_queryTo = m_queryFrom;
     for (unsigned from = 0; from <= query.length();) {
         const unsigned to = std::min(query.find('&', from), query.length());
         const String piece = query.range(from, to);
@@ -112,10 +114,10 @@ char* Uri::putQuery(char* to) const {
         if (!std::exchange(first, false)) {
             *to++ = '&';
         }
-        to = put(to, name);
+        to = put(to, name.view());
         if (const String& value = m_parameters.find(name)->second; !value.empty()) {
             *to++ = '=';
-            to = put(to, value);
+            to = put(to, value.view());
         }
     }
     return to;
@@ -132,29 +134,26 @@ String Uri::getQuery() const {
 
 String Uri::getFullUri() const {
     splitQuery();
-    const unsigned length = (m_scheme.empty() ? 0 : m_scheme.length() + 1) +
-                            (m_authority.empty() ? 0 : m_authority.length() + 2) + m_path.length() +
-                            (m_names.empty() ? 0 : queryLength() + 1) +
-                            (m_fragment.empty() ? 0 : m_fragment.length() + 1);
+    const std::string_view scheme = m_scheme.viewIn(m_text);
+    const std::string_view authority = m_authority.viewIn(m_text);
+    const std::string_view path = m_path.viewIn(m_text);
+    const std::string_view fragment = m_fragment.viewIn(m_text);
+    const unsigned length = delimited(scheme, 1) + delimited(authority, 2) + delimited(path, 0) +
+                            (m_names.empty() ? 0 : queryLength() + 1) + delimited(fragment, 1);
     String full;
     char* to = full.reserve(length);
-    if (!m_scheme.empty()) {
-        to = put(to, m_scheme);
-        *to++ = ':';
+    if (!scheme.empty()) {
+        to = put(put(to, scheme), ":");
     }
-    if (!m_authority.empty()) {
-        *to++ = '/';
-        *to++ = '/';
-        to = put(to, m_authority);
+    if (!authority.empty()) {
+        to = put(put(to, "//"), authority);
     }
-    to = put(to, m_path);
+    to = put(to, path);
     if (!m_names.empty()) {
-        *to++ = '?';
-        to = putQuery(to);
+        to = putQuery(put(to, "?"));
     }
-    if (!m_fragment.empty()) {
-        *to++ = '#';
-        put(to, m_fragment);
+    if (!fragment.empty()) {
+        put(put(to, "#"), fragment);
     }
     full.grow(length);
     return full;

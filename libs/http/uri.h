@@ -13,8 +13,10 @@ namespace tessel::http {
 /// rebuilding gives back the text, except that a repeated parameter keeps its first place and its last value and
 /// that an empty query, fragment or authority loses its delimiter.
 ///
-/// The parts are views of the parsed text; a copy copies no bytes of it. The query is split when a parameter is first
-/// asked for, also by a const operation: one value must not be used on two threads at once, not even for reading.
+/// Representation: the parsed text and where its parts lie in it, so that parsing costs little more than finding them;
+/// a part becomes a String (a view) when it is asked for. A copy copies no bytes of the text. The query is split when
+/// a parameter is first asked for, also by a const operation: one value must not be used on two threads at once, not
+/// even for reading.
 class Uri {
 public:
     /// Longer texts are refused, so that a hostile one costs little.
@@ -26,14 +28,14 @@ public:
     /// or the text is longer than kMaxLength (then only its beginning is logged).
     static Uri parse(const String& text);
 
-    [[nodiscard]] const String& getScheme() const noexcept { return m_scheme; }
-    [[nodiscard]] const String& getAuthority() const noexcept { return m_authority; }
-    [[nodiscard]] const String& getPath() const noexcept { return m_path; }
-    [[nodiscard]] const String& getFragment() const noexcept { return m_fragment; }
-    void setScheme(const String& scheme) { m_scheme = scheme; }
-    void setAuthority(const String& authority) { m_authority = authority; }
-    void setPath(const String& path) { m_path = path; }
-    void setFragment(const String& fragment) { m_fragment = fragment; }
+    [[nodiscard]] String getScheme() const noexcept { return m_scheme.in(m_text); }
+    [[nodiscard]] String getAuthority() const noexcept { return m_authority.in(m_text); }
+    [[nodiscard]] String getPath() const noexcept { return m_path.in(m_text); }
+    [[nodiscard]] String getFragment() const noexcept { return m_fragment.in(m_text); }
+    void setScheme(const String& scheme) { m_scheme.replace(scheme); }
+    void setAuthority(const String& authority) { m_authority.replace(authority); }
+    void setPath(const String& path) { m_path.replace(path); }
+    void setFragment(const String& fragment) { m_fragment.replace(fragment); }
 
     /// Replaces the value, or appends a parameter of a new name. Neither is encoded: see encode().
     void setParameter(const String& name, const String& value);
@@ -59,18 +61,45 @@ public:
 private:
     using Parameters = std::map<String, String>;
 
+    /// A stretch of the parsed text, or what has replaced it.
+    class Part {
+    public:
+        Part() = default;
+        Part(unsigned from, unsigned to) noexcept : m_from(from), m_to(to) {}
+        void replace(const String& text) {
+            m_replacement = text;
+            m_from = kReplaced;
+        }
+        [[nodiscard]] String in(const String& text) const noexcept {
+            return m_from == kReplaced ? m_replacement : text.range(m_from, m_to);
+        }
+        [[nodiscard]] std::string_view viewIn(const String& text) const noexcept {
+            return m_from == kReplaced ? m_replacement.view() : text.view().substr(m_from, m_to - m_from);
+        }
+
+    private:
+        static constexpr unsigned kReplaced = String::npos;
+
+        unsigned m_from = 0;
+        unsigned m_to = 0;
+        String m_replacement;
+    };
+
     void splitQuery() const;
     void putParameter(const String& name, const String& value) const;
     [[nodiscard]] unsigned queryLength() const;
     // Writes queryLength() bytes and returns the place behind them.
     char* putQuery(char* to) const;
 
-    String m_scheme;
-    String m_authority;
-    String m_path;
-    String m_fragment;
-    // The query as parsed; emptied when it has been split. Invariant: m_names holds each key of m_parameters once.
-    mutable String m_unsplitQuery;
+    String m_text;
+    Part m_scheme;
+    Part m_authority;
+    Part m_path;
+    Part m_fragment;
+    // Where the query lies that is not yet split; an empty stretch when it is. Invariant: m_names holds each key of
+    // m_parameters once.
+    mutable unsigned m_queryFrom = 0;
+    mutable unsigned m_queryTo = 0;
     mutable List<String> m_names;
     mutable Parameters m_parameters;
 };

@@ -3,9 +3,9 @@
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
 
-#include <algorithm>
-#include <atomic>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "libs/base/exception.h"
 #include "libs/http/errors.h"
@@ -41,48 +41,63 @@ const Pattern& pattern() {
     return kept;
 }
 
-/// The scratch space of one match. A single spare one is kept: whoever finds the slot empty makes a new one, and
-/// whoever finds it taken on the way back frees the one displaced.
-class MatchData {
-public:
-    explicit MatchData(const Pattern& pattern) : m_data(s_spare.exchange(nullptr, std::memory_order_acquire)) {
-        if (m_data == nullptr) {
-            m_data = pcre2_match_data_create_from_pattern(pattern.code, nullptr);
-        }
-        if (m_data == nullptr) {
-            throw std::bad_alloc();
-        }
+/// The scratch space of a thread's matches, made at its first one. The two variables need no destruction, so that they
+/// can be used until the very end of the thread; what they hold is freed by an object that is only made with it.
+thread_local constinit pcre2_match_data* t_spare = nullptr;
+thread_local constinit bool t_ended = false;
+
+struct SpareOwner {
+    SpareOwner() = default;
+    SpareOwner(const SpareOwner&) = delete;
+    SpareOwner& operator=(const SpareOwner&) = delete;
+    ~SpareOwner() {
+        pcre2_match_data_free(std::exchange(t_spare, nullptr));
+        t_ended = true;
     }
-    MatchData(const MatchData&) = delete;
-    MatchData& operator=(const MatchData&) = delete;
-    ~MatchData() { pcre2_match_data_free(s_spare.exchange(m_data, std::memory_order_acq_rel)); }
-
-    [[nodiscard]] pcre2_match_data* get() const noexcept { return m_data; }
-
-private:
-    static constinit std::atomic<pcre2_match_data*> s_spare;
-
-    pcre2_match_data* m_data;
 };
 
-constinit std::atomic<pcre2_match_data*> MatchData::s_spare{nullptr};
+pcre2_match_data* newMatchData() {
+    pcre2_match_data* data = pcre2_match_data_create_from_pattern(pattern().code, nullptr);
+    if (data == nullptr) {
+        throw std::bad_alloc();
+    }
+    return data;
+}
 
-}  // namespace
+UriGroups::Stretch stretch(const std::size_t* positions, unsigned group) {
+    const std::size_t from = positions[2 * group];
+    return from == PCRE2_UNSET
+               ? UriGroups::Stretch{0, 0}
+               : UriGroups::Stretch{static_cast<unsigned>(from), static_cast<unsigned>(positions[2 * group + 1])};
+}
 
-bool matchUri(const String& text, UriGroups& groups) {
+bool matchWith(pcre2_match_data* data, const String& text, UriGroups& groups) {
     const Pattern& uri = pattern();
-    const MatchData data(uri);
-    const auto* subject = reinterpret_cast<PCRE2_SPTR>(text.array());
     const auto match = uri.compiled ? pcre2_jit_match : pcre2_match;
-    const int found = match(uri.code, subject, text.length(), 0, 0, data.get(), nullptr);
-    const std::size_t* positions = pcre2_get_ovector_pointer(data.get());
+    const int found = match(uri.code, reinterpret_cast<PCRE2_SPTR>(text.array()), text.length(), 0, 0, data, nullptr);
+    const std::size_t* positions = pcre2_get_ovector_pointer(data);
     // Only a line feed in the fragment can end the match early, and no other match would then be longer.
     if (found < 1 || positions[1] != text.length()) {
         return false;
     }
-    // PCRE2 itself sets the groups behind the last one that took part.
-    std::copy_n(positions, groups.size(), groups.begin());
+    groups = {stretch(positions, 2), stretch(positions, 4), stretch(positions, 5), stretch(positions, 7),
+              stretch(positions, 9)};
     return true;
+}
+
+}  // namespace
+
+bool matchUri(const String& text, UriGroups& groups) {
+    if (t_spare == nullptr) [[unlikely]] {
+        if (t_ended) {
+            const std::unique_ptr<pcre2_match_data, decltype(&pcre2_match_data_free)> data(newMatchData(),
+                                                                                           pcre2_match_data_free);
+            return matchWith(data.get(), text, groups);
+        }
+        static thread_local SpareOwner owner;
+        t_spare = newMatchData();
+    }
+    return matchWith(t_spare, text, groups);
 }
 
 }  // namespace tessel::http

@@ -1,9 +1,8 @@
 #include <json/reader.h>
 #include <json/value.h>
 
-#include <algorithm>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include "libs/base/log.h"
 #include "libs/json/jsonerrors.h"
@@ -24,17 +23,16 @@ struct Shape {
 };
 
 /// An upper bound: what stands inside strings counts as well.
-Shape measure(const std::string& text) {
+Shape measure(std::string_view text) {
     Shape shape;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-        const char c = text[at];
+    for (const char c : text) {
         shape.values += c == ',' || c == '[' || c == '{' ? 1 : 0;
         shape.comments += c == '/' ? 1 : 0;
     }
     return shape;
 }
 
-bool parse(const std::string& text, Json::Value& value) {
+bool parse(std::string_view text, Json::Value& value) {
     const Shape shape = text.size() > kSmallText ? measure(text) : Shape();
     if (shape.values > JSONWrapperFromString::kMostValues) {
         return false;
@@ -52,7 +50,7 @@ bool parse(const std::string& text, Json::Value& value) {
 }
 
 std::unique_ptr<Json::Value> parsed(const String& text) {
-    const std::string document(text.array(), strnlen(text.array(), text.length()));
+    const std::string_view document(text.array(), strnlen(text.array(), text.length()));
     auto value = std::make_unique<Json::Value>();
     if (!parse(document, *value)) {
         log(LogCategory::Error, "JSONWrapperFromString", "", "unable to parse json !");

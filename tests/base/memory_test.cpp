@@ -23,14 +23,6 @@ TEST(Memory, sharesUntilItChanges) {
     EXPECT_EQ(Memory(String("a") + "b").view(), "ab");
 }
 
-TEST(Memory, aMovedFromBufferIsEmpty) {
-    Memory from = String::copy("bytes");
-    const Memory to = std::move(from);
-    EXPECT_EQ(to.view(), "bytes");
-    EXPECT_TRUE(from.empty());  // NOLINT(bugprone-use-after-move)
-    EXPECT_EQ(from, Memory());
-}
-
 TEST(Memory, showsItsBytesInHexadecimal) {
     EXPECT_EQ(Memory(String("\x00\xff\x0a", 3)).toHex(), "00ff0a");
     EXPECT_TRUE(Memory().toHex().empty());

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <thread>
-#include <vector>
 
 #include "libs/base/memoryblockpool.h"
 #include "tests/base/allocationcounter.h"
@@ -59,24 +57,6 @@ TEST(MemoryBlockPool, abortsForSizesThatItCannotGive) {
     EXPECT_DEATH(memoryBlockPool.create(kMax), "assertion failed: upperSize");
 }
 
-TEST(MemoryBlockPool, givesEachBlockToOneThreadOnly) {
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 3; ++i) {
-        threads.emplace_back([i] {
-            for (int round = 0; round < 3000; ++round) {
-                const Block block = memoryBlockPool.create(200);
-                std::memset(block->data(), i, block->capacity());
-                for (unsigned at = 0; at < block->capacity(); at += 63) {
-                    ASSERT_EQ(block->data()[at], i);
-                }
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
-
 TEST(MemoryBlock, growsOnlyAndKeepsItsBytes) {
     const Block block = memoryBlockPool.create(64);
     EXPECT_STREQ(block->getClassName(), "MemoryBlock");
@@ -90,18 +70,6 @@ TEST(MemoryBlock, growsOnlyAndKeepsItsBytes) {
         EXPECT_EQ(block->capacity(), c.capacity) << c.asked;
         EXPECT_STREQ(block->data(), "bytes") << c.asked;
     }
-}
-
-TEST(MemoryBlock, tellsTheSpaceBehindAView) {
-    const Block block = memoryBlockPool.create(64);
-    char elsewhere = 'x';
-    const char* start = block->data();
-    EXPECT_EQ(block->getFreeSpace(start, 0), 64U);
-    EXPECT_EQ(block->getFreeSpace(start + 10, 20), 34U);
-    EXPECT_EQ(block->getFreeSpace(start + 10, 54), 0U);
-    EXPECT_EQ(block->getFreeSpace(start + 10, kMax), 0U);
-    EXPECT_EQ(block->getFreeSpace(start + 64, 0), 0U);
-    EXPECT_EQ(block->getFreeSpace(&elsewhere, 0), 0U);
 }
 
 }  // namespace tessel

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "apps/nebrix-demo-gateway/demogateway.h"
+#include "libs/base/console.h"
 #include "tests/core/recorder.h"
 #include "tests/support/logfile.h"
 #include "tests/support/privatehome.h"
@@ -47,7 +48,8 @@ protected:
         m_gateway = std::make_unique<DemoGateway>(options(faults));
         m_gateway->start();
         m_home.configure({m_gateway->authority()});
-        nebrix::test::writeFile(m_home.data("statuses"), R"([{"code":5,"status":"connected ip=10.0.0.7"}])" "\n");
+        nebrix::test::writeFile(m_home.data("statuses"), R"([{"code":5,"status":"connected ip=10.0.0.7"}])"
+                                                         "\n");
         m_client = std::make_unique<NebrixClient>(m_notify, String::copy(m_home.data("log")));
     }
     void start(ComponentType type) { m_client->run(String::copy(m_gateway->mediation(type))); }

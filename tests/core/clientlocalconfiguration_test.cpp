@@ -73,8 +73,10 @@ TEST_F(ClientLocalConfigurationTest, TheSessionChecksEveryCertificateButTheExcep
     m_configuration.setSslCertIgnoreDomains({"gw:8443", "Other"});
     m_configuration.setCredentials(Credentials("me", "pw", "d"));
     NebrixClientCurlSession session(m_configuration);
-    const std::pair<const char*, bool> cases[] = {{"https://gw:8443/x", false}, {"https://gw/x", true},
-                                                  {"https://GW:8443/x", true},  {"https://Other?x", false},
+    const std::pair<const char*, bool> cases[] = {{"https://gw:8443/x", false},
+                                                  {"https://gw/x", true},
+                                                  {"https://GW:8443/x", true},
+                                                  {"https://Other?x", false},
                                                   {"https://me@gw:8443/", true}};
     for (const auto& [url, verified] : cases) {
         EXPECT_EQ(session.verifySSL(url), verified) << url;

@@ -79,8 +79,8 @@ TEST_F(ComponentLibraryTest, OptionalEntriesMayBeMissing) {
     PluginDllInstance plugin(component("test-plugin-no-optional"), "1", "/");
     EXPECT_TRUE(m_log.contains(
         "ERROR PluginDllInstance.PluginDllInstance LaunchSafeResource missing. LaunchSafeResource disabled"));
-    EXPECT_TRUE(m_log.contains(
-        "DllAddSslServerCertificateName missing. SSL server certificate name verification disabled"));
+    EXPECT_TRUE(
+        m_log.contains("DllAddSslServerCertificateName missing. SSL server certificate name verification disabled"));
     forget();
     EXPECT_EQ(plugin.LaunchSafeResource(1, "x", nullptr), 0);
     EXPECT_EQ(calls(), "DllSetDownloadDelegate2\tnull\n");

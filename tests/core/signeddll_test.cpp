@@ -12,9 +12,9 @@
 namespace tessel::test {
 namespace {
 
+using nebrix::test::readFile;
 using nebrix::test::SystemLogCapture;
 using nebrix::test::TemporaryDirectory;
-using nebrix::test::readFile;
 using nebrix::test::writeFile;
 
 /// A library and its signature by a key that the test knows.
@@ -58,9 +58,7 @@ protected:
     SystemLogCapture m_log;
 };
 
-TEST_F(SignatureTest, AGenuineLibraryPasses) {
-    EXPECT_TRUE(verify());
-}
+TEST_F(SignatureTest, AGenuineLibraryPasses) { EXPECT_TRUE(verify()); }
 
 TEST_F(SignatureTest, AnEditedLibraryIsABadHash) {
     std::string bytes = readFile(m_library);
@@ -82,8 +80,9 @@ TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
     const auto empty = [](const std::string&) { return std::string(); };
     const auto shorten = [](const std::string& text) { return text.substr(0, 8); };
     const std::tuple<const char*, std::function<std::string(std::string)>, const char*> edits[] = {
-        {"version", append, "bad signature"}, {"name", append, "bad signature"},  {"signdate", append, "bad signature"},
-        {"sha256", swapCase, "bad hash "},    {"sha256", breakLine, "bad hash "}, {"signature", empty, "bad signature"},
+        {"version", append, "bad signature"},    {"name", append, "bad signature"},
+        {"signdate", append, "bad signature"},   {"sha256", swapCase, "bad hash "},
+        {"sha256", breakLine, "bad hash "},      {"signature", empty, "bad signature"},
         {"signature", shorten, "bad signature"}, {"signature", swapCase, "bad signature"}};
     for (const auto& [key, change, words] : edits) {
         sign(m_key);
@@ -129,7 +128,7 @@ TEST_F(SignatureTest, EveryUnusableSignatureFileHasItsLine) {
             component.loadFromFile(String::copy(m_signature));
             ADD_FAILURE() << words;
         } catch (const EBadSignature& caught) {
-            EXPECT_EQ(caught.toString(), "EBadSignature:signeddll:" + std::to_string(line));
+            EXPECT_EQ(caught.toString().view(), "EBadSignature:signeddll:" + std::to_string(line));
         }
         EXPECT_TRUE(m_log.contains(std::string("ERROR SignedDll.loadFromFile ") + words)) << line;
     }

@@ -57,12 +57,13 @@ TEST(Peers, NginxWithHttp2) {
     const nebrix::test::CertificateFiles files;
     const auto& directory = files.directory;
     const std::string port = freePort();
-    const std::string conf = directory.write(
-        "nginx.conf", "daemon off; master_process off; pid nginx.pid; error_log stderr; events {} http { access_log "
-                      "access.log; client_body_temp_path b; proxy_temp_path p; fastcgi_temp_path f; uwsgi_temp_path "
-                      "u; scgi_temp_path s; server { listen 127.0.0.1:" + port + " ssl http2; ssl_certificate " +
-                          files.certificate + "; ssl_certificate_key " + files.key +
-                          "; location / { return 200 hello; } } }");
+    const std::string conf =
+        directory.write("nginx.conf",
+                        "daemon off; master_process off; pid nginx.pid; error_log stderr; events {} http { access_log "
+                        "access.log; client_body_temp_path b; proxy_temp_path p; fastcgi_temp_path f; uwsgi_temp_path "
+                        "u; scgi_temp_path s; server { listen 127.0.0.1:" +
+                            port + " ssl http2; ssl_certificate " + files.certificate + "; ssl_certificate_key " +
+                            files.key + "; location / { return 200 hello; } } }");
     ChildProcess server({nginx, "-p", directory.path(), "-c", conf, "-e", "stderr"});
     ASSERT_TRUE(waitForPort(port)) << server.errors();
     const std::string url = "https://127.0.0.1:" + port + "/";
@@ -82,11 +83,13 @@ TEST(Peers, TinyproxyNamedByTheEnvironmentOrTheSession) {
     if (tinyproxy.empty()) {
         GTEST_SKIP() << "tinyproxy is not installed (scripts/setup.sh installs it)";
     }
-    const nebrix::test::HttpsServer gateway([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
+    const nebrix::test::HttpsServer gateway(
+        [](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
     const nebrix::test::TemporaryDirectory directory;
     const std::string port = freePort();
     const std::string conf = directory.write(
-        "tinyproxy.conf", "Port " + port + "\nListen 127.0.0.1\nTimeout 60\nMaxClients 10\nLogLevel Connect\nBasicAuth joe secret\n");
+        "tinyproxy.conf",
+        "Port " + port + "\nListen 127.0.0.1\nTimeout 60\nMaxClients 10\nLogLevel Connect\nBasicAuth joe secret\n");
     ChildProcess server({tinyproxy, "-d", "-c", conf});
     ASSERT_TRUE(waitForPort(port)) << server.errors() << server.output();
     const auto viaProxy = [&](Unchecked& session) {

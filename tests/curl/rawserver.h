@@ -47,7 +47,8 @@ public:
 
 private:
     void serve() {
-        for (int connection = 0; (connection = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; ::close(connection)) {
+        for (int connection = 0; (connection = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;
+             ::close(connection)) {
             char buffer[65536];
             std::string request;
             while (request.find("\r\n\r\n") == std::string::npos) {

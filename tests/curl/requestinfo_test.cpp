@@ -24,8 +24,8 @@ TEST(Session, SessionCookiesGetAMaxAgeWhereLibcurlNeedsOne) {
     const struct {
         unsigned version;
         const char *maxAge, *expires, *wanted;
-    } cases[] = {{0x0800FF, "", "", ""},           {0x080100, "", "", "9999999999"},  {0x080200, "", "0", "9999999999"},
-                 {0x0803FF, "", "", "9999999999"}, {0x080400, "", "", ""},            {0x080500, "", "", ""},
+    } cases[] = {{0x0800FF, "", "", ""},           {0x080100, "", "", "9999999999"}, {0x080200, "", "0", "9999999999"},
+                 {0x0803FF, "", "", "9999999999"}, {0x080400, "", "", ""},           {0x080500, "", "", ""},
                  {0x080200, "5", "", "5"},         {0x080200, "", "1767225600", ""}};
     for (const auto& c : cases) {
         http::SetCookie cookie("n", "v", "d", "/");

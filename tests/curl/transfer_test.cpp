@@ -22,8 +22,9 @@ std::string text(const Memory& memory) { return std::string(memory.view()); }
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
-    const RawServer server("HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n"
-                           "HTTP/1.1 302 Found\r\nLocation: /q\r\nX-Last: yes\r\nContent-Length: 4\r\n\r\nbody");
+    const RawServer server(
+        "HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n"
+        "HTTP/1.1 302 Found\r\nLocation: /q\r\nX-Last: yes\r\nContent-Length: 4\r\n\r\nbody");
     CurlSession session;
     Memory body = String("before ");
     RequestInfo info;
@@ -61,8 +62,12 @@ TEST(Transfer, FailuresAreToldAndLogged) {
     const struct {
         String url;
         int code;
-    } cases[] = {{server.url(), 18}, {"file:///etc/passwd", 1}, {"ftp://127.0.0.1/", 1}, {"", 3},
-                 {String("http://127.0.0.1\0/", 18), 3}, {"http://name.invalid/", 6}};
+    } cases[] = {{server.url(), 18},
+                 {"file:///etc/passwd", 1},
+                 {"ftp://127.0.0.1/", 1},
+                 {"", 3},
+                 {String("http://127.0.0.1\0/", 18), 3},
+                 {"http://name.invalid/", 6}};
     for (const auto& c : cases) {
         const SystemLogCapture log;
         CurlSession session;

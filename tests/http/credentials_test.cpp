@@ -49,7 +49,11 @@ private:
 TEST(Credentials, DomainLoginGoesBothWays) {
     const struct {
         const char *domain, *login, *text;
-    } cases[] = {{"", "joe", "joe"}, {"DOM", "joe", "DOM\\joe"}, {"DOM", "a\\b", "DOM\\a\\b"}, {"DOM", "", "DOM\\"}, {"", "", ""}};
+    } cases[] = {{"", "joe", "joe"},
+                 {"DOM", "joe", "DOM\\joe"},
+                 {"DOM", "a\\b", "DOM\\a\\b"},
+                 {"DOM", "", "DOM\\"},
+                 {"", "", ""}};
     for (const auto& c : cases) {
         Credentials credentials(c.login, "secret", c.domain);
         EXPECT_EQ(credentials.getDomainLogin(true), c.text);
@@ -78,7 +82,7 @@ TEST(Proxy, TypesAndTheirNames) {
     const struct {
         const char* name;
         Proxy::Type type;
-    } names[] = {{"no-proxy", Proxy::Type::None}, {"no", Proxy::Type::None},    {"none", Proxy::Type::None},
+    } names[] = {{"no-proxy", Proxy::Type::None}, {"no", Proxy::Type::None},      {"none", Proxy::Type::None},
                  {"socks4", Proxy::Type::Socks4}, {"sock5", Proxy::Type::Socks5}, {"socks5", Proxy::Type::None},
                  {"connect", Proxy::Type::Http},  {"https", Proxy::Type::Http},   {"http", Proxy::Type::Http}};
     for (const auto& c : names) {

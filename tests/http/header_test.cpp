@@ -14,9 +14,10 @@ namespace {
 
 TEST(Header, KeepsLinesByNameInAnyCase) {
     Header header;
-    for (const char* line : {"Content-Type:  text/plain \r\n", "X-A: 1\r\n", "x-a:2", " and\r\n", "no colon\r\n",
-                             "\tlost with it\r\n", ": no name\r\n", "content-length: 18446744073709551615\r\n",
-                             "Set-Cookie: a=b; Path=/\r\n", "Set-Cookie: broken\r\n", "\r\n", " after the end\r\n", ""}) {
+    for (const char* line :
+         {"Content-Type:  text/plain \r\n", "X-A: 1\r\n", "x-a:2", " and\r\n", "no colon\r\n", "\tlost with it\r\n",
+          ": no name\r\n", "content-length: 18446744073709551615\r\n", "Set-Cookie: a=b; Path=/\r\n",
+          "Set-Cookie: broken\r\n", "\r\n", " after the end\r\n", ""}) {
         header.addLine(String(line));
     }
     EXPECT_EQ(header.lines(), 6U);
@@ -61,8 +62,14 @@ TEST(ResponseHeader, TakesTheCodeFromTheStatusLine) {
     const struct {
         const char* line;
         int code;
-    } cases[] = {{"HTTP/1.1 200 OK\r\n", 200}, {"HTTP/1.0  404", 404}, {"HTTP/1.1 500x", 500}, {"HTTP/1.1 -5", 0},
-                 {"HTTP/1.1", 0},              {"HTTP/1.1 ", 0},       {"HTTP/1.1 99999999999", 0}, {"", 0}};
+    } cases[] = {{"HTTP/1.1 200 OK\r\n", 200},
+                 {"HTTP/1.0  404", 404},
+                 {"HTTP/1.1 500x", 500},
+                 {"HTTP/1.1 -5", 0},
+                 {"HTTP/1.1", 0},
+                 {"HTTP/1.1 ", 0},
+                 {"HTTP/1.1 99999999999", 0},
+                 {"", 0}};
     for (const auto& c : cases) {
         const ResponseHeader header{String(c.line)};
         EXPECT_EQ(header._extractResponseCode(), c.code) << c.line;

@@ -19,10 +19,15 @@ TEST(SetCookie, NetscapeLine) {
 }
 
 TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
-    const SetCookie cases[] = {
-        {"n", "v\nevil\tFALSE", "d", "/"}, {"n", "v\tw", "d", "/"}, {"n", "v", "d\te", "/"}, {"n", "v", "d", "/\r"},
-        {"n\n", "v", "d", "/"},            {"", "v", "d", "/"},     {"n", "v", "#HttpOnly_d", "/"},
-        {"n", "v", "Set-Cookie: x=y", "/"}, {"n", String("a\0b", 3), "d", "/"}};
+    const SetCookie cases[] = {{"n", "v\nevil\tFALSE", "d", "/"},
+                               {"n", "v\tw", "d", "/"},
+                               {"n", "v", "d\te", "/"},
+                               {"n", "v", "d", "/\r"},
+                               {"n\n", "v", "d", "/"},
+                               {"", "v", "d", "/"},
+                               {"n", "v", "#HttpOnly_d", "/"},
+                               {"n", "v", "Set-Cookie: x=y", "/"},
+                               {"n", String("a\0b", 3), "d", "/"}};
     for (const SetCookie& cookie : cases) {
         EXPECT_THROW(static_cast<void>(cookie.toNetscapeFormat()), tessel::http::HeaderException);
     }

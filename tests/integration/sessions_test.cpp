@@ -61,6 +61,9 @@ TEST(Sessions, theTunnelPluginGetsTheSessionsValuesInOrder) {
         EXPECT_NE(at, std::string::npos) << call << "in\n" << calls;
         from = at == std::string::npos ? from : at + call.size();
     }
+    for (const char* secret : {"ticket of today", "demo-session", "demo-password"}) {
+        EXPECT_FALSE(Session::log().contains(secret)) << secret;
+    }
 }
 
 TEST(Sessions, theHostCheckerPostsUntilTheGatewayHasEnough) {
@@ -158,7 +161,7 @@ TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     session.home().configure({});
     const Finished untrusted = session.run(ComponentType::Hostchecker);
     EXPECT_EQ(untrusted.status, 3);
-    EXPECT_TRUE(untrusted.output.starts_with("connect error: ")) << untrusted.output;
+    EXPECT_TRUE(untrusted.output.starts_with("connect-error: ")) << untrusted.output;
     EXPECT_NE(untrusted.errors.find("/tmp/nebrixclient.log"), std::string::npos);
     EXPECT_EQ(session.gateway().requests().all().size(), 0U);
     session.gateway().stop();

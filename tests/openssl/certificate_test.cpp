@@ -15,8 +15,9 @@ using tls::SelfSignedCertificate;
 namespace {
 
 struct Read {
-    explicit Read(const std::string& pem) : bio(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())), BIO_free) {}
-    std::unique_ptr<BIO, decltype(&BIO_free)> bio;
+    explicit Read(const std::string& path) : pem(nebrix::test::readFile(path)) {}
+    std::string pem;
+    std::unique_ptr<BIO, decltype(&BIO_free)> bio{BIO_new_mem_buf(pem.data(), -1), BIO_free};
 };
 
 TEST(SelfSignedCertificate, NamesItsHostsAndFitsItsKey) {
@@ -29,8 +30,8 @@ TEST(SelfSignedCertificate, NamesItsHostsAndFitsItsKey) {
         ASSERT_EQ(::lstat(directory.path("key.pem").c_str(), &status), 0);
         EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
 
-        const Read certificateText(nebrix::test::readFile(directory.path("cert.pem")));
-        const Read keyText(nebrix::test::readFile(directory.path("key.pem")));
+        const Read certificateText(directory.path("cert.pem"));
+        const Read keyText(directory.path("key.pem"));
         X509* certificate = PEM_read_bio_X509(certificateText.bio.get(), nullptr, nullptr, nullptr);
         EVP_PKEY* key = PEM_read_bio_PrivateKey(keyText.bio.get(), nullptr, nullptr, nullptr);
         EXPECT_EQ(X509_check_private_key(certificate, key), 1);
@@ -46,8 +47,8 @@ TEST(SelfSignedCertificate, NamesItsHostsAndFitsItsKey) {
 }
 
 TEST(SelfSignedCertificate, RefusesNamesThatAreNone) {
-    const SelfSignedCertificate::Names cases[] = {
-        {{}, {}}, {{"a,DNS:b"}, {}}, {{"a", ""}, {}}, {{"@section"}, {}}, {{}, {"127.0.0"}}, {{"a\nb"}, {}}};
+    const SelfSignedCertificate::Names cases[] = {{{}, {}},           {{"a,DNS:b"}, {}}, {{"a", ""}, {}},
+                                                  {{"@section"}, {}}, {{}, {"127.0.0"}}, {{"a\nb"}, {}}};
     for (const auto& names : cases) {
         EXPECT_THROW(SelfSignedCertificate{names}, tls::ELibContext);
     }

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,7 +109,8 @@ ChildProcess::ChildProcess(std::vector<std::string> words, const Options& option
     Pipe output;
     Pipe errors;
     m_pid = spawn(words, options, output.ends[1], errors.ends[1]);
-    m_process = ::pidfd_open(m_pid, 0);
+    // By its number: the C library's header of 2.36 declares the function without C linkage.
+    m_process = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
     m_outputPipe = output.takeReading();
     m_errorPipe = errors.takeReading();
     m_watcher = std::thread([this] { watch(); });

@@ -1,0 +1,1 @@
+nebrix_bench(json_bench SOURCES json_bench.cpp LIBS tessel_json PEERS nebrix_jsoncpp)

@@ -1,0 +1,1 @@
+nebrix_bench(xml_bench SOURCES xml_bench.cpp LIBS tessel_xml)

@@ -1,0 +1,1 @@
+<dll><version>1</version></dll>

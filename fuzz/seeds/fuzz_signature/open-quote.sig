@@ -1,0 +1,1 @@
+<DLL x="1><version>
