@@ -111,6 +111,10 @@ void signLibrary(const std::string& library, const std::string& signatureFile, c
     signedLibrary.version = toString(version);
     signedLibrary.compute(key, toString(library));
     signedLibrary.save(toString(signatureFile));
+    // The file toolkit opens what it writes to everybody.
+    if (::chmod(signatureFile.c_str(), 0644) != 0) {
+        raise<ESign>(toString("cannot set the permissions of " + signatureFile), sites::kCannotWrite);
+    }
 }
 
 Verification verifyLibrary(const std::string& library, const std::string& publicKeyPath) {

@@ -65,13 +65,14 @@ public:
     }
 
 private:
+    // Never destroyed: the console's thread may log until the very end of the process.
     static Mutex& mutex() {
-        static Mutex instance;
-        return instance;
+        static auto* const kInstance = new Mutex;
+        return *kInstance;
     }
     static String& text() {
-        static String instance;  // guarded by mutex()
-        return instance;
+        static auto* const kInstance = new String;  // guarded by mutex()
+        return *kInstance;
     }
 };
 

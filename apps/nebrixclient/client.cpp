@@ -59,6 +59,7 @@ NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
 NebrixClient::~NebrixClient() {
     {
         Lock lock(m_mutex);
+        m_closing = true;
         m_restart = false;
         if (m_subClient != nullptr) {
             m_subClient->stop();
@@ -257,7 +258,7 @@ void NebrixClient::setSubClient(std::unique_ptr<ISubClient> subClient) {
     std::unique_ptr<ISubClient> old;  // destroyed outside the lock
     Lock lock(m_mutex);
     old = std::exchange(m_subClient, std::move(subClient));
-    if (m_subClient != nullptr && m_restart) {
+    if (m_subClient != nullptr && (m_restart || m_closing)) {
         m_subClient->stop();
     }
 }

@@ -89,6 +89,7 @@ private:
     std::unique_ptr<ISubClient> m_subClient;  // created, replaced and destroyed on the driver's thread only
     bool m_attemptRuns = false;               // from start() until main() has seen that no restart is wanted
     bool m_restart = false;
+    bool m_closing = false;  // set for good by the destructor: a component made after that is stopped at once
 };
 
 }  // namespace tessel

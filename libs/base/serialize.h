@@ -67,6 +67,8 @@ class IWriter {
 public:
     virtual void write(const char* data, unsigned length) = 0;
     virtual void write(const String& value) { write(value.array(), value.length()); }
+    /// A C string would otherwise be taken for a boolean.
+    void write(const char* value) { write(String(value)); }
     virtual void write(const Memory& value);
     virtual void write(int value);
     virtual void write(unsigned value);
@@ -83,6 +85,8 @@ public:
     virtual IKeyWriter& operator[](const char* key) = 0;
     virtual IKeyWriter& operator[](const String& key) = 0;
     virtual void write(const String& value) = 0;
+    /// A C string would otherwise be taken for a boolean.
+    void write(const char* value) { write(String(value)); }
     virtual void write(bool value) = 0;
     virtual void write(int value) = 0;
     virtual void write(unsigned value) = 0;

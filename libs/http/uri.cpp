@@ -50,6 +50,20 @@ Uri Uri::parse(const String& text) {
     return uri;
 }
 
+std::string_view Uri::partView(const Part& part) const noexcept {
+    return part.from == Part::kReplaced ? m_replacements[part.toOrNumber].view()
+                                        : m_text.view().substr(part.from, part.toOrNumber - part.from);
+}
+
+void Uri::replacePart(Part& part, const String& text) {
+    if (part.from == Part::kReplaced) {
+        m_replacements[part.toOrNumber] = text;
+        return;
+    }
+    m_replacements.push_back(text);
+    part = {Part::kReplaced, static_cast<unsigned>(m_replacements.size()) - 1};
+}
+
 void Uri::splitQuery() const {
     if (m_queryFrom == m_queryTo) {
         return;
@@ -134,10 +148,10 @@ String Uri::getQuery() const {
 
 String Uri::getFullUri() const {
     splitQuery();
-    const std::string_view scheme = m_scheme.viewIn(m_text);
-    const std::string_view authority = m_authority.viewIn(m_text);
-    const std::string_view path = m_path.viewIn(m_text);
-    const std::string_view fragment = m_fragment.viewIn(m_text);
+    const std::string_view scheme = partView(m_scheme);
+    const std::string_view authority = partView(m_authority);
+    const std::string_view path = partView(m_path);
+    const std::string_view fragment = partView(m_fragment);
     const unsigned length = delimited(scheme, 1) + delimited(authority, 2) + delimited(path, 0) +
                             (m_names.empty() ? 0 : queryLength() + 1) + delimited(fragment, 1);
     String full;

@@ -28,14 +28,14 @@ public:
     /// or the text is longer than kMaxLength (then only its beginning is logged).
     static Uri parse(const String& text);
 
-    [[nodiscard]] String getScheme() const noexcept { return m_scheme.in(m_text); }
-    [[nodiscard]] String getAuthority() const noexcept { return m_authority.in(m_text); }
-    [[nodiscard]] String getPath() const noexcept { return m_path.in(m_text); }
-    [[nodiscard]] String getFragment() const noexcept { return m_fragment.in(m_text); }
-    void setScheme(const String& scheme) { m_scheme.replace(scheme); }
-    void setAuthority(const String& authority) { m_authority.replace(authority); }
-    void setPath(const String& path) { m_path.replace(path); }
-    void setFragment(const String& fragment) { m_fragment.replace(fragment); }
+    [[nodiscard]] String getScheme() const noexcept { return partText(m_scheme); }
+    [[nodiscard]] String getAuthority() const noexcept { return partText(m_authority); }
+    [[nodiscard]] String getPath() const noexcept { return partText(m_path); }
+    [[nodiscard]] String getFragment() const noexcept { return partText(m_fragment); }
+    void setScheme(const String& scheme) { replacePart(m_scheme, scheme); }
+    void setAuthority(const String& authority) { replacePart(m_authority, authority); }
+    void setPath(const String& path) { replacePart(m_path, path); }
+    void setFragment(const String& fragment) { replacePart(m_fragment, fragment); }
 
     /// Replaces the value, or appends a parameter of a new name. Neither is encoded: see encode().
     void setParameter(const String& name, const String& value);
@@ -61,30 +61,19 @@ public:
 private:
     using Parameters = std::map<String, String>;
 
-    /// A stretch of the parsed text, or what has replaced it.
-    class Part {
-    public:
-        Part() = default;
-        Part(unsigned from, unsigned to) noexcept : m_from(from), m_to(to) {}
-        void replace(const String& text) {
-            m_replacement = text;
-            m_from = kReplaced;
-        }
-        [[nodiscard]] String in(const String& text) const noexcept {
-            return m_from == kReplaced ? m_replacement : text.range(m_from, m_to);
-        }
-        [[nodiscard]] std::string_view viewIn(const String& text) const noexcept {
-            return m_from == kReplaced ? m_replacement.view() : text.view().substr(m_from, m_to - m_from);
-        }
-
-    private:
+    /// A stretch of the parsed text, or the text of that number in m_replacements.
+    struct Part {
         static constexpr unsigned kReplaced = String::npos;
-
-        unsigned m_from = 0;
-        unsigned m_to = 0;
-        String m_replacement;
+        unsigned from = 0;
+        unsigned toOrNumber = 0;
     };
 
+    [[nodiscard]] String partText(const Part& part) const noexcept {
+        return part.from == Part::kReplaced ? m_replacements[part.toOrNumber]
+                                            : m_text.range(part.from, part.toOrNumber);
+    }
+    [[nodiscard]] std::string_view partView(const Part& part) const noexcept;
+    void replacePart(Part& part, const String& text);
     void splitQuery() const;
     void putParameter(const String& name, const String& value) const;
     [[nodiscard]] unsigned queryLength() const;
@@ -96,6 +85,7 @@ private:
     Part m_authority;
     Part m_path;
     Part m_fragment;
+    List<String> m_replacements;
     // Where the query lies that is not yet split; an empty stretch when it is. Invariant: m_names holds each key of
     // m_parameters once.
     mutable unsigned m_queryFrom = 0;

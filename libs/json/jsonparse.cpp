@@ -12,10 +12,11 @@ namespace tessel::json {
 
 namespace {
 
-/// Texts below this size are not examined before they are parsed.
-constexpr std::size_t kSmallText = 64 * 1024;
-/// The library looks at everything between a value and each comment behind it.
-constexpr std::size_t kMostComments = 1000;
+/// Texts up to this size are not examined before they are parsed.
+constexpr std::size_t kSmallText = 8 * 1024;
+/// The library looks at everything between a value and each comment behind it; beyond this many bytes in all it is
+/// told to drop the comments.
+constexpr std::size_t kMostCommentWork = std::size_t{64} * 1024 * 1024;
 
 struct Shape {
     std::size_t values = 1;
@@ -43,7 +44,8 @@ bool parse(std::string_view text, Json::Value& value) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
         Json::Reader reader;
 #pragma GCC diagnostic pop
-        return reader.parse(text.data(), text.data() + text.size(), value, shape.comments <= kMostComments);
+        return reader.parse(text.data(), text.data() + text.size(), value,
+                            shape.comments * text.size() <= kMostCommentWork);
     } catch (const Json::Exception&) {
         return false;
     }

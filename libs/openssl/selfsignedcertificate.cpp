@@ -41,7 +41,7 @@ String alternativeNames(const SelfSignedCertificate::Names& names) {
     for (const String& address : names.addresses) {
         items.push_back("IP:" + address);
     }
-    const auto safe = [&names](const Strings& list, bool address) {
+    const auto safe = [](const Strings& list, bool address) {
         return std::all_of(list.begin(), list.end(), [&](const String& name) { return safeName(name, address); });
     };
     if (items.empty() || !safe(names.dns, false) || !safe(names.addresses, true)) {
@@ -108,7 +108,8 @@ void writePrivateFile(const String& path, const String& text) {
 }  // namespace
 
 SelfSignedCertificate::SelfSignedCertificate(const Names& names, Key kind, int days) {
-    const EvpKeyPointer key(kind == Key::Rsa2048 ? EVP_RSA_gen(2048) : EVP_EC_gen("P-256"));
+    const EvpKeyPointer key(kind == Key::Rsa2048 ? EVP_RSA_gen(2048)
+                                                 : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
     require(key != nullptr);
     const X509Pointer certificate = makeCertificate(names, key.get(), days);
     const BioPointer certificateText(BIO_new(BIO_s_mem()));

@@ -102,8 +102,9 @@ TEST(StringWriter, putsValuesOneBehindTheOther) {
     writer.write(-5);
     writer.write(true);
     writer.write(7U);
+    writer.write("text");
     writer.write(Memory("m"));
-    EXPECT_EQ(text, "-5true7m");
+    EXPECT_EQ(text, "-5true7textm");
 }
 
 TEST(DateTime, isLocalTimeWithItsOffset) {

@@ -12,7 +12,8 @@ TEST(Exception, keepsTheBaseNameOfItsFile) {
     const struct {
         const char* path;
         const char* kept;
-    } rows[] = {{"libs/base/string", "string"}, {"a\\b\\c", "c"}, {"a\\b/c\\d", "c\\d"}, {"plain", "plain"}, {"a/", ""}};
+    } rows[] = {
+        {"libs/base/string", "string"}, {"a\\b\\c", "c"}, {"a\\b/c\\d", "c\\d"}, {"plain", "plain"}, {"a/", ""}};
     for (const auto& row : rows) {
         EXPECT_EQ(Exception("m", row.path, 1).getFile(), row.kept) << row.path;
     }

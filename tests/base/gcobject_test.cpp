@@ -34,9 +34,7 @@ TEST(Pointer, countsAndDestroysOnce) {
     first.clear();
     second = nullptr;
     EXPECT_EQ(destroyed, 0);
-    {
-        const AutoClear<Object> scope(third);
-    }
+    { const AutoClear<Object> scope(third); }
     EXPECT_EQ(destroyed, 1);
 }
 

@@ -9,6 +9,7 @@
 #include "libs/base/console.h"
 #include "libs/base/errors.h"
 #include "libs/base/globals.h"
+#include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "tests/support/systemlogcapture.h"
 
@@ -196,9 +197,6 @@ TEST(MainThread, mustNeverRun) {
     EXPECT_TRUE(log.contains("ERROR MainThread.main NEVER CALL ME"));
 }
 
-#if !defined(__SANITIZE_THREAD__) && !(defined(__has_feature) && __has_feature(thread_sanitizer))
-using ThreadDeathTest = ::testing::Test;
-
 TEST(ThreadDeathTest, aThreadThatCannotBeCreatedEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto launch = [](unsigned long stack) {
@@ -225,7 +223,5 @@ TEST(ThreadDeathTest, killingAThreadEndsTheProcess) {
     };
     EXPECT_EXIT(kill(), ::testing::KilledBySignal(SIGKILL), "");
 }
-#endif
-
 }  // namespace
 }  // namespace tessel

@@ -49,7 +49,7 @@ TEST(ClientConfiguration, ReadsATunnelPluginWhole) {
     EXPECT_TRUE(plugin.certificates.cert.md5.empty());
     EXPECT_TRUE(plugin.sslservercertname.empty());
     EXPECT_EQ(plugin.pluginDlls.current().version, "2.1");
-    EXPECT_THROW(Dll(plugin.pluginDlls.win32), EConfUsingMissingOptionalConf);
+    EXPECT_THROW(static_cast<void>(Dll(plugin.pluginDlls.win32)), EConfUsingMissingOptionalConf);
 }
 
 TEST(ClientConfiguration, DispatchesEachTypeToItsOverload) {
@@ -61,7 +61,7 @@ TEST(ClientConfiguration, DispatchesEachTypeToItsOverload) {
     hostchecker->accept(caught);
     ASSERT_NE(caught.hostchecker, nullptr);
     EXPECT_EQ(caught.hostchecker->hostcheckingtimer, 4294967295U);
-    EXPECT_THROW(caught.hostchecker->hostcheckerDlls.current(), EConfUsingMissingOptionalConf);
+    EXPECT_THROW(static_cast<void>(caught.hostchecker->hostcheckerDlls.current()), EConfUsingMissingOptionalConf);
 }
 
 TEST(ClientConfiguration, ReadsTheListOfCertificateNames) {

@@ -9,7 +9,6 @@ namespace {
 
 using tessel::gateway::faultNamed;
 
-constexpr const char* kHostChecker = "dispatch: host checker";
 constexpr const char* kFatal = "fatal-error\n";
 constexpr const char* kUnreachable = "connect-error: ";
 constexpr const char* kOver = "status: session over\n";

@@ -1,0 +1,60 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "tests/support/childprocess.h"
+
+// The order of things at the end of a process, seen from outside.
+namespace tessel {
+namespace {
+
+using nebrix::test::Finished;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+Finished probe(const char* how) { return nebrix::test::runProgram({NEBRIX_EXIT_PROBE, how}); }
+
+TEST(Exit, withoutAConsoleLoggingBeforeAndAfterMainDoesNothing) {
+    const Finished end = probe("nothing");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.output, "");
+    EXPECT_EQ(end.errors, "left main\n");
+}
+
+TEST(Exit, whatIsQueuedIsWrittenAndLaterLinesAtOnce) {
+    const Finished end = probe("lines");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(std::count(end.output.begin(), end.output.end(), '\n'), 1001);
+    EXPECT_THAT(end.output, HasSubstr("[main] ERROR Probe.main line 999\n"));
+    EXPECT_THAT(end.output, EndsWith("[main] ERROR Static.destructor after main\n"));
+    EXPECT_THAT(end.output, Not(HasSubstr("before main")));
+}
+
+TEST(Exit, synchronisedThreadsThatFinishAreWaitedForInSilence) {
+    const Finished end = probe("finishing");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.errors, "left main\n");
+}
+
+TEST(Exit, survivorsAreReportedAfterFiveSeconds) {
+    const auto start = std::chrono::steady_clock::now();
+    const Finished end = probe("survivors");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(end.status, 0);
+    EXPECT_EQ(end.errors,
+              "left main\n"
+              "SynchroThread::~SynchroThread\tcannot wait for all threads termination for: 5s\n"
+              "got 2 remaining threads\nSurvivors:\nstubborn\nsecond\n");
+}
+
+TEST(Exit, outstandingObjectsAreWaitedFor) {
+    const Finished end = probe("object");
+    EXPECT_EQ(end.status, 0);
+    EXPECT_THAT(end.output, HasSubstr("[main] TRACE DisposeGuard.~DisposeGuard wait for1 refs for 10 seconds\n"));
+    EXPECT_THAT(end.output, Not(HasSubstr("still active")));
+}
+
+}  // namespace
+}  // namespace tessel
