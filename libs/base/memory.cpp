@@ -11,12 +11,11 @@ namespace {
 
 constexpr char kDigits[] = "0123456789abcdef";
 
-const char* text(const unsigned char* bytes) noexcept { return reinterpret_cast<const char*>(bytes); }
+const char* charsOf(const unsigned char* bytes) noexcept { return reinterpret_cast<const char*>(bytes); }
 
 }  // namespace
 
-Memory::Memory(const String& other) noexcept
-    : m_length(other.m_length), m_block(other.m_block), m_data(other.m_string) {}
+Memory::Memory(const String& text) noexcept : m_length(text.m_length), m_block(text.m_block), m_data(text.m_string) {}
 
 Memory::Memory(const StringAddition& addition) : Memory(String(addition)) {}
 
@@ -40,7 +39,7 @@ Memory& Memory::append(const unsigned char* bytes, unsigned length) {
         // Held in case the bytes are a part of this buffer.
         const MemoryBlock* own = m_block.uget();
         const gc::Pointer<MemoryBlock> keep =
-            own != nullptr && own->holds(text(bytes)) ? m_block : gc::Pointer<MemoryBlock>();
+            own != nullptr && own->holds(charsOf(bytes)) ? m_block : gc::Pointer<MemoryBlock>();
         std::copy_n(bytes, length, reserve(length));
         m_length += length;
     }
@@ -59,7 +58,7 @@ Memory& Memory::append(unsigned count, unsigned char byte) {
 
 Memory& Memory::append(const Memory& bytes) { return append(bytes.array(), bytes.length()); }
 
-Memory& Memory::append(const String& other) { return append(Memory(other)); }
+Memory& Memory::append(const String& text) { return append(Memory(text)); }
 
 Memory operator+(const Memory& left, const Memory& right) {
     if (left.empty() || right.empty()) {

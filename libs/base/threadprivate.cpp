@@ -67,8 +67,9 @@ private:
 
 void* ThreadPrivate::threadFunction(void* argument) {
     const std::unique_ptr<std::shared_ptr<ThreadPrivate>> self(static_cast<std::shared_ptr<ThreadPrivate>*>(argument));
-    (*self)->begin();
+    // Known before it counts as begun: who waited in run() finds it in the registry.
     const Presence presence(**self);
+    (*self)->begin();
     (*self)->callMain();
     return nullptr;
 }

@@ -23,23 +23,23 @@ public:
     static JSONMutWrapper array();
 
     /// Each returns this value, so that calls can be chained.
-    JSONMutWrapper& set(const String& key, const String& value);
-    JSONMutWrapper& set(const String& key, const char* value) { return set(key, String(value)); }
-    JSONMutWrapper& set(const String& key, int value);
-    JSONMutWrapper& set(const String& key, unsigned value);
-    JSONMutWrapper& set(const String& key, bool value);
-    JSONMutWrapper& set(const String& key, const JSONWrapper& value);
-    JSONMutWrapper& append(const String& value);
-    JSONMutWrapper& append(const char* value) { return append(String(value)); }
-    JSONMutWrapper& append(int value);
-    JSONMutWrapper& append(unsigned value);
-    JSONMutWrapper& append(bool value);
-    JSONMutWrapper& append(const JSONWrapper& value);
+    JSONMutWrapper& set(const String& key, const String& text);
+    JSONMutWrapper& set(const String& key, const char* text) { return set(key, String(text)); }
+    JSONMutWrapper& set(const String& key, int number);
+    JSONMutWrapper& set(const String& key, unsigned number);
+    JSONMutWrapper& set(const String& key, bool flag);
+    JSONMutWrapper& set(const String& key, const JSONWrapper& other);
+    JSONMutWrapper& append(const String& text);
+    JSONMutWrapper& append(const char* text) { return append(String(text)); }
+    JSONMutWrapper& append(int number);
+    JSONMutWrapper& append(unsigned number);
+    JSONMutWrapper& append(bool flag);
+    JSONMutWrapper& append(const JSONWrapper& other);
     JSONMutWrapper& remove(const String& key);
 
 private:
-    JSONMutWrapper& setValue(const String& key, Json::Value&& value);
-    JSONMutWrapper& appendValue(Json::Value&& value);
+    JSONMutWrapper& setValue(const String& key, Json::Value&& added);
+    JSONMutWrapper& appendValue(Json::Value&& added);
     [[nodiscard]] Json::Value& value() { return std::unique_ptr<Json::Value>::operator*(); }
 };
 

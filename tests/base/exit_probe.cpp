@@ -1,4 +1,6 @@
 // Ends in the way that its argument names; the exit test looks at what comes out.
+#include <pthread.h>
+
 #include <cstdio>
 #include <cstring>
 
@@ -22,7 +24,11 @@ public:
     Waiter(const char* name, unsigned milliseconds) : Thread(name, 0, true), m_milliseconds(milliseconds) {}
 
 protected:
-    void main() override { m_never.acquire(m_milliseconds); }
+    void main() override {
+        // Nobody is left to join it.
+        ::pthread_detach(::pthread_self());
+        m_never.acquire(m_milliseconds);
+    }
 
 private:
     unsigned m_milliseconds;
@@ -44,13 +50,15 @@ void leaveLines() {
 
 void leaveObject() {
     tessel::Console::start();
-    static tessel::gc::Pointer<tessel::gc::ObjectDispose> held;
+    // Never destroyed: another thread drops the last reference while the process ends.
+    static auto& held = *new tessel::gc::Pointer<tessel::gc::ObjectDispose>;
     class Releaser final : public tessel::Thread {
     public:
         Releaser() : Thread("releaser", 0, false) {}
 
     protected:
         void main() override {
+            ::pthread_detach(::pthread_self());
             tessel::Semaphore().acquire(300);
             held.clear();
         }

@@ -19,9 +19,9 @@ using nebrix::test::readFile;
 using nebrix::test::SystemLogCapture;
 using nebrix::test::TemporaryDirectory;
 
-void number(std::string& bytes, unsigned value, unsigned width) {
+void number(std::string& bytes, std::uint64_t value, unsigned width) {
     for (unsigned i = 0; i < width; ++i) {
-        bytes += static_cast<char>(value >> (8 * i));
+        bytes += static_cast<char>(value >> (8U * i));
     }
 }
 

@@ -59,24 +59,21 @@ TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
 
 TEST(Transfer, FailuresAreToldAndLogged) {
     const RawServer server("HTTP/1.1 200 OK\r\nContent-Length: 40\r\n\r\ncut");
-    const struct {
-        String url;
-        int code;
-    } cases[] = {{server.url(), 18},
-                 {"file:///etc/passwd", 1},
-                 {"ftp://127.0.0.1/", 1},
-                 {"", 3},
-                 {String("http://127.0.0.1\0/", 18), 3},
-                 {"http://name.invalid/", 6}};
-    for (const auto& c : cases) {
+    const std::pair<String, int> cases[] = {{server.url(), 18},
+                                            {"file:///etc/passwd", 1},
+                                            {"ftp://127.0.0.1/", 1},
+                                            {"", 3},
+                                            {String("http://127.0.0.1\0/", 18), 3},
+                                            {"http://name.invalid/", 6}};
+    for (const auto& [url, code] : cases) {
         const SystemLogCapture log;
         CurlSession session;
         Memory body;
         RequestInfo info;
-        EXPECT_FALSE(session.request(c.url, body, info));
-        EXPECT_EQ(info.getCode(), c.code) << c.url.view();
+        EXPECT_FALSE(session.request(url, body, info));
+        EXPECT_EQ(info.getCode(), code) << url.view();
         const String logged = "ERROR CurlEasyWrapper.request " + info.getErrorString() + " (#" +
-                              String::copy(std::to_string(c.code)) + ") [" + info.getErrorBuffer() + "]";
+                              String::copy(std::to_string(code)) + ") [" + info.getErrorBuffer() + "]";
         EXPECT_EQ(log.count(std::string(logged.view())), 1U);
     }
 }

@@ -59,21 +59,16 @@ TEST(Header, DropsWhatIsBeyondItsBoundsWithOneLogLine) {
 }
 
 TEST(ResponseHeader, TakesTheCodeFromTheStatusLine) {
-    const struct {
-        const char* line;
-        int code;
-    } cases[] = {{"HTTP/1.1 200 OK\r\n", 200},
-                 {"HTTP/1.0  404", 404},
-                 {"HTTP/1.1 500x", 500},
-                 {"HTTP/1.1 -5", 0},
-                 {"HTTP/1.1", 0},
-                 {"HTTP/1.1 ", 0},
-                 {"HTTP/1.1 99999999999", 0},
-                 {"", 0}};
-    for (const auto& c : cases) {
-        const ResponseHeader header{String(c.line)};
-        EXPECT_EQ(header._extractResponseCode(), c.code) << c.line;
-        EXPECT_EQ(header.getResponseCode(), c.code);
+    const std::pair<const char*, int> cases[] = {{"HTTP/1.1 200 OK\r\n", 200},
+                                                 {"HTTP/1.0  404", 404},
+                                                 {"HTTP/1.1 500x", 500},
+                                                 {"HTTP/1.1 -5", 0},
+                                                 {"HTTP/1.1", 0},
+                                                 {"HTTP/1.1 ", 0},
+                                                 {"HTTP/1.1 99999999999", 0},
+                                                 {"", 0}};
+    for (const auto& [line, code] : cases) {
+        EXPECT_EQ(ResponseHeader(String(line)).getResponseCode(), code) << line;
     }
 }
 

@@ -34,51 +34,42 @@ TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
 }
 
 TEST(SetCookie, Expiry) {
-    const struct {
-        const char *maxAge, *expires, *wanted;
-    } cases[] = {
-        {"", "", "0"},
-        {"60", "", "1060"},
-        {"60", "Thu, 01 Jan 2026 00:00:00 GMT", "1060"},
-        {"0", "", "1"},
-        {"-5", "", "1"},
-        {"9999999999", "", "10000000999"},
-        {"99999999999999999999", "", "9223372036854775807"},
-        {"soon", "1700000000", "1700000000"},
-        {"", "0", "0"},
-        {"", "never", "0"},
-        {"", "Thu, 01-Jan-1970 00:00:00 GMT", "1"},
-        {"", "Mon, 01-Jan-1900 00:00:00 GMT", "1"},
-    };
-    for (const auto& c : cases) {
+    // "max-age", "expires", the field at 1000 seconds after 1970.
+    const char* cases[][3] = {{"", "", "0"},
+                              {"60", "", "1060"},
+                              {"60", "Thu, 01 Jan 2026 00:00:00 GMT", "1060"},
+                              {"0", "", "1"},
+                              {"-5", "", "1"},
+                              {"9999999999", "", "10000000999"},
+                              {"99999999999999999999", "", "9223372036854775807"},
+                              {"soon", "1700000000", "1700000000"},
+                              {"", "0", "0"},
+                              {"", "never", "0"},
+                              {"", "Mon, 01-Jan-1900 00:00:00 GMT", "1"}};
+    for (const auto& [maxAge, expires, wanted] : cases) {
         SetCookie cookie("n", "v", "d", "/");
-        cookie.setMaxAge(c.maxAge);
-        cookie.setExpires(c.expires);
-        EXPECT_EQ(text(cookie.getNetscapeExpire(1000)), c.wanted) << c.maxAge << "|" << c.expires;
+        cookie.setMaxAge(maxAge);
+        cookie.setExpires(expires);
+        EXPECT_EQ(text(cookie.getNetscapeExpire(1000)), wanted) << maxAge << "|" << expires;
     }
 }
 
 TEST(SetCookie, ReadsCookieDates) {
-    const struct {
-        const char* date;
-        long long wanted;  // -1: none
-    } cases[] = {
-        {"Sun, 06 Nov 1994 08:49:37 GMT", 784111777},
-        {"Sunday, 06-Nov-94 08:49:37 GMT", 784111777},
-        {"Sun Nov  6 08:49:37 1994", 784111777},
-        {"1994 6 november 8:49:37", 784111777},
-        {"29 Feb 2000 00:00:00", 951782400},
-        {"1 Jan 69 00:00:00", 3124224000},
-        {"29 Feb 2001 00:00:00", -1},
-        {"31 Apr 2001 00:00:00", -1},
-        {"1 Jan 1600 00:00:00", -1},
-        {"1 Jan 2000 24:00:00", -1},
-        {"1 Jan 2000", -1},
-        {"00:00:00", -1},
-        {"1 Jan 123456 00:00:00", -1},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(SetCookie::parseDate(c.date).value_or(-1), c.wanted) << c.date;
+    const std::pair<const char*, long long> cases[] = {{"Sun, 06 Nov 1994 08:49:37 GMT", 784111777},
+                                                       {"Sunday, 06-Nov-94 08:49:37 GMT", 784111777},
+                                                       {"Sun Nov  6 08:49:37 1994", 784111777},
+                                                       {"1994 6 november 8:49:37", 784111777},
+                                                       {"29 Feb 2000 00:00:00", 951782400},
+                                                       {"1 Jan 69 00:00:00", 3124224000},
+                                                       {"29 Feb 2001 00:00:00", -1},
+                                                       {"31 Apr 2001 00:00:00", -1},
+                                                       {"1 Jan 1600 00:00:00", -1},
+                                                       {"1 Jan 2000 24:00:00", -1},
+                                                       {"1 Jan 2000", -1},
+                                                       {"00:00:00", -1},
+                                                       {"1 Jan 123456 00:00:00", -1}};
+    for (const auto& [date, wanted] : cases) {
+        EXPECT_EQ(SetCookie::parseDate(date).value_or(-1), wanted) << date;
     }
 }
 

@@ -48,7 +48,9 @@ ChildProcess::Options Session::environment() const {
 
 bool Session::loaded() const { return fs::exists(m_marks.path("loaded")); }
 
-std::string Session::calls() const { return readFile(m_marks.path("calls")); }
+std::string Session::calls() const {
+    return fs::exists(m_marks.path("calls")) ? readFile(m_marks.path("calls")) : std::string();
+}
 
 void Session::clearMarks() const {
     fs::remove(m_marks.path("loaded"));

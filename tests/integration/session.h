@@ -43,7 +43,7 @@ public:
 
     /// Whether a recording component was loaded since the last clearMarks().
     [[nodiscard]] bool loaded() const;
-    /// The calls it got, one line each.
+    /// The calls it got so far, one line each.
     [[nodiscard]] std::string calls() const;
     void clearMarks() const;
 

@@ -50,7 +50,7 @@ std::vector<std::string> environmentOf(const ChildProcess::Options& options) {
     }
     for (const auto& [name, value] : options.environment) {
         if (!value.empty()) {
-            result.push_back(name + "=" + value);
+            result.emplace_back(name).append("=").append(value);
         }
     }
     return result;
@@ -58,6 +58,7 @@ std::vector<std::string> environmentOf(const ChildProcess::Options& options) {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         pointers.push_back(text.data());
     }

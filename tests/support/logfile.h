@@ -32,7 +32,7 @@ public:
     /// beginning.
     [[nodiscard]] unsigned count(const std::string& label, const std::string& where, const std::string& text) const;
     /// Whether some line contains the text.
-    [[nodiscard]] bool contains(const std::string& text) const;
+    [[nodiscard]] bool contains(const std::string& part) const;
 
 private:
     std::string m_path;

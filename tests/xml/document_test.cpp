@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "libs/xml/comment.h"
 #include "libs/xml/stringparser.h"
 #include "libs/xml/text.h"
@@ -67,10 +65,7 @@ TEST(XmlDocument, ResolvesNamespaces) {
 }
 
 TEST(XmlDocument, SaysInTheLogWhatItForgives) {
-    const struct {
-        const char* text;
-        const char* line;
-    } cases[] = {
+    const char* cases[][2] = {
         {"<a xmlns=1 xmlns=2 />", "TRACE Element.parse redefinition of xmlns attribute"},
         {"<p:a xmlns=1 xmlns:p=2 />", "TRACE Element.parse redefinition of xmlns attribute : p"},
         {"<p:a/>", "TRACE Element.parse non-defined qualified name for element"},
@@ -78,10 +73,10 @@ TEST(XmlDocument, SaysInTheLogWhatItForgives) {
         {"<a>rest", "TRACE xml.Element.fromXml no tag found: rest"},
         {"<a><!-- <b/></a>", "TRACE Exception.catch EXmlComment:comment:55 -> element:435"},
     };
-    for (const auto& one : cases) {
+    for (const auto& [text, line] : cases) {
         const nebrix::test::SystemLogCapture log;
-        (void)picture(one.text);
-        EXPECT_TRUE(log.contains(one.line)) << one.text;
+        (void)picture(text);
+        EXPECT_TRUE(log.contains(line)) << text;
     }
 }
 
@@ -137,27 +132,20 @@ TEST(XmlDocument, IsBuiltByHand) {
     root.setAttribute("a", "it's \"x\"");
     root.setAttribute("b", "two words", AttributeValue::Quote::No);
     root.setAttribute("a", "'", AttributeValue::Quote::Simple);
-    auto child = Node::create(0);
-    dynamic_cast<Element&>(*child).setName("child");
-    auto text = Node::create(2);
-    dynamic_cast<Text&>(*text).setText("t");
-    auto comment = Node::create(7);
-    dynamic_cast<Comment&>(*comment).setText("c");
-    dynamic_cast<Element&>(*child).appendChild(std::move(text));
-    root.appendChild(std::move(comment));
-    root.appendChild(std::move(child));
-    EXPECT_EQ(root.toString(), "<root a='&#39;' b=\"two words\"><!--c--><child>t</child></root>");
+    for (const int type : {7, 2, 0}) {
+        root.appendChild(Node::create(type));
+    }
+    dynamic_cast<Comment&>(*root.getFirstChild()).setText("c");
+    root.getFirstText()->setText("t");
+    EXPECT_EQ(root.toString(), "<root a='&#39;' b=\"two words\"><!--c-->t<></></root>");
 }
 
 TEST(XmlAttributeValue, NamesItsQuotes) {
-    const struct {
-        const char* given;
-        const char* kept;
-    } cases[] = {{"DOUBLE", "double"}, {"simple", "simple"}, {"Simple", "no"}, {"", "no"}};
-    for (const auto& one : cases) {
+    const char* cases[][2] = {{"DOUBLE", "double"}, {"simple", "simple"}, {"Simple", "no"}, {"", "no"}};
+    for (const auto& [given, kept] : cases) {
         AttributeValue value;
-        value.setQuoteString(one.given);
-        EXPECT_EQ(value.getQuoteString(), one.kept) << one.given;
+        value.setQuoteString(given);
+        EXPECT_EQ(value.getQuoteString(), kept) << given;
     }
 }
 
