@@ -58,7 +58,16 @@ public:
     [[nodiscard]] bool queues() const noexcept {
         return m_active.load(std::memory_order_acquire) && writingHere != this;
     }
-    void push(Message&& message) { m_queue.push(std::move(message)); }
+    void push(LogCategory category, String&& threadId, const String& className, const String& method,
+              const String& text) {
+        m_queue.fill([&](Message& message) noexcept {
+            message.category = category;
+            message.threadId = std::move(threadId);
+            message.className = className;
+            message.method = method;
+            message.text = text;
+        });
+    }
     void quit() {
         if (m_active.exchange(false)) {
             m_queue.push(Message());
@@ -152,7 +161,7 @@ Console* Console::instance() noexcept { return theConsole.load(std::memory_order
 
 void Console::log(LogCategory category, const String& className, const String& method, const String& text) noexcept {
     try {
-        log(category, currentThreadName(), className, method, text);
+        logFrom(category, currentThreadName(), className, method, text);
     } catch (...) {
         // Memory has ended: the line is what can be spared.
     }
@@ -161,13 +170,18 @@ void Console::log(LogCategory category, const String& className, const String& m
 void Console::log(LogCategory category, const String& threadId, const String& className, const String& method,
                   const String& text) noexcept {
     try {
-        if (m_implementation->queues()) {
-            m_implementation->push({category, threadId, className, method, text, {}});
-        } else {
-            print(category, threadId, className, method, text);
-        }
+        logFrom(category, String(threadId), className, method, text);
     } catch (...) {
         // As above.
+    }
+}
+
+void Console::logFrom(LogCategory category, String&& threadId, const String& className, const String& method,
+                      const String& text) {
+    if (m_implementation->queues()) {
+        m_implementation->push(category, std::move(threadId), className, method, text);
+    } else {
+        print(category, threadId, className, method, text);
     }
 }
 

@@ -78,6 +78,8 @@ public:
 
 private:
     class Implementation;
+    void logFrom(LogCategory category, String&& threadId, const String& className, const String& method,
+                 const String& text);
     String osField(String Implementation::*field);
 
     std::unique_ptr<Implementation> m_implementation;

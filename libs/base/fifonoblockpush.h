@@ -39,8 +39,15 @@ public:
 
     /// Any thread. Raises std::bad_alloc when there is no record and no memory for one.
     void push(T&& value) {
+        fill([&value](T& place) noexcept { place = std::move(value); });
+    }
+
+    /// The same without a copy on the way: the function, which must not raise, sets a value that was moved from.
+    template <class Function>
+    void fill(Function function) {
+        static_assert(noexcept(function(std::declval<T&>())));
         Record* const record = Cache::take();
-        record->value = std::move(value);
+        function(record->value);
         Record* seen = m_newest.load(std::memory_order_relaxed);
         do {
             record->next = seen == asleep() ? nullptr : seen;

@@ -52,8 +52,8 @@ private:
     void apply(const String& url, Body& body, const String& post);
     void applyOnce();
     void logFailure(const Body& body) const;
-    static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* body) noexcept;
-    static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* header) noexcept;
+    static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
+    static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
     static int onProgress(void* cancelled, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept;
 
     void* m_handle;  // CURL*; created by the constructor

@@ -168,7 +168,7 @@ String CurlSession::urlEncodeString(const String& text) {
         return {};
     }
     char* escaped = curl_easy_escape(nullptr, text.array(), static_cast<int>(text.length()));
-    const String result = escaped != nullptr ? String::copy(escaped) : String();
+    String result = escaped != nullptr ? String::copy(escaped) : String();
     curl_free(escaped);
     return result;
 }

@@ -107,16 +107,16 @@ void writePrivateFile(const String& path, const String& text) {
 
 }  // namespace
 
-SelfSignedCertificate::SelfSignedCertificate(const Names& names, Key kind, int days) {
-    const EvpKeyPointer key(kind == Key::Rsa2048 ? EVP_RSA_gen(2048)
+SelfSignedCertificate::SelfSignedCertificate(const Names& names, Key key, int days) {
+    const EvpKeyPointer pair(key == Key::Rsa2048 ? EVP_RSA_gen(2048)
                                                  : EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
-    require(key != nullptr);
-    const X509Pointer certificate = makeCertificate(names, key.get(), days);
+    require(pair != nullptr);
+    const X509Pointer certificate = makeCertificate(names, pair.get(), days);
     const BioPointer certificateText(BIO_new(BIO_s_mem()));
     const BioPointer keyText(BIO_new(BIO_s_secmem()));
     require(certificateText != nullptr && PEM_write_bio_X509(certificateText.get(), certificate.get()) == 1);
     require(keyText != nullptr &&
-            PEM_write_bio_PKCS8PrivateKey(keyText.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1);
+            PEM_write_bio_PKCS8PrivateKey(keyText.get(), pair.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1);
     m_certificate = textOf(certificateText.get());
     m_key = textOf(keyText.get());
 }
