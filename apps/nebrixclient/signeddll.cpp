@@ -26,6 +26,8 @@ constexpr const char* kRoot = "dll";
 
 const unsigned char* bytes(const String& text) { return reinterpret_cast<const unsigned char*>(text.array()); }
 
+String withoutBlanks(const String& text) { return text.remove(' ').remove('\t').remove('\r').remove('\n'); }
+
 void logVerdict(const char* text) { log(LogCategory::Error, "FileSignature", "verify", text); }
 
 }  // namespace
@@ -61,8 +63,10 @@ String ContentSigner::content() const {
 
 bool ContentSigner::verifySignature(tls::RSA& key, const String& signatureBase64) const {
     const String text = content();
-    // A key that could not be loaded makes every check fail.
-    return key.loaded() && key.verify(bytes(text), text.length(), Base64::decode(signatureBase64)) > 0;
+    const Memory signature = Base64::decode(signatureBase64);
+    // A key that could not be loaded makes every check fail, and so does a text that only decodes to a signature.
+    return key.loaded() && Base64::encode(signature) == withoutBlanks(signatureBase64) &&
+           key.verify(bytes(text), text.length(), signature) > 0;
 }
 
 String ContentSigner::computeSignature(ISign& signer) const {

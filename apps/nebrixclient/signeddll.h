@@ -32,6 +32,7 @@ public:
 
     /// Whether the Base64 text is the key's signature over the content: RSA PKCS #1 v1.5 (RFC 8017) with SHA-1, which
     /// is what existing signature files carry.
+    /// Blanks and line ends in the text are passed over; anything else that a tolerant decoder would ignore fails.
     [[nodiscard]] bool verifySignature(tls::RSA& key, const String& signatureBase64) const;
     [[nodiscard]] String computeSignature(ISign& signer) const;
 

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "libs/base/errors.h"
-#include "tests/support/systemlogcapture.h"
-
 namespace tessel {
 namespace {
 
@@ -23,16 +20,6 @@ TEST(Exception, textShowsTheCodeOnlyWhenThereIsOne) {
     EXPECT_EQ(Exception("broken", "libs/base/file", 12).toString(), "broken:file:12");
     EXPECT_EQ(Exception(7, "broken", "libs/base/file", 12).toString(), "broken:file:12(7)");
     EXPECT_EQ(Exception(-7, "broken", "x\\file", 12).trace("apps/client", 160), "broken:file:12(-7) -> client:160");
-}
-
-TEST(Exception, aHandlerLogsTheTraceOfTheFamily) {
-    const nebrix::test::SystemLogCapture log;
-    try {
-        raise<EKeyReader>("EKeyReader", {"libs/xml/keyreader", 94});
-    } catch (const Exception& caught) {
-        logCaught(caught, {"apps/nebrixclient/client", 160});
-    }
-    EXPECT_TRUE(log.contains("] TRACE Exception.catch EKeyReader:keyreader:94 -> client:160"));
 }
 
 }  // namespace

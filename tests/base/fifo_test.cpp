@@ -62,19 +62,5 @@ TEST(FifoNoBlockPush, popTimesOutAndEveryPushWakesASleeper) {
     echo.join();
 }
 
-TEST(FifoNoBlockPush, dropsWhatIsLeftAtItsEnd) {
-    const String text = String::copy("left");
-    {
-        FifoNoBlockPush<Item> queue;
-        Item item;
-        for (unsigned i = 0; i < 3; ++i) {
-            queue.push({0, i, text});
-        }
-        ASSERT_TRUE(queue.pop(item, 0));
-        queue.push({0, 3, text});
-    }
-    EXPECT_EQ(text.block()->gcRef(), 1);
-}
-
 }  // namespace
 }  // namespace tessel

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <vector>
 
 #include "libs/base/disposeguard.h"
 #include "libs/base/errors.h"
@@ -61,25 +60,6 @@ TEST(Object, anObjectWithoutReferencesIsNotRevived) {
     EXPECT_TRUE(object.gcAddRef(true));
     EXPECT_FALSE(object.gcRemoveRef());
     EXPECT_TRUE(object.gcRemoveRef());
-}
-
-TEST(Pointer, copiesMayBeMadeOnManyThreads) {
-    int destroyed = 0;
-    Pointer<Probe<ObjectDelete>> shared(new Probe<ObjectDelete>(destroyed));
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([copy = shared] {
-            for (int n = 0; n < 10'000; ++n) {
-                const Pointer<Probe<ObjectDelete>> another(copy);
-            }
-        });
-    }
-    shared.clear();
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    threads.clear();
-    EXPECT_EQ(destroyed, 1);
 }
 
 /// A link of a chain whose end drops the next link.

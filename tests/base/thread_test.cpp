@@ -175,20 +175,6 @@ TEST(Thread, localDataGoesWithTheThread) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST(SynchroThread, countsSynchronisedThreadsOnly) {
-    SynchroThread& synchro = Globals::instance().synchroThread();
-    Semaphore leave;
-    Task counted([&] { leave.acquire(); }, "counted", true);
-    Task uncounted([&] { leave.acquire(); }, "uncounted", false);
-    uncounted.run();
-    EXPECT_TRUE(synchro.wait(0));
-    counted.run();
-    EXPECT_FALSE(synchro.wait(1));
-    leave.release();
-    leave.release();
-    EXPECT_TRUE(synchro.wait(30'000));
-}
-
 TEST(MainThread, mustNeverRun) {
     const nebrix::test::SystemLogCapture log;
     MainThread thread;

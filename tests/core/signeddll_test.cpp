@@ -58,7 +58,12 @@ protected:
     SystemLogCapture m_log;
 };
 
-TEST_F(SignatureTest, AGenuineLibraryPasses) { EXPECT_TRUE(verify()); }
+TEST_F(SignatureTest, AGenuineLibraryPasses) {
+    EXPECT_TRUE(verify());
+    edit("signature",
+         [](const std::string& text) { return "\n" + text.substr(0, 64) + "\r\n " + text.substr(64) + "\n"; });
+    EXPECT_TRUE(verify());
+}
 
 TEST_F(SignatureTest, AnEditedLibraryIsABadHash) {
     std::string bytes = readFile(m_library);
@@ -77,13 +82,20 @@ TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
         return text;
     };
     const auto breakLine = [](const std::string& text) { return text.substr(0, 20) + "\n" + text.substr(20); };
+    // The last character before the padding carries four bits that no byte takes.
+    const auto lastBits = [](std::string text) {
+        char& last = text[text.find('=') - 1];
+        last = static_cast<char>(last == 'z' ? 'y' : last + 1);
+        return text;
+    };
     const auto empty = [](const std::string&) { return std::string(); };
     const auto shorten = [](const std::string& text) { return text.substr(0, 8); };
     const std::tuple<const char*, std::function<std::string(std::string)>, const char*> edits[] = {
         {"version", append, "bad signature"},    {"name", append, "bad signature"},
         {"signdate", append, "bad signature"},   {"sha256", swapCase, "bad hash "},
         {"sha256", breakLine, "bad hash "},      {"signature", empty, "bad signature"},
-        {"signature", shorten, "bad signature"}, {"signature", swapCase, "bad signature"}};
+        {"signature", shorten, "bad signature"}, {"signature", swapCase, "bad signature"},
+        {"signature", append, "bad signature"},  {"signature", lastBits, "bad signature"}};
     for (const auto& [key, change, words] : edits) {
         sign(m_key);
         m_log.clear();
