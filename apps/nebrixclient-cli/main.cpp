@@ -49,31 +49,37 @@ commandline::Grammar grammar() {
     };
 }
 
-/// The last error that was logged, for the words on standard error. Written by the console's thread.
-class LastError {
+/// The last two errors that were logged, for the words on standard error: the first of them often says why.
+/// Written by the console's thread, read by the main thread; lives as long as the process, as that thread may.
+class LastErrors {
 public:
+    static LastErrors& instance() {
+        static LastErrors* const errors = new LastErrors;
+        return *errors;
+    }
     static void sink(LogCategory category, const String& body) {
         if (category == LogCategory::Error) {
-            Lock lock(mutex());
-            text() = body.clone();
+            instance().add(textOf(body));
         }
         platform::systemLog(category, body);
     }
-    static String get() {
-        Lock lock(mutex());
-        return text();
+    String text() {
+        Lock lock(m_mutex);
+        return m_before.empty() ? m_last : String(m_before + "; " + m_last);
     }
 
 private:
-    // Never destroyed: the console's thread may log until the very end of the process.
-    static Mutex& mutex() {
-        static auto* const kInstance = new Mutex;
-        return *kInstance;
+    void add(const String& text) {
+        Lock lock(m_mutex);
+        m_before = m_last;
+        m_last = text;
     }
-    static String& text() {
-        static auto* const kInstance = new String;  // guarded by mutex()
-        return *kInstance;
-    }
+    /// What stands behind "[thread] ERROR Class.method ", copied: the body is only lent.
+    static String textOf(const String& body) { return body.right(']').trim().right(' ').right(' ').clone(); }
+
+    Mutex m_mutex;  // guards all below
+    String m_before;
+    String m_last;
 };
 
 void complain(const std::string& text) { std::fprintf(stderr, "%s: %s\n", kProgram, text.c_str()); }
@@ -128,7 +134,7 @@ void explainFatal() {
     if (const gc::Pointer<Console> console = Console::current(); console.valid()) {
         console->flush(kFlushMilliseconds);
     }
-    const String last = eventline::printable(LastError::get());
+    const String last = eventline::printable(LastErrors::instance().text());
     complain("the session failed" + (last.empty() ? std::string() : ": " + std::string(last.view())));
 }
 
@@ -136,7 +142,7 @@ int runSession(const String& mediation, const commandline::Arguments& arguments)
     const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    Console::setSystemLogSink(&LastError::sink);
+    Console::setSystemLogSink(&LastErrors::sink);
 
     const pthread_t mainThread = pthread_self();
     HeadlessListener listener(arguments.has("json") ? eventline::Form::Json : eventline::Form::Text,

@@ -75,7 +75,7 @@ bool DownloadManager::transfer(const String& uri, const String& localPath) {
 
 String DownloadManager::downloadFromConfig(const DownloadConfig& config, const String& targetDir) {
     requirePlainName("filename", config.filename);
-    const String localPath = targetDir + "/" + config.filename;
+    String localPath = targetDir + "/" + config.filename;
     if (File::exists(localPath) && computeFileMd5(localPath) == config.md5) {
         return localPath;
     }

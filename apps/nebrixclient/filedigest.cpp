@@ -4,6 +4,7 @@
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/file.h"
+#include "libs/base/log.h"
 
 namespace tessel {
 
@@ -11,6 +12,7 @@ Memory digestFile(const String& path, tls::EVPDigest& digest) {
     constexpr unsigned kBlock = 1024;
     File file;
     if (!file.open(path, File::kIn)) {
+        log(LogCategory::Error, "File", "digest", "cannot open " + path);
         raise<EFile>("EFile", sites::kSignedDllRead);
     }
     std::array<char, kBlock> block;

@@ -43,7 +43,7 @@ void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
     const String library = m_files.libraryPath(dll);
     m_client.verifyDllSignature(library, m_files.signaturePath(dll));
-    m_instance = new PluginDllInstance(library, dll.version, pluginDirectory() + "/");
+    m_instance = &PluginDllInstance::keep(library, dll.version, pluginDirectory() + "/");
 }
 
 }  // namespace tessel

@@ -32,7 +32,7 @@ private:
     NebrixClient& m_client;
     NoTunnelClientPluginDllConfiguration& m_configuration;
     const ComponentDownload m_files;
-    // Deliberately never deleted: the library behind it is never unloaded.
+    // Lives as long as the process.
     PluginDllInstance* m_instance = nullptr;
     int m_result = 0;
 };

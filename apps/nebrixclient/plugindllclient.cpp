@@ -77,7 +77,7 @@ void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
     const String library = m_files.libraryPath(dll);
     m_client.verifyDllSignature(library, m_files.signaturePath(dll));
-    m_instance = new PluginDllInstance(library, dll.version, pluginDirectory() + "/");
+    m_instance = &PluginDllInstance::keep(library, dll.version, pluginDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

@@ -42,7 +42,7 @@ private:
     ClientPluginDllConfiguration& m_configuration;
     DownloadManager& m_downloadManager;
     const ComponentDownload m_files;
-    // Deliberately never deleted: the library behind it is never unloaded, and its threads may still be running.
+    // Lives as long as the process.
     PluginDllInstance* m_instance = nullptr;
     StopFlag m_stop;
     PluginStatus m_status;

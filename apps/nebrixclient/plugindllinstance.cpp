@@ -1,9 +1,11 @@
 #include "apps/nebrixclient/plugindllinstance.h"
 
 #include <cstring>
+#include <memory>
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
+#include "libs/base/mutex.h"
 
 namespace tessel {
 
@@ -68,6 +70,14 @@ PluginDllInstance::PluginDllInstance(const String& path, const String& version, 
     }
     m_setDllVersion(m_instance, version.str());
     m_setPluginDir(m_instance, pluginDir.str());
+}
+
+PluginDllInstance& PluginDllInstance::keep(const String& path, const String& version, const String& pluginDir) {
+    static Mutex mutex;
+    static auto* const kept = new List<std::unique_ptr<PluginDllInstance>>;  // never destroyed; guarded by mutex
+    auto instance = std::make_unique<PluginDllInstance>(path, version, pluginDir);
+    Lock lock(mutex);
+    return *kept->emplace_back(std::move(instance));
 }
 
 void PluginDllInstance::configure(const Parameters& parameters) {

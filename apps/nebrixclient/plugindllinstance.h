@@ -40,6 +40,9 @@ public:
     /// required entry, EPluginDllInstance when the plug-in makes no instance; missing optional entries are logged.
     PluginDllInstance(const String& path, const String& version, const String& pluginDir);
 
+    /// The same for a session: the instance lives as long as the process, as the library and its threads do.
+    static PluginDllInstance& keep(const String& path, const String& version, const String& pluginDir);
+
     void configure(const Parameters& parameters);
     /// configure(), then start().
     void start(const Parameters& parameters);

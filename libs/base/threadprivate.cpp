@@ -1,10 +1,10 @@
 #include "libs/base/threadprivate.h"
 
 #include <cxxabi.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 

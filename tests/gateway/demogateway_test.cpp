@@ -80,6 +80,14 @@ std::set<std::string> keys(const json::JSONWrapper& object) {
     return names;
 }
 
+std::string lines(const std::vector<std::string>& items) {
+    std::string all;
+    for (const std::string& item : items) {
+        all.append(item).append("\n");
+    }
+    return all;
+}
+
 using Keys = std::set<std::string>;
 
 TEST(DemoGateway, answersEachTypeWithItsDocument) {
@@ -117,7 +125,7 @@ TEST(DemoGateway, answersEachTypeWithItsDocument) {
         EXPECT_EQ(sign::md5Hex(archive->body), text(library, "md5"));
         const std::string path = gateway.folder().write("a.zip", archive->body);
         const std::string pattern = text(library, "pattern");
-        EXPECT_EQ(runProgram({"unzip", "-Z1", path}).output, pattern + "\n" + pattern + ".sig\n");
+        EXPECT_EQ(runProgram({"unzip", "-Z1", path}).output, lines({pattern, pattern + ".sig"}));
     }
     EXPECT_EQ(text(parse(gateway.mediate(ComponentType::Hostchecker))["result"], "language"), "fr");
 }
@@ -254,8 +262,9 @@ TEST(DemoGatewayProgram, printsTheMediationStringsAndEndsCleanly) {
         const std::string authority = output.substr(output.find("listening ") + 10);
         for (const ComponentType type : kComponentTypes) {
             const std::string name(typeName(type));
-            const std::string line = "mediation " + name + " https://demo@" +
-                                     authority.substr(0, authority.find('\n')) + "/mediation/" + name + "?lang=en\n";
+            std::string line = "mediation ";
+            line.append(name).append(" https://demo@").append(authority, 0, authority.find('\n'));
+            line.append("/mediation/").append(name).append("?lang=en\n");
             EXPECT_NE(output.find(line), std::string::npos) << output;
         }
         const std::string rest = output.substr(output.find("certificate ") + 12);
