@@ -14,7 +14,7 @@ namespace {
 
 /// The two files that every input is tried with.
 struct Files {
-    std::string library;
+    std::string libraryPath;
     std::string signature;
 
     Files() {
@@ -22,14 +22,14 @@ struct Files {
         if (mkdtemp(directory) == nullptr) {
             std::abort();
         }
-        library = std::string(directory) + "/liba.so";
-        signature = library + ".sig";
-        write(library, "a library", 9);
+        libraryPath = std::string(directory) + "/liba.so";
+        signature = libraryPath + ".sig";
+        write(libraryPath, "a library", 9);
     }
     ~Files() {
-        std::remove(library.c_str());
+        std::remove(libraryPath.c_str());
         std::remove(signature.c_str());
-        rmdir(library.substr(0, library.rfind('/')).c_str());
+        rmdir(libraryPath.substr(0, libraryPath.rfind('/')).c_str());
     }
 
     static void write(const std::string& path, const void* bytes, std::size_t size) {
@@ -54,12 +54,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } catch (const tessel::EBadSignature&) {
         return 0;
     }
-    if (component.verify(key, tessel::String::copy(files.library))) {
+    if (component.verify(key, tessel::String::copy(files.libraryPath))) {
         std::abort();
     }
     // The content is another one than was signed, whatever the digest says.
-    component.sha256 = tessel::SignedDll::hashFile(tessel::String::copy(files.library));
-    if (component.verify(key, tessel::String::copy(files.library))) {
+    component.sha256 = tessel::SignedDll::hashFile(tessel::String::copy(files.libraryPath));
+    if (component.verify(key, tessel::String::copy(files.libraryPath))) {
         std::abort();
     }
     return 0;

@@ -96,6 +96,7 @@ install_and_build() {
 # The gateway and the client run in sessions of their own, so that Ctrl-C at the terminal reaches this script alone,
 # which then asks the client once.
 start_gateway() {
+    : >"$directory/gateway.out"
     TMPDIR=$directory/gateway setsid "$bin/nebrix-demo-gateway" >"$directory/gateway.out" 2>&1 &
     gateway=$!
     local tenths=150

@@ -97,7 +97,7 @@ private:
     void checkOperands() {
         const auto given = m_result.m_operands.size();
         if (given < m_grammar.fewestOperands) {
-            m_result.m_error = "missing operand: " + usage(m_grammar);
+            m_result.m_error = "missing operand: " + std::string(m_grammar.operands);
         } else if (given > m_grammar.mostOperands) {
             m_result.m_error = "unexpected operand \"" + m_result.m_operands[m_grammar.mostOperands] + "\"";
         }

@@ -11,6 +11,7 @@
 #include "apps/nebrixclient/client.h"
 #include "generated/component_public_key.h"
 #include "libs/base/console.h"
+#include "libs/base/file.h"
 #include "libs/base/platform.h"
 #include "libs/http/uri.h"
 
@@ -196,7 +197,7 @@ int run(int argc, char** argv) {
     const commandline::Arguments arguments = commandline::parse(options, argc, argv);
     if (!arguments.error().empty()) {
         complain(arguments.error());
-        std::fprintf(stderr, "%s\n", commandline::usage(options).c_str());
+        std::fprintf(stderr, "Try \"%s --help\".\n", kProgram);
         return kUsage;
     }
     if (arguments.has("help")) {
@@ -221,6 +222,9 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return tessel::run(argc, argv);
+    } catch (const tessel::EFile&) {
+        tessel::complain("cannot start: " + std::string(tessel::File::getUserApplicationDataDirectory().view()) +
+                         " cannot be made or entered");
     } catch (const tessel::Exception& caught) {
         tessel::complain(std::string("cannot start: ") + caught.toString().str());
     } catch (const std::exception& caught) {
