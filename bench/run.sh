@@ -1,17 +1,12 @@
 #!/usr/bin/env bash
-# Runs every benchmark of the release build, one after the other, and the two that time whole programs.
-#   bench/run.sh [GOOGLE-BENCHMARK-OPTION...]
-# For figures that mean something: nothing else on the machine, and --benchmark_repetitions=5.
+# Builds the release preset and measures everything beside its peer: the table of ratios, then the two whole programs.
+# For figures that mean something, nothing else may run on the machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 cmake --preset release >/dev/null
 cmake --build --preset release -- --quiet
-for program in build/release/bench/bench_*; do
-    [ "$(basename "$program")" != bench_fetch ] || continue
-    echo "== $(basename "$program")"
-    "$program" "$@"
-done
+bench/table.py
 echo "== an HTTPS download of 200 MB beside curl"
 bench/download.sh
 echo "== the headless client beside a shell script"

@@ -7,7 +7,7 @@ import subprocess
 import sys
 import tempfile
 
-CHECKER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "include_rules.py")
+CHECKER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../scripts/include_rules.py")
 HEADERS = ["libs/base/string.h", "libs/json/reader.h", "libs/curl/session.h", "apps/nebrixclient/client.h",
            "apps/nebrixclient/view/panel.h", "sdk/include/nebrix_component.h", "sdk/components/common/text.h",
            "tests/support/a.h"]
