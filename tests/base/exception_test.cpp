@@ -6,13 +6,10 @@ namespace tessel {
 namespace {
 
 TEST(Exception, keepsTheBaseNameOfItsFile) {
-    const struct {
-        const char* path;
-        const char* kept;
-    } rows[] = {
-        {"libs/base/string", "string"}, {"a\\b\\c", "c"}, {"a\\b/c\\d", "c\\d"}, {"plain", "plain"}, {"a/", ""}};
-    for (const auto& row : rows) {
-        EXPECT_EQ(Exception("m", row.path, 1).getFile(), row.kept) << row.path;
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [path, kept] :
+         {Row{"a/b/c", "c"}, {"a\\b\\c", "c"}, {"a\\b/c\\d", "c\\d"}, {"plain", "plain"}, {"a/", ""}}) {
+        EXPECT_EQ(Exception("m", path, 1).getFile(), kept) << path;
     }
 }
 

@@ -2,7 +2,7 @@
 #include <pthread.h>
 
 #include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "libs/base/console.h"
 #include "libs/base/gcobject.h"
@@ -19,27 +19,23 @@ struct EarlyAndLate {
     ~EarlyAndLate() { tessel::log(LogCategory::Error, "Static", "destructor", "after main"); }
 } earlyAndLate;
 
+/// Sleeps, drops what it holds, and ends with nobody left to join it.
 class Waiter final : public tessel::Thread {
 public:
-    Waiter(const char* name, unsigned milliseconds) : Thread(name, 0, true), m_milliseconds(milliseconds) {}
+    Waiter(const char* name, unsigned milliseconds, bool synchronised)
+        : Thread(name, 0, synchronised), m_milliseconds(milliseconds) {}
+    tessel::gc::Pointer<tessel::gc::ObjectDispose> held;
 
 protected:
     void main() override {
-        // Nobody is left to join it.
         ::pthread_detach(::pthread_self());
-        m_never.acquire(m_milliseconds);
+        tessel::Semaphore().acquire(m_milliseconds);
+        held.clear();
     }
 
 private:
     unsigned m_milliseconds;
-    tessel::Semaphore m_never;
 };
-
-void leaveSurvivors() {
-    for (const char* name : {"stubborn", "second"}) {
-        (new Waiter(name, 60'000))->run();
-    }
-}
 
 void leaveLines() {
     tessel::Console::start();
@@ -50,37 +46,25 @@ void leaveLines() {
 
 void leaveObject() {
     tessel::Console::start();
-    // Never destroyed: another thread drops the last reference while the process ends.
-    static auto& held = *new tessel::gc::Pointer<tessel::gc::ObjectDispose>;
-    class Releaser final : public tessel::Thread {
-    public:
-        Releaser() : Thread("releaser", 0, false) {}
-
-    protected:
-        void main() override {
-            ::pthread_detach(::pthread_self());
-            tessel::Semaphore().acquire(300);
-            held.clear();
-        }
-    };
-    held = new tessel::gc::ObjectDispose;
     // Reachable to the end, so that nobody takes it for a leak.
-    static Releaser* const releaser = new Releaser;
+    static auto* const releaser = new Waiter("releaser", 300, false);
+    releaser->held = new tessel::gc::ObjectDispose;
     releaser->run();
 }
 
 }  // namespace
 
 int main(int, char** arguments) {
-    const char* const how = arguments[1];
-    if (std::strcmp(how, "survivors") == 0) {
-        leaveSurvivors();
-    } else if (std::strcmp(how, "lines") == 0) {
+    const std::string how = arguments[1];
+    if (how == "survivors") {
+        (new Waiter("stubborn", 60'000, true))->run();
+        (new Waiter("second", 60'000, true))->run();
+    } else if (how == "lines") {
         leaveLines();
-    } else if (std::strcmp(how, "object") == 0) {
+    } else if (how == "object") {
         leaveObject();
-    } else if (std::strcmp(how, "finishing") == 0) {
-        (new Waiter("finishing", 300))->run();
+    } else if (how == "finishing") {
+        (new Waiter("finishing", 300, true))->run();
     }
     std::fprintf(stderr, "left main\n");
     return 0;

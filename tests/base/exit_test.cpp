@@ -16,11 +16,12 @@ using ::testing::Not;
 
 Finished probe(const char* how) { return nebrix::test::runProgram({NEBRIX_EXIT_PROBE, how}); }
 
-TEST(Exit, withoutAConsoleLoggingBeforeAndAfterMainDoesNothing) {
-    const Finished end = probe("nothing");
-    EXPECT_EQ(end.status, 0);
-    EXPECT_EQ(end.output, "");
-    EXPECT_EQ(end.errors, "left main\n");
+TEST(Exit, withoutAConsoleNothingIsLoggedAndSynchronisedThreadsAreWaitedForInSilence) {
+    for (const char* how : {"nothing", "finishing"}) {
+        const Finished end = probe(how);
+        EXPECT_EQ(end.status, 0);
+        EXPECT_EQ(end.output + end.errors, "left main\n") << how;
+    }
 }
 
 TEST(Exit, whatIsQueuedIsWrittenAndLaterLinesAtOnce) {
@@ -30,12 +31,6 @@ TEST(Exit, whatIsQueuedIsWrittenAndLaterLinesAtOnce) {
     EXPECT_THAT(end.output, HasSubstr("[main] ERROR Probe.main line 999\n"));
     EXPECT_THAT(end.output, EndsWith("[main] ERROR Static.destructor after main\n"));
     EXPECT_THAT(end.output, Not(HasSubstr("before main")));
-}
-
-TEST(Exit, synchronisedThreadsThatFinishAreWaitedForInSilence) {
-    const Finished end = probe("finishing");
-    EXPECT_EQ(end.status, 0);
-    EXPECT_EQ(end.errors, "left main\n");
 }
 
 TEST(Exit, survivorsAreReportedAfterFiveSeconds) {

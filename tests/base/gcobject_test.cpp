@@ -1,5 +1,6 @@
 #include "libs/base/gcobject.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -11,23 +12,22 @@
 namespace tessel::gc {
 namespace {
 
-template <class Base>
-class Probe : public Base {
-public:
-    explicit Probe(int& destroyed) : m_destroyed(destroyed) {}
-    ~Probe() override { ++m_destroyed; }
+using ::testing::Property;
+using ::testing::Throws;
 
-private:
-    int& m_destroyed;
+struct Probe final : ObjectDelete {
+    explicit Probe(int& counter) : destroyed(counter) {}
+    ~Probe() override { ++destroyed; }
+    int& destroyed;
 };
 
 TEST(Pointer, countsAndDestroysOnce) {
     int destroyed = 0;
-    Pointer<Probe<ObjectDelete>> first(new Probe<ObjectDelete>(destroyed));
+    Pointer<Probe> first(new Probe(destroyed));
     Pointer<ObjectDelete> second(first);
     Pointer<Object> third;
     third = second;
-    first = Pointer<Probe<ObjectDelete>>(first);
+    first = Pointer<Probe>(first);
     EXPECT_EQ(second->gcRef(), 3);
     first.clear();
     first.clear();
@@ -39,21 +39,16 @@ TEST(Pointer, countsAndDestroysOnce) {
 
 TEST(Pointer, useOfAnEmptyOneRaises) {
     const Pointer<Object> empty;
-    for (const auto use : {+[](const Pointer<Object>& p) { static_cast<void>(p->gcRef()); },
-                           +[](const Pointer<Object>& p) { static_cast<void>((*p).gcRef()); },
-                           +[](const Pointer<Object>& p) { Object::throwIfNull(p.uget()); }}) {
-        try {
-            use(empty);
-            ADD_FAILURE() << "nothing was raised";
-        } catch (const NullException& caught) {
-            EXPECT_EQ(caught.toString(), "tessel::NullException:gcobject:25");
-        }
-    }
+    const auto raises =
+        Throws<NullException>(Property(&Exception::toString, String("tessel::NullException:gcobject:25")));
+    EXPECT_THAT([&] { static_cast<void>(empty->gcRef()); }, raises);
+    EXPECT_THAT([&] { static_cast<void>((*empty).gcRef()); }, raises);
+    EXPECT_THAT([&] { Object::throwIfNull(empty.uget()); }, raises);
 }
 
 TEST(Object, anObjectWithoutReferencesIsNotRevived) {
     int destroyed = 0;
-    Probe<ObjectDelete> object(destroyed);
+    Probe object(destroyed);
     EXPECT_FALSE(object.gcAddRef(true));
     EXPECT_EQ(object.gcRef(), 0);
     object.gcAddRef(false);
@@ -62,13 +57,11 @@ TEST(Object, anObjectWithoutReferencesIsNotRevived) {
     EXPECT_TRUE(object.gcRemoveRef());
 }
 
-/// A link of a chain whose end drops the next link.
-class Link final : public ObjectDispose {
-public:
-    Pointer<Link> next;
-};
-
 TEST(Recycle, aLongChainEndsWithoutRecursionAndUncounted) {
+    /// Its end drops the next link.
+    struct Link final : ObjectDispose {
+        Pointer<Link> next;
+    };
     const long before = disposeGuard().count();
     Pointer<Link> head;
     for (int i = 0; i < 500'000; ++i) {
@@ -86,20 +79,14 @@ TEST(DisposeGuard, logsOnlyWhatItHasToWaitFor) {
     DisposeGuard guard;
     guard.wait();
     EXPECT_EQ(log.count("DisposeGuard"), 0U);
-
-    for (int i = 0; i < 3; ++i) {
-        guard.incr();
-    }
+    guard.incr();
     guard.wait(1);
-    EXPECT_TRUE(log.contains("TRACE DisposeGuard.~DisposeGuard wait for3 refs for 10 seconds"));
-    EXPECT_TRUE(log.contains("ERROR DisposeGuard.~DisposeGuard 3 refs still active, continuing anyway"));
-
+    EXPECT_TRUE(log.contains("TRACE DisposeGuard.~DisposeGuard wait for1 refs for 10 seconds"));
+    EXPECT_TRUE(log.contains("ERROR DisposeGuard.~DisposeGuard 1 refs still active, continuing anyway"));
     log.clear();
     std::thread last([&] {
-        log.waitFor("wait for3 refs");
-        for (int i = 0; i < 3; ++i) {
-            guard.decr();
-        }
+        log.waitFor("wait for1 refs");
+        guard.decr();
     });
     guard.wait();
     last.join();

@@ -3,14 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace tessel {
 
 namespace {
 
-std::vector<std::string> fields(Splitter& splitter) {
-    std::vector<std::string> result;
+using Fields = std::vector<std::string>;
+
+Fields fields(Splitter& splitter) {
+    Fields result;
     for (splitter.next(); splitter.valid(); splitter.next()) {
         EXPECT_EQ(splitter.length(), splitter.field().length());
         result.emplace_back(splitter.field().view());
@@ -20,26 +23,22 @@ std::vector<std::string> fields(Splitter& splitter) {
     return result;
 }
 
-using Fields = std::vector<std::string>;
-
 }  // namespace
 
 TEST(Splitter, givesOneFieldMoreThanSeparators) {
-    struct Case {
-        const char* text;
-        Fields byComma;
-        Fields byCommaOrBlank;
+    const std::tuple<const char*, Fields, Fields> rows[] = {
+        {"", {""}, {""}},
+        {"one", {"one"}, {"one"}},
+        {"a,b c", {"a", "b c"}, {"a", "b", "c"}},
+        {",a,, b,", {"", "a", "", " b", ""}, {"", "a", "", "", "b", ""}},
     };
-    for (const Case& c : {Case{"", {""}, {""}},
-                          {"one", {"one"}, {"one"}},
-                          {"a,b c", {"a", "b c"}, {"a", "b", "c"}},
-                          {",a,, b,", {"", "a", "", " b", ""}, {"", "a", "", "", "b", ""}}}) {
-        CharSplitter byComma(c.text, ',');
-        FirstOfSplitter byCommaOrBlank(c.text, ", ");
-        EXPECT_EQ(fields(byComma), c.byComma) << c.text;
-        EXPECT_EQ(fields(byCommaOrBlank), c.byCommaOrBlank) << c.text;
+    for (const auto& [text, atCommas, atCommasAndBlanks] : rows) {
+        CharSplitter byComma(text, ',');
+        FirstOfSplitter byCommaOrBlank(text, ", ");
+        EXPECT_EQ(fields(byComma), atCommas) << text;
+        EXPECT_EQ(fields(byCommaOrBlank), atCommasAndBlanks) << text;
         byComma.rewind();
-        EXPECT_EQ(fields(byComma), c.byComma) << "again: " << c.text;
+        EXPECT_EQ(fields(byComma), atCommas) << "again: " << text;
     }
 }
 

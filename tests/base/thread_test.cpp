@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <thread>
 
 #include "libs/base/console.h"
@@ -16,10 +17,11 @@
 namespace tessel {
 namespace {
 
+/// Runs what it is given; its end waits for the thread.
 class Task final : public Thread {
 public:
-    explicit Task(std::function<void()> body, const char* name = "task", bool synchronised = false)
-        : Thread(name, 0, synchronised), m_body(std::move(body)) {}
+    explicit Task(std::function<void()> body, const char* name = "task")
+        : Thread(name, 0, false), m_body(std::move(body)) {}
     ~Task() override { join(); }
 
 protected:
@@ -34,14 +36,12 @@ TEST(Thread, runReturnsOnlyWhenTheThreadHasBegun) {
     Thread* inside = nullptr;
     Task task([&] {
         inside = Thread::getCurrentThread();
+        EXPECT_FALSE(inside->join()) << "nobody can wait for himself";
         leave.acquire();
     });
     EXPECT_TRUE(task.join());
-    EXPECT_EQ(task.getThreadId(), 0U);
     task.run(false);
-    EXPECT_TRUE(task.isRunning());
-    EXPECT_FALSE(task.isMyThread());
-    EXPECT_NE(task.getThreadId(), 0U);
+    EXPECT_TRUE(task.isRunning() && !task.isMyThread());
     task.run(false);  // runs already: nothing happens
     EXPECT_FALSE(task.join(1));
     leave.release();
@@ -58,30 +58,17 @@ TEST(Thread, mayRunAgainAndFromManyThreadsAtOnce) {
         ++runs;
         running.fetch_sub(1);
     });
-    std::vector<std::thread> callers;
-    for (int i = 0; i < 4; ++i) {
-        callers.emplace_back([&] {
-            for (int n = 0; n < 50; ++n) {
-                task.run(n % 2 == 0);
-                task.join();
-            }
-        });
-    }
-    for (std::thread& caller : callers) {
-        caller.join();
-    }
+    const auto call = [&] {
+        for (int n = 0; n < 100; ++n) {
+            task.run(n % 2 == 0);
+            task.join();
+        }
+    };
+    std::thread other(call);
+    call();
+    other.join();
     EXPECT_TRUE(task.join());
-    EXPECT_GE(runs.load(), 50);
-}
-
-TEST(Thread, joiningOneselfReturnsAtOnce) {
-    Task* self = nullptr;
-    bool joined = true;
-    Task task([&] { joined = self->join(); });
-    self = &task;
-    task.run();
-    task.join();
-    EXPECT_FALSE(joined);
+    EXPECT_GE(runs.load(), 100);
 }
 
 TEST(Thread, anExceptionEndsTheThreadOnly) {
@@ -92,48 +79,42 @@ TEST(Thread, anExceptionEndsTheThreadOnly) {
         task.run();
         EXPECT_TRUE(task.join(30'000));
     }
+    MainThread never;
+    never.run();
+    never.join();
+    EXPECT_TRUE(log.contains("ERROR MainThread.main NEVER CALL ME"));
     EXPECT_EQ(log.count("[faulty] ERROR Thread.thread_func Exception caught in main()"), 2U);
     EXPECT_EQ(log.count("[faulty] TRACE Exception.catch EReader:x:3 -> thread:"), 1U);
-}
-
-TEST(Thread, aLongNameIsCutForTheSystemOnly) {
-    char system[32] = {};
-    String logged;
-    Task task(
-        [&] {
-            ::pthread_getname_np(::pthread_self(), system, sizeof system);
-            Thread::getCurrentThread()->setName("another");
-            logged = Thread::currentName();
-        },
-        "a name of more than fifteen bytes");
-    EXPECT_EQ(task.getName(), "a name of more than fifteen bytes");
-    task.run();
-    task.join();
-    EXPECT_STREQ(system, "a name of more ");
-    EXPECT_EQ(logged, "another");
 }
 
 TEST(Thread, everyThreadHasANameForTheLog) {
     EXPECT_EQ(Thread::currentName(), "main");
     ASSERT_NE(Thread::getCurrentThread(), nullptr);
-    EXPECT_EQ(Thread::getCurrentThread()->getName(), "main");
     EXPECT_TRUE(Thread::getCurrentThread()->isMyThread());
     std::thread([] {
         EXPECT_EQ(Thread::getCurrentThread(), nullptr);
         EXPECT_EQ(Thread::currentName(), "thread-" + toString(platform::currentThreadId()));
     }).join();
+    const auto body = [] {
+        char system[32] = {};
+        ::pthread_getname_np(::pthread_self(), system, sizeof system);
+        EXPECT_STREQ(system, "a name of more ") << "cut for the system only";
+        EXPECT_EQ(Thread::currentName(), "a name of more than fifteen bytes");
+        Thread::getCurrentThread()->setName("another");
+        EXPECT_EQ(Thread::currentName(), "another");
+    };
+    Task(body, "a name of more than fifteen bytes").run();
 }
 
 TEST(Thread, waitEndsByWakeUpAndSleepDoesNot) {
     Mutex mutex;
     bool asked = false;
-    bool woken = false;
     Semaphore waiting;
     Task task([&] {
         const Lock lock(mutex);
         waiting.release();
         while (!asked) {
-            woken = Thread::getCurrentThread()->wait(60'000, mutex);
+            EXPECT_TRUE(Thread::getCurrentThread()->wait(60'000, mutex));
         }
         EXPECT_FALSE(Thread::getCurrentThread()->wait(1, mutex));
         Thread::getCurrentThread()->sleep(1, mutex);
@@ -146,44 +127,29 @@ TEST(Thread, waitEndsByWakeUpAndSleepDoesNot) {
     }
     task.wakeUp();
     EXPECT_TRUE(task.join(30'000));
-    EXPECT_TRUE(woken);
 }
 
-class Datum final : public ThreadLocalData {
-public:
-    explicit Datum(std::atomic<int>& alive) : m_alive(alive) { ++m_alive; }
-    ~Datum() override { --m_alive; }
-
-private:
-    std::atomic<int>& m_alive;
-};
-
 TEST(Thread, localDataGoesWithTheThread) {
-    std::atomic<int> alive{0};
+    const auto alive = std::make_shared<int>();
+    struct Datum final : ThreadLocalData {
+        explicit Datum(std::shared_ptr<int> counted) : held(std::move(counted)) {}
+        std::shared_ptr<int> held;
+    };
     Task task([&] {
         Thread& self = *Thread::getCurrentThread();
-        self.setLocalData("a", new Datum(alive));
-        self.setLocalData("a", new Datum(alive));
-        self.setLocalData("b", new Datum(alive));
+        for (const char* name : {"a", "a", "b"}) {
+            self.setLocalData(name, new Datum(alive));
+        }
         self.removeLocalData("b");
-        EXPECT_EQ(self.getLocalData("b"), nullptr);
-        EXPECT_NE(self.getLocalData("a"), nullptr);
-        EXPECT_EQ(alive, 1);
+        EXPECT_TRUE(self.getLocalData("a") != nullptr && self.getLocalData("b") == nullptr);
+        EXPECT_EQ(alive.use_count(), 2);
     });
     task.run();
     task.join();
-    EXPECT_EQ(alive, 0);
+    EXPECT_EQ(alive.use_count(), 1);
 }
 
-TEST(MainThread, mustNeverRun) {
-    const nebrix::test::SystemLogCapture log;
-    MainThread thread;
-    thread.run();
-    thread.join();
-    EXPECT_TRUE(log.contains("ERROR MainThread.main NEVER CALL ME"));
-}
-
-TEST(ThreadDeathTest, aThreadThatCannotBeCreatedEndsTheProcess) {
+TEST(ThreadDeathTest, aThreadThatCannotBeCreatedOrIsKilledEndsTheProcess) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto launch = [](unsigned long stack) {
         Console::start();
@@ -197,10 +163,6 @@ TEST(ThreadDeathTest, aThreadThatCannotBeCreatedEndsTheProcess) {
                 "ERROR Thread.run Invalid argument for attr\n.*ERROR Thread.run Invalid argument\n");
     EXPECT_EXIT(launch(1UL << 46U), ::testing::KilledBySignal(SIGABRT),
                 "ERROR Thread.run Not enough system resources to create the thread\n");
-}
-
-TEST(ThreadDeathTest, killingAThreadEndsTheProcess) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto kill = [] {
         Semaphore never;
         Task task([&] { never.acquire(); });
@@ -209,5 +171,6 @@ TEST(ThreadDeathTest, killingAThreadEndsTheProcess) {
     };
     EXPECT_EXIT(kill(), ::testing::KilledBySignal(SIGKILL), "");
 }
+
 }  // namespace
 }  // namespace tessel

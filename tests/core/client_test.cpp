@@ -4,33 +4,15 @@
 
 #include <thread>
 
-#include "apps/nebrix-demo-gateway/demogateway.h"
 #include "libs/base/console.h"
 #include "tests/core/recorder.h"
-#include "tests/support/logfile.h"
-#include "tests/support/privatehome.h"
+#include "tests/integration/session.h"
 
 namespace tessel::test {
 namespace {
 
 using gateway::ComponentType;
-using gateway::DemoGateway;
-using gateway::Fault;
-using gateway::GatewayOptions;
 using Lines = std::vector<std::string>;
-
-GatewayOptions options(std::initializer_list<Fault> faults) {
-    GatewayOptions values;
-    const std::string components = NEBRIX_TEST_COMPONENTS;
-    values.libraries = {{ComponentType::PluginDll, components + "/libtest-plugin.so"},
-                        {ComponentType::PluginDllNoTunnel, components + "/libtest-plugin.so"},
-                        {ComponentType::Hostchecker, components + "/libtest-hostchecker.so"}};
-    values.keyPath = NEBRIX_TEST_SOURCE "/resources/keys/development-private.pem";
-    for (const Fault fault : faults) {
-        values.faults.add(fault);
-    }
-    return values;
-}
 
 /// A driver in this process against a gateway in this process.
 class ClientTest : public testing::Test {
@@ -44,8 +26,10 @@ protected:
         unsetenv("NEBRIX_TEST_STATUS");
     }
 
-    void serve(std::initializer_list<Fault> faults = {}) {
-        m_gateway = std::make_unique<DemoGateway>(options(faults));
+    void serve(gateway::Faults faults = {}) {
+        gateway::GatewayOptions options = nebrix::test::recordingComponents();
+        options.faults = faults;
+        m_gateway = std::make_unique<gateway::DemoGateway>(options);
         m_gateway->start();
         m_home.configure({m_gateway->authority()});
         nebrix::test::writeFile(m_home.data("statuses"), R"([{"code":5,"status":"connected ip=10.0.0.7"}])"
@@ -61,7 +45,7 @@ protected:
 
     nebrix::test::PrivateHome m_home;
     NotifyRecorder m_notify;
-    std::unique_ptr<DemoGateway> m_gateway;
+    std::unique_ptr<gateway::DemoGateway> m_gateway;
     std::unique_ptr<NebrixClient> m_client;
 };
 
@@ -74,8 +58,6 @@ TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
     EXPECT_EQ(m_notify.lines().front(), "dispatch 2");
     EXPECT_EQ(m_notify.lines().back(), "status 4");
     const std::string made = calls();
-    EXPECT_NE(made.find("DllSetHostname2\t127.0.0.1\n"), std::string::npos);
-    EXPECT_NE(made.find("DllSetSuffix2\t" + m_gateway->clientId()), std::string::npos);
     EXPECT_NE(made.find("DllSetCertDirectory2\t" + m_home.data() + "//Plugin/PKIs/"), std::string::npos);
     EXPECT_NE(made.find("DllSetProxy2\t1|none|||||save:no\n"), std::string::npos);
     EXPECT_EQ(made.substr(made.rfind("DllStop2")), "DllStop2\n");
@@ -119,7 +101,9 @@ TEST_F(ClientTest, ARestartBeginsWhenTheOldAttemptHasEnded) {
 }
 
 TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
-    serve({Fault::Silent});
+    gateway::Faults silent;
+    silent.add(gateway::Fault::Silent);
+    serve(silent);
     start(ComponentType::PluginDll);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     m_client.reset();  // within the test's time limit, although the gateway never answers
@@ -130,31 +114,19 @@ TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
     EXPECT_NE(calls().find("DllStop2"), std::string::npos);
 }
 
-TEST_F(ClientTest, AHostCheckIsPostedUntilTheGatewayHasEnough) {
+TEST_F(ClientTest, SessionsThatEndByThemselvesSayWhatTheyDid) {
+    const std::tuple<ComponentType, Lines, const char*> cases[] = {
+        {ComponentType::Hostchecker, {"dispatch 3", "status 2", "status 5", "status 4"}, "CloseHostCheckerDll"},
+        {ComponentType::PluginDllNoTunnel, {"dispatch 4", "status 4"}, "LaunchSafeResource\t1\twelcome.txt"}};
     serve();
-    start(ComponentType::Hostchecker);
-    ASSERT_TRUE(m_client->join(30000));
-    EXPECT_EQ(m_notify.lines(), (Lines{"dispatch 3", "status 2", "status 5", "status 4"}));
-    EXPECT_EQ(m_gateway->hostChecks().size(), 4U);
-    EXPECT_NE(calls().find("CloseHostCheckerDll"), std::string::npos);
-    EXPECT_TRUE(logged("TRACE NebrixClientHostchecker.sendResponse demo host check"));
-}
-
-TEST_F(ClientTest, AResourceIsLaunchedOnce) {
-    serve();
-    start(ComponentType::PluginDllNoTunnel);
-    ASSERT_TRUE(m_client->join(20000));
-    EXPECT_EQ(m_notify.lines(), (Lines{"dispatch 4", "status 4"}));
-    EXPECT_NE(calls().find("LaunchSafeResource\t1\twelcome.txt"), std::string::npos);
-    EXPECT_EQ(calls().find("DllStart2"), std::string::npos);
-}
-
-TEST_F(ClientTest, AGatewayThatIsNotThereIsAConnectError) {
-    serve();
-    m_gateway->stop();
-    start(ComponentType::PluginDll);
-    ASSERT_TRUE(m_client->join(20000));
-    EXPECT_EQ(m_notify.lines(), Lines{"connect-error"});
+    for (const auto& [type, lines, call] : cases) {
+        m_notify.clear();
+        start(type);
+        ASSERT_TRUE(m_client->join(30000));
+        EXPECT_EQ(m_notify.lines(), lines);
+        EXPECT_NE(calls().find(call), std::string::npos);
+        EXPECT_EQ(calls().find("DllStart2"), std::string::npos);
+    }
 }
 
 TEST(NebrixClientLanguage, ComesFromTheLink) {

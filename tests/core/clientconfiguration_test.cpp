@@ -48,6 +48,9 @@ TEST(ClientConfiguration, ReadsATunnelPluginWhole) {
     EXPECT_EQ(plugin.certificates.ca.md5, "0");
     EXPECT_TRUE(plugin.certificates.cert.md5.empty());
     EXPECT_TRUE(plugin.sslservercertname.empty());
+    const auto named = load(object("plugindll", kPlugin + R"(,"sslservercertname":["a","b"])"));
+    named->accept(caught);
+    EXPECT_EQ(caught.plugin->sslservercertname, (List<String>{"a", "b"}));
     EXPECT_EQ(plugin.pluginDlls.current().version, "2.1");
     EXPECT_THROW(static_cast<void>(Dll(plugin.pluginDlls.win32)), EConfUsingMissingOptionalConf);
 }
@@ -62,13 +65,6 @@ TEST(ClientConfiguration, DispatchesEachTypeToItsOverload) {
     ASSERT_NE(caught.hostchecker, nullptr);
     EXPECT_EQ(caught.hostchecker->hostcheckingtimer, 4294967295U);
     EXPECT_THROW(static_cast<void>(caught.hostchecker->hostcheckerDlls.current()), EConfUsingMissingOptionalConf);
-}
-
-TEST(ClientConfiguration, ReadsTheListOfCertificateNames) {
-    const auto configuration = load(object("plugindll", kPlugin + R"(,"sslservercertname":["a","b"])"));
-    Catcher caught;
-    configuration->accept(caught);
-    EXPECT_EQ(caught.plugin->sslservercertname, (List<String>{"a", "b"}));
 }
 
 TEST(ClientConfiguration, RefusesTypesItDoesNotKnow) {

@@ -25,21 +25,19 @@ protected:
     void forget() const { nebrix::test::writeFile(m_directory.path("calls"), ""); }
 
     static PluginDllInstance::Parameters parameters() {
-        PluginDllInstance::Parameters values;
-        values.login = "lo";
-        values.organization = "or";
-        values.hostname = "ho";
-        values.server = "se";
-        values.suffix = "su";
-        values.ticket = "ti";
-        values.sessionId = "si";
-        values.certDirectory = "cd";
-        values.certFileName = "cf";
-        values.caFileName = "ca";
-        values.certPassword = "cp";
-        values.sslServerNames = {"one", "two"};
-        values.downloadDelegate = &StaticDownloadWrapper::downloadFileTo;
-        return values;
+        return {"lo",
+                "or",
+                "ho",
+                "se",
+                "su",
+                "ti",
+                "si",
+                "cd",
+                "cf",
+                "ca",
+                "cp",
+                {"one", "two"},
+                &StaticDownloadWrapper::downloadFileTo};
     }
 
     nebrix::test::TemporaryDirectory m_directory;
@@ -103,14 +101,10 @@ TEST_F(ComponentLibraryTest, RefusesWhatLacksARequiredEntryOrMakesNoInstance) {
     EXPECT_THROW(HostCheckerDllInstance{component("test-hostchecker-no-rules")}, EModuleLoader);
 }
 
-TEST_F(ComponentLibraryTest, ANullTextIsAnEmptyOne) {
+TEST_F(ComponentLibraryTest, NullTextsAndSettersThatReturnNumbersAreTaken) {
     EXPECT_EQ(PluginDllInstance(component("test-plugin-null-errors"), "1", "/").getErrors(), "");
     EXPECT_EQ(HostCheckerDllInstance(component("test-hostchecker-null-rules")).getValidRules("r"), "");
-}
-
-TEST_F(ComponentLibraryTest, SettersThatReturnNumbersAreDrivenAlike) {
-    PluginDllInstance plugin(component("test-plugin-int-results"), "1", "/");
-    plugin.start(parameters());
+    PluginDllInstance(component("test-plugin-int-results"), "1", "/").start(parameters());
     EXPECT_NE(calls().find("DllStart2"), std::string::npos);
 }
 

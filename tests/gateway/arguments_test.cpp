@@ -11,22 +11,16 @@ TEST(GatewayArguments, fillTheOptions) {
     const nebrix::test::TemporaryDirectory folder;
     const std::string tunnel = folder.write("libnebrix-tunnel.so", "");
     const ProgramArguments arguments = parseArguments(
-        {"--port=8443", "--client-id", "demo", "--component", "hostchecker=/x/y.so", "--fault", "slow", "-f",
-         "archive-cut", "--continue", "0", "--timer", "7", "--pause", "10", "--ticket", "T", "--request", "os"},
+        {"--port=8443", "--component", "hostchecker=/x/y.so", "--fault", "slow", "-f", "archive-cut", "--pause", "10"},
         folder.path());
     ASSERT_EQ(arguments.error, "");
     const GatewayOptions& options = arguments.options;
     EXPECT_EQ(options.port, 8443U);
-    EXPECT_EQ(options.clientId, "demo");
     EXPECT_EQ(options.libraries, (std::map<ComponentType, std::string>{{ComponentType::PluginDll, tunnel},
                                                                        {ComponentType::Hostchecker, "/x/y.so"}}));
     EXPECT_TRUE(options.faults.has(Fault::Slow) && options.faults.has(Fault::ArchiveCut));
     EXPECT_FALSE(options.faults.has(Fault::Silent));
-    EXPECT_EQ(options.continuedPosts, 0U);
-    EXPECT_EQ(options.hostCheckingTimer, 7U);
     EXPECT_EQ(options.pause.count(), 10);
-    EXPECT_EQ(options.ticket, "T");
-    EXPECT_EQ(options.hostCheckingRequest, "os");
 }
 
 TEST(GatewayArguments, areRefusedWithAReason) {
@@ -35,7 +29,6 @@ TEST(GatewayArguments, areRefusedWithAReason) {
         {{"--port", "65536"}, "option --port needs a number from 0 to 65535"},
         {{"--component", "plugindll"}, "option --component needs TYPE=FILE, not \"plugindll\""},
         {{"--component", "other=/x"}, "option --component needs TYPE=FILE, not \"other=/x\""},
-        {{"operand"}, "unexpected operand \"operand\""},
     };
     for (const auto& [words, error] : cases) {
         EXPECT_EQ(parseArguments(words, "/nowhere").error, error);

@@ -5,13 +5,15 @@
 namespace tessel::commandline {
 namespace {
 
+const char* const kLongText = "a help text that has to be broken because it does not fit into the line at all";
+
 const Grammar& grammar() {
     static const Grammar kGrammar{.program = "tool",
                                   .operands = "FILE [FILE]",
                                   .summary = "Does something.",
                                   .options = {{.name = "key", .letter = 'k', .value = "FILE", .help = "a key"},
                                               {.name = "fault", .value = "NAME", .help = "a fault", .repeatable = true},
-                                              {.name = "force", .letter = 'f', .help = "a switch"},
+                                              {.name = "force", .letter = 'f', .help = kLongText},
                                               {.name = "help", .letter = 'h', .help = "this"}},
                                   .fewestOperands = 1,
                                   .mostOperands = 2,
@@ -38,10 +40,9 @@ TEST(CommandLine, takesOptionsInEveryForm) {
 
 TEST(CommandLine, saysWhatIsWrong) {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {{}, "missing operand: usage: tool [options] FILE [FILE]"},
+        {{}, "missing operand: FILE [FILE]"},
         {{"a", "b", "c"}, "unexpected operand \"c\""},
         {{"--nothing", "a"}, "unknown option --nothing"},
-        {{"--ke", "K", "a"}, "unknown option --ke"},
         {{"-x"}, "unknown option -x"},
         {{"a", "--key"}, "option --key needs a value (FILE)"},
         {{"a", "-k"}, "option --key needs a value (FILE)"},
@@ -56,11 +57,7 @@ TEST(CommandLine, saysWhatIsWrong) {
 }
 
 TEST(CommandLine, helpNamesEveryOptionWithin80Columns) {
-    Grammar wordy = grammar();
-    wordy.options.push_back({.name = "a-rather-long-name",
-                             .value = "VALUE",
-                             .help = "a help text that has to be broken because it does not fit into the line at all"});
-    const std::string text = help(wordy);
+    const std::string text = help(grammar());
     for (const char* part : {"usage: tool [options] FILE [FILE]\n", "Does something.\n", "  -k, --key FILE ",
                              "      --fault NAME ", "\nThe end.\n"}) {
         EXPECT_NE(text.find(part), std::string::npos) << part;
@@ -73,10 +70,9 @@ TEST(CommandLine, helpNamesEveryOptionWithin80Columns) {
 TEST(CommandLine, numberTakesDigitsAloneWithinTheBounds) {
     EXPECT_EQ(number("0", 0, 9), 0U);
     EXPECT_EQ(number("65535", 1, 65535), 65535U);
-    for (const char* wrong : {"", "-1", "+1", " 1", "1 ", "1x", "0x1", "65536", "99999999999999999999"}) {
-        EXPECT_EQ(number(wrong, 0, 65535), std::nullopt) << wrong;
+    for (const char* wrong : {"", "-1", "+1", " 1", "1 ", "1x", "0x1", "0", "65536", "99999999999999999999"}) {
+        EXPECT_EQ(number(wrong, 1, 65535), std::nullopt) << wrong;
     }
-    EXPECT_EQ(number("0", 1, 9), std::nullopt);
 }
 
 }  // namespace

@@ -8,19 +8,12 @@ namespace fs = std::filesystem;
 
 GatewayOptions recordingComponents() {
     GatewayOptions options;
-    options.libraries = {{ComponentType::PluginDll, NEBRIX_TEST_COMPONENTS "/libtest-plugin.so"},
-                         {ComponentType::PluginDllNoTunnel, NEBRIX_TEST_COMPONENTS "/libtest-plugin.so"},
+    const std::string plugin = NEBRIX_TEST_COMPONENTS "/libtest-plugin.so";
+    options.libraries = {{ComponentType::PluginDll, plugin},
+                         {ComponentType::PluginDllNoTunnel, plugin},
                          {ComponentType::Hostchecker, NEBRIX_TEST_COMPONENTS "/libtest-hostchecker.so"}};
     options.hostCheckingTimer = 0;
     options.continuedPosts = 0;
-    return options;
-}
-
-GatewayOptions referenceComponents() {
-    GatewayOptions options;
-    options.libraries = {{ComponentType::PluginDll, NEBRIX_COMPONENTS "/libnebrix-tunnel.so"},
-                         {ComponentType::PluginDllNoTunnel, NEBRIX_COMPONENTS "/libnebrix-notunnel.so"},
-                         {ComponentType::Hostchecker, NEBRIX_COMPONENTS "/libnebrix-hostchecker.so"}};
     return options;
 }
 
@@ -46,33 +39,23 @@ ChildProcess::Options Session::environment() const {
     return options;
 }
 
+Finished Session::run(ComponentType type) const {
+    fs::remove(m_marks.path("loaded"));
+    fs::remove(m_marks.path("calls"));
+    return runProgram(client(type), environment());
+}
+
 bool Session::loaded() const { return fs::exists(m_marks.path("loaded")); }
 
 std::string Session::calls() const {
     return fs::exists(m_marks.path("calls")) ? readFile(m_marks.path("calls")) : std::string();
 }
 
-void Session::clearMarks() const {
-    fs::remove(m_marks.path("loaded"));
-    fs::remove(m_marks.path("calls"));
-}
-
 std::map<std::string, std::string> Session::files() const {
     std::map<std::string, std::string> result;
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.data())) {
-        if (entry.is_regular_file()) {
-            result[fs::relative(entry.path(), m_home.data()).string()] = readFile(entry.path().string());
-        }
-    }
-    return result;
-}
-
-std::vector<std::string> Session::filesNamed(const std::string& ending) const {
-    std::vector<std::string> result;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.path())) {
-        if (entry.path().string().ends_with(ending)) {
-            result.push_back(entry.path().string());
-        }
+        const std::string name = fs::relative(entry.path(), m_home.path()).string();
+        result[name] = entry.is_regular_file() ? readFile(entry.path().string()) : std::string();
     }
     return result;
 }

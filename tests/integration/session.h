@@ -19,8 +19,6 @@ using tessel::gateway::GatewayOptions;
 
 /// Options with the recording components, which say in files that they were loaded and called.
 GatewayOptions recordingComponents();
-/// Options with the reference components.
-GatewayOptions referenceComponents();
 
 /// A gateway in this process and a home for the headless client, whose sessions run as child processes.
 class Session {
@@ -38,19 +36,16 @@ public:
     [[nodiscard]] std::vector<std::string> client(ComponentType type, std::vector<std::string> words = {}) const;
     /// Environment of the client.
     [[nodiscard]] ChildProcess::Options environment() const;
-    /// Runs a session to its end.
-    [[nodiscard]] Finished run(ComponentType type) const { return runProgram(client(type), environment()); }
+    /// Runs a session to its end, after forgetting what the components of earlier ones recorded.
+    [[nodiscard]] Finished run(ComponentType type = ComponentType::Hostchecker) const;
 
-    /// Whether a recording component was loaded since the last clearMarks().
+    /// Whether a recording component was loaded.
     [[nodiscard]] bool loaded() const;
     /// The calls it got so far, one line each.
     [[nodiscard]] std::string calls() const;
-    void clearMarks() const;
 
-    /// Every file below the client's data directory, with its content.
+    /// Everything below the client's home: the path in it, and the content of what is a file.
     [[nodiscard]] std::map<std::string, std::string> files() const;
-    /// The files whose names end so.
-    [[nodiscard]] std::vector<std::string> filesNamed(const std::string& ending) const;
 
 private:
     PrivateHome m_home;
