@@ -19,7 +19,8 @@ using Block = gc::Pointer<MemoryBlock>;
 
 TEST(MemoryBlockPool, roundsUpToItsClasses) {
     for (const auto& [size, capacity] : {Row{1, 64}, {64, 64}, {65, 128}, {8191, 8192}, {8193, 8256}, {9000, 9024}}) {
-        EXPECT_EQ(memoryBlockPool.create(size)->capacity(), capacity) << size;
+        const Block block = memoryBlockPool.create(size);
+        EXPECT_EQ(block->capacity(), capacity) << size;
     }
 }
 
