@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "libs/base/errors.h"
 #include "libs/curl/curlwrapper.h"
 #include "tests/curl/rawserver.h"
@@ -16,7 +18,6 @@ namespace {
 
 constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody";
 
-std::string text(const Memory& memory) { return std::string(memory.view()); }
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
@@ -27,7 +28,7 @@ TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
     Memory body = String("before ");
     RequestInfo info;
     EXPECT_TRUE(session.request(server.url(), body, info));
-    EXPECT_EQ(text(body), "before body");
+    EXPECT_EQ(body.view(), "before body");
     EXPECT_EQ(info.getCode(), 0);
     EXPECT_EQ(info.getResponseHeader().getResponseCode(), 302);
     EXPECT_EQ(info.getResponseHeader().get("x-last"), "yes");
@@ -57,23 +58,24 @@ TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
 
 TEST(Transfer, FailuresAreToldAndLogged) {
     const RawServer server("HTTP/1.1 200 OK\r\nContent-Length: 40\r\n\r\ncut");
-    const std::pair<String, int> cases[] = {{server.url(), 18},
-                                            {"file:///etc/passwd", 1},
-                                            {"ftp://127.0.0.1/", 1},
-                                            {"", 3},
-                                            {String("http://127.0.0.1\0/", 18), 3},
-                                            {"http://name.invalid/", 6}};
+    const std::pair<String, const char*> cases[] = {{server.url(), "18"},
+                                                    {"file:///etc/passwd", "1"},
+                                                    {"ftp://127.0.0.1/", "1"},
+                                                    {"", "3"},
+                                                    {String("http://127.0.0.1\0/", 18), "3"},
+                                                    {"http://name.invalid/", "6"}};
     for (const auto& [url, code] : cases) {
         const SystemLogCapture log;
         CurlSession session;
         Memory body;
         RequestInfo info;
         EXPECT_FALSE(session.request(url, body, info));
-        EXPECT_EQ(info.getCode(), code) << url.view();
-        const String logged = "ERROR CurlEasyWrapper.request " + info.getErrorString() + " (#" +
-                              String::copy(std::to_string(code)) + ") [" + info.getErrorBuffer() + "]";
-        EXPECT_EQ(log.count(std::string(logged.view())), 1U);
+        const std::string name(info.getErrorString().view());
+        const std::string detail(info.getErrorBuffer().view());
+        EXPECT_EQ(log.count("ERROR CurlEasyWrapper.request " + name + " (#" + code + ") [" + detail + "]"), 1U);
+        EXPECT_EQ(info.format().view(), "Code: " + (code + ("(" + name + ")")) + (detail.empty() ? "" : "\n" + detail));
     }
+    EXPECT_EQ(RequestInfo().format(), "Code: 0");
 }
 
 TEST(Transfer, BodiesAreBounded) {
@@ -94,48 +96,42 @@ TEST(Transfer, BodiesAreBounded) {
     }
 }
 
-struct FailingWriter final : IWriter {
+struct ActingWriter final : IWriter {
     using IWriter::write;
-    void write(const char*, unsigned) override { throw IOException("IOException", "libs/disk", 7); }
+    std::function<void()> action;
+    void write(const char*, unsigned) override { action(); }
 };
 
 TEST(Transfer, AWritersExceptionEndsTheTransferAndIsLogged) {
     const RawServer server(kOk);
     const SystemLogCapture log;
     CurlSession session;
-    FailingWriter writer;
+    ActingWriter writer;
+    writer.action = [] { throw IOException("IOException", "libs/disk", 7); };
     RequestInfo info;
     EXPECT_FALSE(session.request(server.url(), writer, info));
     EXPECT_EQ(info.getCode(), 23);
     EXPECT_EQ(log.count("TRACE Exception.catch IOException:disk:7 -> curlwrapper:"), 1U);
-    // The session is still good.
     Memory body;
-    EXPECT_TRUE(session.request(server.url(), body));
+    EXPECT_TRUE(session.request(server.url(), body)) << "the session is still good";
 }
 
-/// Counts, while a transfer runs, the sockets with a peer, and those of them that another program would inherit.
-struct InheritanceWriter final : IWriter {
-    using IWriter::write;
-    int connections = 0;
-    int inherited = 0;
-    void write(const char*, unsigned) override {
+TEST(Transfer, ItsConnectionIsNotInherited) {
+    const RawServer server(kOk);
+    ActingWriter writer;
+    int connections[2] = {};  // those that another program would inherit, and the others
+    writer.action = [&] {
         for (int fd = 0; fd < 1024; ++fd) {
             sockaddr_in peer{};
             socklen_t length = sizeof peer;
             if (::getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &length) == 0 && peer.sin_family == AF_INET) {
-                ++connections;
-                inherited += (::fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0 ? 1 : 0;
+                ++connections[(::fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0 ? 1 : 0];
             }
         }
-    }
-};
-
-TEST(Transfer, ItsConnectionIsNotInherited) {
-    const RawServer server(kOk);
-    InheritanceWriter writer;
+    };
     EXPECT_TRUE(CurlSession().request(server.url(), writer));
-    EXPECT_GE(writer.connections, 1);
-    EXPECT_EQ(writer.inherited, 0);
+    EXPECT_EQ(connections[0], 0);
+    EXPECT_GE(connections[1], 1);
 }
 
 }  // namespace

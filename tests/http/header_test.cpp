@@ -27,14 +27,10 @@ TEST(Header, KeepsLinesByNameInAnyCase) {
     ASSERT_EQ(header.cookies().size(), 1U);
     EXPECT_EQ(header.cookies()[0].getPath(), "/");
     EXPECT_FALSE(header.has("X-B"));
-    EXPECT_TRUE(header.get("X-B").empty());
-}
-
-TEST(Header, RefusesAContentLengthThatIsNoNumber) {
     for (const char* value : {"-1", "1 2", "18446744073709551616", "0x1", ""}) {
-        Header header;
-        header.addLine(String("Content-Length: " + String(value)));
-        EXPECT_THROW(static_cast<void>(header.contentLength()), tessel::http::EBadHeader) << value;
+        Header refused;
+        refused.addLine(String("Content-Length: " + String(value)));
+        EXPECT_THROW(static_cast<void>(refused.contentLength()), tessel::http::EBadHeader) << value;
     }
 }
 

@@ -42,7 +42,7 @@ TEST(JsonReader, TakesMembersAsOftenAsAsked) {
     EXPECT_EQ(raised([&] { valueOf<String>(reader["a"]); }), "EJsonKeyReader:JSONReader:43");
 }
 
-TEST(JsonReader, ArraysAreReadByAskingAgain) {
+TEST(JsonReaderDeathTest, ArraysAreReadByAskingAgain) {
     const JSONWrapperFromString json("{\"list\": [1, 2], \"other\": 3}");
     JSONReader& reader = *json.getReader();
     IKeyReader& list = reader["list"];
@@ -53,6 +53,7 @@ TEST(JsonReader, ArraysAreReadByAskingAgain) {
     EXPECT_EQ(raised([&] { (void)list["x"]; }), "EJsonKeyReader:JSONReader:41");
     EXPECT_EQ(raised([&] { (void)reader.size("other"); }), "EJsonKeyReader:JSONReader:43");
     EXPECT_EQ(raised([&] { (void)reader.size("none"); }), "EJsonKeyReader:JSONReader:76");
+    EXPECT_DEATH(JSONArrayReader wrong(json), "json.getType\\(\\) == JSON::arrayValue");
 }
 
 TEST(JsonReader, WrongTypesRaiseAtTheirSites) {
@@ -89,14 +90,6 @@ TEST(JsonReader, FillsObjects) {
     EXPECT_THROW(ConfReadHelper::readKey(*json.getReader(), "bad", inner, true), EConfMissingKey);
     EXPECT_TRUE(log.contains("Missing tag: <number>"));
     EXPECT_THROW(ConfReadHelper::readKey(*json.getReader(), "no", inner, true), EJsonKeyReader);
-}
-
-TEST(JsonReaderDeathTest, AssertTheirTypes) {
-    const JSONWrapperFromString json("[1]");
-    EXPECT_DEATH(JSONNullReader reader(json), "json.getType\\(\\) == JSON::nullValue");
-    EXPECT_DEATH(JSONObjectReader reader(json), "json.getType\\(\\) == JSON::objectValue");
-    const JSONWrapperFromString object("{}");
-    EXPECT_DEATH(JSONArrayReader reader(object), "json.getType\\(\\) == JSON::arrayValue");
 }
 
 }  // namespace

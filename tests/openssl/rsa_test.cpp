@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
-
-#include <memory>
 
 #include "libs/openssl/rsa_wrapper.h"
 #include "libs/openssl/selfsignedcertificate.h"
+#include "tests/support/childprocess.h"
 
 using namespace tessel;
 
@@ -23,18 +20,6 @@ protected:
         return key.verify(data(text), text.length(), signature);
     }
 
-    /// The pair's private key under the password "secret".
-    static String encryptedPem() {
-        const std::unique_ptr<BIO, decltype(&BIO_free)> in(BIO_new_mem_buf(s_pair.privatePem().str(), -1), BIO_free);
-        const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
-            PEM_read_bio_PrivateKey(in.get(), nullptr, nullptr, nullptr), EVP_PKEY_free);
-        const std::unique_ptr<BIO, decltype(&BIO_free)> out(BIO_new(BIO_s_mem()), BIO_free);
-        PEM_write_bio_PKCS8PrivateKey(out.get(), key.get(), EVP_aes_128_cbc(), "secret", 6, nullptr, nullptr);
-        char* bytes = nullptr;
-        const long length = BIO_get_mem_data(out.get(), &bytes);
-        return String::copy(bytes, static_cast<unsigned>(length));
-    }
-
     static tls::RSA s_pair;
 };
 
@@ -48,7 +33,6 @@ TEST_F(Rsa, VerifiesWhatItsOtherHalfSignedAndNothingElse) {
     EXPECT_GT(verify(pem, text, signature), 0);
     EXPECT_GT(s_pair.verify(data(text), text.length(), signature.array()), 0);
     EXPECT_EQ(verify(pem, "Content", signature), 0);
-
     tls::RSA foreign;
     foreign.generate();
     EXPECT_EQ(verify(foreign.publicPem(), text, signature), 0);
@@ -69,42 +53,41 @@ TEST_F(Rsa, ASignatureCutByItsLastByteNeverVerifies) {
         text = String::copy(std::to_string(i).c_str());
         signature = s_pair.sign(data(text), text.length());
     }
-    EXPECT_GT(s_pair.verify(data(text), text.length(), signature), 0);
     EXPECT_EQ(s_pair.verify(data(text), text.length(), Memory::copy(signature.array(), 255)), 0);
 }
 
 TEST_F(Rsa, LoadsKeysAsOpensslDoes) {
     const String publicPem = s_pair.publicPem();
     const String privatePem = s_pair.privatePem();
-    const String ecKey = tls::SelfSignedCertificate({{"h"}, {}}).keyPem();
+    const nebrix::test::TemporaryDirectory directory;
+    const std::string file = directory.write("key.pem", std::string(privatePem.view()));
+    const String encrypted = String::copy(
+        nebrix::test::runProgram({"openssl", "pkey", "-in", file, "-aes128", "-passout", "pass:secret"}).output);
     String damaged = publicPem.clone();
     damaged.setAt(60, '*');
     const struct {
-        const char* what;
         String pem;
         const char* password;
         bool publicKey;
         int loaded;
-    } cases[] = {
-        {"public", publicPem, "", true, 1},
-        {"public, text before and behind it", String("hello\n" + publicPem + "bye"), "", true, 1},
-        {"a second block before it", String(privatePem + publicPem), "", true, 1},
-        {"private", privatePem, "", false, 1},
-        {"private, no password at all", privatePem, nullptr, false, 1},
-        {"encrypted, right password", encryptedPem(), "secret", false, 1},
-        {"encrypted, wrong password", encryptedPem(), "guess", false, 0},
-        {"encrypted, no password", encryptedPem(), nullptr, false, 0},
-        {"public for private", publicPem, "", false, 0},
-        {"elliptic curve", ecKey, "", false, 0},
-        {"damaged", damaged, "", true, 0},
-        {"cut", publicPem.range(0, 200), "", true, 0},
-        {"empty", "", "", true, 0},
-    };
+    } cases[] = {{publicPem, "", true, 1},
+                 {String("hello\n" + publicPem + "bye"), "", true, 1},
+                 {String(privatePem + publicPem), "", true, 1},
+                 {privatePem, "", false, 1},
+                 {privatePem, nullptr, false, 1},
+                 {encrypted, "secret", false, 1},
+                 {encrypted, "guess", false, 0},
+                 {encrypted, nullptr, false, 0},
+                 {publicPem, "", false, 0},
+                 {tls::SelfSignedCertificate({{"h"}, {}}).keyPem(), "", false, 0},
+                 {damaged, "", true, 0},
+                 {publicPem.range(0, 200), "", true, 0},
+                 {"", "", true, 0}};
     for (const auto& c : cases) {
         tls::RSA key;
         ASSERT_EQ(key.loadFromMem(publicPem.str(), "", true), 1);
-        EXPECT_EQ(key.loadFromMem(c.pem.str(), c.password, c.publicKey), c.loaded) << c.what;
-        EXPECT_EQ(key.loaded(), c.loaded == 1) << c.what;
+        EXPECT_EQ(key.loadFromMem(c.pem.str(), c.password, c.publicKey), c.loaded) << &c - cases;
+        EXPECT_EQ(key.loaded(), c.loaded == 1) << &c - cases;
     }
 }
 

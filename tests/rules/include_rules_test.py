@@ -15,7 +15,6 @@ HEADERS = ["libs/base/string.h", "libs/json/reader.h", "libs/curl/session.h", "a
 # file, include, part of the report ("" if it is allowed)
 CASES = [
     ("libs/base/a.cpp", "<vector>", ""),
-    ("libs/base/a.cpp", "<sys/stat.h>", ""),
     ("libs/base/a.cpp", '"libs/json/reader.h"', "libs/base may not include libs/json"),
     ("libs/http/a.cpp", '"libs/curl/session.h"', "libs/http may not include libs/curl"),
     ("libs/xml/a.h", '"string.h"', "not a header named from the repository root"),
@@ -27,23 +26,18 @@ CASES = [
     ("libs/base/a.cpp", "<boost/any.hpp>", "no library that the product depends on"),
     ("libs/base/a.cpp", "HEADER", "names no file"),
     ("apps/nebrixclient/a.cpp", "<wx/wx.h>", "only apps/nebrixclient/gui touches wx"),
-    ("apps/nebrixclient/a.cpp", '"libs/curl/session.h"', ""),
     ("apps/nebrixclient/a.cpp", '"generated/component_public_key.h"', ""),
     ("apps/nebrixclient/a.cpp", '"apps/nebrixclient/view/panel.h"', "may not include apps/nebrixclient/view"),
     ("apps/nebrixclient/view/a.cpp", '"libs/curl/session.h"', "may not include libs/curl"),
-    ("apps/nebrixclient/view/a.cpp", "<wx/wx.h>", "only apps/nebrixclient/gui touches wx"),
     ("apps/nebrixclient/gui/a.cpp", '"apps/nebrixclient/view/panel.h"', ""),
     ("apps/nebrixclient-cli/a.cpp", '"tests/support/a.h"', "nothing outside tests, bench and fuzz"),
-    ("sdk/include/a.h", "<stdint.h>", ""),
     ("sdk/include/a.h", "<unistd.h>", "C standard headers only"),
     ("sdk/components/common/a.c", '"nebrix_component.h"', ""),
-    ("sdk/components/common/a.c", '"text.h"', ""),
     ("sdk/components/tunnel/a.c", '"common/text.h"', ""),
     ("sdk/components/tunnel/a.c", '"text.h"', "not a header named from the repository root"),
     ("sdk/components/common/a.c", '"libs/base/string.h"', "sdk may not include libs/base"),
     ("tests/base/a.cpp", '"tests/support/a.h"', ""),
     ("tests/base/a.cpp", "<openssl/rsa.h>", ""),
-    ("tests/base/a.cpp", '"support/a.h"', "not a header named from the repository root"),
     ("libs/news/a.cpp", "<vector>", "no place in the rule"),
 ]
 
@@ -60,19 +54,18 @@ def run(root, *options):
 
 
 def failures():
-    for path, include, expected in CASES:
-        with tempfile.TemporaryDirectory() as root:
-            for header in HEADERS:
-                write(root, header, "")
+    with tempfile.TemporaryDirectory() as root:
+        if run(root)[0] != 2:
+            yield "a tree without sources passes"
+        for header in HEADERS:
+            write(root, header, "")
+        for path, include, expected in CASES:
             write(root, path, f"// a comment\n#  include {include}\n")
             status, output = run(root)
             reported = status == 1 and path + ":" in output and expected in output
             if not (reported if expected else status == 0):
                 yield f"{path} includes {include}: status {status}, {output!r}, expected {expected!r}"
-    with tempfile.TemporaryDirectory() as root:
-        if run(root)[0] != 2:
-            yield "a tree without sources passes"
-        write(root, "libs/base/a.cpp", "")
+            os.remove(os.path.join(root, path))
         for command, expected in [("g++ -I/t/libs/base -c a.cpp", 1), ("g++ -I/t -c libs/base/a.cpp", 0)]:
             write(root, "commands.json", json.dumps([{"file": "a.cpp", "command": command}]))
             if run(root, "--compile-commands", os.path.join(root, "commands.json"))[0] != expected:

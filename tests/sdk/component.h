@@ -43,9 +43,7 @@ private:
 /// A plug-in with one instance.
 class Plugin : public Component {
 public:
-    explicit Plugin(const std::string& name) : Component(name) {
-        m_instance = entry<NebrixDllCreatePluginFrontal>(NEBRIX_NAME_CREATE_PLUGIN_FRONTAL)();
-    }
+    using Component::Component;
     [[nodiscard]] void* instance() const { return m_instance; }
     void set(const char* setter, const std::string& value) const {
         entry<NebrixDllSetLogin2>(setter)(m_instance, value.c_str());
@@ -64,9 +62,7 @@ public:
     /// The status list of one poll as "5:status" and "8:reason".
     [[nodiscard]] std::vector<std::string> poll() const {
         Json::Value list;
-        Json::Reader reader;
-        const std::string document = text(NEBRIX_NAME_GET_ERRORS);
-        EXPECT_TRUE(reader.parse(document, list) && list.isArray()) << document;
+        EXPECT_TRUE(Json::Reader().parse(text(NEBRIX_NAME_GET_ERRORS), list) && list.isArray());
         std::vector<std::string> messages;
         for (const Json::Value& message : list) {
             const char* const member = message["code"].asInt() == NEBRIX_MESSAGE_STATUS ? "status" : "reason";
@@ -76,7 +72,7 @@ public:
     }
 
 private:
-    void* m_instance;
+    void* m_instance = entry<NebrixDllCreatePluginFrontal>(NEBRIX_NAME_CREATE_PLUGIN_FRONTAL)();
 };
 
 }  // namespace nebrix::test

@@ -1,5 +1,3 @@
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "tests/sdk/component.h"
@@ -25,29 +23,14 @@ std::string evaluate(const std::string& root, const std::string& request) {
 
 TEST(HostCheckerVersion, OrdersAsPackageManagersDo) {
     // Ascending.
-    const char* const versions[] = {"1.0~~",
-                                    "1.0~~a",
-                                    "1.0~rc1",
-                                    "1.0",
-                                    "1.0-1",
-                                    "1.0-1+b1",
-                                    "1.0-1.1",
-                                    "1.0-10",
-                                    "1.0a",
-                                    "1.0+x",
-                                    "1.0.1",
-                                    "1.2",
-                                    "1.10",
-                                    "12",
-                                    "99999999999999999999",
-                                    "100000000000000000000",
-                                    "1:0.1",
-                                    "2:0"};
-    for (std::size_t i = 0; i < std::size(versions); ++i) {
-        for (std::size_t j = 0; j < std::size(versions); ++j) {
-            const int order = version_compare(versions[i], versions[j]);
-            EXPECT_EQ(order < 0, i < j) << versions[i] << " and " << versions[j];
-            EXPECT_EQ(order > 0, i > j) << versions[i] << " and " << versions[j];
+    const std::vector<std::string> versions = split(
+        "1.0~~ 1.0~~a 1.0~rc1 1.0 1.0-1 1.0-1+b1 1.0-1.1 1.0-10 1.0a 1.0+x 1.0.1 1.2 1.10 12 99999999999999999999 "
+        "100000000000000000000 1:0.1 2:0",
+        ' ');
+    for (std::size_t i = 0; i < versions.size(); ++i) {
+        for (std::size_t j = 0; j < versions.size(); ++j) {
+            const int order = version_compare(versions[i].c_str(), versions[j].c_str());
+            EXPECT_EQ((order > 0) - (order < 0), (i > j) - (i < j)) << versions[i] << " and " << versions[j];
         }
     }
     EXPECT_EQ(version_compare("01.010", "1.10"), 0);
@@ -95,29 +78,22 @@ TEST_F(HostCheckerRules, JudgeEachConditionOnItsFacts) {
 TEST_F(HostCheckerRules, ReadWholeRequests) {
     const std::string is = " file /etc\n";
     const std::string isNot = " file /none\n";
-    const auto many = [&](int count) {
-        std::string request;
-        for (int i = 0; i < count; ++i)
-            request += "rule" + is;
-        return request;
-    };
-    const struct {
-        std::string request, answer;
-    } cases[] = {{"", ""},
-                 {"# comment\r\n\n \t\r\nb file /etc\r\na\tfile   /etc \t", "b,a"},
-                 {"a" + is + "b" + isNot + "c" + is, "a,c"},
-                 {"a" + is + "a" + isNot + "b" + is, "b"},
-                 {"a" + is + "a beep\n", ""},
-                 {"a,b" + is + "a&b" + is + "c" + is, "c"},
-                 {std::string(64, 'i') + is, std::string(64, 'i')},
-                 {std::string(65, 'i') + is, ""},
-                 {"a file /" + std::string(2000, 'x') + "\nb" + is, "b"},
-                 {many(256), "rule"},
-                 {many(257), ""},
-                 {"a" + is + "#" + std::string(65536 - 14, 'x') + "\n", "a"},
-                 {"a" + is + "#" + std::string(65536, 'x') + "\n", ""}};
-    for (const auto& c : cases)
-        EXPECT_EQ(evaluate(m_root.path(), c.request), c.answer) << c.request.substr(0, 80);
+    std::string many;
+    for (int i = 0; i < 256; ++i)
+        many += "rule" + is;
+    const std::string id(64, 'i');
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"# comment\r\n\n \t\r\nb file /etc\r\na\tfile   /etc \t", "b,a"},
+        {"a" + is + "b" + isNot + "c" + is + "c" + isNot + "d" + is + "d beep\n" + "e" + is, "a,e"},
+        {"a,b" + is + "a&b" + is + id + is + id + "i" + is + "a file /" + std::string(2000, 'x') + "\nb" + is,
+         id + ",b"},
+        {many, "rule"},
+        {many + "rule" + is, ""},
+        {"a" + is + "#" + std::string(65536 - 14, 'x') + "\n", "a"},
+        {"a" + is + "#" + std::string(65536, 'x') + "\n", ""}};
+    for (const auto& [request, answer] : cases)
+        EXPECT_EQ(evaluate(m_root.path(), request), answer) << request.substr(0, 80);
     EXPECT_EQ(evaluate("/nonexistent", "a os debian\nb kernel Linux\nc package x\nd process x\ne not file /etc"), "e");
 }
 

@@ -2,199 +2,98 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <csignal>
 #include <stdexcept>
-#include <string_view>
-#include <utility>
+#include <thread>
 
 namespace nebrix::test {
 
 namespace {
 
-struct Pipe {
-    std::array<int, 2> ends{-1, -1};
-
-    Pipe() {
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-            throw std::runtime_error("pipe2");
-        }
-        ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-    ~Pipe() {
-        ::close(ends[1]);
-        if (ends[0] >= 0) {
-            ::close(ends[0]);
-        }
-    }
-    int takeReading() { return std::exchange(ends[0], -1); }
-};
-
-/// The environment of the child as "NAME=value" texts.
-std::vector<std::string> environmentOf(const ChildProcess::Options& options) {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string_view text = *entry;
-        if (!options.environment.contains(std::string(text.substr(0, text.find('='))))) {
-            result.emplace_back(text);
-        }
-    }
-    for (const auto& [name, value] : options.environment) {
-        if (!value.empty()) {
-            result.emplace_back(name).append("=").append(value);
-        }
-    }
-    return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-pid_t spawn(std::vector<std::string>& words, const ChildProcess::Options& options, int output, int errors) {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, output, 1);
-    posix_spawn_file_actions_adddup2(&actions, errors, 2);
-    if (!options.directory.empty()) {
-        posix_spawn_file_actions_addchdir_np(&actions, options.directory.c_str());
-    }
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-
-    std::vector<std::string> environment = environmentOf(options);
-    pid_t pid = -1;
-    const int failed = ::posix_spawnp(&pid, words.front().c_str(), &actions, &attributes, pointersTo(words).data(),
-                                      pointersTo(environment).data());
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    if (failed != 0) {
-        throw std::runtime_error("cannot start " + words.front());
-    }
-    return pid;
-}
-
-/// Appends what a pipe holds; false at its end.
-bool drain(int pipe, std::string& text) {
-    std::array<char, 4096> buffer;
-    for (;;) {
-        const ssize_t got = ::read(pipe, buffer.data(), buffer.size());
-        if (got > 0) {
-            text.append(buffer.data(), static_cast<std::size_t>(got));
-        } else if (got == 0 || errno != EINTR) {
-            return got != 0 && errno == EAGAIN;
-        }
+/// Asks again and again until the answer is yes or time is up.
+template <class Question>
+void await(ChildProcess::Milliseconds limit, Question question) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!question() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(ChildProcess::Milliseconds(1));
     }
 }
 
 }  // namespace
 
 ChildProcess::ChildProcess(std::vector<std::string> words, const Options& options) {
-    Pipe output;
-    Pipe errors;
-    m_pid = spawn(words, options, output.ends[1], errors.ends[1]);
-    // By its number: the C library's header of 2.36 declares the function without C linkage.
-    m_process = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
-    m_outputPipe = output.takeReading();
-    m_errorPipe = errors.takeReading();
-    m_watcher = std::thread([this] { watch(); });
+    // env(1) changes the environment and becomes the program.
+    words.insert(words.begin(), "env");
+    for (const auto& [name, value] : options.environment) {
+        words.insert(words.begin() + 1, value.empty() ? "--unset=" + name : name + "=" + value);
+    }
+    // Its options come first.
+    std::stable_partition(words.begin() + 1, words.begin() + 1 + std::ssize(options.environment),
+                          [](const std::string& word) { return word.starts_with("--unset="); });
+    std::vector<char*> pointers;
+    for (std::string& word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, m_output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, m_errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    const int failed = ::posix_spawnp(&m_pid, "env", &actions, &attributes, pointers.data(), environ);
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failed != 0) {
+        throw std::runtime_error("cannot start env");
+    }
 }
 
 ChildProcess::~ChildProcess() {
-    ::kill(-m_pid, SIGKILL);
-    m_watcher.join();
-    ::close(m_process);
-    ::close(m_outputPipe);
-    ::close(m_errorPipe);
+    signalGroup(SIGKILL);
+    ::waitpid(m_pid, nullptr, 0);
 }
 
-void ChildProcess::watch() {
-    std::array<pollfd, 3> sources{{{m_process, POLLIN, 0}, {m_outputPipe, POLLIN, 0}, {m_errorPipe, POLLIN, 0}}};
-    bool ended = false;
-    while (!ended) {
-        if (::poll(sources.data(), sources.size(), -1) < 0) {
-            continue;
-        }
-        ended = (sources[0].revents & POLLIN) != 0;
-        const std::lock_guard lock(m_mutex);
-        if (!drain(m_outputPipe, m_output)) {
-            sources[1].fd = -1;
-        }
-        if (!drain(m_errorPipe, m_errors)) {
-            sources[2].fd = -1;
-        }
-        if (ended) {
-            int status = 0;
-            ::waitpid(m_pid, &status, 0);
-            m_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        }
-        m_changed.notify_all();
+void ChildProcess::signal(int number) const { ::kill(m_pid, number); }
+void ChildProcess::signalGroup(int number) const { ::kill(-m_pid, number); }
+
+std::optional<int> ChildProcess::status() const {
+    // Only looked at: until the end of the object the number belongs to no other process.
+    siginfo_t info{};
+    ::waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT);
+    if (info.si_pid == 0) {
+        return std::nullopt;
     }
+    return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
 }
 
-void ChildProcess::signal(int number) {
-    const std::lock_guard lock(m_mutex);
-    if (!m_status) {
-        ::kill(m_pid, number);
-    }
+std::optional<int> ChildProcess::wait(Milliseconds limit) const {
+    await(limit, [&] { return status().has_value(); });
+    return status();
 }
 
-void ChildProcess::signalGroup(int number) {
-    const std::lock_guard lock(m_mutex);
-    if (!m_status) {
-        ::kill(-m_pid, number);
-    }
+bool ChildProcess::waitFor(const std::string& file, const std::string& text) const {
+    bool arrived = false;
+    await(kPatience, [&] {
+        const bool ended = status().has_value();
+        arrived = readFile(file).find(text) != std::string::npos;
+        return arrived || ended;
+    });
+    return arrived;
 }
 
-std::optional<int> ChildProcess::wait(Milliseconds limit) {
-    std::unique_lock lock(m_mutex);
-    m_changed.wait_for(lock, limit, [&] { return m_status.has_value(); });
-    return m_status;
-}
-
-bool ChildProcess::waitFor(const std::string& stream, const std::string& text, Milliseconds limit) {
-    std::unique_lock lock(m_mutex);
-    const auto arrived = [&] { return stream.find(text) != std::string::npos; };
-    m_changed.wait_for(lock, limit, [&] { return m_status.has_value() || arrived(); });
-    return arrived();
-}
-
-bool ChildProcess::waitForOutput(const std::string& text, Milliseconds limit) { return waitFor(m_output, text, limit); }
-
-bool ChildProcess::waitForErrors(const std::string& text, Milliseconds limit) { return waitFor(m_errors, text, limit); }
-
-std::string ChildProcess::output() const {
-    const std::lock_guard lock(m_mutex);
-    return m_output;
-}
-
-std::string ChildProcess::errors() const {
-    const std::lock_guard lock(m_mutex);
-    return m_errors;
-}
-
-Finished runProgram(std::vector<std::string> words, const ChildProcess::Options& options,
-                    ChildProcess::Milliseconds limit) {
+Finished runProgram(std::vector<std::string> words, const ChildProcess::Options& options) {
     const std::string program = words.front();
-    ChildProcess child(std::move(words), options);
-    const std::optional<int> status = child.wait(limit);
+    const ChildProcess child(std::move(words), options);
+    const std::optional<int> status = child.wait();
     EXPECT_TRUE(status.has_value()) << program << " still runs; output so far:\n" << child.output() << child.errors();
     return {status.value_or(-1), child.output(), child.errors()};
 }

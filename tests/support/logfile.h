@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -14,7 +13,6 @@ public:
 
     /// One line taken apart: "dd-mm-yy HH:MM:SS.m [thread] LABEL Class.method text".
     struct Line {
-        std::string time;
         std::string thread;
         std::string label;
         /// "Class.method", or "Class:" where there is no method.
@@ -32,7 +30,7 @@ public:
     /// beginning.
     [[nodiscard]] unsigned count(const std::string& label, const std::string& where, const std::string& text) const;
     /// Whether some line contains the text.
-    [[nodiscard]] bool contains(const std::string& part) const;
+    [[nodiscard]] bool contains(const std::string& part) const { return text().find(part) != std::string::npos; }
 
 private:
     std::string m_path;

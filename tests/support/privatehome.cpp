@@ -17,11 +17,7 @@ PrivateHome::~PrivateHome() {
     // The client makes its data directory the working directory, which is about to go.
     std::error_code ignored;
     std::filesystem::current_path(m_formerDirectory, ignored);
-    if (m_formerHome) {
-        ::setenv("HOME", m_formerHome->c_str(), 1);
-    } else {
-        ::unsetenv("HOME");
-    }
+    ::setenv("HOME", m_formerHome.c_str(), 1);
 }
 
 void PrivateHome::configure(const std::vector<std::string>& ignoredDomains, bool download) const {

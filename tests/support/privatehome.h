@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,7 +29,7 @@ public:
 
 private:
     TemporaryDirectory m_directory;
-    std::optional<std::string> m_formerHome;
+    std::string m_formerHome;
     std::string m_formerDirectory;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -28,8 +27,8 @@ public:
     /// The bodies that contain the text.
     [[nodiscard]] unsigned count(const std::string& text) const;
     [[nodiscard]] bool contains(const std::string& text) const { return count(text) != 0; }
-    /// Waits until a body that contains the text came.
-    bool waitFor(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(30)) const;
+    /// Waits, for half a minute at most, until a body that contains the text came.
+    void waitFor(const std::string& text) const;
     void clear() const;
 };
 

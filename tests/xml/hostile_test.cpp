@@ -16,7 +16,6 @@ constexpr std::size_t kSize = 2 * 1024 * 1024;
 
 std::string repeated(const std::string& unit, std::size_t size = kSize) {
     std::string out;
-    out.reserve(size + unit.size());
     while (out.size() < size) {
         out += unit;
     }
@@ -33,30 +32,28 @@ std::string numbered(const char* before, const char* after, unsigned count) {
 
 TEST(XmlHostile, ParsesInLinearTime) {
     const nebrix::test::SystemLogCapture log;
-    const std::string inputs[] = {
-        "<r>" + repeated("<!--"),
-        "<r>" + repeated("<!-- -- >"),
+    std::vector<std::string> inputs{
+        "<a>" + repeated("x"),
         repeated("<!-- -- >") + "<r/>",
-        "<r>" + repeated("<!-- -- >x-->"),
-        "<r>" + repeated("<?xml?>"),
-        "<r>" + repeated("<a/ x='>"),
-        "<r>" + repeated("<a/ x=\"><b/ y='>"),
-        "<r>" + repeated("<a b=&quot;&#39;/>"),
-        "<r>" + repeated("<p:a q:b/>"),
         "<r " + repeated("p:a=1 "),
         "<r " + repeated("x ") + ">",
         "<r " + repeated("=") + ">",
-        "<r>" + repeated("<"),
-        "<r>" + repeated("<a>x</a>"),
         "<p:r xmlns='d' " + numbered("xmlns:p", "='x' ", 100'000) + ">" + numbered("<p", ":a p7:b=1/>", 50'000),
         "<p:r " + repeated("xmlns:p='x' ") + "/>",
         "<r " + numbered("xmlns:p", "='x' ", 40'000) + numbered("p", ":a=1 ", 40'000) + "/>",
     };
+    for (const char* unit : {"<!--", "<!-- -- >", "<!-- -- >x-->", "<?xml?>", "<a/ x='>", "<a/ x=\"><b/ y='>",
+                             "<a b=&quot;&#39;/>", "<p:a q:b/>", "<", "<a>x</a>"}) {
+        inputs.push_back("<r>" + repeated(unit));
+    }
     for (const std::string& input : inputs) {
         // A tree or an exception: either is good.
         EXPECT_FALSE(picture(input).empty()) << input.substr(0, 40);
     }
-    EXPECT_LT(log.lines().size(), std::size(inputs) * (Storage::kMostLogLines + 3));
+    for (const auto& line : log.lines()) {
+        EXPECT_LT(line.body.size(), Storage::kLongestExcerpt + 200);
+    }
+    EXPECT_LT(log.lines().size(), inputs.size() * (Storage::kMostLogLines + 3));
 }
 
 TEST(XmlHostile, NestingIsLimited) {
@@ -67,14 +64,6 @@ TEST(XmlHostile, NestingIsLimited) {
     EXPECT_EQ(picture(nested(Storage::kDeepestNesting + 1)), "EXmlElement:element:305");
     EXPECT_TRUE(log.contains("ERROR xml.Element.parse elements are nested too deeply"));
     EXPECT_EQ(picture(repeated("<a>")), "EXmlElement:element:305");
-}
-
-TEST(XmlHostile, ExcerptsInTheLogAreShort) {
-    const nebrix::test::SystemLogCapture log;
-    (void)picture("<a>" + repeated("x"));
-    for (const auto& line : log.lines()) {
-        EXPECT_LT(line.body.size(), Storage::kLongestExcerpt + 200);
-    }
 }
 
 TEST(XmlHostile, ListsAreReadInLinearTime) {

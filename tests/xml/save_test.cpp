@@ -78,10 +78,8 @@ TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
     for (int byte = 1; byte < 256; ++byte) {
         every += static_cast<char>(byte);
     }
-    Strings values{"",    " ",   "\r\n",       " a b ",       "\t\fx\f\t",
-                   "<",   "&",   "&lt;",       "&amp;amp;",   "&#32;",
-                   "\"'", "]]>", "<!-- c -->", "</password>", "&",
-                   "x&",  "&;",  "\xff\xfe",   owned(every),  owned(every + every)};
+    Strings values{"",      " ",   "\r\n",       " a b ",       "\t\fx\f\t", "&lt;", "&amp;amp;",
+                   "&#32;", "]]>", "<!-- c -->", "</password>", "x&",        "&;",   owned(every + every)};
     for (unsigned a = 1; a < 256; ++a) {
         const char pair[] = {static_cast<char>(a), '&', static_cast<char>(256 - a)};
         values.push_back(String::copy(pair, 3));
@@ -97,34 +95,22 @@ TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
     EXPECT_TRUE(copy.domains == settings.domains);
 }
 
-TEST(XmlSave, PlainValuesAreNotCopied) {
-    const String plain = owned("plain value");
-    EXPECT_EQ(escape(plain).array(), plain.array());
-    EXPECT_EQ(unescape(plain).array(), plain.array());
-}
-
-TEST(XmlSave, ReplacesTheFile) {
-    const nebrix::test::TemporaryDirectory directory;
-    const String path = owned(directory.write("conf.xml", std::string(10'000, 'x')));
-    Settings settings;
-    settings.password = "plain";
-    Parser::write(path, "root", settings);
-    Settings copy;
-    ParserReader reader(path);
-    reader["root"].read(copy);
-    EXPECT_EQ(copy.password, "plain");
-    EXPECT_NE(nebrix::test::readFile(directory.path("conf.xml")).find("<password>plain</password>"), std::string::npos);
-    EXPECT_EQ(nebrix::test::listTree(directory.path()), "conf.xml\n");
-}
-
-TEST(XmlSave, FailuresBecomeEParserAndLeaveTheFile) {
+TEST(XmlSave, ReplacesTheFileOrLeavesIt) {
     const nebrix::test::TemporaryDirectory directory;
     const nebrix::test::SystemLogCapture log;
-    const std::string path = directory.write("conf.xml", "old");
+    const std::string path = directory.write("conf.xml", std::string(10'000, 'x'));
     EXPECT_THROW(Parser::write(owned(path), "root", Unwilling()), EParser);
     EXPECT_EQ(log.count("TRACE Exception.catch ENotImplemented:"), 1U);
-    EXPECT_EQ(nebrix::test::readFile(path), "old");
+    EXPECT_EQ(nebrix::test::readFile(path), std::string(10'000, 'x'));
     EXPECT_THROW(Parser::write(owned(directory.path("none/conf.xml")), "root", Settings()), EParser);
+    Settings settings;
+    settings.password = "plain";
+    Parser::write(owned(path), "root", settings);
+    Settings copy;
+    ParserReader reader(owned(path));
+    reader["root"].read(copy);
+    EXPECT_EQ(copy.password, "plain");
+    EXPECT_EQ(nebrix::test::listTree(directory.path()), "conf.xml\n");
 }
 
 }  // namespace
