@@ -99,23 +99,19 @@ sigset_t watchedSignals() {
     return set;
 }
 
-/// Waits for the session's end. The first signal asks the driver to stop, and asks again until it has: before a
-/// component exists the driver has nothing to stop.
+/// Waits for the session's end. The first signal gives the attempt up, the second one the program.
 void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
-    constexpr timespec kAskAgain{0, 100'000'000};
     const sigset_t set = watchedSignals();
     bool stopping = false;
     while (!listener.outcome().has_value()) {
-        const int signal = stopping ? sigtimedwait(&set, nullptr, &kAskAgain) : sigwaitinfo(&set, nullptr);
+        const int signal = sigwaitinfo(&set, nullptr);
         if (signal > 0 && signal != SIGUSR1) {
             if (stopping) {
                 _exit(kSignalled + signal);
             }
             stopping = true;
             complain("ending the session; a second signal ends the program at once");
-        }
-        if (stopping) {
-            client.stop();
+            client.cancel();
         }
     }
 }

@@ -65,7 +65,7 @@ NebrixClient::~NebrixClient() {
             m_subClient->stop();
         }
     }
-    m_downloadManager.session().cancel();
+    m_downloadManager.cancel();
     join();
     StaticDownloadWrapper::unset(m_downloadManager);
 }
@@ -110,6 +110,8 @@ void NebrixClient::start() {
     }
     m_attemptRuns = true;
     m_restart = false;
+    m_cancelled = false;
+    m_downloadManager.resume();
     join();
     Thread::run(false);
 }
@@ -117,6 +119,16 @@ void NebrixClient::start() {
 void NebrixClient::stop() {
     Lock lock(m_mutex);
     m_restart = false;
+    if (m_subClient != nullptr) {
+        m_subClient->stop();
+    }
+}
+
+void NebrixClient::cancel() {
+    Lock lock(m_mutex);
+    m_restart = false;
+    m_cancelled = true;
+    m_downloadManager.cancel();
     if (m_subClient != nullptr) {
         m_subClient->stop();
     }
@@ -171,13 +183,31 @@ void NebrixClient::main() {
 bool NebrixClient::takeRestart() {
     Lock lock(m_mutex);
     m_attemptRuns = m_restart;
-    m_restart = false;
+    if (m_restart) {
+        m_restart = false;
+        m_cancelled = false;
+        m_downloadManager.resume();
+    }
     return m_attemptRuns;
 }
 
 bool NebrixClient::restartRequested() const {
     Lock lock(m_mutex);
     return m_restart;
+}
+
+bool NebrixClient::isCancelled() const {
+    Lock lock(m_mutex);
+    return m_cancelled;
+}
+
+/// What was given up fails in many ways, none of which is anybody's trouble.
+void NebrixClient::fail() {
+    if (isCancelled()) {
+        m_notify.onStatus(ClientStatus::SessionOver);
+    } else {
+        m_notify.onFatalError(String::null);
+    }
 }
 
 void NebrixClient::attempt() {
@@ -187,15 +217,15 @@ void NebrixClient::attempt() {
         setSubClient(nullptr);
         logCaught(caught, sites::kMainCatch);
         logLine(LogCategory::Error, "Bad component signature");
-        m_notify.onFatalError(String::null);
+        fail();
     } catch (const Exception& caught) {
         setSubClient(nullptr);
         logCaught(caught, sites::kMainCatch);  // category TRACE also for this, deliberately
-        m_notify.onFatalError(String::null);
+        fail();
     } catch (...) {
         setSubClient(nullptr);
         logLine(LogCategory::Error, "unhandled exception");
-        m_notify.onFatalError(String::null);
+        fail();
     }
 }
 
@@ -207,7 +237,11 @@ void NebrixClient::session() {
     Memory body;
     RequestInfo info;
     if (!http.request(url, body, info)) {
-        m_notify.onConnectError(info);
+        if (isCancelled()) {
+            m_notify.onStatus(ClientStatus::SessionOver);
+        } else {
+            m_notify.onConnectError(info);
+        }
         return;
     }
     const int code = info.getResponseHeader().getResponseCode();
@@ -217,11 +251,15 @@ void NebrixClient::session() {
     MediationResponse response{String(body)};
     if (!response.success()) {
         logLine(LogCategory::Error, response.exception());
-        m_notify.onFatalError(String::null);
+        fail();
         return;
     }
     m_configuration = ClientConfiguration::load(response.reader()["result"]);
     if (restartRequested()) {
+        return;
+    }
+    if (isCancelled()) {
+        m_notify.onStatus(ClientStatus::SessionOver);
         return;
     }
     m_configuration->accept(*this);
@@ -258,7 +296,7 @@ void NebrixClient::setSubClient(std::unique_ptr<ISubClient> subClient) {
     std::unique_ptr<ISubClient> old;  // destroyed outside the lock
     Lock lock(m_mutex);
     old = std::exchange(m_subClient, std::move(subClient));
-    if (m_subClient != nullptr && (m_restart || m_closing)) {
+    if (m_subClient != nullptr && (m_restart || m_cancelled || m_closing)) {
         m_subClient->stop();
     }
 }

@@ -37,7 +37,13 @@ public:
     void restart();
     /// Asks the component to end; without one it does nothing. An attempt that restart() asked for is given up.
     void stop();
+    /// Gives the attempt up, whatever it is doing: like stop(), and ends a running transfer within about a second and
+    /// unpacking at once. The attempt then reports status 4, and no error. Lasts until the next run() or restart().
+    void cancel();
     void showLogs();
+
+    /// Who hears how far downloads are and when the next host check is; null for nobody. Set before run().
+    void setProgress(IProgressNotify* progress) noexcept { m_downloadManager.setProgress(progress); }
 
     [[nodiscard]] String getMediation() const;
     /// The gateway's authority of the running attempt, with its port.
@@ -71,7 +77,9 @@ private:
     void session();
     String prepareRequest();
     void setSubClient(std::unique_ptr<ISubClient> subClient);
+    void fail();
     bool restartRequested() const;
+    bool isCancelled() const;
     bool takeRestart();
 
     // Set at construction.
@@ -89,7 +97,8 @@ private:
     std::unique_ptr<ISubClient> m_subClient;  // created, replaced and destroyed on the driver's thread only
     bool m_attemptRuns = false;               // from start() until main() has seen that no restart is wanted
     bool m_restart = false;
-    bool m_closing = false;  // set for good by the destructor: a component made after that is stopped at once
+    bool m_cancelled = false;  // from cancel() to the next attempt
+    bool m_closing = false;    // set for good by the destructor: a component made after that is stopped at once
 };
 
 }  // namespace tessel

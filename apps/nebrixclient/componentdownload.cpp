@@ -46,7 +46,7 @@ bool ComponentDownload::fetch(const Dll& dll) const {
         return false;
     }
     const String archive = m_manager.downloadFromConfig(dll, m_baseDir);
-    return !archive.empty() && zlib::Zip::unzip(archive, File::getSubPath(library));
+    return !archive.empty() && zlib::Zip::unzip(archive, File::getSubPath(library), {}, &m_manager.cancelled());
 }
 
 void ComponentDownload::removeIfPresent(const String& path) const {

@@ -22,6 +22,9 @@ public:
     [[nodiscard]] String libraryPath(const Dll& dll) const;
     [[nodiscard]] String signaturePath(const Dll& dll) const { return libraryPath(dll) + ".sig"; }
 
+    /// Whether the user no longer wants what was being fetched: nothing is to be loaded then.
+    [[nodiscard]] bool cancelled() const noexcept { return m_manager.cancelled(); }
+
     /// Makes sure, as far as it can, that library and signature are there: what is missing afterwards fails at the
     /// signature check. True when an archive was fetched and unpacked now.
     bool fetch(const Dll& dll) const;

@@ -1,5 +1,7 @@
 #include "apps/nebrixclient/downloadmanager.h"
 
+#include <chrono>
+
 #include "apps/nebrixclient/filedigest.h"
 #include "apps/nebrixclient/plainname.h"
 #include "apps/nebrixclient/sites.h"
@@ -16,7 +18,63 @@ constexpr int kHttpOk = 200;
 
 void logError(const String& text) { log(LogCategory::Error, "DownloadManager", "downloadFileTo", text); }
 
+/// What was given up leaves nothing half behind.
+void removeCut(const String& path) {
+    try {
+        File::remove(path);
+    } catch (const EFile& caught) {
+        logCaught(caught, sites::kDownloadWriteCatch);
+    }
+}
+
+/// Passes a transfer on, thinned out.
+class ProgressReport final : public ITransferListener {
+public:
+    explicit ProgressReport(IProgressNotify* to) : m_to(to) { send(false); }
+    ProgressReport(const ProgressReport&) = delete;
+    ProgressReport& operator=(const ProgressReport&) = delete;
+    ~ProgressReport() override { send(true); }
+
+    void onTransfer(std::uint64_t received, std::uint64_t expected) noexcept override {
+        const Clock::time_point now = Clock::now();
+        const bool due = received != m_sent && now - m_last >= kInterval;
+        m_received = received;
+        m_expected = expected;
+        if (due) {
+            m_last = now;
+            m_sent = received;
+            send(false);
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds kInterval{100};
+
+    void send(bool over) noexcept {
+        if (m_to != nullptr) {
+            m_to->onTransfer(m_received, m_expected, over);
+        }
+    }
+
+    IProgressNotify* const m_to;
+    Clock::time_point m_last = Clock::now();
+    std::uint64_t m_sent = 0;
+    std::uint64_t m_received = 0;
+    std::uint64_t m_expected = 0;
+};
+
 }  // namespace
+
+void DownloadManager::cancel() noexcept {
+    m_cancelled = true;
+    m_session.cancel();
+}
+
+void DownloadManager::resume() noexcept {
+    m_cancelled = false;
+    m_session.resume();
+}
 
 void DownloadManager::setGateway(const String& authority) {
     Lock lock(m_mutex);
@@ -53,6 +111,9 @@ bool DownloadManager::downloadFileTo(const String& url, const String& localPath)
     }
     // The misspelling is what administrators search for.
     logError(String("Error while downloding '" + localPath + "' from '" + uri + "'"));
+    if (m_cancelled) {
+        removeCut(localPath);
+    }
     return false;
 }
 
@@ -64,7 +125,8 @@ bool DownloadManager::transfer(const String& uri, const String& localPath) {
     }
     RequestInfo info;
     try {
-        const bool done = m_session.request(uri, static_cast<IWriter&>(file), info);
+        ProgressReport report(m_progress);
+        const bool done = m_session.request(uri, static_cast<IWriter&>(file), info, report);
         file.flush();
         return done && info.getResponseHeader().getResponseCode() == kHttpOk;
     } catch (const EFile& caught) {

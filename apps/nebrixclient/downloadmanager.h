@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/nebrixclientcurlsession.h"
+#include "apps/nebrixclient/notify.h"
 #include "libs/base/mutex.h"
 
 namespace tessel {
@@ -20,6 +22,15 @@ public:
     explicit DownloadManager(const ClientLocalConfiguration& configuration);
 
     CurlSession& session() noexcept { return m_session; }
+    /// Told how far downloads are; null for nobody. Set before the first download.
+    void setProgress(IProgressNotify* progress) noexcept { m_progress = progress; }
+    [[nodiscard]] IProgressNotify* progress() const noexcept { return m_progress; }
+
+    /// Ends what runs, transfers within about a second and unpacking at once, and fails what comes, until resume().
+    void cancel() noexcept;
+    void resume() noexcept;
+    [[nodiscard]] const std::atomic<bool>& cancelled() const noexcept { return m_cancelled; }
+
     /// The authority that paths without a host are fetched from.
     void setGateway(const String& authority);
     [[nodiscard]] String gateway() const;
@@ -43,6 +54,8 @@ private:
     bool transfer(const String& uri, const String& localPath);
 
     NebrixClientCurlSession m_session;  // synchronises itself
+    IProgressNotify* m_progress = nullptr;
+    std::atomic<bool> m_cancelled{false};
     mutable Mutex m_mutex;
     String m_gateway;  // guarded by m_mutex
 };

@@ -36,6 +36,9 @@ void NebrixClientHostchecker::run(CurlSession& session) {
     const Dll dll = m_configuration.hostcheckerDlls.current();
     ComponentDownload::checkNames(dll);
     m_files.fetch(dll);
+    if (m_files.cancelled()) {
+        return;
+    }
     loadDll(dll);
     m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
     m_notify.onStatus(ClientStatus::HostChecking);
@@ -54,7 +57,13 @@ void NebrixClientHostchecker::loadDll(const Dll& dll) {
 void NebrixClientHostchecker::check(CurlSession& session) {
     while (!m_stop.requested()) {
         const String rules = m_instance->getValidRules(m_configuration.hostcheckingrequest);
-        if (!sendResponse(session, rules) || m_stop.wait(interval())) {
+        if (!sendResponse(session, rules)) {
+            return;
+        }
+        if (IProgressNotify* const progress = m_downloadManager.progress(); progress != nullptr) {
+            progress->onNextHostCheck(interval());
+        }
+        if (m_stop.wait(interval())) {
             return;
         }
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "libs/base/string.h"
 
 namespace tessel {
@@ -28,6 +30,19 @@ public:
     /// The gateway chose this component; its object is built next.
     virtual void onDispatch(ClientType type) = 0;
     virtual ~INebrixClientNotify() = default;
+};
+
+/// A second ear, for what is on its way rather than an outcome. Calls come on the driver's thread, those for a file
+/// that a component fetches itself on the component's; several may come at once. It must return at once, must not
+/// raise, and outlives the driver.
+class IProgressNotify {
+public:
+    /// A file is being fetched: at its beginning with 0 bytes received, at most ten times a second after that, and at
+    /// its end, whatever that is, with `over`. `expected` is 0 while nobody knows.
+    virtual void onTransfer(std::uint64_t received, std::uint64_t expected, bool over) noexcept = 0;
+    /// The next host check begins in so many milliseconds.
+    virtual void onNextHostCheck(unsigned milliseconds) noexcept = 0;
+    virtual ~IProgressNotify() = default;
 };
 
 }  // namespace tessel

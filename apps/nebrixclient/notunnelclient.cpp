@@ -24,6 +24,9 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
     const Dll dll = m_configuration.pluginDlls.current();
     ComponentDownload::checkNames(dll);
     downloadDll(dll);
+    if (m_files.cancelled()) {
+        return;
+    }
     loadDll(dll);
     m_result = m_instance->LaunchSafeResource(m_configuration.safetype, m_configuration.service,
                                               &StaticDownloadWrapper::downloadFileTo);

@@ -44,8 +44,9 @@ void wakeOne(std::atomic<std::uint32_t>& word) noexcept;
 
 /// Runs a command through the system's shell and waits for it: its exit status, or -1 when it was not run or did
 /// not end by itself. The command gets no descriptor but /dev/null as its standard three, no terminal, none of
-/// unzip's option variables, and no file of its making grows beyond maxFileBytes (rounded up to 512).
-int runShell(const String& command, unsigned long maxFileBytes);
+/// unzip's option variables, and no file of its making grows beyond maxFileBytes (rounded up to 512). Once *cancelled
+/// is true (null: never) the command and what it started are killed, within a few hundredths of a second.
+int runShell(const String& command, unsigned long maxFileBytes, const std::atomic<bool>* cancelled = nullptr);
 
 /// Puts `fresh` in the place of `target`, in one step where the system can; what stood there before is then found
 /// under `fresh`'s name (or nowhere, if there was nothing). False when it failed and nothing has changed.

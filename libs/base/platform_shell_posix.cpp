@@ -3,9 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <string_view>
 #include <vector>
 
@@ -68,9 +70,33 @@ private:
     posix_spawnattr_t m_attributes;
 };
 
+/// Waits for the child, which leads a session of its own. Its status as waitpid() gives it.
+int waitForShell(pid_t child, const std::atomic<bool>* cancelled) {
+    constexpr long kLongestNap = 20'000'000;  // nanoseconds
+    timespec nap{0, 250'000};
+    bool killed = false;
+    int status = 0;
+    for (;;) {
+        const pid_t ended = ::waitpid(child, &status, killed || cancelled == nullptr ? 0 : WNOHANG);
+        if (ended == child) {
+            return status;
+        }
+        if (ended < 0 && errno != EINTR) {
+            return -1;
+        }
+        if (!killed && cancelled != nullptr && *cancelled) {
+            ::kill(-child, SIGKILL);
+            killed = true;
+        } else if (ended == 0) {
+            ::nanosleep(&nap, nullptr);
+            nap.tv_nsec = std::min(nap.tv_nsec * 2, kLongestNap);
+        }
+    }
+}
+
 }  // namespace
 
-int runShell(const String& command, unsigned long maxFileBytes) {
+int runShell(const String& command, unsigned long maxFileBytes, const std::atomic<bool>* cancelled) {
     // POSIX counts the shell's limit in blocks of 512 bytes.
     const String script = "ulimit -f " + toString((maxFileBytes + 511) / 512) + "; " + command;
     char shell[] = "sh";
@@ -85,12 +111,7 @@ int runShell(const String& command, unsigned long maxFileBytes) {
                       environment.data()) != 0) {
         return -1;
     }
-    int status = 0;
-    while (::waitpid(child, &status, 0) < 0) {
-        if (errno != EINTR) {
-            return -1;
-        }
-    }
+    const int status = waitForShell(child, cancelled);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 

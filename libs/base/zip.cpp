@@ -104,7 +104,8 @@ void checkUnpacked(const String& directory, UnpackLimits limits) {
     }
 }
 
-void unpack(const String& archive, const String& target, const UnpackLimits& limits) {
+void unpack(const String& archive, const String& target, const UnpackLimits& limits,
+            const std::atomic<bool>* cancelled) {
     const ZipSummary summary = checkArchive(archive, limits);
     File::ensureDirectory(File::getSubPath(target));
     removeLeftovers(target);
@@ -115,7 +116,7 @@ void unpack(const String& archive, const String& target, const UnpackLimits& lim
             raise<EZip>("the directory beside the target was taken away", sites::kZipUnpack);
         }
         // No file may grow beyond the largest that the archive declares, whatever its data say.
-        if (platform::runShell("unzip -o -d '" + fresh + "' '" + archive + "'", summary.largestFile) != 0) {
+        if (platform::runShell("unzip -o -d '" + fresh + "' '" + archive + "'", summary.largestFile, cancelled) != 0) {
             raise<EZip>("unzip failed", sites::kZipUnpack);
         }
         checkUnpacked(fresh, limits);
@@ -135,7 +136,8 @@ void logFailure(const String& archive, const String& why) {
 
 }  // namespace
 
-bool Zip::unzip(const String& archive, const String& destDir, const UnpackLimits& limits) noexcept {
+bool Zip::unzip(const String& archive, const String& destDir, const UnpackLimits& limits,
+                const std::atomic<bool>* cancelled) noexcept {
     try {
         const String source = File::normalise(archive);
         const String target = File::normalise(destDir).trimRight('/');
@@ -147,7 +149,7 @@ bool Zip::unzip(const String& archive, const String& destDir, const UnpackLimits
             logFailure(source, "there is no directory to unpack to");
             return false;
         }
-        unpack(source, target, limits);
+        unpack(source, target, limits, cancelled);
         return true;
     } catch (const EZip& caught) {
         logCaught(caught, sites::kZipHandler);

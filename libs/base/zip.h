@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "libs/base/errors.h"
@@ -24,8 +25,9 @@ public:
     /// kill at any moment, leaves destDir as it was or whole and new. Refused, with a logged error and false: a path
     /// with a single quote (the shell command does not escape), an archive with a symbolic link or anything else
     /// than files and directories, with a name that leaves the directory, or beyond the limits. Blocks until unzip
-    /// has ended; nothing is raised.
-    static bool unzip(const String& archive, const String& destDir, const UnpackLimits& limits = {}) noexcept;
+    /// has ended, or until *cancelled is true (null: never), which is a failure; nothing is raised.
+    static bool unzip(const String& archive, const String& destDir, const UnpackLimits& limits = {},
+                      const std::atomic<bool>* cancelled = nullptr) noexcept;
 };
 
 }  // namespace tessel::zlib

@@ -104,8 +104,8 @@ void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
     }
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYHOST, m_verifySsl ? 2L : 0L);
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYPEER, m_verifySsl ? 1L : 0L);
-    curl_easy_setopt(m_handle, CURLOPT_NOPROGRESS, m_cancelled != nullptr ? 0L : 1L);
-    curl_easy_setopt(m_handle, CURLOPT_XFERINFODATA, m_cancelled);
+    curl_easy_setopt(m_handle, CURLOPT_NOPROGRESS, m_cancelled != nullptr || m_listener != nullptr ? 0L : 1L);
+    curl_easy_setopt(m_handle, CURLOPT_XFERINFODATA, this);
     if (post.empty()) {
         curl_easy_setopt(m_handle, CURLOPT_HTTPGET, 1L);
     } else {
@@ -185,9 +185,18 @@ std::size_t CurlEasyWrapper::onHeader(char* bytes, std::size_t size, std::size_t
     return size * count;
 }
 
-int CurlEasyWrapper::onProgress(void* cancelled, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept {
-    const auto* flag = static_cast<const std::atomic<bool>*>(cancelled);
-    return flag != nullptr && *flag ? 1 : 0;
+int CurlEasyWrapper::onProgress(void* self, std::int64_t expected, std::int64_t received, std::int64_t,
+                                std::int64_t) noexcept {
+    const CurlEasyWrapper& wrapper = *static_cast<CurlEasyWrapper*>(self);
+    if (wrapper.m_cancelled != nullptr && *wrapper.m_cancelled) {
+        // Else libcurl would wait for a resolver that is still asking.
+        curl_easy_setopt(wrapper.m_handle, CURLOPT_QUICK_EXIT, 1L);
+        return 1;
+    }
+    if (wrapper.m_listener != nullptr) {
+        wrapper.m_listener->onTransfer(static_cast<std::uint64_t>(received), static_cast<std::uint64_t>(expected));
+    }
+    return 0;
 }
 
 }  // namespace tessel

@@ -11,6 +11,14 @@
 
 namespace tessel {
 
+/// Hears how far a transfer is.
+class ITransferListener {
+public:
+    /// Called on the request's thread, often: must return at once. `expected` is 0 while nobody knows.
+    virtual void onTransfer(std::uint64_t received, std::uint64_t expected) noexcept = 0;
+    virtual ~ITransferListener() = default;
+};
+
 /// One libcurl easy handle and the outcome of its last request. Used by one thread at a time; the handle must not
 /// outlive the share handle that it is attached to.
 class CurlEasyWrapper {
@@ -32,6 +40,8 @@ public:
     void setProxy(const Proxy& proxy);
     /// While *cancelled is true, a transfer is ended; the flag must outlive the requests.
     void setCancelFlag(const std::atomic<bool>* cancelled) noexcept { m_cancelled = cancelled; }
+    /// Told how far each transfer is; null for nobody. Must outlive the requests.
+    void setListener(ITransferListener* listener) noexcept { m_listener = listener; }
 
     /// Performs one request; the body goes to `out`, at most `limit` bytes of it (0: any number). See
     /// CurlSession::request() for the rest. Raises nothing that `out` raises.
@@ -54,7 +64,8 @@ private:
     void logFailure(const Body& body) const;
     static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
     static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
-    static int onProgress(void* cancelled, std::int64_t, std::int64_t, std::int64_t, std::int64_t) noexcept;
+    static int onProgress(void* self, std::int64_t expected, std::int64_t received, std::int64_t,
+                          std::int64_t) noexcept;
 
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
@@ -64,6 +75,7 @@ private:
     String m_userAgent;
     http::ResponseHeader m_responseHeader;
     const std::atomic<bool>* m_cancelled = nullptr;
+    ITransferListener* m_listener = nullptr;
 };
 
 }  // namespace tessel

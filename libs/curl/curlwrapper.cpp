@@ -110,13 +110,14 @@ void CurlSession::setCookie(const http::SetCookie& cookie) {
     }
 }
 
-bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post,
-                           IRequestInfo* info) {
+bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
+                           ITransferListener* listener) {
     const Lock turn(m_transfer);
     CurlEasyWrapper handle;
     handle.attachShare(m_share.handle());
     handle.enableCookies();
     handle.setCancelFlag(&m_cancelled);
+    handle.setListener(listener);
     {
         const std::lock_guard lock(m_mutex);
         handle.setUserAgent(m_userAgent);
@@ -159,6 +160,10 @@ bool CurlSession::request(const String& url, IWriter& out, const String& post) {
 
 bool CurlSession::request(const String& url, IWriter& out, IRequestInfo& info) {
     return _request(url, out, m_writerLimit, String(), &info);
+}
+
+bool CurlSession::request(const String& url, IWriter& out, IRequestInfo& info, ITransferListener& listener) {
+    return _request(url, out, m_writerLimit, String(), &info, &listener);
 }
 
 String CurlSession::urlEncodeString(const String& text) {

@@ -68,6 +68,7 @@ public:
     bool request(const String& url, IWriter& out, const String& post);
     bool request(const String& url, Memory& out, IRequestInfo& info);
     bool request(const String& url, IWriter& out, IRequestInfo& info);
+    bool request(const String& url, IWriter& out, IRequestInfo& info, ITransferListener& listener);
     bool request(const String& url, Memory& out, const String& post, IRequestInfo& info);
 
     /// Ends the transfer that runs, within about a second, and fails those that wait or come, until resume(). For
@@ -93,7 +94,8 @@ private:
     };
 
     bool intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info);
-    bool _request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info);
+    bool _request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
+                  ITransferListener* listener = nullptr);
 
     // What libcurl's share locks take, whatever the kind of data. Recursive because setCookie() holds it while
     // libcurl locks the cookies, and because libcurl does not promise that its locks never nest.

@@ -6,6 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <filesystem>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -128,6 +131,23 @@ TEST(Platform, theShellGetsNothingButItsCommand) {
     EXPECT_EQ(platform::runShell("kill -9 $$", 0), -1);
     EXPECT_NE(platform::runShell(String::copy("head -c 5000 /dev/zero > " + out), 1024), 0);
     EXPECT_EQ(readFile(out).size(), 1024U);
+}
+
+TEST(Platform, aShellThatIsCancelledIsGoneWithWhatItStarted) {
+    const TemporaryDirectory directory;
+    const std::string began = directory.path("began");
+    std::atomic<bool> cancelled{false};
+    std::thread canceller([&] {
+        while (!std::filesystem::exists(began)) {
+            std::this_thread::yield();
+        }
+        cancelled = true;
+    });
+    const String command = String::copy("mkfifo '" + directory.path("pipe") + "'; touch '" + began + "'; cat '" +
+                                        directory.path("pipe") + "'; touch '" + directory.path("after") + "'");
+    EXPECT_EQ(platform::runShell(command, 0, &cancelled), -1);
+    canceller.join();
+    EXPECT_FALSE(std::filesystem::exists(directory.path("after")));
 }
 
 }  // namespace

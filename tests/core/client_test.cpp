@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "libs/base/console.h"
@@ -112,6 +113,36 @@ TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
     ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
     m_client.reset();
     EXPECT_NE(calls().find("DllStop2"), std::string::npos);
+}
+
+TEST_F(ClientTest, CancellingEndsEveryPhaseSoonAndWithoutAnError) {
+    const std::pair<gateway::Fault, const char*> cases[] = {{gateway::Fault::Silent, "request"},
+                                                            {gateway::Fault::ArchiveSilent, "download"}};
+    for (const auto& [fault, phase] : cases) {
+        SCOPED_TRACE(phase);
+        gateway::Faults faults;
+        faults.add(fault);
+        serve(faults);
+        TransferRecorder transfers;
+        m_client->setProgress(&transfers);
+        m_notify.clear();
+        start(ComponentType::Hostchecker);
+        const bool downloads = fault == gateway::Fault::ArchiveSilent;
+        while (downloads ? transfers.received() == 0 : m_client->getServer().empty()) {
+            std::this_thread::yield();
+        }
+        const auto begun = std::chrono::steady_clock::now();
+        m_client->cancel();
+        ASSERT_TRUE(m_client->join(20000));
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
+        EXPECT_EQ(m_notify.lines().back(), "status 4");
+        EXPECT_EQ(transfers.over(), downloads);
+        EXPECT_FALSE(std::filesystem::exists(m_home.data("calls"))) << "a component ran";
+        EXPECT_TRUE(!downloads || std::filesystem::is_empty(m_home.data("hostchecker"))) << "half an archive is left";
+        m_client->restart();
+        EXPECT_FALSE(m_client->join(200)) << "a new attempt is not cancelled any more";
+        m_client.reset();
+    }
 }
 
 TEST_F(ClientTest, SessionsThatEndByThemselvesSayWhatTheyDid) {

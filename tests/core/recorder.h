@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,25 @@ private:
     mutable Mutex m_mutex;
     Condition m_condition;
     std::vector<std::string> m_lines;  // guarded by m_mutex
+};
+
+/// Keeps the last news of a download. Any thread.
+class TransferRecorder final : public IProgressNotify {
+public:
+    void onTransfer(std::uint64_t received, std::uint64_t /*expected*/, bool over) noexcept override {
+        m_received = received;
+        m_over = over;
+    }
+    void onNextHostCheck(unsigned milliseconds) noexcept override { m_nextCheck = milliseconds; }
+
+    [[nodiscard]] std::uint64_t received() const { return m_received; }
+    [[nodiscard]] bool over() const { return m_over; }
+    [[nodiscard]] unsigned nextCheck() const { return m_nextCheck; }
+
+private:
+    std::atomic<std::uint64_t> m_received{0};
+    std::atomic<bool> m_over{false};
+    std::atomic<unsigned> m_nextCheck{0};
 };
 
 }  // namespace tessel::test
