@@ -1,6 +1,10 @@
 // A host checker that records every call (record.h). GetValidRules answers "rule-a,rule-b".
 // Variants by compile definitions: NO_RULES (no GetValidRules), NULL_RULES (it returns null).
+// While the environment has NEBRIX_TEST_BLOCK, it never answers.
+#define _POSIX_C_SOURCE 200809L
 #include <stddef.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include "tests/support/components/record.h"
 #define NEBRIX_IMPLEMENT_HOST_CHECKER
@@ -16,6 +20,8 @@ void CloseHostCheckerDll(void) { record("CloseHostCheckerDll", NULL); }
 #ifndef NO_RULES
 char* GetValidRules(const char* request) {
     record("GetValidRules", request, NULL);
+    while (getenv("NEBRIX_TEST_BLOCK") != NULL)
+        pause();
 #ifdef NULL_RULES
     return NULL;
 #else
