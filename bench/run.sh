@@ -11,3 +11,5 @@ echo "== an HTTPS download of 200 MB beside curl"
 bench/download.sh
 echo "== the headless client beside a shell script"
 bench/session.py
+echo "== the desktop client beside a bare wxWidgets program"
+bench/desktop.py

@@ -2,8 +2,8 @@
 #
 #   nebrix_library(NAME SOURCES a.cpp ... [PUBLIC libs...] [PRIVATE libs...])       static library
 #   nebrix_executable(NAME SOURCES ... [LIBS ...])                                  program, bin/NAME
-#   nebrix_test(NAME SOURCES ... [LIBS ...] [TIMEOUT seconds] [LOCK name] [LABELS ...])
-#                                                                                   GoogleTest program, one ctest entry
+#   nebrix_test(NAME SOURCES ... [LIBS ...] [TIMEOUT seconds] [LOCK name] [LABELS ...]
+#               [LAUNCHER command...])                                              GoogleTest program, one ctest entry
 #   nebrix_bench(NAME SOURCES ... [LIBS ...] [PEERS targets...])                    Google Benchmark program
 #   nebrix_fuzz(NAME SOURCES ... [LIBS ...])                                        libFuzzer program fuzz/NAME, or a
 #                                                                                   replay of fuzz/seeds/NAME as a test
@@ -45,10 +45,10 @@ function(nebrix_test_environment name)
 endfunction()
 
 function(nebrix_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;LOCK" "SOURCES;LIBS;LABELS;LAUNCHER")
     nebrix_program_(${name} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS} GTest::gmock GTest::gtest GTest::gtest_main)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
-    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 WORKING_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
+    add_test(NAME ${name} COMMAND ${arg_LAUNCHER} $<TARGET_FILE:${name}> --gtest_brief=1 WORKING_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
     nebrix_test_environment(${name})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)

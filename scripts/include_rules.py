@@ -22,8 +22,9 @@ MAY_INCLUDE = {
     "libs/curl": ["libs/base", "libs/http"],
     "apps/common": ["libs/base"],
     "apps/nebrixclient": LIBRARIES + ["sdk/include", "generated"],
-    "apps/nebrixclient/view": ["apps/nebrixclient", "libs/base"],
-    "apps/nebrixclient/gui": ["apps/nebrixclient/view", "apps/nebrixclient", "libs/base"],
+    "apps/nebrixclient/view": ["apps/nebrixclient", "libs/base", "libs/http", "libs/openssl"],
+    "apps/nebrixclient/gui": ["apps/nebrixclient/view", "apps/nebrixclient", "libs/base", "libs/curl", "libs/http",
+                              "generated"],
     "apps/nebrixclient-cli": PROGRAM,
     "apps/nebrix-sign": PROGRAM,
     "apps/nebrix-demo-gateway": PROGRAM + ["apps/nebrix-sign"],
@@ -40,13 +41,15 @@ EXTERNAL = {
     "OpenSSL": (r"openssl/", ["libs/openssl"]),
     "PCRE2 or RE2": (r"pcre2(posix)?\.h|re2/", ["libs/http"]),
     "wx": (r"wx/", ["apps/nebrixclient/gui"]),
+    "GTK, GIO, dbusmenu or X11": (r"(gtk|gdk|gio|glib-object|libdbusmenu-glib|X11)(/.*)?(\.h)?$",
+                                  ["apps/nebrixclient/gui"]),
     "cpp-httplib": (r"httplib\.h", ["apps/nebrix-demo-gateway"]),
 }
 C_STANDARD = set(
     "assert complex ctype errno fenv float inttypes iso646 limits locale math setjmp signal stdarg stdbool stddef "
     "stdint stdio stdlib string tgmath time wchar wctype".split())
 POSIX = re.compile(
-    r"(dirent|dlfcn|fcntl|fnmatch|ftw|getopt|glob|grp|libgen|netdb|poll|pthread|pwd|regex|sched|semaphore|spawn|"
+    r"(dirent|dlfcn|fcntl|fnmatch|ftw|getopt|glob|grp|langinfo|libgen|netdb|poll|pthread|pwd|regex|sched|semaphore|spawn|"
     r"strings|syslog|termios|unistd|utime|wordexp)\.h|(sys|arpa|net|netinet)/[a-z_]+\.h")
 PLATFORM = re.compile(r"linux/[a-z_]+\.h|(cxxabi|immintrin)\.h")  # the kernel's and the compilers' own
 CPP_STANDARD = re.compile(r"[a-z_]+")

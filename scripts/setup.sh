@@ -15,12 +15,16 @@ demo_packages=(
     cmake ninja-build g++ pkg-config
     libcurl4-openssl-dev libssl-dev libjsoncpp-dev libcpp-httplib-dev libpcre2-dev zlib1g-dev libbrotli-dev
     ca-certificates curl openssl unzip zip procps
+    libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libdbusmenu-glib-dev libx11-dev gettext librsvg2-bin
 )
 check_packages=(
     clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
     libgtest-dev libgmock-dev libbenchmark-dev
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
     nginx-light tinyproxy valgrind python3
+    xvfb xauth openbox tint2 xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
+    python3-gi python3-xlib gir1.2-atspi-2.0
+    dpkg-dev file lintian desktop-file-utils appstream
 )
 
 packages=("${demo_packages[@]}" "${check_packages[@]}")

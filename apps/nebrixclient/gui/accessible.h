@@ -1,0 +1,18 @@
+#pragma once
+
+#include <wx/string.h>
+
+class wxWindow;
+class wxStaticText;
+
+namespace nebrix::gui {
+
+/// Tells screen readers (AT-SPI) the control's name; a mnemonic's '&' in it is dropped. For a control that is built of
+/// several widgets it is the one that takes the keyboard. GUI thread.
+void setAccessibleName(wxWindow& window, const wxString& name);
+
+/// Makes the label the control's: its mnemonic moves the focus there, and its text is the control's accessible name.
+/// GUI thread.
+void setLabelFor(wxStaticText& label, wxWindow& control);
+
+}  // namespace nebrix::gui

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "apps/nebrixclient/gui/gobjectptr.h"
+
+// GLib's own types, so that no header of it is needed here.
+using GDBusConnection = struct _GDBusConnection;
+using GVariant = struct _GVariant;
+using GCancellable = struct _GCancellable;
+
+/// D-Bus for the GUI thread: nothing here waits, every callback comes from the event loop, none comes after the object
+/// it belongs to has ended, and what a callback raises is logged.
+namespace nebrix::gui::bus {
+
+enum class Kind { Session, System };
+
+/// Follows who owns a name, without starting its service. Keeps the program alive when the bus goes away.
+class NameWatch {
+public:
+    using Appeared = std::function<void(GDBusConnection* connection, const std::string& owner)>;
+
+    /// Exactly one of the two is called first, once the bus has answered; `gone` also when there is no bus. A new
+    /// owner that replaces another gives `gone`, then `appeared`.
+    NameWatch(Kind kind, const char* name, Appeared appeared, std::function<void()> gone);
+    NameWatch(const NameWatch&) = delete;
+    NameWatch& operator=(const NameWatch&) = delete;
+    ~NameWatch();
+
+private:
+    friend struct NameWatchCallbacks;
+    Appeared m_appeared;
+    std::function<void()> m_gone;
+    unsigned m_id;
+};
+
+/// The signals of one interface of one object of one sender.
+class Signals {
+public:
+    using Received = std::function<void(const std::string& member, GVariant* arguments)>;
+
+    Signals(GDBusConnection* connection, const std::string& sender, const std::string& path, const char* interface,
+            Received received);
+    Signals(const Signals&) = delete;
+    Signals& operator=(const Signals&) = delete;
+    ~Signals();
+
+private:
+    friend struct SignalsCallbacks;
+    GDBusConnection* m_connection;
+    Received m_received;
+    unsigned m_id;
+};
+
+struct Method {
+    std::string service;
+    std::string path;
+    const char* interface;
+    const char* name;
+};
+
+/// What became of a call: answered, refused by an error of the other side, or lost (time ran out, no connection).
+enum class Outcome { Answered, Refused, Lost };
+
+/// Method calls whose answers are dropped when this object ends.
+class Calls {
+public:
+    /// `result` is null unless the outcome is Answered.
+    using Done = std::function<void(GVariant* result, Outcome outcome)>;
+
+    Calls();
+    Calls(const Calls&) = delete;
+    Calls& operator=(const Calls&) = delete;
+    ~Calls();
+
+    /// Takes over floating `arguments`. A failure is logged as a trace line.
+    void call(GDBusConnection* connection, const Method& method, GVariant* arguments, Done done);
+    /// No answer of the calls made so far comes any more.
+    void dropAnswers();
+
+private:
+    GCancellable* m_cancellable;
+};
+
+}  // namespace nebrix::gui::bus

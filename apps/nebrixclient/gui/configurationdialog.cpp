@@ -1,0 +1,107 @@
+#include "apps/nebrixclient/gui/configurationdialog.h"
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/listbox.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include <vector>
+
+#include "apps/nebrixclient/gui/accessible.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/settingsfields.h"
+
+using tessel::tesselToWxString;
+using tessel::wxToTesselString;
+using tessel::view::SettingsFields;
+
+namespace {
+
+tessel::List<tessel::String> entries(const wxListBox& list) {
+    tessel::List<tessel::String> result;
+    result.reserve(list.GetCount());
+    for (unsigned position = 0; position < list.GetCount(); ++position) {
+        result.push_back(wxToTesselString(list.GetString(position)));
+    }
+    return result;
+}
+
+}  // namespace
+
+NebrixClientConfigurationDialog::NebrixClientConfigurationDialog(wxWindow* parent) : ConfigurationDialog(parent) {}
+
+void NebrixClientConfigurationDialog::readConfiguration(tessel::ClientLocalConfiguration& configuration) {
+    SettingsFields fields;
+    fields.read(configuration);
+    m_login->ChangeValue(tesselToWxString(fields.login));
+    shownPassword().ChangeValue(tesselToWxString(fields.password));
+    m_domains->Clear();
+    for (const tessel::String& domain : fields.domains) {
+        m_domains->Append(tesselToWxString(domain));
+    }
+    m_removeDomain->Disable();
+}
+
+void NebrixClientConfigurationDialog::writeConfiguration(tessel::ClientLocalConfiguration& configuration) {
+    SettingsFields fields;
+    fields.login = wxToTesselString(m_login->GetValue());
+    fields.password = wxToTesselString(shownPassword().GetValue());
+    fields.domains = entries(*m_domains);
+    fields.write(configuration);
+}
+
+void NebrixClientConfigurationDialog::addCertIgnoreDomain(wxCommandEvent&) {
+    const tessel::String domain =
+        SettingsFields::domainToAdd(wxToTesselString(m_newDomain->GetValue()), entries(*m_domains));
+    if (!domain.empty()) {
+        m_domains->Append(tesselToWxString(domain));
+        m_domains->EnsureVisible(static_cast<int>(m_domains->GetCount()) - 1);
+    }
+    m_newDomain->Clear();
+    m_newDomain->SetFocus();
+}
+
+void NebrixClientConfigurationDialog::onCertIgnoreDomainList(wxCommandEvent&) {
+    wxArrayInt selected;
+    m_removeDomain->Enable(m_domains->GetSelections(selected) > 0);
+}
+
+void NebrixClientConfigurationDialog::onRemoveCertIgnoreDomainButton(wxCommandEvent& event) {
+    wxArrayInt selected;
+    m_domains->GetSelections(selected);
+    const std::vector<unsigned> positions(selected.begin(), selected.end());
+    for (const unsigned position : tessel::view::removalOrder(positions)) {
+        m_domains->Delete(position);
+    }
+    // Before the button that may have the focus is disabled. GTK selects a neighbour of what was deleted.
+    m_domains->SetFocus();
+    m_domains->DeselectAll();
+    onCertIgnoreDomainList(event);
+}
+
+void NebrixClientConfigurationDialog::onDomainListKey(wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    if (key != WXK_DELETE && key != WXK_NUMPAD_DELETE) {
+        event.Skip();
+        return;
+    }
+    wxCommandEvent command;
+    onRemoveCertIgnoreDomainButton(command);
+}
+
+void NebrixClientConfigurationDialog::onRevealPassword(wxCommandEvent&) {
+    wxTextCtrl& shown = m_revealPassword->GetValue() ? *m_plainPassword : *m_password;
+    wxTextCtrl& hidden = m_revealPassword->GetValue() ? *m_password : *m_plainPassword;
+    shown.ChangeValue(hidden.GetValue());
+    shown.SetInsertionPoint(hidden.GetInsertionPoint());
+    hidden.ChangeValue(wxString());
+    hidden.Hide();
+    shown.Show();
+    nebrix::gui::setLabelFor(*m_passwordLabel, shown);
+    Layout();
+}
+
+wxTextCtrl& NebrixClientConfigurationDialog::shownPassword() const {
+    return m_revealPassword->GetValue() ? *m_plainPassword : *m_password;
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "apps/nebrixclient/clientlocalconfiguration.h"
+#include "apps/nebrixclient/gui/configurationdialogbase.h"
+
+/// Edits the proxy's credentials and the servers whose certificate is not checked. For one modal run, on the caller's
+/// stack: the run ends with wxID_SAVE or wxID_CANCEL. Nothing is changed outside before writeConfiguration(). GUI
+/// thread.
+class NebrixClientConfigurationDialog final : public ConfigurationDialog {
+public:
+    explicit NebrixClientConfigurationDialog(wxWindow* parent);
+
+    /// Fills the controls.
+    void readConfiguration(tessel::ClientLocalConfiguration& configuration);
+    /// Stores what the controls hold, in memory only: the caller saves the file.
+    void writeConfiguration(tessel::ClientLocalConfiguration& configuration);
+
+protected:
+    void addCertIgnoreDomain(wxCommandEvent& event) override;
+    void onCertIgnoreDomainList(wxCommandEvent& event) override;
+    void onRemoveCertIgnoreDomainButton(wxCommandEvent& event) override;
+    void onDomainListKey(wxKeyEvent& event) override;
+    void onRevealPassword(wxCommandEvent& event) override;
+
+private:
+    [[nodiscard]] wxTextCtrl& shownPassword() const;
+};

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <wx/dialog.h>
+
+class wxButton;
+class wxCheckBox;
+class wxListBox;
+class wxSizer;
+class wxStaticText;
+class wxTextCtrl;
+
+/// The settings dialog's controls, their order and their place. Its handlers only let the event go on. GUI thread.
+class ConfigurationDialog : public wxDialog {
+public:
+    explicit ConfigurationDialog(wxWindow* parent);
+
+protected:
+    /// Add button, and Enter in the field for a new domain.
+    virtual void addCertIgnoreDomain(wxCommandEvent& event);
+    virtual void onCertIgnoreDomainList(wxCommandEvent& event);
+    virtual void onRemoveCertIgnoreDomainButton(wxCommandEvent& event);
+    virtual void onDomainListKey(wxKeyEvent& event);
+    virtual void onRevealPassword(wxCommandEvent& event);
+
+    wxCheckBox* m_useSystemProxy = nullptr;
+    wxTextCtrl* m_login = nullptr;
+    wxStaticText* m_passwordLabel = nullptr;
+    /// One of the two is shown, in the same place; which one, m_revealPassword says.
+    wxTextCtrl* m_password = nullptr;
+    wxTextCtrl* m_plainPassword = nullptr;
+    wxCheckBox* m_revealPassword = nullptr;
+    wxTextCtrl* m_newDomain = nullptr;
+    wxButton* m_addDomain = nullptr;
+    wxListBox* m_domains = nullptr;
+    wxButton* m_removeDomain = nullptr;
+
+private:
+    wxSizer* makeProxyBox();
+    wxSizer* makeCertificateBox();
+    wxSizer* makeWarning(wxWindow* box);
+    wxSizer* makeButtons();
+    void bindHandlers();
+};

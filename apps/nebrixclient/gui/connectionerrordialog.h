@@ -1,0 +1,22 @@
+#pragma once
+
+#include "apps/nebrixclient/gui/connectionerrordialogbase.h"
+
+/// Says that the gateway could not be reached and asks what to do. For one modal run, on the caller's stack: it ends
+/// with kQuit, kRetry or, by the close control or Escape, wxID_CANCEL. The button kSettingsId is the caller's to bind;
+/// it does not end the run. GUI thread.
+class NebrixClientConnectionErrorDialog final : public ConnectionErrorDialog {
+public:
+    static constexpr int kQuit = 1;
+    static constexpr int kRetry = 2;
+
+    explicit NebrixClientConnectionErrorDialog(wxWindow* parent);
+
+    /// The details, shown as they are: wrapped, and scrolling beyond a third of the screen's height.
+    void setErrorContent(const wxString& text);
+
+protected:
+    void onInit(wxInitDialogEvent& event) override;
+    void onRetry(wxCommandEvent& event) override;
+    void onQuit(wxCommandEvent& event) override;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <wx/string.h>
+
+class wxDialog;
+class wxWindow;
+
+/// Everything in the windows that knows the desktop beyond wxWidgets: display server, processes, locale, GTK.
+/// Of the GUI thread, unless a function says otherwise.
+namespace nebrix::gui::desktop {
+
+/// Before the toolkit starts: on Wayland lets X11 through XWayland go first where there is one, since only there a
+/// window may choose its place.
+void preferX11();
+
+/// Makes the process one without an entry among the running applications. Here nothing is needed: windows say it of
+/// themselves.
+void becomeUserInterfaceElement();
+
+/// Makes the C library's conversions UTF-8 unless they are already: without it no accent survives in a session whose
+/// locale is "C" or not installed.
+void useUtf8();
+
+/// Lets menus show the images of their entries, which GTK leaves out unless told otherwise.
+void showMenuImages();
+
+/// Lifts the limit on core files, soft and hard; a failure is ignored.
+void allowCoreDumps();
+
+/// Asks the process of this user that holds the lock file to show itself, by SIGUSR1; does nothing when nobody holds
+/// it. The kernel names the holder, not the file's content.
+void askLockHolder(const wxString& lockFile);
+
+/// Ends the process at once with this status, without destructors or exit handlers: for a component that blocks.
+[[noreturn]] void abandonProcess(int status);
+
+/// Keeps a small status window out of task bar, window switcher and pager, and from taking the keyboard.
+void makeNotification(wxWindow& window);
+
+/// Ends a dialog's modal run as its close control would, also a native one.
+void endModal(wxDialog& dialog);
+
+/// Takes an open pop-up menu down; whether there was one.
+bool closePopupMenu();
+
+}  // namespace nebrix::gui::desktop

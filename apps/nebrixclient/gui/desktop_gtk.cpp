@@ -1,0 +1,84 @@
+#include <fcntl.h>
+#include <gtk/gtk.h>
+#include <langinfo.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <wx/dialog.h>
+
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include "apps/nebrixclient/gui/desktop.h"
+
+namespace nebrix::gui::desktop {
+
+void preferX11() {
+    if (std::getenv("WAYLAND_DISPLAY") != nullptr && std::getenv("DISPLAY") != nullptr) {
+        gdk_set_allowed_backends("x11,*");
+    }
+}
+
+void becomeUserInterfaceElement() {}
+
+void useUtf8() {
+    if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+    }
+}
+
+void showMenuImages() { g_object_set(gtk_settings_get_default(), "gtk-menu-images", TRUE, nullptr); }
+
+void allowCoreDumps() {
+    const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+    setrlimit(RLIMIT_CORE, &unlimited);
+}
+
+void askLockHolder(const wxString& lockFile) {
+    const int descriptor = ::open(lockFile.fn_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0) {
+        return;
+    }
+    struct stat status {};
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    if (::fstat(descriptor, &status) == 0 && status.st_uid == ::getuid() && ::fcntl(descriptor, F_GETLK, &lock) == 0 &&
+        lock.l_type != F_UNLCK && lock.l_pid > 0) {
+        ::kill(lock.l_pid, SIGUSR1);
+    }
+    ::close(descriptor);
+}
+
+void abandonProcess(int status) { ::_exit(status); }
+
+void makeNotification(wxWindow& window) {
+    GtkWindow* const widget = GTK_WINDOW(window.GetHandle());
+    gtk_window_set_type_hint(widget, GDK_WINDOW_TYPE_HINT_NOTIFICATION);
+    gtk_window_set_skip_taskbar_hint(widget, TRUE);
+    gtk_window_set_skip_pager_hint(widget, TRUE);
+    gtk_window_set_accept_focus(widget, FALSE);
+    gtk_window_set_focus_on_map(widget, FALSE);
+}
+
+void endModal(wxDialog& dialog) {
+    GtkWidget* const widget = dialog.GetHandle();
+    if (widget != nullptr && GTK_IS_DIALOG(widget)) {
+        gtk_dialog_response(GTK_DIALOG(widget), GTK_RESPONSE_CANCEL);
+    } else if (dialog.IsModal()) {
+        dialog.EndModal(wxID_CANCEL);
+    }
+}
+
+bool closePopupMenu() {
+    GtkWidget* const grabbing = gtk_grab_get_current();
+    if (grabbing == nullptr || !GTK_IS_MENU_SHELL(grabbing)) {
+        return false;
+    }
+    gtk_menu_shell_deactivate(GTK_MENU_SHELL(grabbing));
+    return true;
+}
+
+}  // namespace nebrix::gui::desktop

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "apps/nebrixclient/gui/backgroundworker.h"
+#include "apps/nebrixclient/view/logtail.h"
+
+namespace nebrix::gui {
+
+/// What a log window shows at one moment. A value; the filter in it is read by both threads and changed by none.
+struct LogSnapshot {
+    std::shared_ptr<const tessel::view::LogFilter> shown;
+    std::int64_t firstNumber = 0;  ///< of the snapshot's first line, shown or not; see LogTail
+    bool startsLater = false;      ///< earlier lines may be had
+    bool restarted = false;        ///< numbers have nothing to do with those before
+    bool readable = true;
+
+    [[nodiscard]] std::size_t size() const { return shown->size(); }
+    [[nodiscard]] std::int64_t number(std::size_t row) const {
+        return firstNumber + static_cast<std::int64_t>(shown->position(row));
+    }
+    /// The row of the line with this number, or of the next one that is shown; size() behind the last.
+    [[nodiscard]] std::size_t row(std::int64_t number) const;
+};
+
+/// The half of a log window that lives on the worker's thread: reads the file and filters its lines there.
+/// Held by the tasks it posts, so that it outlives them. Its operations are called on the GUI thread.
+class LogReader : public std::enable_shared_from_this<LogReader> {
+public:
+    using Receive = std::function<void(LogSnapshot)>;
+    using Found = std::function<void(std::optional<std::int64_t> number)>;
+
+    /// `receive` is called on the GUI thread, through `calls`, whenever there is something new to show.
+    LogReader(const tessel::String& path, BackgroundWorker& worker, GuiCalls::Sender calls, Receive receive);
+
+    /// Reads what was appended; nothing when the last such task still waits for its turn.
+    void poll();
+    /// Reads a piece before the first line.
+    void earlier();
+    /// LogFilter::kAllCategories or a LogCategory.
+    void setCategory(int category);
+    /// Searches the snapshot from a row on, round to it again; `found` is called on the GUI thread with the line's
+    /// number, if any.
+    void find(const LogSnapshot& where, const tessel::String& text, std::size_t from, Found found);
+
+private:
+    void readAppended();
+    void publish(bool restarted);
+
+    BackgroundWorker& m_worker;
+    const GuiCalls::Sender m_calls;
+    const Receive m_receive;
+    std::atomic<bool> m_pollQueued = false;
+
+    // Of the worker's thread:
+    tessel::view::LogTail m_tail;
+    int m_category = tessel::view::LogFilter::kAllCategories;
+    bool m_published = false;
+    bool m_readable = true;
+};
+
+}  // namespace nebrix::gui

@@ -1,0 +1,148 @@
+#include "apps/nebrixclient/gui/logwindowbase.h"
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/choice.h>
+#include <wx/dataview.h>
+#include <wx/intl.h>
+#include <wx/panel.h>
+#include <wx/sizer.h>
+#include <wx/stattext.h>
+#include <wx/textctrl.h>
+
+#include <algorithm>
+
+#include "apps/nebrixclient/gui/accessible.h"
+#include "apps/nebrixclient/gui/logmodel.h"
+#include "apps/nebrixclient/gui/textfield.h"
+
+using nebrix::gui::setAccessibleName;
+using nebrix::gui::setLabelFor;
+
+namespace {
+
+constexpr long kStatusStyle = wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_MIDDLE;
+constexpr int kFindColumns = 24;
+constexpr int kWindowColumns = 130;
+constexpr int kWindowLines = 36;
+
+}  // namespace
+
+LogWindow::LogWindow(wxWindow* parent, const wxString& title) : wxFrame(parent, wxID_ANY, title) {
+    m_panel = new wxPanel(this);
+    auto* const column = new wxBoxSizer(wxVERTICAL);
+    column->Add(makeSearchRow(), wxSizerFlags().Expand().Border());
+    makeList();
+    column->Add(m_list, wxSizerFlags(1).Expand().Border(wxLEFT | wxRIGHT));
+    column->Add(makeButtonRow(), wxSizerFlags().Expand().Border());
+    column->Add(makeStatusRow(), wxSizerFlags().Expand().Border(wxLEFT | wxRIGHT | wxBOTTOM));
+    m_panel->SetSizer(column);
+    const wxSize least = column->GetMinSize();
+    SetMinClientSize(least);
+    const wxSize character(GetCharWidth(), GetCharHeight());
+    SetClientSize(std::max(least.x, kWindowColumns * character.x), std::max(least.y, kWindowLines * character.y));
+    bindHandlers();
+}
+
+wxSizer* LogWindow::makeSearchRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    auto* const findLabel = new wxStaticText(m_panel, wxID_ANY, _("LOG_FIND"));
+    m_find = nebrix::gui::makeTextField(m_panel, kFindColumns, wxTE_PROCESS_ENTER);
+    m_findNext = new wxButton(m_panel, wxID_ANY, _("LOG_FIND_NEXT"));
+    auto* const categoryLabel = new wxStaticText(m_panel, wxID_ANY, _("LOG_CATEGORY"));
+    m_category = new wxChoice(m_panel, wxID_ANY);
+    m_category->Append(_("LOG_ALL_CATEGORIES"));
+    for (int category = 0; category < tessel::kLogCategories; ++category) {
+        m_category->Append(nebrix::gui::logCategoryName(category));
+    }
+    m_category->SetSelection(0);
+    m_follow = new wxCheckBox(m_panel, wxID_ANY, _("LOG_FOLLOW"));
+    m_follow->SetValue(true);
+    setLabelFor(*findLabel, *m_find);
+    setLabelFor(*categoryLabel, *m_category);
+
+    row->Add(findLabel, wxSizerFlags().CentreVertical());
+    row->Add(m_find, wxSizerFlags(1).CentreVertical().Border(wxLEFT));
+    row->Add(m_findNext, wxSizerFlags().CentreVertical().Border(wxLEFT));
+    row->Add(categoryLabel, wxSizerFlags().CentreVertical().DoubleBorder(wxLEFT));
+    row->Add(m_category, wxSizerFlags().CentreVertical().Border(wxLEFT));
+    row->Add(m_follow, wxSizerFlags().CentreVertical().DoubleBorder(wxLEFT));
+    return row;
+}
+
+void LogWindow::makeList() {
+    m_list = new wxDataViewCtrl(m_panel, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxDV_MULTIPLE | wxDV_ROW_LINES);
+    const int character = m_list->GetCharWidth();
+    const auto addColumn = [&](const wxString& title, LogColumn column, int characters) {
+        m_list->AppendTextColumn(title, static_cast<unsigned>(column), wxDATAVIEW_CELL_INERT, characters * character,
+                                 wxALIGN_LEFT, wxDATAVIEW_COL_RESIZABLE);
+    };
+    addColumn(_("LOG_TIME"), LogColumn::Time, 24);
+    addColumn(_("LOG_THREAD"), LogColumn::Thread, 16);
+    addColumn(_("LOG_LEVEL"), LogColumn::Level, 12);
+    addColumn(_("LOG_MESSAGE"), LogColumn::Message, 100);
+    setAccessibleName(*m_list, _("LOG_TITLE"));
+}
+
+wxSizer* LogWindow::makeButtonRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    m_earlier = new wxButton(m_panel, wxID_ANY, _("LOG_EARLIER"));
+    m_copy = new wxButton(m_panel, wxID_ANY, _("LOG_COPY"));
+    m_saveAs = new wxButton(m_panel, wxID_ANY, _("LOG_SAVE_AS"));
+    m_earlier->Disable();
+    m_copy->Disable();
+    row->Add(m_earlier);
+    row->AddStretchSpacer();
+    row->Add(m_copy, wxSizerFlags().Border(wxLEFT));
+    row->Add(m_saveAs, wxSizerFlags().Border(wxLEFT));
+    return row;
+}
+
+// Labels, since a status bar is nothing that a screen reader sees.
+wxSizer* LogWindow::makeStatusRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    m_status = new wxStaticText(m_panel, wxID_ANY, " ", wxDefaultPosition, wxDefaultSize, kStatusStyle);
+    m_message = new wxStaticText(m_panel, wxID_ANY, " ", wxDefaultPosition, wxDefaultSize, kStatusStyle);
+    row->Add(m_status, wxSizerFlags(1));
+    row->Add(m_message, wxSizerFlags(1).Border(wxLEFT));
+    return row;
+}
+
+void LogWindow::bindHandlers() {
+    m_find->Bind(wxEVT_TEXT_ENTER, &LogWindow::onFindNext, this);
+    m_findNext->Bind(wxEVT_BUTTON, &LogWindow::onFindNext, this);
+    m_category->Bind(wxEVT_CHOICE, &LogWindow::onCategory, this);
+    m_follow->Bind(wxEVT_CHECKBOX, &LogWindow::onFollow, this);
+    m_list->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, &LogWindow::onSelection, this);
+    m_earlier->Bind(wxEVT_BUTTON, &LogWindow::onEarlier, this);
+    m_copy->Bind(wxEVT_BUTTON, &LogWindow::onCopy, this);
+    m_saveAs->Bind(wxEVT_BUTTON, &LogWindow::onSaveAs, this);
+    Bind(wxEVT_CHAR_HOOK, &LogWindow::onKey, this);
+}
+
+void LogWindow::onKey(wxKeyEvent& event) {
+    const int key = event.GetKeyCode();
+    const int modifiers = event.GetModifiers();
+    wxCommandEvent command;
+    if ((key == WXK_ESCAPE && modifiers == wxMOD_NONE) || (key == 'W' && modifiers == wxMOD_CONTROL)) {
+        onCloseCommand(command);
+    } else if (key == WXK_F3 && modifiers == wxMOD_NONE) {
+        onFindNext(command);
+    } else if (key == 'F' && modifiers == wxMOD_CONTROL) {
+        onFocusFind(command);
+    } else if (key == 'C' && modifiers == wxMOD_CONTROL && FindFocus() != m_find) {
+        onCopy(command);
+    } else {
+        event.Skip();
+    }
+}
+
+void LogWindow::onFindNext(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onFocusFind(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onCategory(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onFollow(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onCopy(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onSaveAs(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onEarlier(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onSelection(wxDataViewEvent& event) { event.Skip(); }
+void LogWindow::onCloseCommand(wxCommandEvent& event) { event.Skip(); }

@@ -1,0 +1,229 @@
+#include "apps/nebrixclient/gui/mainframe.h"
+
+#include <wx/artprov.h>
+#include <wx/generic/msgdlgg.h>
+#include <wx/iconbndl.h>
+#include <wx/intl.h>
+#include <wx/msgdlg.h>
+#include <wx/stockitem.h>
+
+#include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/configurationdialog.h"
+#include "apps/nebrixclient/gui/connectionerrordialog.h"
+#include "apps/nebrixclient/gui/sites.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/statuskeys.h"
+#include "libs/base/log.h"
+
+using tessel::ClientStatus;
+using tessel::ClientType;
+using tessel::view::TrayKind;
+
+#define EVT_CLIENT(id, function) \
+    wx__DECLARE_EVT1(EVT_TYPE_CLIENTNOTIFY, id, wxThreadEventHandler(NebrixMainFrame::function))
+
+wxBEGIN_EVENT_TABLE(NebrixMainFrame, wxFrame) EVT_CLIENT(ID_CLIENT_CONNECT_ERROR, onClientConnectError)
+    EVT_CLIENT(ID_CLIENT_STATUS, onClientStatus) EVT_CLIENT(ID_CLIENT_FATAL_ERROR, onFatalError)
+        EVT_CLIENT(ID_CLIENT_DISPATCH, onClientDispatch) EVT_CLIENT(ID_CLIENT_TRANSFER, onTransfer)
+            EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck) EVT_CLOSE(NebrixMainFrame::onClose) wxEND_EVENT_TABLE()
+
+                NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title)
+    : wxFrame(parent, id, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE),
+      m_notifyHandler(this),
+      m_client(m_notifyHandler),
+      m_quit([this] { return m_client.isRunning(); }, [this] { Close(true); }),
+      m_trays([this] { arrangeTray(); }),
+      m_sessionEnd([this] { stop(); }) {
+    m_client.setProgress(&m_notifyHandler);
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    CentreOnScreen();  // dialogs without another place are centred on it
+    m_panel = new NebrixClientNotificationPanel(this);
+    Bind(EVT_TYPE_CLIENTNOTIFY, &NebrixClientNotificationPanel::onVpnStatus, m_panel, ID_CLIENT_VPN_STATUS);
+    showTaskBarIcon();
+}
+
+NebrixMainFrame::~NebrixMainFrame() {
+    m_systrayIcon.reset();
+    m_panel->Destroy();
+}
+
+void NebrixMainFrame::start(const wxString& url) { m_client.run(tessel::wxToTesselString(url)); }
+
+void NebrixMainFrame::stop() {
+    if (m_quit.started()) {
+        return;
+    }
+    if (m_client.isRunning()) {
+        leaveScreen();
+        m_client.cancel();
+        m_quit.start();
+    } else {
+        m_quit.closeWhenFree();
+    }
+}
+
+void NebrixMainFrame::showAgain() {
+    if (!m_quit.started()) {
+        m_panel->reappear();
+        raiseOpenDialog();
+    }
+}
+
+void NebrixMainFrame::showTaskBarIcon() {
+    if (m_systrayIcon == nullptr) {
+        m_systrayIcon = std::make_unique<NebrixSystrayIcon>();
+    }
+    arrangeTray();
+}
+
+void NebrixMainFrame::hideTaskBarIcon() {
+    m_trayHidden = true;
+    if (m_systrayIcon != nullptr && m_systrayIcon->isInstalled()) {
+        m_systrayIcon->RemoveIcon();
+    }
+}
+
+/// Without any tray the panel's lines and the commands get an ordinary window, so that nobody is left without a way in.
+void NebrixMainFrame::arrangeTray() {
+    if (m_systrayIcon == nullptr || m_quit.started()) {
+        return;
+    }
+    const TrayKind kind = tessel::view::chooseTray(m_trays.x11Tray(), m_trays.statusNotifierHost());
+    if (!m_trayHidden) {
+        m_systrayIcon->present(kind);
+    }
+    showStatusWindow(kind == TrayKind::Window && m_trays.settled());
+}
+
+void NebrixMainFrame::showStatusWindow(bool show) {
+    if (show && !m_statusWindow) {
+        m_statusWindow = new nebrix::gui::StatusWindow(nullptr, [this](int id) { m_systrayIcon->command(id); });
+        m_panel->setMirror([this](const wxString& main, const wxString& plugin) {
+            if (m_statusWindow) {
+                m_statusWindow->setTexts(main, plugin);
+            }
+        });
+    }
+    if (m_statusWindow && m_statusWindow->IsShown() != show) {
+        m_statusWindow->Show(show);
+    }
+}
+
+void NebrixMainFrame::showConfigurationDialogModal(wxWindow* parent) {
+    NebrixClientConfigurationDialog dialog(parent);
+    dialog.readConfiguration(m_client.localConfiguration());
+    dialog.Centre();
+    if (dialog.ShowModal() == wxID_SAVE) {
+        dialog.writeConfiguration(m_client.localConfiguration());
+        saveConfiguration();
+    }
+}
+
+/// On the worker's thread, since a disk may take its time.
+void NebrixMainFrame::saveConfiguration() {
+    m_worker.post([this] {
+        try {
+            m_client.saveLocalConfiguration();
+        } catch (const tessel::Exception& caught) {
+            tessel::logCaught(caught, nebrix::gui::sites::kSaveConfigurationCatch);
+            CallAfter(&NebrixMainFrame::onNotSaved);
+        }
+    });
+}
+
+void NebrixMainFrame::onNotSaved() {
+    const wxString path = tessel::tesselToWxString(tessel::NebrixClient::getLocalConfPath());
+    wxGenericMessageDialog box(this, wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), _("Error"),
+                               wxOK | wxCENTRE | wxICON_ERROR);
+    box.ShowModal();
+}
+
+void NebrixMainFrame::showAbout() {
+    NebrixClientAboutDialog dialog(nullptr);
+    dialog.CentreOnScreen();
+    dialog.ShowModal();
+}
+
+void NebrixMainFrame::showLogs() {
+    m_client.showLogs();
+    if (!m_logWindow) {
+        m_logWindow = new NebrixClientLogWindow(nullptr, tessel::kLogFile, m_worker);
+    }
+    m_logWindow->Show();
+    m_logWindow->Raise();
+}
+
+bool NebrixMainFrame::raiseOpenDialog() { return m_quit.raiseDialog(); }
+
+void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
+    if (m_quit.started()) {
+        return;
+    }
+    NebrixClientConnectionErrorDialog dialog(this);
+    dialog.Bind(
+        wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { showConfigurationDialogModal(&dialog); },
+        ConnectionErrorDialog::kSettingsId);
+    dialog.setErrorContent(event.GetString());
+    dialog.CentreOnScreen();
+    const int result = dialog.ShowModal();
+    if (result == NebrixClientConnectionErrorDialog::kQuit) {
+        m_quit.closeWhenFree();
+    } else if (result == NebrixClientConnectionErrorDialog::kRetry) {
+        m_client.restart();
+    }
+}
+
+void NebrixMainFrame::onClientStatus(wxThreadEvent& event) {
+    if (event.GetInt() == static_cast<int>(ClientStatus::SessionOver)) {
+        m_quit.closeWhenFree();
+        return;
+    }
+    const char* const key = tessel::view::statusKey(event.GetInt());
+    m_panel->setPluginStatus(*key == '\0' ? wxString() : wxGetTranslation(key));
+}
+
+void NebrixMainFrame::onFatalError(wxThreadEvent& /*event*/) {
+    if (m_quit.started()) {
+        return;
+    }
+    // The native box of GTK shows no icon and finds no place beside a hidden owner.
+    wxGenericMessageDialog box(this, _("UNKNOWN_ERROR_HAS_OCCURED"), _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
+    box.SetOKLabel(wxMessageDialog::ButtonLabel(wxID_EXIT));
+    box.ShowModal();
+    m_quit.closeWhenFree();
+}
+
+void NebrixMainFrame::onClientDispatch(wxThreadEvent& event) {
+    if (event.GetInt() == static_cast<int>(ClientType::HostChecker)) {
+        hideTaskBarIcon();
+    }
+}
+
+void NebrixMainFrame::onTransfer(wxThreadEvent& event) { m_panel->onTransfer(event.GetPayload<TransferNews>()); }
+
+void NebrixMainFrame::onNextCheck(wxThreadEvent& event) {
+    m_panel->setNextCheck(static_cast<unsigned>(event.GetInt()));
+}
+
+/// What the user sees goes first, whatever the rest takes.
+void NebrixMainFrame::leaveScreen() {
+    hideTaskBarIcon();
+    m_panel->Hide();
+    if (m_statusWindow) {
+        m_statusWindow->Destroy();
+    }
+    if (m_logWindow) {
+        m_logWindow->Destroy();
+    }
+}
+
+void NebrixMainFrame::onClose(wxCloseEvent& event) {
+    m_client.cancel();
+    leaveScreen();
+    if (event.CanVeto() && m_client.isRunning()) {
+        event.Veto();
+        m_quit.start();
+        return;
+    }
+    event.Skip();
+}

@@ -1,0 +1,223 @@
+#include "apps/nebrixclient/gui/nebrixclientgui.h"
+
+#include <wx/artprov.h>
+#include <wx/filename.h>
+#include <wx/msgdlg.h>
+#include <wx/stdpaths.h>
+#include <wx/utils.h>
+
+#include <csignal>
+
+#include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/artprovider.h"
+#include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/mainframe.h"
+#include "apps/nebrixclient/gui/sites.h"
+#include "apps/nebrixclient/gui/wxlogtarget.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/instancekey.h"
+#include "apps/nebrixclient/view/language.h"
+#include "libs/base/console.h"
+#include "libs/base/log.h"
+
+using tessel::LogCategory;
+using tessel::String;
+using tessel::view::Language;
+
+namespace desktop = nebrix::gui::desktop;
+
+NebrixClientGui* app = nullptr;
+NebrixMainFrame* mainhiddenframe = nullptr;
+wxLocale locale;
+
+wxIMPLEMENT_APP_NO_MAIN(NebrixClientGui);
+
+namespace {
+
+constexpr const char* kClassName = "NebrixClientGui";
+constexpr const char* kCoreDumpsVariable = "NEBRIX_ENABLE_COREDUMPS";
+constexpr const char* kInstanceDirectory = "/tmp";
+constexpr const char* kCatalog = "nebrixclient";
+
+wxLanguage toWxLanguage(Language language) {
+    switch (language) {
+        case Language::French:
+            return wxLANGUAGE_FRENCH;
+        case Language::German:
+            return wxLANGUAGE_GERMAN;
+        case Language::Spanish:
+            return wxLANGUAGE_SPANISH;
+        case Language::English:
+            break;
+    }
+    return wxLANGUAGE_ENGLISH;
+}
+
+/// What the session asks for, in the C library's order of variables; the toolkit knows it only where that locale is
+/// installed.
+const wxLanguageInfo* wantedLocale() {
+    for (const char* const variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+        wxString value;
+        if (wxGetEnv(variable, &value) && !value.empty()) {
+            return wxLocale::FindLanguageInfo(value.BeforeFirst('.').BeforeFirst('@'));
+        }
+    }
+    return nullptr;
+}
+
+std::optional<String> systemLocale() {
+    const wxLanguageInfo* information = wxLocale::GetLanguageInfo(wxLANGUAGE_DEFAULT);
+    if (information == nullptr) {
+        information = wantedLocale();
+    }
+    if (information == nullptr) {
+        return std::nullopt;
+    }
+    return tessel::wxToTesselString(information->CanonicalName);
+}
+
+void logLine(const char* method, const String& text) { tessel::log(LogCategory::Trace, kClassName, method, text); }
+
+// Called from the event loop, not by the kernel.
+void quitOnSignal(int /*signal*/) {
+    if (mainhiddenframe != nullptr) {
+        mainhiddenframe->stop();
+    } else {
+        wxTheApp->Exit();
+    }
+}
+
+void showOnSignal(int /*signal*/) {
+    if (mainhiddenframe != nullptr) {
+        mainhiddenframe->showAgain();
+    }
+}
+
+}  // namespace
+
+bool NebrixClientGui::OnInit() {
+    desktop::becomeUserInterfaceElement();
+    desktop::useUtf8();
+    tessel::Console::start();
+    wxLog::SetActiveTarget(new nebrix::gui::WxLogTarget);
+    enableCoreDumps();
+    app = this;
+    NebrixClientArtProvider::init();
+    wxArtProvider::Push(new NebrixClientArtProvider);
+    desktop::showMenuImages();
+    catchSignals();
+    if (argc <= 1) {
+        showAboutOnly();
+        return false;
+    }
+    if (!isFirstInstance()) {
+        return false;
+    }
+    init(wxString::FromUTF8(tessel::wxToTesselString(argv[1]).str()));
+    return true;
+}
+
+void NebrixClientGui::enableCoreDumps() {
+    wxString value;
+    wxGetEnv(kCoreDumpsVariable, &value);
+    logLine("OnInit", tessel::wxToTesselString(value));
+    if (tessel::view::coreDumpsWanted(tessel::wxToTesselString(value))) {
+        logLine("OnInit", "Enabling coredumps");
+        desktop::allowCoreDumps();
+    }
+}
+
+/// Before the instance lock is taken: whoever holds it may be asked to show itself.
+void NebrixClientGui::catchSignals() {
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        SetSignalHandler(signal, &quitOnSignal);
+    }
+    SetSignalHandler(SIGUSR1, &showOnSignal);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool NebrixClientGui::isFirstInstance() {
+    const wxString name = tessel::tesselToWxString(tessel::view::instanceLockName(tessel::wxToTesselString(argv[1])));
+    m_checker = new wxSingleInstanceChecker;
+    m_checker->Create(name, kInstanceDirectory);
+    if (!m_checker->IsAnotherRunning()) {
+        return true;
+    }
+    logLine("OnInit", "Another instance is already launched with this parameter, quitting.");
+    desktop::askLockHolder(wxFileName(kInstanceDirectory, name).GetFullPath());
+    delete m_checker;
+    m_checker = nullptr;
+    return false;
+}
+
+void NebrixClientGui::showAboutOnly() {
+    setLangFromUrl(wxEmptyString);
+    NebrixClientAboutDialog about(nullptr);
+    about.CentreOnScreen();
+    about.ShowModal();
+}
+
+void NebrixClientGui::init(const wxString& url) {
+    setLangFromUrl(url);
+    mainhiddenframe = new NebrixMainFrame(nullptr, wxID_ANY, argv[0]);
+    mainhiddenframe->Show(false);
+    SetTopWindow(mainhiddenframe);
+    mainhiddenframe->start(url);
+    mainhiddenframe->setNotification(_("Loading"));
+}
+
+void NebrixClientGui::setLangFromUrl(const wxString& url) {
+    const String lang = url.empty() ? String() : tessel::NebrixClient::getLangFromArg(tessel::wxToTesselString(url));
+    {
+        // A language whose system locale is not installed is no reason for a warning: its catalogs work all the same.
+        const wxLogNull quiet;
+        locale.Init(selectLocale(lang), wxLOCALE_LOAD_DEFAULT);
+    }
+    desktop::useUtf8();
+    addCatalogs();
+}
+
+void NebrixClientGui::addCatalogs() {
+    wxFileName directory(wxStandardPaths::Get().GetExecutablePath());
+    directory.SetFullName(wxEmptyString);
+    directory.AppendDir("lang");
+    wxFileTranslationsLoader::AddCatalogLookupPathPrefix(directory.GetPath());
+    directory.RemoveLastDir();
+    directory.RemoveLastDir();
+    directory.AppendDir("lang");
+    wxFileTranslationsLoader::AddCatalogLookupPathPrefix(directory.GetPath());
+    // Where the program is installed.
+    wxFileName installed = wxFileName::DirName(wxStandardPaths::Get().GetResourcesDir());
+    installed.AppendDir("lang");
+    wxFileTranslationsLoader::AddCatalogLookupPathPrefix(installed.GetPath());
+    locale.AddCatalog(kCatalog);
+}
+
+wxLanguage NebrixClientGui::selectLocale(const String& lang) {
+    return toWxLanguage(tessel::view::selectLanguage(lang, &systemLocale));
+}
+
+int NebrixClientGui::OnExit() {
+    delete m_checker;
+    m_checker = nullptr;
+    return wxApp::OnExit();
+}
+
+bool NebrixClientGui::OnExceptionInMainLoop() {
+    OnUnhandledException();
+    return true;
+}
+
+void NebrixClientGui::OnUnhandledException() {
+    try {
+        throw;
+    } catch (const tessel::Exception& caught) {
+        tessel::logCaught(caught, nebrix::gui::sites::kUnhandled);
+    } catch (const std::exception& caught) {
+        tessel::log(LogCategory::Error, kClassName, "catch", caught.what());
+    } catch (...) {
+        tessel::log(LogCategory::Error, kClassName, "catch", "unhandled exception");
+    }
+    wxMessageBox(_("UNKNOWN_ERROR_HAS_OCCURED"), _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <wx/app.h>
+#include <wx/intl.h>
+#include <wx/snglinst.h>
+
+#include "libs/base/string.h"
+
+/// The desktop program: with one argument, the mediation string, it runs one session, one instance for each distinct
+/// argument; without one it shows the about dialog and ends. GUI thread only.
+class NebrixClientGui final : public wxApp {
+public:
+    bool OnInit() override;
+    int OnExit() override;
+    /// The exception that is being handled is logged, and the user told: the program goes on.
+    bool OnExceptionInMainLoop() override;
+    /// The same, where the program cannot go on.
+    void OnUnhandledException() override;
+
+    /// Makes the main frame and starts the session.
+    void init(const wxString& url);
+    /// Chooses the language from the link's parameter "lang", else from the system, and loads the catalogs.
+    void setLangFromUrl(const wxString& url);
+    static wxLanguage selectLocale(const tessel::String& lang);
+
+private:
+    void enableCoreDumps();
+    bool isFirstInstance();
+    void showAboutOnly();
+    void catchSignals();
+    void addCatalogs();
+
+    wxSingleInstanceChecker* m_checker = nullptr;  // owned; null until an argument is given
+};
+
+/// The one application object; null before start-up.
+extern NebrixClientGui* app;
+/// Initialised by setLangFromUrl().
+extern wxLocale locale;

@@ -1,0 +1,206 @@
+#include "apps/nebrixclient/gui/notificationpanel.h"
+
+#include <wx/display.h>
+#include <wx/graphics.h>
+#include <wx/intl.h>
+#include <wx/numformatter.h>
+#include <wx/utils.h>
+
+#include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/panelgeometry.h"
+
+using tessel::view::PanelState;
+
+namespace {
+
+constexpr int kTick = 1000;  // milliseconds
+constexpr int kFade = 10;    // milliseconds
+constexpr double kCorner = 10.0;
+
+wxString amountText(std::uint64_t bytes) {
+    const tessel::view::Amount amount = tessel::view::amount(bytes);
+    constexpr double kTenths = 10.0;
+    const int digits = amount.tenths % 10 == 0 ? 0 : 1;
+    return wxString::Format(wxGetTranslation(amount.key),
+                            wxNumberFormatter::ToString(static_cast<double>(amount.tenths) / kTenths, digits));
+}
+
+tessel::view::Size toSize(const wxSize& size) { return {size.GetWidth(), size.GetHeight()}; }
+
+}  // namespace
+
+NebrixClientNotificationPanel::NebrixClientNotificationPanel(wxWindow* parent)
+    : NotificationPanel(parent), m_timer(this) {
+    nebrix::gui::desktop::makeNotification(*this);
+    restartTimer();
+    Bind(wxEVT_TIMER, &NebrixClientNotificationPanel::onTimer, this);
+    bindClicks();
+    print(true);
+}
+
+/// A click on a label or an image is a click on the panel.
+void NebrixClientNotificationPanel::bindClicks() {
+    Bind(wxEVT_LEFT_UP, &NebrixClientNotificationPanel::onClick, this);
+    for (wxWindow* const child : GetChildren()) {
+        child->Bind(wxEVT_LEFT_UP, &NebrixClientNotificationPanel::onClick, this);
+    }
+}
+
+void NebrixClientNotificationPanel::restartTimer() { m_timer.Start(kTick); }
+
+void NebrixClientNotificationPanel::setMirror(std::function<void(const wxString&, const wxString&)> mirror) {
+    m_mirror = std::move(mirror);
+    tellMirror();
+}
+
+void NebrixClientNotificationPanel::tellMirror() {
+    if (m_mirror) {
+        m_mirror(m_mainLabel->GetLabelText(), m_pluginStatus->GetLabelText());
+    }
+}
+
+void NebrixClientNotificationPanel::fadeIn() {
+    ShowWithEffect(wxSHOW_EFFECT_BLEND, kFade);
+    ClearBackground();
+}
+
+void NebrixClientNotificationPanel::reappear() {
+    fadeIn();
+    Raise();
+}
+
+void NebrixClientNotificationPanel::showPluginRow(bool show) {
+    m_pluginImage->Show(show);
+    m_pluginStatus->Show(show);
+    Layout();
+}
+
+void NebrixClientNotificationPanel::showProgress(bool show) {
+    m_progressBar->Show(show);
+    m_progressText->Show(show);
+    Layout();
+}
+
+void NebrixClientNotificationPanel::setPluginStatus(const wxString& text) {
+    if (!m_state.status()) {
+        return;
+    }
+    showPluginRow(false);
+    m_mainLabel->SetLabelText(text);
+    print(false);
+    fadeIn();
+    restartTimer();
+    tellMirror();
+}
+
+void NebrixClientNotificationPanel::onVpnStatus(wxThreadEvent& event) {
+    const PanelState::LineEffect effect = m_state.line(tessel::wxToTesselString(event.GetString()));
+    if (effect.ignored) {
+        return;
+    }
+    if (effect.leftDriverMode) {
+        showProgress(false);
+        showPluginRow(true);
+        m_mainLabel->SetLabelText(_("Connected"));
+    }
+    m_pluginStatus->SetLabelText(pluginText());
+    print(false);
+    fadeIn();
+    tellMirror();
+}
+
+wxString NebrixClientNotificationPanel::pluginText() const {
+    const tessel::view::VpnPhrase& phrase = m_state.phrase();
+    if (*phrase.key == '\0') {
+        return {};
+    }
+    const wxString text = wxGetTranslation(phrase.key);
+    return phrase.address.has_value() ? wxString::Format(text, tessel::tesselToWxString(*phrase.address)) : text;
+}
+
+void NebrixClientNotificationPanel::onTransfer(const TransferNews& news) {
+    m_state.transferring(!news.over);
+    if (news.over) {
+        m_transferShown = false;
+        m_progress.reset();
+        showProgress(false);
+        return;
+    }
+    if (news.received == 0) {
+        return;  // what is over at once is not worth a word
+    }
+    if (!m_transferShown) {
+        announceTransfer();
+    }
+    if (m_state.driverMode()) {
+        m_progress.update(news.received, news.expected, static_cast<std::uint64_t>(wxGetUTCTimeMillis().GetValue()));
+        showAmount(news);
+    }
+}
+
+/// A download that begins after the panel has hidden itself brings it back; one clicked away stays away.
+void NebrixClientNotificationPanel::announceTransfer() {
+    m_transferShown = true;
+    if (IsShown() || !m_state.driverMode()) {
+        setPluginStatus(_("STATUS_DOWNLOADING_COMPENENTS"));
+    }
+}
+
+void NebrixClientNotificationPanel::showAmount(const TransferNews& news) {
+    if (news.expected == 0) {
+        m_progressBar->Pulse();
+        m_progressText->SetLabelText(amountText(news.received));
+    } else {
+        m_progressBar->SetValue(static_cast<int>(m_progress.permille()));
+        m_progressText->SetLabelText(
+            wxString::Format(_("PROGRESS_AMOUNT %s %s"), amountText(news.received), amountText(news.expected)));
+    }
+    const wxString rate = wxString::Format(_("PROGRESS_RATE %s"), amountText(m_progress.bytesPerSecond()));
+    m_progressBar->SetToolTip(rate);
+    m_progressText->SetToolTip(rate);
+    showProgress(true);
+    print(false);
+}
+
+void NebrixClientNotificationPanel::setNextCheck(unsigned milliseconds) {
+    const wxDateTime time = wxDateTime::Now() + wxTimeSpan::Milliseconds(milliseconds);
+    SetToolTip(wxString::Format(_("NEXT_HOSTCHECK %s"), time.FormatISOTime()));
+}
+
+void NebrixClientNotificationPanel::onTimer(wxTimerEvent& /*event*/) {
+    const PanelState::TickEffect effect = m_state.tick();
+    if (effect.redrawDots) {
+        updateVpnStatus();
+    }
+    if (effect.hide) {
+        Show(false);
+        showProgress(false);
+        showPluginRow(true);
+        m_mainLabel->SetLabelText(_("Connected"));
+    }
+}
+
+void NebrixClientNotificationPanel::updateVpnStatus() {
+    m_pluginStatus->SetLabelText(pluginText() + wxString('.', m_state.dots()));
+    print(false);
+    ClearBackground();
+}
+
+void NebrixClientNotificationPanel::onClick(wxMouseEvent& /*event*/) { Show(false); }
+
+void NebrixClientNotificationPanel::print(bool first) {
+    const std::optional<tessel::view::Size> size =
+        tessel::view::panelSize(toSize(GetSize()), toSize(GetBestSize()), kMinimumWidth, first);
+    if (!size.has_value()) {
+        return;
+    }
+    SetSize(size->width, size->height);
+    const wxRect area = wxGetClientDisplayRect();
+    const tessel::view::Point position =
+        tessel::view::panelPosition({area.x, area.y, area.width, area.height}, size->width);
+    Move(position.x, position.y);
+    wxGraphicsPath shape = wxGraphicsRenderer::GetDefaultRenderer()->CreatePath();
+    shape.AddRoundedRectangle(0, 0, size->width, size->height, kCorner);
+    SetShape(shape);
+}

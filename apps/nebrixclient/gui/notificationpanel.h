@@ -1,0 +1,54 @@
+#pragma once
+
+#include <wx/timer.h>
+
+#include <functional>
+
+#include "apps/nebrixclient/gui/clientwxevent.h"
+#include "apps/nebrixclient/gui/notificationpanelbase.h"
+#include "apps/nebrixclient/view/panelstate.h"
+#include "apps/nebrixclient/view/transferprogress.h"
+
+/// The small status window in the top right corner of the work area: shows each driver status for up to two seconds,
+/// then, once the tunnel plug-in reports, stays with the tunnel's state until it is clicked away. Never shrinks.
+/// Owned by the main frame. GUI thread only; the constructor does not show it.
+class NebrixClientNotificationPanel final : public NotificationPanel {
+public:
+    explicit NebrixClientNotificationPanel(wxWindow* parent);
+
+    /// Shows a driver status, already translated; ignored once a plug-in line has come.
+    void setPluginStatus(const wxString& text);
+    /// Shows a status line of the plug-in.
+    void onVpnStatus(wxThreadEvent& event);
+    /// Shows how far a download is, while there is one and the panel is in the driver's mode.
+    void onTransfer(const TransferNews& news);
+    /// Tells in the tool tip when the next host check is.
+    void setNextCheck(unsigned milliseconds);
+    /// Shows the panel as it is, also after it was clicked away or has hidden itself.
+    void reappear();
+
+    /// Called with both lines whenever one of them changes, for a window that repeats them.
+    void setMirror(std::function<void(const wxString& main, const wxString& plugin)> mirror);
+
+    void updateVpnStatus();
+    void print(bool first);
+
+private:
+    void onTimer(wxTimerEvent& event);
+    void onClick(wxMouseEvent& event);
+    void bindClicks();
+    void fadeIn();
+    void restartTimer();
+    void showPluginRow(bool show);
+    void showProgress(bool show);
+    void announceTransfer();
+    void showAmount(const TransferNews& news);
+    void tellMirror();
+    wxString pluginText() const;
+
+    wxTimer m_timer;
+    tessel::view::PanelState m_state;
+    tessel::view::TransferProgress m_progress;
+    bool m_transferShown = false;  // the panel has said that something is fetched
+    std::function<void(const wxString&, const wxString&)> m_mirror;
+};

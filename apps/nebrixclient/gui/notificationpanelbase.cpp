@@ -1,0 +1,75 @@
+#include "apps/nebrixclient/gui/notificationpanelbase.h"
+
+#include <wx/artprov.h>
+#include <wx/intl.h>
+#include <wx/settings.h>
+#include <wx/sizer.h>
+#include <wx/statline.h>
+#include "apps/nebrixclient/gui/accessible.h"
+
+namespace {
+
+constexpr int kBorder = 5;
+
+wxStaticBitmap* image(wxWindow* parent, const char* id) {
+    return new wxStaticBitmap(parent, wxID_ANY, wxArtProvider::GetBitmapBundle(id, wxART_OTHER));
+}
+
+wxSizerFlags item() { return wxSizerFlags().CentreVertical().Border(wxALL, kBorder); }
+
+}  // namespace
+
+NotificationPanel::NotificationPanel(wxWindow* parent, wxWindowID id, const wxString& title, const wxPoint& position,
+                                     const wxSize& size, long style)
+    : wxFrame(parent, id, title, position, size, style) {
+    SetMinSize(wxSize(kMinimumWidth, wxDefaultCoord));
+    SetBackgroundColour(wxSystemSettings::GetColour(wxSYS_COLOUR_3DLIGHT));
+    auto* const rows = new wxBoxSizer(wxVERTICAL);
+    const auto row = wxSizerFlags().Expand().Border(wxALL, kBorder);
+    rows->Add(titleRow(), row);
+    rows->Add(new wxStaticLine(this), row);
+    rows->Add(mainRow(), row);
+    rows->Add(pluginRow(), row);
+    rows->Add(progressRow(), row);
+    SetSizer(rows);
+}
+
+wxSizer* NotificationPanel::titleRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    row->Add(image(this, "nebrix-logo"), item());
+    row->Add(new wxStaticText(this, wxID_ANY, "NebrixClient"), item());
+    return row;
+}
+
+wxSizer* NotificationPanel::mainRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    row->Add(image(this, "nebrix-plugin"), item());
+    m_mainLabel = new wxStaticText(this, wxID_ANY, _("Connected"));
+    row->Add(m_mainLabel, item());
+    return row;
+}
+
+wxSizer* NotificationPanel::pluginRow() {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    m_pluginImage = image(this, "nebrix-vpn");
+    row->Add(m_pluginImage, item());
+    m_pluginStatus = new wxStaticText(this, wxID_ANY, wxEmptyString);
+    row->Add(m_pluginStatus, item());
+    return row;
+}
+
+wxSizer* NotificationPanel::progressRow() {
+    constexpr int kPermille = 1000;
+    constexpr int kBarWidth = 140;
+    constexpr int kBarHeight = 8;
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    m_progressBar = new wxGauge(this, wxID_ANY, kPermille, wxDefaultPosition, FromDIP(wxSize(kBarWidth, kBarHeight)),
+                                wxGA_HORIZONTAL | wxGA_SMOOTH);
+    nebrix::gui::setAccessibleName(*m_progressBar, _("PROGRESS_NAME"));
+    row->Add(m_progressBar, item());
+    m_progressText = new wxStaticText(this, wxID_ANY, wxEmptyString);
+    row->Add(m_progressText, item());
+    m_progressBar->Hide();
+    m_progressText->Hide();
+    return row;
+}

@@ -1,0 +1,77 @@
+#include "apps/nebrixclient/gui/quitsequence.h"
+
+#include <wx/dialog.h>
+
+#include "apps/nebrixclient/gui/desktop.h"
+#include "libs/base/console.h"
+#include "libs/base/log.h"
+
+namespace nebrix::gui {
+
+namespace {
+
+constexpr int kStep = 20;  // milliseconds
+constexpr unsigned kFlush = 500;
+constexpr int kAbandoned = 1;
+
+[[noreturn]] void abandon() {
+    tessel::log(tessel::LogCategory::Error, "NebrixMainFrame", "stop",
+                "the component does not end; the program ends without it");
+    if (const tessel::gc::Pointer<tessel::Console> console = tessel::Console::current(); console.valid()) {
+        console->flush(kFlush);
+    }
+    desktop::abandonProcess(kAbandoned);
+}
+
+}  // namespace
+
+QuitSequence::QuitSequence(std::function<bool()> isRunning, std::function<void()> close)
+    : m_isRunning(std::move(isRunning)), m_close(std::move(close)) {}
+
+void QuitSequence::start() {
+    if (!m_started) {
+        m_started = true;
+        m_watch.Start();
+        Start(kStep);
+    }
+}
+
+void QuitSequence::closeWhenFree() {
+    if (m_started || m_modals.top() != nullptr || desktop::closePopupMenu()) {
+        start();
+    } else {
+        m_close();
+    }
+}
+
+bool QuitSequence::raiseDialog() {
+    if (m_modals.top() != nullptr) {
+        m_modals.top()->Raise();
+    }
+    return m_modals.top() != nullptr;
+}
+
+bool QuitSequence::closeOneThing() {
+    if (desktop::closePopupMenu()) {
+        return true;
+    }
+    wxDialog* const dialog = m_modals.top();
+    if (dialog != nullptr) {
+        desktop::endModal(*dialog);
+    }
+    return dialog != nullptr;
+}
+
+void QuitSequence::Notify() {
+    if (closeOneThing()) {
+        return;
+    }
+    if (!m_isRunning()) {
+        Stop();
+        m_close();
+    } else if (m_watch.Time() >= kPatience) {
+        abandon();
+    }
+}
+
+}  // namespace nebrix::gui

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <wx/frame.h>
+#include <wx/stattext.h>
+
+#include <functional>
+
+namespace nebrix::gui {
+
+/// The panel as an ordinary window, for desktops without any tray: repeats its two lines and offers the tray menu's
+/// commands as buttons. Its close control quits, since nothing else would be left to do so. GUI thread only.
+class StatusWindow final : public wxFrame {
+public:
+    /// `command` takes the id of a tray-menu command, and must outlive the window.
+    StatusWindow(wxWindow* parent, std::function<void(int id)> command);
+
+    void setTexts(const wxString& main, const wxString& plugin);
+
+private:
+    wxSizer* statusRow();
+    wxSizer* buttonRow();
+    void onButton(wxCommandEvent& event);
+    void onCloseWindow(wxCloseEvent& event);
+
+    const std::function<void(int)> m_command;
+    // Owned by the window.
+    wxStaticText* m_main = nullptr;
+    wxStaticText* m_plugin = nullptr;
+};
+
+}  // namespace nebrix::gui

@@ -1,0 +1,11 @@
+#pragma once
+
+class wxTextCtrl;
+class wxWindow;
+
+namespace nebrix::gui {
+
+/// A one-line text field that asks for so many average characters, and for the height that suits the system's font.
+wxTextCtrl* makeTextField(wxWindow* parent, int columns, long style = 0);
+
+}  // namespace nebrix::gui

@@ -1,0 +1,71 @@
+#include "apps/nebrixclient/gui/wrappedtext.h"
+
+#include <gtk/gtk.h>
+#include <wx/sizer.h>
+#include <wx/toplevel.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace nebrix::gui {
+namespace {
+
+void collect(wxWindow& window, std::vector<WrappedText*>& found) {
+    for (wxWindow* const child : window.GetChildren()) {
+        if (auto* const text = dynamic_cast<WrappedText*>(child)) {
+            found.push_back(text);
+        }
+        collect(*child, found);
+    }
+}
+
+/// Breaks every text to the width that the layout gave it; whether one wants another height now.
+bool wrapToLayout(wxTopLevelWindow& window) {
+    std::vector<WrappedText*> texts;
+    collect(window, texts);
+    bool changed = false;
+    for (WrappedText* const text : texts) {
+        changed = text->wrapTo(text->GetSize().x) || changed;
+    }
+    return changed;
+}
+
+}  // namespace
+
+WrappedText::WrappedText(wxWindow* parent, const wxString& text, int columns)
+    : wxStaticText(parent, wxID_ANY, text), m_width(columns * GetCharWidth()) {
+    gtk_label_set_line_wrap_mode(GTK_LABEL(m_widget), PANGO_WRAP_WORD_CHAR);
+    SetMinSize(wxSize(m_width, -1));
+    // Made as wide as its one line; a box around it would grow to that.
+    SetSize(GetBestSize());
+}
+
+bool WrappedText::wrapTo(int width) {
+    const int before = GetBestSize().y;
+    m_width = width;
+    InvalidateBestSize();
+    return GetBestSize().y != before;
+}
+
+wxSize WrappedText::DoGetBestSize() const {
+    int least = 0;
+    int natural = 0;
+    gtk_widget_get_preferred_height_for_width(m_widget, std::max(m_width, 1), &least, &natural);
+    return {m_width, natural};
+}
+
+void fitWrapped(wxTopLevelWindow& window) {
+    window.GetSizer()->SetSizeHints(&window);
+    window.Layout();
+    if (wrapToLayout(window)) {
+        window.GetSizer()->SetSizeHints(&window);
+    }
+}
+
+void rewrap(wxTopLevelWindow& window) {
+    if (wrapToLayout(window)) {
+        window.Layout();
+    }
+}
+
+}  // namespace nebrix::gui

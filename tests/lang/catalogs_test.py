@@ -1,0 +1,161 @@
+#!/usr/bin/env python3
+"""Checks the catalogs against each other, against the sources that use them and against what the build made of them.
+
+usage: catalogs_test.py SOURCE_FOLDER FOLDER_OF_BUILT_CATALOGS
+"""
+
+import ast
+import gettext
+import glob
+import os
+import re
+import sys
+import unittest
+
+ROOT, BUILT = sys.argv[1:3] if len(sys.argv) > 2 else ("", "")
+LANGUAGES = ["en", "fr", "de", "es"]
+
+# What stands together and is reached by mnemonics: our keys, and wx's stock labels beside them.
+LOG_WINDOW = ["FIND", "FIND_NEXT", "CATEGORY", "FOLLOW", "COPY", "SAVE_AS", "EARLIER"]
+DIALOGS = {
+    "settings": (["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_REVEAL_PASSWORD", "SETTINGS_ADD",
+                  "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "SETTINGS_REMOVE"], ["&Save", "&Cancel"]),
+    "connection error": (["Settings", "Retry", "Quit"], []),
+    "tray menu and status window": (["MENU_SETTINGS", "MENU_LOGS"], ["&About", "&Quit"]),
+    "log window": (["LOG_" + name for name in LOG_WINDOW], []),
+}
+FIELD_LABELS = ["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "Details:",
+                "LOG_FIND", "LOG_CATEGORY"]
+FOLLOWED_BY_DOTS = ["VPN_INIT", "VPN_AUTHENTICATING", "VPN_RECONNECTING", "VPN_GETCONFIG"]
+
+# Comments, characters (an apostrophe after a digit only groups the digits) and, captured, strings.
+TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|(?<![0-9A-Fa-f])\'(?:[^\'\\\n]|\\.)+\'|"((?:[^"\\\n]|\\.)*)"', re.DOTALL)
+CALL = re.compile(r'(?:\b_|\bwxGetTranslation|\bwxTRANSLATE)\(\s*"((?:[^"\\]|\\.)*)"')
+# Environment variables look the same but for their prefix.
+KEY = re.compile(r"(?!NEBRIX_)[A-Z][A-Z0-9]*(_[A-Z0-9]+)+( %s)*")
+
+
+def read_po(path):
+    """The entries in their order as (key, text, flags). Knows no plurals or contexts, which no catalog here has."""
+    entries, flags, target = [], "", ""
+    with open(path, encoding="utf-8") as stream:
+        for number, line in enumerate(map(str.strip, stream), 1):
+            if line.startswith("#,"):
+                flags += line
+                continue
+            if re.fullmatch(r"(#([ .:].*)?)?", line):
+                continue
+            match = re.fullmatch(r'(msgid|msgstr)? ?(".*")', line)
+            if not match:
+                raise ValueError(f"{path}:{number}: {line}")
+            target = match[1] or target
+            if match[1] == "msgid":
+                entries.append({"msgid": "", "msgstr": "", "flags": flags})
+                flags = ""
+            entries[-1][target] += ast.literal_eval(match[2])
+    return [(entry["msgid"], entry["msgstr"], entry["flags"]) for entry in entries]
+
+
+def keys_in_sources():
+    """Keys that are looked up, and every literal, of the two folders that make texts."""
+    keys, literals = set(), set()
+    for folder in ("gui", "view"):
+        for path in glob.glob(f"{ROOT}/apps/nebrixclient/{folder}/*.[ch]*"):
+            with open(path, encoding="utf-8") as stream:
+                code = TOKEN.sub(lambda match: match[0] if match[0].startswith('"') else " ", stream.read())
+            found = {match[1] for match in TOKEN.finditer(code) if match[1] is not None}
+            literals |= found
+            keys |= set(CALL.findall(code))
+            if folder == "view":
+                keys |= {literal for literal in found if KEY.fullmatch(literal)}
+    return keys, literals
+
+
+def mnemonics(text):
+    return re.findall(r"&(\w)", text.lower())
+
+
+def stock(label, language):
+    translation = gettext.translation("wxstd-3.2", "/usr/share/locale", [language], fallback=True)
+    return translation.gettext(label)
+
+
+class Catalogs(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.entries = {code: read_po(f"{ROOT}/lang/{code}.po") for code in LANGUAGES}
+        cls.texts = {code: {key: text for key, text, _ in entries if key} for code, entries in cls.entries.items()}
+        cls.keys = set(cls.texts["en"])
+
+    def each_text(self, check):
+        for code in LANGUAGES:
+            for key, text in self.texts[code].items():
+                with self.subTest(language=code, key=key, text=text):
+                    check(code, key, text)
+
+    def test_headers_name_language_and_encoding(self):
+        for code in LANGUAGES:
+            key, header, _ = self.entries[code][0]
+            self.assertEqual(key, "", code)
+            for field in (f"Language: {code}\n", "Content-Type: text/plain; charset=UTF-8\n", "Plural-Forms: "):
+                self.assertIn(field, header, code)
+
+    def test_languages_hold_the_same_keys_in_the_same_order_once(self):
+        for code in LANGUAGES:
+            keys = [key for key, _, _ in self.entries[code]]
+            self.assertEqual(keys, [key for key, _, _ in self.entries["en"]], code)
+            self.assertEqual(len(keys), len(set(keys)), code)
+            self.assertEqual([key for key, _, flags in self.entries[code] if "fuzzy" in flags], [], code)
+
+    def test_sources_and_catalogs_agree(self):
+        keys, literals = keys_in_sources()
+        self.assertEqual(sorted(keys - self.keys), [], "used in the sources, in no catalog")
+        self.assertEqual(sorted(self.keys - literals), [], "in the catalogs, used in no source")
+
+    def test_texts_keep_the_form_of_their_key(self):
+        def check(_, key, text):
+            self.assertNotEqual(text, "")
+            self.assertEqual(text, text.strip())
+            self.assertEqual(re.findall("%.?", text), re.findall("%.?", key))
+            self.assertEqual(text.count("\n"), self.texts["en"][key].count("\n"))
+            self.assertEqual(text.endswith(":"), key in FIELD_LABELS)
+        self.each_text(check)
+
+    def test_typography(self):
+        def check(code, key, text):
+            self.assertNotRegex(text, r"\.\.\.|'|\"|  ")
+            if code == "fr":
+                self.assertNotRegex(text, r"[^\u00a0\u202f][:;!?»]|«[^\u00a0\u202f]")
+            if key in FOLLOWED_BY_DOTS:
+                self.assertNotIn(text[-1:], ".…")
+        self.each_text(check)
+
+    def test_mnemonics_are_unique_where_they_stand_together(self):
+        for name, (keys, labels) in DIALOGS.items():
+            for code in LANGUAGES:
+                texts = [self.texts[code][key] for key in keys] + [stock(label, code) for label in labels]
+                found = [mnemonics(text) for text in texts]
+                with self.subTest(dialog=name, language=code, texts=texts):
+                    self.assertTrue(all(len(letters) == 1 for letters in found), "one in each text")
+                    self.assertEqual(len({letters[0] for letters in found}), len(found), "shared")
+
+    def test_only_what_can_be_reached_has_a_mnemonic(self):
+        reachable = {key for keys, _ in DIALOGS.values() for key in keys}
+        self.each_text(lambda _, key, text: self.assertTrue(key in reachable or "&" not in text))
+
+    def test_connection_error_names_the_buttons_to_press(self):
+        for code in LANGUAGES:
+            for button in ("Retry", "Settings"):
+                self.assertIn(self.texts[code][button].replace("&", ""), self.texts[code]["CONNECTION_ERROR"], code)
+
+    def test_built_catalogs_give_the_texts(self):
+        for code in LANGUAGES:
+            with open(f"{BUILT}/{code}/nebrixclient.mo", "rb") as stream:
+                built = gettext.GNUTranslations(stream)
+            self.assertEqual({key: built.gettext(key) for key in self.keys}, self.texts[code], code)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

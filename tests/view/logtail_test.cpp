@@ -1,0 +1,130 @@
+#include "apps/nebrixclient/view/logtail.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/temporarydirectory.h"
+
+namespace tessel::view {
+namespace {
+
+using Change = LogTail::Change;
+
+/// Lines of ten bytes with their line feeds.
+std::string numbered(unsigned count) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) {
+        text += std::to_string(100'000'000 + i) + "\n";
+    }
+    return text;
+}
+
+std::string held(const LogTail& tail) { return std::string(asText(tail.lines()).view()); }
+
+/// To the end of the file.
+std::string pollAll(LogTail& tail) {
+    while (tail.poll() != Change::Nothing) {
+    }
+    return held(tail);
+}
+
+class LogTailTest : public testing::Test {
+protected:
+    void write(const std::string& text) const { nebrix::test::writeFile(m_path, text); }
+    void append(const std::string& text) const { std::ofstream(m_path, std::ios::app) << text; }
+
+    const nebrix::test::TemporaryDirectory m_directory;
+    const std::string m_path = m_directory.path("a.log");
+    const String m_name = String::copy(m_path);
+};
+
+TEST_F(LogTailTest, FollowsWhatIsAppendedLineByLine) {
+    LogTail tail(m_name);
+    EXPECT_EQ(tail.poll(), Change::Unreadable);
+    write("");
+    EXPECT_EQ(tail.poll(), Change::Nothing);
+    append("a\n\nhal");
+    EXPECT_EQ(tail.poll(), Change::Appended);
+    EXPECT_EQ(held(tail), "a\n\n");
+    append("f\nc\n");
+    EXPECT_EQ(tail.poll(1), Change::Appended);
+    EXPECT_EQ(held(tail), "a\n\n");
+    EXPECT_EQ(pollAll(tail), "a\n\nhalf\nc\n");
+}
+
+TEST_F(LogTailTest, StartsAtALineNearTheEndAndGoesBack) {
+    const std::string text = numbered(20'000);
+    write(text);
+    for (const std::size_t firstBytes : {0U, 9U, 10U, 15U, 199'999U, 900'000U}) {
+        LogTail tail(m_name, firstBytes);
+        const std::size_t bytes = std::min<std::size_t>(firstBytes / 10 * 10, text.size());
+        EXPECT_EQ(pollAll(tail), text.substr(text.size() - bytes)) << firstBytes;
+        while (tail.earlier()) {
+        }
+        EXPECT_EQ(held(tail), text) << firstBytes;
+        EXPECT_EQ(tail.firstNumber() + 20'000, static_cast<std::int64_t>(bytes / 10));
+    }
+}
+
+TEST_F(LogTailTest, HoldsNoMoreThanItsShare) {
+    const std::string text = numbered(100);
+    write(text);
+    LogTail tail(m_name, 50, 10);
+    pollAll(tail);
+    EXPECT_TRUE(tail.earlier());
+    EXPECT_FALSE(tail.earlier());
+    EXPECT_EQ(held(tail), text.substr(900));
+    append("last\n");
+    EXPECT_EQ(pollAll(tail), text.substr(910) + "last\n");
+    EXPECT_EQ(tail.firstNumber(), -4);
+
+    constexpr std::size_t kMost = LogTail::kMostBytes / LogTail::kLongestLine;
+    for (std::size_t i = 0; i < kMost + 9; ++i) {
+        append(std::string(LogTail::kLongestLine + 5, 'x') + "\n");
+    }
+    pollAll(tail);
+    EXPECT_EQ(tail.size(), 10U);
+    LogTail wide(m_name, LogTail::kMostBytes * 2);
+    EXPECT_EQ(pollAll(wide).size(), kMost * (LogTail::kLongestLine + 1));
+    EXPECT_TRUE(wide.startsLater());
+}
+
+TEST_F(LogTailTest, GivesLinesLongerThanAPieceInPartsWhenGoingBack) {
+    write("first\n" + std::string(LogTail::kPiece * 2, 'x') + "\nlast\n");
+    LogTail tail(m_name, 5);
+    EXPECT_EQ(pollAll(tail), "last\n");
+    while (tail.earlier()) {
+    }
+    const std::string all = held(tail);
+    EXPECT_TRUE(all.starts_with("first\nx"));
+    EXPECT_EQ(std::count(all.begin(), all.end(), 'x'), static_cast<std::ptrdiff_t>(LogTail::kPiece * 2));
+}
+
+TEST_F(LogTailTest, StartsAnewWithAnotherFile) {
+    write("one\ntwo\n");
+    LogTail tail(m_name);
+    pollAll(tail);
+    for (const char* text : {"one\n", "written anew\nand\ngrown\n", ""}) {
+        write(text);
+        EXPECT_EQ(tail.poll(), Change::Restarted) << text;
+        EXPECT_EQ(pollAll(tail), text);
+    }
+    append("one\n");
+    pollAll(tail);
+    std::filesystem::rename(m_path, m_directory.path("b.log"));
+    EXPECT_EQ(tail.poll(), Change::Unreadable);
+    ASSERT_EQ(::mkfifo(m_path.c_str(), 0600), 0);
+    EXPECT_EQ(tail.poll(), Change::Unreadable);
+    EXPECT_EQ(held(tail), "one\n");
+    std::filesystem::remove(m_path);
+    write("one\ntwo\n");
+    EXPECT_EQ(tail.poll(), Change::Restarted);
+    EXPECT_EQ(held(tail), "one\ntwo\n");
+}
+
+}  // namespace
+}  // namespace tessel::view

@@ -1,0 +1,39 @@
+#include <gtest/gtest.h>
+
+#include "apps/nebrixclient/view/settingsfields.h"
+
+namespace tessel::view {
+namespace {
+
+TEST(SettingsFields, AreWrittenAndReadBack) {
+    const SettingsFields cases[] = {{"LAB\\you\\x", "secret", {"b", "a", "A"}}, {"you", "", {}}};
+    ClientLocalConfiguration configuration;
+    for (const SettingsFields& fields : cases) {
+        fields.write(configuration);
+        EXPECT_EQ(configuration.getCredentials().getDomain(), fields.login.left('\\', true) == "LAB" ? "LAB" : "");
+        SettingsFields again;
+        again.read(configuration);
+        EXPECT_EQ(again.login, fields.login);
+        EXPECT_EQ(again.password, fields.password);
+        EXPECT_EQ(again.domains, fields.domains);
+    }
+}
+
+TEST(SettingsFields, AddADomainOnceInEachCase) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"", ""}, {" \t\r\n", ""}, {"gw", ""}, {"gw \t", ""}, {"GW ", "GW"}, {" new\n", " new"}, {"a name", "a name"}};
+    for (const auto& [typed, added] : cases) {
+        EXPECT_EQ(SettingsFields::domainToAdd(typed, {"x", "gw"}), added) << typed;
+    }
+}
+
+TEST(SettingsFields, RemoveExactlyTheSelected) {
+    std::string list = "01234";
+    for (const unsigned position : removalOrder({0, 2, 3})) {
+        list.erase(position, 1);
+    }
+    EXPECT_EQ(list, "14");
+}
+
+}  // namespace
+}  // namespace tessel::view

@@ -1,0 +1,111 @@
+#include <gtest/gtest.h>
+#include <wx/dataview.h>
+#include <wx/intl.h>
+#include <wx/listbox.h>
+#include <wx/log.h>
+#include <wx/textctrl.h>
+
+#include <memory>
+
+#include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/backgroundworker.h"
+#include "apps/nebrixclient/gui/configurationdialog.h"
+#include "apps/nebrixclient/gui/connectionerrordialog.h"
+#include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/logwindow.h"
+#include "apps/nebrixclient/gui/notificationpanel.h"
+#include "apps/nebrixclient/gui/statuswindow.h"
+
+namespace nebrix::test {
+namespace {
+
+constexpr const char* kLongestDetails =
+    "https://gateway.example.org/mediation/plugindll?lang=de: Couldn't connect to server (#7) "
+    "[Failed to connect to gateway.example.org port 443 after 21 ms: Couldn't connect to server]";
+
+/// What scrolls or is cut by design may want more room than it has.
+bool mayBeCut(const wxWindow* window) {
+    return dynamic_cast<const wxTextCtrl*>(window) != nullptr || dynamic_cast<const wxListBox*>(window) != nullptr ||
+           dynamic_cast<const wxDataViewCtrl*>(window) != nullptr || dynamic_cast<const wxGauge*>(window) != nullptr;
+}
+
+/// Every shown control below the window that has less room than its text needs, or sticks out of its parent.
+std::string overflowing(wxWindow& window) {
+    std::string found;
+    for (wxWindow* const child : window.GetChildren()) {
+        if (!child->IsShown() || child->IsTopLevel()) {
+            continue;
+        }
+        const wxSize best = child->GetBestSize();
+        const wxSize size = child->GetSize();
+        const wxRect inside(window.GetClientSize());
+        // A wrapped text that got more width than it asked for needs less height.
+        const bool tooLow = best.y > size.y && size.x <= best.x;
+        if (!mayBeCut(child) && (best.x > size.x || tooLow || !inside.Contains(child->GetRect()))) {
+            found += child->GetLabel().utf8_string() + " (" + std::to_string(best.x) + "x" + std::to_string(best.y) +
+                     " in " + std::to_string(size.x) + "x" + std::to_string(size.y) + ")\n";
+        }
+        found += overflowing(*child);
+    }
+    return found;
+}
+
+class Fit : public testing::TestWithParam<wxLanguage> {
+protected:
+    void SetUp() override {
+        const wxLogNull quiet;
+        m_locale.Init(GetParam(), wxLOCALE_LOAD_DEFAULT);
+        gui::desktop::useUtf8();
+        wxFileTranslationsLoader::AddCatalogLookupPathPrefix(NEBRIX_TEST_LANG);
+        ASSERT_TRUE(m_locale.AddCatalog("nebrixclient"));
+        ASSERT_NE(_("VPN_INIT"), "VPN_INIT");
+    }
+
+    wxLocale m_locale;
+};
+
+TEST_P(Fit, everyTextHasRoomInItsControl) {
+    gui::BackgroundWorker worker;
+    NebrixClientConfigurationDialog settings(nullptr);
+    NebrixClientConnectionErrorDialog error(nullptr);
+    error.setErrorContent(kLongestDetails);
+    NebrixClientAboutDialog about(nullptr);
+    gui::StatusWindow status(nullptr, [](int) {});
+    status.setTexts(_("STATUS_DOWNLOADING_COMPENENTS"), _("VPN_RECONNECTING"));
+    auto* const log = new NebrixClientLogWindow(nullptr, "/dev/null", worker);
+    for (wxTopLevelWindow* const window :
+         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &about, &status, log}) {
+        window->Show();
+        window->Layout();
+        wxYield();
+        EXPECT_EQ(overflowing(*window), "") << window->GetTitle();
+        const wxSize size = window->GetSize();
+        EXPECT_LE(size.x, 1100) << window->GetTitle();
+        EXPECT_LE(size.y, 760) << window->GetTitle();
+    }
+    log->Destroy();
+}
+
+TEST_P(Fit, thePanelHasRoomForEveryPhrase) {
+    auto* const panel = new NebrixClientNotificationPanel(nullptr);
+    for (const char* line : {"init", "authenticating", "reconnecting", "getconfig", "authError", "connected",
+                             "connected ip=2001:db8:1234:5678:9abc:def0:1234:5678", ""}) {
+        wxThreadEvent event(EVT_TYPE_CLIENTNOTIFY, ID_CLIENT_VPN_STATUS);
+        event.SetString(line);
+        panel->onVpnStatus(event);
+        panel->Layout();
+        wxYield();
+        EXPECT_EQ(overflowing(*panel), "") << line;
+        EXPECT_TRUE(panel->GetSize().x <= 341 || panel->GetSize().x % 100 == 0) << panel->GetSize().x;
+    }
+    panel->Destroy();
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, Fit,
+                         testing::Values(wxLANGUAGE_FRENCH, wxLANGUAGE_ENGLISH, wxLANGUAGE_GERMAN, wxLANGUAGE_SPANISH),
+                         [](const auto& test) {
+                             return wxLocale::GetLanguageInfo(test.param)->CanonicalName.BeforeFirst('_').ToStdString();
+                         });
+
+}  // namespace
+}  // namespace nebrix::test

@@ -1,0 +1,15 @@
+#include <gtest/gtest.h>
+#include <wx/app.h>
+#include <wx/init.h>
+
+// Windows without the program: a plain application, whose event loop the tests run themselves.
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    wxApp::SetInstance(new wxApp);
+    if (!wxEntryStart(argc, argv)) {
+        return 1;
+    }
+    const int status = RUN_ALL_TESTS();
+    wxEntryCleanup();
+    return status;
+}
