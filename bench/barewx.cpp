@@ -6,6 +6,8 @@
 #include <wx/stattext.h>
 #include <wx/taskbar.h>
 
+#include <memory>
+
 namespace {
 
 class BareApp final : public wxApp {

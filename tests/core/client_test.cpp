@@ -30,6 +30,8 @@ protected:
     void serve(gateway::Faults faults = {}) {
         gateway::GatewayOptions options = nebrix::test::recordingComponents();
         options.faults = faults;
+        options.hostCheckingTimer = 0;
+        options.continuedPosts = 1;
         m_gateway = std::make_unique<gateway::DemoGateway>(options);
         m_gateway->start();
         m_home.configure({m_gateway->authority()});
@@ -150,6 +152,8 @@ TEST_F(ClientTest, SessionsThatEndByThemselvesSayWhatTheyDid) {
         {ComponentType::Hostchecker, {"dispatch 3", "status 2", "status 5", "status 4"}, "CloseHostCheckerDll"},
         {ComponentType::PluginDllNoTunnel, {"dispatch 4", "status 4"}, "LaunchSafeResource\t1\twelcome.txt"}};
     serve();
+    TransferRecorder progress;
+    m_client->setProgress(&progress);
     for (const auto& [type, lines, call] : cases) {
         m_notify.clear();
         start(type);
@@ -158,6 +162,8 @@ TEST_F(ClientTest, SessionsThatEndByThemselvesSayWhatTheyDid) {
         EXPECT_NE(calls().find(call), std::string::npos);
         EXPECT_EQ(calls().find("DllStart2"), std::string::npos);
     }
+    EXPECT_EQ(progress.nextCheck(), 1000U);
+    m_client.reset();
 }
 
 TEST(NebrixClientLanguage, ComesFromTheLink) {
