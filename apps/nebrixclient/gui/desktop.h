@@ -21,6 +21,10 @@ void becomeUserInterfaceElement();
 /// locale is "C" or not installed.
 void useUtf8();
 
+/// Lets GTK's own texts (stock buttons, the file dialog) follow this language code too, also when the language's
+/// system locale is not installed. Before another thread may read the environment.
+void useLanguage(const char* code);
+
 /// Lets menus show the images of their entries, which GTK leaves out unless told otherwise.
 void showMenuImages();
 

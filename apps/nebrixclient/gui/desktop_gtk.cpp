@@ -29,6 +29,15 @@ void useUtf8() {
     }
 }
 
+void useLanguage(const char* code) {
+    ::setenv("LANGUAGE", code, 1);
+    // gettext does not translate at all in the locale "C", but does in its UTF-8 form.
+    const char* const messages = std::setlocale(LC_MESSAGES, nullptr);
+    if (messages == nullptr || std::strcmp(messages, "C") == 0 || std::strcmp(messages, "POSIX") == 0) {
+        std::setlocale(LC_MESSAGES, "C.UTF-8");
+    }
+}
+
 void showMenuImages() { g_object_set(gtk_settings_get_default(), "gtk-menu-images", TRUE, nullptr); }
 
 void allowCoreDumps() {

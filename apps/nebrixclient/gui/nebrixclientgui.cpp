@@ -169,12 +169,14 @@ void NebrixClientGui::init(const wxString& url) {
 
 void NebrixClientGui::setLangFromUrl(const wxString& url) {
     const String lang = url.empty() ? String() : tessel::NebrixClient::getLangFromArg(tessel::wxToTesselString(url));
+    const wxLanguage language = selectLocale(lang);
     {
         // A language whose system locale is not installed is no reason for a warning: its catalogs work all the same.
         const wxLogNull quiet;
-        locale.Init(selectLocale(lang), wxLOCALE_LOAD_DEFAULT);
+        locale.Init(language, wxLOCALE_LOAD_DEFAULT);
     }
     desktop::useUtf8();
+    desktop::useLanguage(wxLocale::GetLanguageCanonicalName(language).BeforeFirst('_').utf8_str());
     addCatalogs();
 }
 
