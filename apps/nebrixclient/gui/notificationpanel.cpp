@@ -3,7 +3,6 @@
 #include <wx/display.h>
 #include <wx/graphics.h>
 #include <wx/intl.h>
-#include <wx/numformatter.h>
 #include <wx/utils.h>
 
 #include "apps/nebrixclient/gui/desktop.h"
@@ -20,10 +19,13 @@ constexpr double kCorner = 10.0;
 
 wxString amountText(std::uint64_t bytes) {
     const tessel::view::Amount amount = tessel::view::amount(bytes);
-    constexpr double kTenths = 10.0;
-    const int digits = amount.tenths % 10 == 0 ? 0 : 1;
-    return wxString::Format(wxGetTranslation(amount.key),
-                            wxNumberFormatter::ToString(static_cast<double>(amount.tenths) / kTenths, digits));
+    constexpr std::uint64_t kTenths = 10;
+    // Not the C library's separator: its locale is not the language's where that is not installed.
+    wxString number = wxString::Format("%llu", static_cast<unsigned long long>(amount.tenths / kTenths));
+    if (amount.tenths % kTenths != 0) {
+        number += _("DECIMAL_SEPARATOR") + wxString::Format("%u", static_cast<unsigned>(amount.tenths % kTenths));
+    }
+    return wxString::Format(wxGetTranslation(amount.key), number);
 }
 
 tessel::view::Size toSize(const wxSize& size) { return {size.GetWidth(), size.GetHeight()}; }

@@ -6,6 +6,7 @@
 #include <wx/stockitem.h>
 
 #include "apps/nebrixclient/gui/artprovider.h"
+#include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/mainframe.h"
 
 using tessel::view::TrayKind;
@@ -43,6 +44,11 @@ wxBEGIN_EVENT_TABLE(NebrixSystrayIcon, wxTaskBarIcon) EVT_MENU(ID_COMMAND_SETTIN
 NebrixSystrayIcon::~NebrixSystrayIcon() = default;
 
 void NebrixSystrayIcon::present(TrayKind kind) {
+    if (nebrix::gui::desktop::closePopupMenu()) {
+        // The icon must not go before the menu's own loop has been left.
+        CallAfter([this, kind] { present(kind); });
+        return;
+    }
     if (kind != TrayKind::X11 && IsIconInstalled()) {
         wxTaskBarIcon::RemoveIcon();
     }
