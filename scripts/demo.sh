@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The client's main job on this machine: a gateway on loopback, a signed component fetched over HTTPS, verified, loaded
-# and driven, its status lines coming out until Ctrl-C. Installs and builds what is missing; asks nothing.
+# and driven until Ctrl-C: by the desktop client where there is a display, else by the headless one, whose status lines
+# come out here. Installs and builds what is missing; asks nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -8,7 +9,8 @@ usage() {
     cat <<'TEXT'
 usage: scripts/demo.sh [options]
   --type TYPE    the component: plugindll (tunnel plug-in, default), plugindllnotunnel, hostchecker
-  --headless     without windows (there are none yet, so this changes nothing)
+  --lang CODE    the desktop client's language: fr, en, de, es (default: the session's)
+  --headless     without windows, also where there is a display
   --seconds N    ask the client to stop after N seconds, as Ctrl-C would
   --build-only   install and build, run nothing
 Ctrl-C asks the client to stop, a second one ends it at once.
@@ -17,13 +19,16 @@ TEXT
 }
 
 type=plugindll
+lang=
+headless=no
 seconds=0
 build_only=no
 while [ $# -gt 0 ]; do
     case $1 in
         --type) type=${2-}; shift ;;
         --seconds) seconds=${2-}; shift ;;
-        --headless) ;;
+        --lang) lang=${2-}; shift ;;
+        --headless) headless=yes ;;
         --build-only) build_only=yes ;;
         -h | --help) usage; exit 0 ;;
         *) echo "demo: unknown option $1" >&2; usage >&2; exit 2 ;;
@@ -34,9 +39,17 @@ case $type in
     plugindll | plugindllnotunnel | hostchecker) ;;
     *) echo "demo: unknown component type \"$type\"" >&2; usage >&2; exit 2 ;;
 esac
+case $lang in
+    fr | en | de | es | '') ;;
+    *) echo "demo: there are no texts in \"$lang\"" >&2; usage >&2; exit 2 ;;
+esac
 case $seconds in
     *[!0-9]* | '') echo "demo: --seconds needs a whole number" >&2; exit 2 ;;
 esac
+
+if [ -z "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
+    headless=yes
+fi
 
 bin=$PWD/build/release/bin
 directory=
@@ -46,10 +59,15 @@ client=
 timer=
 asked=no
 
+# The headless client ends by itself at the second signal; the desktop client has bounded its end already.
 ask_client() {
+    local signal=TERM
+    if [ $asked = yes ] && [ $headless = no ]; then
+        signal=KILL
+    fi
     asked=yes
     if [ -n "$client" ]; then
-        kill -TERM "$client" 2>/dev/null || true
+        kill "-$signal" "$client" 2>/dev/null || true
     fi
 }
 
@@ -115,6 +133,7 @@ start_gateway() {
         echo "demo: the gateway serves no component of type $type" >&2
         return 1
     fi
+    mediation=${mediation%%\?*}${lang:+?lang=$lang}
 }
 
 # The gateway makes its certificate anew at each start, so this home's settings exempt it from certificate checks.
@@ -132,10 +151,25 @@ write_settings() {
 XML
 }
 
+# Everything that the client, its toolkit or a component may write lies in the demo's directory. The display's own key
+# stays where it is.
+start_client() {
+    local display_key=${XAUTHORITY:-$HOME/.Xauthority}
+    if [ $headless = yes ]; then
+        HOME=$directory/home setsid "$bin/nebrixclient-cli" --changes-only - <<<"$mediation" &
+    else
+        echo "the panel and the tray icon show what happens; quit from the icon's menu or here"
+        XAUTHORITY=$display_key HOME=$directory/home \
+            XDG_CONFIG_HOME=$directory/home/.config XDG_DATA_HOME=$directory/home/.local/share \
+            XDG_STATE_HOME=$directory/home/.local/state XDG_CACHE_HOME=$directory/home/.cache GSETTINGS_BACKEND=memory \
+            setsid "$bin/nebrixclient" "$mediation" >"$directory/client.out" 2>&1 &
+    fi
+    client=$!
+}
+
 run_client() {
     local status ended=
-    HOME=$directory/home setsid "$bin/nebrixclient-cli" --changes-only - <<<"$mediation" &
-    client=$!
+    start_client
     trap ask_client INT TERM
     if [ "$seconds" -gt 0 ]; then
         sleep "$seconds" &
@@ -172,6 +206,9 @@ status=0
 run_client || status=$?
 client=
 if [ $status -ne 0 ]; then
+    if [ -e "$directory/client.out" ]; then
+        cat "$directory/client.out" >&2
+    fi
     echo "demo: the client ended with status $status; its log is /tmp/nebrixclient.log" >&2
 elif [ $asked = yes ]; then
     echo "== stopped"

@@ -2,6 +2,8 @@
 #include <wx/app.h>
 #include <wx/init.h>
 
+#include "apps/nebrixclient/gui/wxlogtarget.h"
+
 // Windows without the program: a plain application, whose event loop the tests run themselves.
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
@@ -9,6 +11,8 @@ int main(int argc, char** argv) {
     if (!wxEntryStart(argc, argv)) {
         return 1;
     }
+    // What wxWidgets logs must not end in a box.
+    wxLog::SetActiveTarget(new nebrix::gui::WxLogTarget);
     const int status = RUN_ALL_TESTS();
     wxEntryCleanup();
     return status;

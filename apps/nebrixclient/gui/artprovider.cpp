@@ -103,7 +103,11 @@ wxBitmap NebrixClientArtProvider::CreateBitmap(const wxArtID& id, const wxArtCli
     if (id.StartsWith(kLogoId)) {
         const int wanted = logoSize(client, size);
         const wxIcon icon = CreateIconBundle(id, client).GetIcon(wxSize(wanted, wanted), wxIconBundle::FALLBACK_SYSTEM);
-        return icon.IsOk() ? wxBitmap(icon) : wxNullBitmap;
+        wxBitmap bitmap;
+        if (icon.IsOk()) {
+            bitmap.CopyFromIcon(icon);
+        }
+        return bitmap;
     }
     const char* const stem = stemOf(id);
     return stem != nullptr ? load(GetImageDirectory(), stem) : wxNullBitmap;

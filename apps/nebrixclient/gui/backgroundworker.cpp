@@ -21,10 +21,10 @@ struct GuiCalls::Sender::Link {
     wxEvtHandler* handler = nullptr;  // guarded by mutex; null once the GuiCalls is gone
 };
 
-void GuiCalls::Sender::post(std::function<void()> call) const {
+void GuiCalls::Sender::post(const std::function<void()>& call) const {
     const tessel::Lock lock(m_link->mutex);
     if (m_link->handler != nullptr) {
-        m_link->handler->CallAfter(std::move(call));
+        m_link->handler->CallAfter(call);
     }
 }
 

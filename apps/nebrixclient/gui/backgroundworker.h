@@ -16,7 +16,7 @@ public:
     class Sender {
     public:
         /// Queues the call for the event loop; drops it when the GuiCalls is gone by now or by then. Any thread.
-        void post(std::function<void()> call) const;
+        void post(const std::function<void()>& call) const;
         /// Whether a post may still arrive. Any thread.
         [[nodiscard]] bool connected() const;
 

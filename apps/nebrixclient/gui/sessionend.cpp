@@ -80,16 +80,15 @@ private:
                       const std::string& member) {
         // The program may end this object while it hears of the end.
         const GObjectPtr<GDBusConnection, g_object_unref> kept(G_DBUS_CONNECTION(g_object_ref(connection)));
-        const std::string manager = owner;
-        const std::string client = path;
+        const std::pair<std::string, std::string> manager(owner, path);
         const bool asks = member == "QueryEndSession" || member == "EndSession";
         if (member == "EndSession" || member == "Stop") {
             end();
         }
         if (asks) {
-            g_dbus_connection_call(kept.get(), manager.c_str(), client.c_str(), kClient, "EndSessionResponse",
-                                   g_variant_new("(bs)", TRUE, ""), nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, -1,
-                                   nullptr, nullptr, nullptr);
+            g_dbus_connection_call(kept.get(), manager.first.c_str(), manager.second.c_str(), kClient,
+                                   "EndSessionResponse", g_variant_new("(bs)", TRUE, ""), nullptr,
+                                   G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, nullptr, nullptr);
         }
     }
 

@@ -12,10 +12,11 @@ namespace {
 
 void collect(wxWindow& window, std::vector<WrappedText*>& found) {
     for (wxWindow* const child : window.GetChildren()) {
-        if (auto* const text = dynamic_cast<WrappedText*>(child)) {
+        if (auto* const text = dynamic_cast<WrappedText*>(child); text != nullptr) {
             found.push_back(text);
+        } else if (child != nullptr) {
+            collect(*child, found);
         }
-        collect(*child, found);
     }
 }
 

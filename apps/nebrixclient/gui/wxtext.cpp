@@ -4,10 +4,7 @@
 
 namespace tessel {
 
-String wxToTesselString(const wxString& text) {
-    const wxCharBuffer bytes = text.mb_str(wxConvLibc);
-    return bytes ? String::copy(bytes.data(), static_cast<unsigned>(bytes.length())) : String();
-}
+String wxToTesselString(const wxString& text) { return String::copy(text.ToStdString(wxConvLibc)); }
 
 wxString tesselToWxString(const String& text) { return {text.array(), wxConvLibc, text.length()}; }
 

@@ -1,0 +1,196 @@
+#!/usr/bin/python3
+"""The tray menu, the dialogs behind it and those that open by themselves."""
+
+import os
+import time
+import unittest
+
+from client import LANGUAGES, Flow, Home, catalog, plain
+from desktop import wait_for
+
+EN = catalog("en")
+# wxWidgets' own labels, from its catalogs.
+STOCK = {"en": ("About", "Quit"), "fr": ("À propos", "Quitter"), "de": ("Über", "Beenden"), "es": ("Acerca de", "Salir")}
+
+
+def press(flow, dialog, name, role="push button"):
+    control = wait_for(lambda: dialog.find(role, name), what=f"{role} {name!r} in {dialog.outline()}")
+    flow.desktop.click(control)
+
+
+class TrayMenuTest(Flow):
+    def test_both_clicks_open_the_same_menu_in_each_language(self):
+        clients = {language: self.session(language=language) for language in LANGUAGES}
+        for language, client in clients.items():
+            with self.subTest(language=language):
+                outlines = []
+                for button in (1, 3):
+                    outlines.append(client.open_menu(button).outline())
+                    self.desktop.screenshot(f"tray-menu-{language}-{button}")
+                    self.desktop.key("Escape")
+                    wait_for(lambda c=client: not c.application().find("menu"), what="menu closed")
+                texts = catalog(language)
+                about, leave = STOCK[language]
+                self.assertEqual(outlines[0][1:], [
+                    ("menu item", plain(texts["MENU_SETTINGS"])), ("menu item", plain(texts["MENU_LOGS"])),
+                    ("separator", ""), ("menu item", about), ("menu item", leave)])
+                self.assertEqual(*outlines)
+
+    def test_about_from_the_menu(self):
+        client = self.session(language="de")
+        client.choose(STOCK["de"][0])
+        dialog = client.dialog(catalog("de")["TarnClient"])
+        self.assertTrue(dialog.find("label", "8.9.0.35"))
+        self.assertEqual(dialog.nameless_controls(), [])
+        self.desktop.screenshot("about-de")
+        self.desktop.key("Escape")
+        wait_for(lambda: not client.window(catalog("de")["TarnClient"]), what="about closed")
+
+
+class SettingsTest(Flow):
+    def open(self, language="en", **options):
+        client = self.session(language=language, **options)
+        client.choose(plain(catalog(language)["MENU_SETTINGS"]))
+        return client, client.dialog(plain(catalog(language)["SETTINGS_TITLE"]))
+
+    def domains(self, dialog):
+        return [node.name for node in dialog.walk(cells=True) if node.role == "table cell"]
+
+    def enter(self, dialog, domain, button="SETTINGS_ADD"):
+        self.desktop.click(dialog.find("text", EN["SETTINGS_NEW_DOMAIN"]))
+        self.desktop.type(domain)
+        press(self, dialog, plain(EN[button]))
+        wait_for(lambda: dialog.find("text", EN["SETTINGS_NEW_DOMAIN"]).text == "" or not domain.strip(),
+                 what="field cleared")
+
+    def test_what_is_saved_is_in_the_file(self):
+        client, dialog = self.open()
+        self.assertEqual(dialog.nameless_controls(), [])
+        self.desktop.click(dialog.find("text", plain(EN["SETTINGS_PROXY_LOGIN"])) or dialog.find("text"))
+        self.desktop.type("DOMAIN\\user")
+        self.desktop.key("Tab")
+        self.desktop.type("secret")
+        self.assertNotIn("secret", str(dialog.outline()))
+        for domain in ("one.example ", "one.example", "ONE.example", "two.example"):
+            self.enter(dialog, domain)
+        expected = [self.gateway.authority, "one.example", "ONE.example", "two.example"]
+        self.assertEqual(self.domains(dialog), expected)
+        self.desktop.screenshot("settings-added")
+        self.desktop.click(dialog.find("table cell", "one.example"))
+        self.desktop.xdotool("keydown", "Control_L")
+        self.desktop.click(dialog.find("table cell", "two.example"))
+        self.desktop.xdotool("keyup", "Control_L")
+        press(self, dialog, plain(EN["SETTINGS_REMOVE"]))
+        wait_for(lambda: self.domains(dialog) == [self.gateway.authority, "ONE.example"], what="two removed")
+        press(self, dialog, "Save")
+        wait_for(lambda: "ONE.example" in client.home.settings(), what="file saved")
+        text = client.home.settings()
+        self.assertIn(self.gateway.authority, text)
+        self.assertNotIn("one.example", text)
+        for part in ("<login>user<", "<domain>DOMAIN<", "<password>secret<"):
+            self.assertIn(part, text)
+        # What was stored is what the dialog shows when it is opened anew.
+        client.choose(plain(EN["MENU_SETTINGS"]))
+        again = client.dialog(EN["SETTINGS_TITLE"])
+        self.assertEqual(self.domains(again), [self.gateway.authority, "ONE.example"])
+        fields = [node.text for node in again.walk() if node.role == "text"]
+        self.assertIn("DOMAIN\\user", fields)
+
+    def test_cancelled_settings_leave_the_file_as_it_was(self):
+        client, dialog = self.open()
+        before, changed = client.home.settings(), os.stat(client.home.settings_path).st_mtime_ns
+        for leave in (lambda: press(self, dialog, "Cancel"), lambda: self.desktop.key("Escape")):
+            self.enter(dialog, "cancelled.example")
+            leave()
+            wait_for(lambda: not client.window(EN["SETTINGS_TITLE"]), what="settings closed")
+            self.assertEqual(client.home.settings(), before)
+            self.assertEqual(os.stat(client.home.settings_path).st_mtime_ns, changed)
+            client.choose(plain(EN["MENU_SETTINGS"]))
+            dialog = client.dialog(EN["SETTINGS_TITLE"])
+            self.assertEqual(self.domains(dialog), [self.gateway.authority])
+
+    def test_german(self):
+        _, dialog = self.open("de")
+        self.assertEqual(dialog.nameless_controls(), [])
+        self.desktop.screenshot("settings-de")
+        for label in ("Abbrechen", "Speichern"):
+            self.assertTrue(dialog.find("push button", label), dialog.outline())
+
+
+class ConnectionErrorTest(Flow):
+    def refused(self, language="en"):
+        """A client that does not trust the gateway yet."""
+        client = self.start(self.gateway.mediation(language=language), home=Home(self.desktop, []))
+        return client, client.dialog(catalog(language)["Error"])
+
+    def test_settings_then_retry(self):
+        client, error = self.refused()
+        self.assertEqual(error.nameless_controls(), [])
+        self.desktop.screenshot("connection-error")
+        press(self, error, plain(EN["Settings"]))
+        settings = client.dialog(EN["SETTINGS_TITLE"])
+        self.desktop.click(settings.find("text", EN["SETTINGS_NEW_DOMAIN"]))
+        self.desktop.type(self.gateway.authority)
+        press(self, settings, plain(EN["SETTINGS_ADD"]))
+        self.desktop.screenshot("connection-error-settings")
+        press(self, settings, "Save")
+        wait_for(lambda: not client.window(EN["SETTINGS_TITLE"]), what="settings closed")
+        self.assertTrue(client.window(EN["Error"]), "the error stays open")
+        press(self, error, plain(EN["Retry"]))
+        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected after the retry")
+        self.assertIsNone(client.window(EN["Error"]))
+
+    def test_a_second_failure_opens_a_fresh_dialog_and_closing_it_goes_on(self):
+        client, error = self.refused("de")
+        self.desktop.screenshot("connection-error-de")
+        first = client.window(catalog("de")["Error"]).id
+        self.desktop.key("Return")  # Retry is the default
+        again = wait_for(lambda: (w := client.window(catalog("de")["Error"])) and w.id != first and w, what="fresh dialog")
+        client.dialog(catalog("de")["Error"])
+        self.desktop.key("Escape")
+        wait_for(lambda: not client.window(catalog("de")["Error"]), what="dialog closed")
+        self.assertTrue(again and client.tray_icon())
+        self.assertFalse(client.ended())
+        begun = time.monotonic()
+        client.choose(STOCK["de"][1])
+        client.wait_for_end()
+        self.assertLess(time.monotonic() - begun, 2)
+
+    def test_quit_ends_the_program(self):
+        client, error = self.refused()
+        press(self, error, plain(EN["Quit"]))
+        client.wait_for_end()
+
+
+class OtherEndsTest(Flow):
+    gateway_options = ("--timer", "30")
+
+    def test_the_host_checker_takes_the_tray_icon_away(self):
+        gateway = self.start_faulty_gateway("--fault", "archive-silent")
+        waiting = self.session("hostchecker", gateway=gateway)
+        client = self.session("hostchecker", "fr")
+        client.wait_for_text(catalog("fr")["HOSTCHECKING"])
+        wait_for(lambda: not client.tray_icon(), what="tray icon gone")
+        self.desktop.screenshot("hostchecker-fr")
+        wait_for(lambda: not waiting.tray_icon(), what="tray icon gone while the component is fetched")
+        self.assertFalse(client.ended() or waiting.ended())
+
+    def test_a_fatal_error_ends_the_program_after_its_box(self):
+        gateway = self.start_faulty_gateway("--fault", "wrong-signature")
+        for way, language in (("button", "en"), ("Escape", "de")):
+            with self.subTest(way=way):
+                client = self.session(language=language, gateway=gateway)
+                texts = catalog(language)
+                box = client.dialog(texts["Error"])
+                self.assertTrue(box.find("label", texts["UNKNOWN_ERROR_HAS_OCCURED"]), box.outline())
+                self.assertTrue(box.find("push button", STOCK[language][1]), box.outline())
+                self.desktop.screenshot(f"fatal-error-{language}")
+                if way == "button":
+                    press(self, box, STOCK[language][1])
+                else:
+                    self.desktop.key("Escape")
+                client.wait_for_end()
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=0)

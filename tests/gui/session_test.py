@@ -1,0 +1,148 @@
+#!/usr/bin/python3
+"""Start, panel and instances."""
+
+import os
+import unittest
+
+from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, status_list
+from desktop import wait_for
+
+PLUGIN = os.path.join(BIN, "test-components", "libtest-plugin.so")
+PANEL_TITLE = "NebrixClient"
+PANEL_LINES = (("init", "VPN_INIT"), ("authenticating", "VPN_AUTHENTICATING"), ("reconnecting", "VPN_RECONNECTING"),
+               ("getconfig", "VPN_GETCONFIG"), ("authError", "VPN_AUTHERROR"), ("connected", "VPN_CONNECTED"),
+               ("", "VPN_STOPPED"), ("connected ip=192.0.2.7", "VPN_GIVENIP %s"))
+
+
+def internet_sockets(pid):
+    sockets = {os.readlink(f"/proc/{pid}/fd/{fd}") for fd in os.listdir(f"/proc/{pid}/fd")}
+    found = []
+    for table in ("tcp", "tcp6", "udp", "udp6"):
+        with open(f"/proc/{pid}/net/{table}", encoding="ascii") as file:
+            found += [line for line in file.readlines()[1:] if f"socket:[{line.split()[9]}]" in sockets]
+    return found
+
+
+def threads(pid):
+    names = []
+    for thread in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{thread}/comm", encoding="utf-8") as file:
+            names.append(file.read().strip())
+    return names
+
+
+class StartTest(Flow):
+    def test_without_argument_there_is_only_the_about_dialog(self):
+        locks = {name for name in os.listdir("/tmp") if name.startswith("nebrixclient:")}
+        client = self.start()
+        title = catalog("en")["TarnClient"]
+        dialog = client.dialog(title)
+        self.desktop.screenshot("start-without-argument")
+        texts = [node.name for node in dialog.walk() if node.role == "label"]
+        self.assertIn("8.9.0.35", texts)
+        self.assertIn("© Nebrix 2023", texts)
+        self.assertEqual(dialog.nameless_controls(), [])
+        self.assertIsNone(client.tray_icon())
+        self.assertEqual([w.title for w in client.windows() if w.shown], [title])
+        self.assertEqual(internet_sockets(client.pid), [])
+        self.assertNotIn("nebrixclient", threads(client.pid)[1:])
+        self.assertEqual({name for name in os.listdir("/tmp") if name.startswith("nebrixclient:")}, locks)
+        self.desktop.key("Return")
+        client.wait_for_end()
+
+    def test_the_system_language_decides_without_argument(self):
+        client = self.start(env={"LANG": "fr_FR.UTF-8", "LC_ALL": "fr_FR.UTF-8"})
+        dialog = client.dialog(catalog("fr")["TarnClient"])
+        wait_for(lambda: dialog.find("push button", "Fermer"), what=dialog.outline())
+        self.desktop.screenshot("start-without-argument-fr")
+
+    def test_the_same_argument_again_shows_the_first_ones_panel(self):
+        first = self.session()
+        panel = first.wait_for_panel()
+        wait_for(lambda: os.path.exists(lock_file(self.gateway.mediation())), what="lock file")
+        wait_for(lambda: any("192.0.2." in text for text in first.texts()), what="address")
+        self.desktop.click(panel)
+        wait_for(lambda: not first.panel(), what="panel clicked away")
+        second = self.start(self.gateway.mediation(), home=Home(self.desktop, [self.gateway.authority]))
+        self.assertNotEqual(second.wait_for_end(), 0)
+        first.wait_for_panel()
+        self.assertTrue(any("192.0.2." in text for text in first.texts()))
+        self.desktop.screenshot("same-argument-twice")
+
+    def test_two_arguments_run_side_by_side(self):
+        first, second = self.session(), self.session(language="de")
+        wait_for(lambda: first.tray_icon() and second.tray_icon(), what="two tray icons")
+        for client in (first, second):
+            wait_for(lambda c=client: any("192.0.2." in text for text in c.texts()), what="address")
+        self.desktop.screenshot("two-arguments")
+        self.assertFalse(first.ended() or second.ended())
+
+
+class PanelTest(Flow):
+    gateway_options = ("--component", f"plugindll={PLUGIN}")
+
+    def tell(self, text):
+        with open(self.status + ".new", "w", encoding="utf-8") as file:
+            file.write(text)
+        os.rename(self.status + ".new", self.status)
+
+    def setUp(self):
+        super().setUp()
+        self.status = os.path.join(self.desktop.directory, "status")
+        self.tell("[]\n")
+
+    def check_place(self, panel):
+        x, y, width, _ = self.desktop.work_area()
+        self.assertEqual(panel.rect[:2], (x + width - panel.rect[2] - 1, y), panel.rect)
+        corners = [r for r in panel.shape_rectangles() if r[0] <= 0 and r[1] <= 0]
+        self.assertEqual(corners, [], "rounded")
+        for state in ("_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER", "_NET_WM_STATE_ABOVE"):
+            self.assertIn(state, panel.states())
+
+    def test_a_session_tells_each_state_in_each_language(self):
+        clients = {language: self.session(language=language, env={"NEBRIX_TEST_STATUS": self.status})
+                   for language in LANGUAGES}
+        for line, key in PANEL_LINES:
+            self.tell(status_list(line))
+            for language, client in clients.items():
+                text = catalog(language)[key].replace("%s", "192.0.2.7")
+                with self.subTest(language=language, line=line):
+                    client.wait_for_text(text)
+                    self.assertEqual(client.texts()[:2], [PANEL_TITLE, catalog(language)["Connected"]])
+        for language, client in clients.items():
+            panel = client.wait_for_panel()
+            self.check_place(panel)
+            self.desktop.xdotool("windowraise", panel.id)
+            self.desktop.screenshot(f"panel-connected-{language}")
+
+    def test_what_comes_before_the_plugin(self):
+        for fault, key in (("silent", "Loading"), ("archive-silent", "STATUS_DOWNLOADING_COMPENENTS")):
+            for language in ("en", "de"):
+                with self.subTest(language=language, fault=fault):
+                    gateway = self.start_faulty_gateway("--fault", fault)
+                    client = self.session(language=language, gateway=gateway)
+                    client.wait_for_text(catalog(language)[key])
+                    self.check_place(client.wait_for_panel())
+                    self.desktop.screenshot(f"panel-{fault}-{language}")
+                    bar = client.application().find("progress bar", catalog(language)["PROGRESS_NAME"])
+                    self.assertEqual(bar is not None, fault == "archive-silent", "a progress bar while it downloads")
+                    if language == "en" and fault == "silent":
+                        wait_for(lambda c=client: not c.panel(), 2.6, "panel hidden")
+
+    def test_a_long_text_widens_the_panel_for_good(self):
+        client = self.session(language="de", env={"NEBRIX_TEST_STATUS": self.status})
+        self.tell(status_list("connected ip=" + "2001:db8:" * 9 + "1"))
+        client.wait_for_text(catalog("de")["VPN_GIVENIP %s"].replace("%s", "2001:db8:" * 9 + "1"))
+        wide = client.wait_for_panel()
+        self.check_place(wide)
+        self.assertEqual(wide.rect[2] % 100, 0)
+        self.desktop.screenshot("panel-wide-de")
+        self.tell(status_list("connected"))
+        client.wait_for_text(catalog("de")["VPN_CONNECTED"])
+        self.assertEqual(client.panel().rect, wide.rect)
+        with open(LOG, encoding="utf-8", errors="replace") as file:
+            self.assertNotIn(self.gateway.mediation().split("@")[0].split("//")[1], file.read())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=0)
