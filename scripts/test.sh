@@ -6,15 +6,18 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 usage() {
     cat <<'TEXT'
-usage: scripts/test.sh [--quick]
+usage: scripts/test.sh [--quick | --all]
   --quick  only the script and format checks and the tests of preset dev
+  --all    also clang-tidy over the windows' sources, which takes long because of wxWidgets' headers
 TEXT
 }
 
 quick=no
+tidy_folders='apps/(?!nebrixclient/gui/)|libs/|sdk/'
 for argument in "$@"; do
     case $argument in
         --quick) quick=yes ;;
+        --all) tidy_folders='apps/|libs/|sdk/' ;;
         -h | --help) usage; exit 0 ;;
         *) echo "test: unknown option $argument" >&2; usage >&2; exit 2 ;;
     esac
@@ -35,7 +38,7 @@ step() {
 
 check_scripts() {
     local script
-    for script in scripts/*.sh .ci/run; do
+    for script in scripts/*.sh packaging/*.sh .ci/run; do
         bash -n "$script"
         [ -x "$script" ] || { echo "$script is not executable"; return 1; }
     done
@@ -65,7 +68,7 @@ build_and_test() {
 # The sanitizer build's compile commands are clang's, which clang-tidy understands without translation.
 check_tidy() {
     local log=build/clang-tidy.log
-    if ! run-clang-tidy-14 -quiet -j "$jobs" -p build/asan "$PWD/(apps|libs|sdk)/" >"$log" 2>&1; then
+    if ! run-clang-tidy-14 -quiet -j "$jobs" -p build/asan "$PWD/($tidy_folders)" >"$log" 2>&1; then
         grep -E '(warning|error):' "$log" | sort -u
         return 1
     fi
@@ -97,5 +100,6 @@ if [ $quick = no ]; then
     step "valgrind over the signature tests" check_signatures_under_valgrind
     step "clang-tidy" check_tidy
     step "release: programs and benchmarks" build release
+    step "package" packaging/package.sh
 fi
 echo "=== everything passed in ${SECONDS} s"

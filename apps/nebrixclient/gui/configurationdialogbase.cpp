@@ -3,6 +3,7 @@
 #include <wx/artprov.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/iconbndl.h>
 #include <wx/intl.h>
 #include <wx/listbox.h>
 #include <wx/sizer.h>
@@ -31,6 +32,7 @@ constexpr int kListLines = 4;
 ConfigurationDialog::ConfigurationDialog(wxWindow* parent)
     : wxDialog(parent, wxID_ANY, _("SETTINGS_TITLE"), wxDefaultPosition, wxDefaultSize,
                wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER) {
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeProxyBox(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     column->Add(makeCertificateBox(), wxSizerFlags(1).Expand().DoubleBorder(wxLEFT | wxRIGHT));

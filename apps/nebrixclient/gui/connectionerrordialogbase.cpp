@@ -2,6 +2,7 @@
 
 #include <wx/artprov.h>
 #include <wx/button.h>
+#include <wx/iconbndl.h>
 #include <wx/intl.h>
 #include <wx/sizer.h>
 #include <wx/statbmp.h>
@@ -18,6 +19,7 @@ constexpr int kColumns = 60;
 
 ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& title)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeMessage(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     makeDetails(*column);

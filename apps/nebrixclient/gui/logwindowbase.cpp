@@ -1,9 +1,11 @@
 #include "apps/nebrixclient/gui/logwindowbase.h"
 
+#include <wx/artprov.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/choice.h>
 #include <wx/dataview.h>
+#include <wx/iconbndl.h>
 #include <wx/intl.h>
 #include <wx/panel.h>
 #include <wx/sizer.h>
@@ -29,6 +31,7 @@ constexpr int kWindowLines = 36;
 }  // namespace
 
 LogWindow::LogWindow(wxWindow* parent, const wxString& title) : wxFrame(parent, wxID_ANY, title) {
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     m_panel = new wxPanel(this);
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeSearchRow(), wxSizerFlags().Expand().Border());

@@ -43,6 +43,7 @@ wxBEGIN_EVENT_TABLE(NebrixMainFrame, wxFrame) EVT_CLIENT(ID_CLIENT_CONNECT_ERROR
 }
 
 NebrixMainFrame::~NebrixMainFrame() {
+    mainhiddenframe = nullptr;  // a signal may still come
     m_systrayIcon.reset();
     m_panel->Destroy();
 }
@@ -135,6 +136,7 @@ void NebrixMainFrame::onNotSaved() {
     const wxString path = tessel::tesselToWxString(tessel::NebrixClient::getLocalConfPath());
     wxGenericMessageDialog box(this, wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), _("Error"),
                                wxOK | wxCENTRE | wxICON_ERROR);
+    box.SetIcons(GetIcons());
     box.ShowModal();
 }
 
@@ -189,6 +191,7 @@ void NebrixMainFrame::onFatalError(wxThreadEvent& /*event*/) {
     // The native box of GTK shows no icon and finds no place beside a hidden owner.
     wxGenericMessageDialog box(this, _("UNKNOWN_ERROR_HAS_OCCURED"), _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
     box.SetOKLabel(wxMessageDialog::ButtonLabel(wxID_EXIT));
+    box.SetIcons(GetIcons());
     box.ShowModal();
     m_quit.closeWhenFree();
 }
