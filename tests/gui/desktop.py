@@ -6,6 +6,7 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -85,6 +86,7 @@ class Window:
 class Desktop:
     def __init__(self, tray=True, gtk_settings=""):
         prctl(PR_SET_CHILD_SUBREAPER, 1)
+        signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that everything is cleaned up then too
         self._children = []
         self.directory = tempfile.mkdtemp(prefix="nebrix-gui-")
         try:
@@ -120,6 +122,7 @@ class Desktop:
         self.start(["openbox", "--sm-disable"])
         wait_for(lambda: self.work_area()[2:] == SCREEN and self.task_list() is not None, what="window manager")
         self.bar = self.start_bar() if tray else None
+        self.bar_windows = self.windows(self.bar.pid) if tray else []
 
     def set_home(self, home):
         os.makedirs(home, exist_ok=True)
@@ -185,10 +188,8 @@ class Desktop:
         """The process's windows that are embedded in the bar."""
         if self.bar is None:
             return []
-        icons = []
-        for window in self.windows(self.bar.pid):
-            icons += self.windows(pid, self.display.create_resource_object("window", window.id))
-        return [icon for icon in icons if icon.shown]
+        bars = [self.display.create_resource_object("window", window.id) for window in self.bar_windows]
+        return [icon for bar in bars for icon in self.windows(pid, bar, 2) if icon.shown]
 
     def task_list(self):
         """Identifiers of the managed windows; None without a window manager."""
