@@ -13,21 +13,20 @@ CONTROLS = {"push button", "toggle button", "check box", "combo box", "text", "p
             "table", "tree table", "progress bar", "spin button", "slider", "radio button", "entry"}
 
 
+def connect(address):
+    flags = Gio.DBusConnectionFlags
+    return Gio.DBusConnection.new_for_address_sync(
+        address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+
+
 class Bus:
     """The accessibility bus of the desktop with this environment."""
 
     def __init__(self, environment):
-        session = self._connect(environment["DBUS_SESSION_BUS_ADDRESS"])
-        address = session.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, 0,
-                                    10000, None).unpack()[0]
-        self.session = session
-        self.connection = self._connect(address)
-
-    @staticmethod
-    def _connect(address):
-        flags = Gio.DBusConnectionFlags
-        return Gio.DBusConnection.new_for_address_sync(
-            address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        self.session = connect(environment["DBUS_SESSION_BUS_ADDRESS"])
+        address = self.session.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, 0,
+                                         10000, None).unpack()[0]
+        self.connection = connect(address)
 
     def call(self, name, path, interface, method, arguments=None):
         return self.connection.call_sync(name, path, interface, method, arguments, None, 0, TIMEOUT, None).unpack()

@@ -1,71 +1,35 @@
 #!/usr/bin/python3
 """Desktops without an X11 tray: a StatusNotifierWatcher, or nothing."""
 
-import json
 import os
-import queue
-import subprocess
-import threading
 import unittest
 
-from client import HERE, Flow, catalog, plain
+from client import Flow, catalog, plain
 from desktop import wait_for
+from statusnotifierwatcher import StatusNotifierWatcher
 
 EN = catalog("en")
-
-
-class Watcher:
-    """The watcher as a process, whose answers and news are kept apart."""
-
-    def __init__(self, desktop):
-        self.process = desktop.start(["/usr/bin/python3", os.path.join(HERE, "statusnotifierwatcher.py")],
-                                     stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, bufsize=1)
-        self.news = []
-        self._answers = queue.Queue()
-        threading.Thread(target=self._read, daemon=True).start()
-        self.wait_for("ready")
-
-    def _read(self):
-        for line in self.process.stdout:
-            if line.split()[0] in ("ready", "registered", "unregistered", "changed", "layout"):
-                self.news.append(line.strip())
-            else:
-                self._answers.put(json.loads(line))
-
-    def wait_for(self, start):
-        wait_for(lambda: any(line.startswith(start) for line in self.news), what=f"{start!r} in {self.news}")
-
-    def ask(self, command):
-        self.process.stdin.write(command + "\n")
-        return self._answers.get(timeout=10)
-
-    def close(self):
-        self.process.kill()
-        self.process.wait()
-        self.process.stdin.close()
 
 
 class WithoutTrayTest(Flow):
     tray = False
 
     def watcher(self):
-        watcher = Watcher(self.desktop)
+        watcher = StatusNotifierWatcher(self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"])
         self.addCleanup(watcher.close)
         return watcher
 
     def test_the_icon_is_at_the_watcher(self):
         watcher = self.watcher()
         client = self.session(language="fr")
-        watcher.wait_for("registered")
-        item = watcher.ask("item")
-        self.assertEqual(item["ToolTip"][0], "TarnClient")
-        self.assertIn([24, 24, 24 * 24 * 4], item["icons"])
+        wait_for(lambda: watcher.items, what="registration")
+        item = watcher.item()
+        self.assertEqual(item["ToolTip"][2], "TarnClient")
+        self.assertIn((24, 24, 24 * 24 * 4), [(width, height, len(data)) for width, height, data in item["IconPixmap"]])
         texts = catalog("fr")
-        menu = watcher.ask("menu")
-        self.assertEqual([(plain(label.replace("_", "")), kind) for _, label, kind, _, _ in menu],
-                         [(plain(texts["MENU_SETTINGS"]), "standard"), (plain(texts["MENU_LOGS"]), "standard"),
-                          ("", "separator"), ("À propos", "standard"), ("Quitter", "standard")])
-        watcher.ask(f"click {menu[0][0]}")
+        self.assertEqual([entry.get("label", entry.get("type", "")).replace("_", "") for _, entry in watcher.menu()],
+                         [plain(texts["MENU_SETTINGS"]), plain(texts["MENU_LOGS"]), "separator", "À propos", "Quitter"])
+        watcher.click(0)
         client.dialog(plain(texts["SETTINGS_TITLE"]))
         self.desktop.screenshot("notifier-settings-fr")
         self.desktop.key("Escape")
@@ -73,11 +37,11 @@ class WithoutTrayTest(Flow):
 
         watcher.close()
         restarted = self.watcher()
-        restarted.wait_for("registered")
-        self.assertEqual(len(restarted.ask("items")), 1)
-        restarted.ask(f"click {restarted.ask('menu')[-1][0]}")
+        wait_for(lambda: restarted.items, what="registration at the watcher that came anew")
+        self.assertEqual(len(restarted.items), 1)
+        restarted.click(-1)
         client.wait_for_end(2)
-        restarted.wait_for("unregistered")
+        wait_for(lambda: restarted.items[0][0] in restarted.gone, what="item gone")
 
     def test_without_any_tray_there_is_a_window_with_the_commands(self):
         client = self.session()
@@ -90,12 +54,17 @@ class WithoutTrayTest(Flow):
         self.assertIn(client.window("NebrixClient").id, self.desktop.task_list())
         # A tray that comes later takes the window's place.
         watcher = self.watcher()
-        watcher.wait_for("registered")
+        wait_for(lambda: watcher.items, what="registration")
         wait_for(lambda: not client.window("NebrixClient"), what="window gone")
         watcher.close()
         window = client.dialog("NebrixClient")
         self.desktop.click(window.find("push button", "Quit"))
         client.wait_for_end(2)
+
+    def test_without_a_session_bus_there_is_the_window_and_still_no_bus(self):
+        client = self.session(wrapper=["env", "-u", "DBUS_SESSION_BUS_ADDRESS"])
+        wait_for(lambda: client.window("NebrixClient"), what="window with the commands")
+        self.assertFalse(os.path.exists(os.path.join(client.home.path, ".dbus")), "a bus that was started for the client")
 
 
 class DarkThemeTest(Flow):

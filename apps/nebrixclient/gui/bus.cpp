@@ -4,8 +4,8 @@
 #include <utility>
 
 #include <gio/gio.h>
+#include <unistd.h>
 
-#include "apps/nebrixclient/gui/deferredcall.h"
 #include "libs/base/log.h"
 
 namespace nebrix::gui::bus {
@@ -24,6 +24,12 @@ struct PendingCall {
 
 void logFailure(const char* method, const GError& error) {
     tessel::log(tessel::LogCategory::Trace, "bus", method, error.message);
+}
+
+/// Without a bus GIO would start one, by a program of its own and through X11: nobody else is on it, and it stays.
+bool exists(Kind kind) {
+    return kind == Kind::System || g_getenv("DBUS_SESSION_BUS_ADDRESS") != nullptr ||
+           ::access((std::string(g_get_user_runtime_dir()) + "/bus").c_str(), F_OK) == 0;
 }
 
 Outcome outcomeOf(const GError& error) {
@@ -60,13 +66,21 @@ struct NameWatchCallbacks {
 };
 
 NameWatch::NameWatch(Kind kind, const char* name, Appeared appeared, std::function<void()> gone)
-    : m_appeared(std::move(appeared)),
-      m_gone(std::move(gone)),
-      m_id(g_bus_watch_name(kind == Kind::Session ? G_BUS_TYPE_SESSION : G_BUS_TYPE_SYSTEM, name,
-                            G_BUS_NAME_WATCHER_FLAGS_NONE, NameWatchCallbacks::appeared, NameWatchCallbacks::gone, this,
-                            nullptr)) {}
+    : m_appeared(std::move(appeared)), m_gone(std::move(gone)), m_noBus([this] { m_gone(); }) {
+    if (exists(kind)) {
+        m_id = g_bus_watch_name(kind == Kind::Session ? G_BUS_TYPE_SESSION : G_BUS_TYPE_SYSTEM, name,
+                                G_BUS_NAME_WATCHER_FLAGS_NONE, NameWatchCallbacks::appeared, NameWatchCallbacks::gone,
+                                this, nullptr);
+    } else {
+        m_noBus.schedule();
+    }
+}
 
-NameWatch::~NameWatch() { g_bus_unwatch_name(m_id); }
+NameWatch::~NameWatch() {
+    if (m_id != 0) {
+        g_bus_unwatch_name(m_id);
+    }
+}
 
 struct SignalsCallbacks {
     static void received(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* member,

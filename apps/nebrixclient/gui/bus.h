@@ -3,6 +3,7 @@
 #include <functional>
 #include <string>
 
+#include "apps/nebrixclient/gui/deferredcall.h"
 #include "apps/nebrixclient/gui/gobjectptr.h"
 
 // GLib's own types, so that no header of it is needed here.
@@ -16,7 +17,8 @@ namespace nebrix::gui::bus {
 
 enum class Kind { Session, System };
 
-/// Follows who owns a name, without starting its service. Keeps the program alive when the bus goes away.
+/// Follows who owns a name, without starting its service nor a session bus where there is none. Keeps the program alive
+/// when the bus goes away.
 class NameWatch {
 public:
     using Appeared = std::function<void(GDBusConnection* connection, const std::string& owner)>;
@@ -32,7 +34,8 @@ private:
     friend struct NameWatchCallbacks;
     Appeared m_appeared;
     std::function<void()> m_gone;
-    unsigned m_id;
+    DeferredCall m_noBus;  // stands in for the bus that would have said so
+    unsigned m_id = 0;     // of the watch; 0 when there is no bus
 };
 
 /// The signals of one interface of one object of one sender.

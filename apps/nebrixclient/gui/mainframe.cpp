@@ -31,21 +31,30 @@ wxBEGIN_EVENT_TABLE(NebrixMainFrame, wxFrame) EVT_CLIENT(ID_CLIENT_CONNECT_ERROR
     : wxFrame(parent, id, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE),
       m_notifyHandler(this),
       m_client(m_notifyHandler),
-      m_quit([this] { return m_client.isRunning(); }, [this] { Close(true); }),
-      m_trays([this] { arrangeTray(); }),
-      m_sessionEnd([this] { stop(); }) {
+      m_quit([this] { return m_client.isRunning(); }, [this] { Close(true); }) {
     m_client.setProgress(&m_notifyHandler);
-    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     CentreOnScreen();  // dialogs without another place are centred on it
     m_panel = new NebrixClientNotificationPanel(this);
     Bind(EVT_TYPE_CLIENTNOTIFY, &NebrixClientNotificationPanel::onVpnStatus, m_panel, ID_CLIENT_VPN_STATUS);
     showTaskBarIcon();
+    CallAfter(&NebrixMainFrame::joinDesktop);  // before any event of the driver, which does not run yet
 }
 
 NebrixMainFrame::~NebrixMainFrame() {
     mainhiddenframe = nullptr;  // a signal may still come
     m_systrayIcon.reset();
     m_panel->Destroy();
+}
+
+/// What the panel need not wait for.
+void NebrixMainFrame::joinDesktop() {
+    if (m_quit.started()) {
+        return;
+    }
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    m_trays = std::make_unique<nebrix::gui::TrayPresence>([this] { arrangeTray(); });
+    m_sessionEnd = std::make_unique<nebrix::gui::SessionEnd>([this] { stop(); });
+    arrangeTray();
 }
 
 void NebrixMainFrame::start(const wxString& url) { m_client.run(tessel::wxToTesselString(url)); }
@@ -86,14 +95,14 @@ void NebrixMainFrame::hideTaskBarIcon() {
 
 /// Without any tray the panel's lines and the commands get an ordinary window, so that nobody is left without a way in.
 void NebrixMainFrame::arrangeTray() {
-    if (m_systrayIcon == nullptr || m_quit.started()) {
+    if (m_systrayIcon == nullptr || m_trays == nullptr || m_quit.started()) {
         return;
     }
-    const TrayKind kind = tessel::view::chooseTray(m_trays.x11Tray(), m_trays.statusNotifierHost());
+    const TrayKind kind = tessel::view::chooseTray(m_trays->x11Tray(), m_trays->statusNotifierHost());
     if (!m_trayHidden) {
         m_systrayIcon->present(kind);
     }
-    showStatusWindow(kind == TrayKind::Window && m_trays.settled());
+    showStatusWindow(kind == TrayKind::Window && m_trays->settled());
 }
 
 void NebrixMainFrame::showStatusWindow(bool show) {

@@ -51,6 +51,7 @@ private:
     void onTransfer(wxThreadEvent& event);
     void onNextCheck(wxThreadEvent& event);
     void onClose(wxCloseEvent& event);
+    void joinDesktop();
     void leaveScreen();
     void arrangeTray();
     void showStatusWindow(bool show);
@@ -67,8 +68,8 @@ private:
     wxWeakRef<NebrixClientLogWindow> m_logWindow;
     wxWeakRef<nebrix::gui::StatusWindow> m_statusWindow;
     nebrix::gui::QuitSequence m_quit;
-    nebrix::gui::TrayPresence m_trays;
-    nebrix::gui::SessionEnd m_sessionEnd;
+    std::unique_ptr<nebrix::gui::TrayPresence> m_trays;     // null until the panel is on its way to the screen
+    std::unique_ptr<nebrix::gui::SessionEnd> m_sessionEnd;  // as m_trays
 
     wxDECLARE_EVENT_TABLE();
 };
