@@ -64,6 +64,11 @@ class Node:
         return self._get(ACCESSIBLE, "Name")
 
     @property
+    def description(self):
+        """Of a control without one of its own, its tool tip."""
+        return self._get(ACCESSIBLE, "Description")
+
+    @property
     def role(self):
         return self._call(ACCESSIBLE, "GetRoleName")[0]
 

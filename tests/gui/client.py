@@ -33,6 +33,11 @@ def catalog(language):
     return {key: value.replace('\\"', '"').replace("\\n", "\n") for key, value in pairs}
 
 
+def pattern(text):
+    """The text as a regular expression, with anything in place of its placeholders."""
+    return re.escape(text).replace("%s", ".+")
+
+
 def plain(label):
     """A label without its mnemonic."""
     return label.replace("&", "")
@@ -141,21 +146,24 @@ class Client:
     def application(self):
         return wait_for(lambda: self.bus.application(self.pid), what="accessible application")
 
-    def dialog(self, title):
-        """The accessible tree of the window with this title, once it is shown."""
+    def dialog(self, title, role="dialog"):
+        """The accessible tree of the window with this title and role, once it is shown."""
         def shown():
             for node in self.application().children():
-                if node.name == title and node.has(accessible.SHOWING) and self.window(title):
+                if (node.name, node.role) == (title, role) and node.has(accessible.SHOWING) and self.window(title):
                     return node
             return None
         return wait_for(shown, what=f"window {title!r}, shown: {[w.title for w in self.windows() if w.shown]}")
 
+    def panel_node(self):
+        """The panel's accessible tree while it is shown."""
+        return next((node for node in self.application().children()
+                     if not node.name and node.role == "frame" and node.has(accessible.SHOWING)), None)
+
     def texts(self):
         """The panel's labels."""
-        for node in self.application().children():
-            if not node.name and node.has(accessible.SHOWING) and node.role == "frame":
-                return [child.name for child in node.walk() if child.role == "label"]
-        return []
+        panel = self.panel_node()
+        return [node.name for node in panel.walk() if node.role == "label"] if panel else []
 
     def wait_for_text(self, text, seconds=6.0):
         # Up to three dots follow the text of a state that lasts.

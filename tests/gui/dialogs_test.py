@@ -2,10 +2,11 @@
 """The tray menu, the dialogs behind it and those that open by themselves."""
 
 import os
+import re
 import time
 import unittest
 
-from client import LANGUAGES, Flow, Home, catalog, plain
+from client import LANGUAGES, Flow, Home, catalog, pattern, plain
 from desktop import wait_for
 
 EN = catalog("en")
@@ -171,6 +172,8 @@ class OtherEndsTest(Flow):
         client = self.session("hostchecker", "fr")
         client.wait_for_text(catalog("fr")["HOSTCHECKING"])
         wait_for(lambda: not client.tray_icon(), what="tray icon gone")
+        tip = pattern(catalog("fr")["NEXT_HOSTCHECK %s"])
+        wait_for(lambda: any(re.fullmatch(tip, node.description) for node in client.panel_node().walk()), what="tool tip")
         self.desktop.screenshot("hostchecker-fr")
         wait_for(lambda: not waiting.tray_icon(), what="tray icon gone while the component is fetched")
         self.assertFalse(client.ended() or waiting.ended())

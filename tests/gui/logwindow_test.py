@@ -17,7 +17,7 @@ class LogWindowTest(Flow):
         client = self.session(language=language)
         wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
         client.choose(plain(catalog(language)["MENU_LOGS"]))
-        return client, client.dialog(catalog(language)["LOG_TITLE"])
+        return client, client.dialog(catalog(language)["LOG_TITLE"], "frame")
 
     @staticmethod
     def append(*texts):
@@ -86,7 +86,7 @@ class LogWindowTest(Flow):
             before = int(memory.read().split()[1])
             self.append(*["TRACE Test.long " + "a line of a long log " * 5] * 200000)  # 30 MB
             client.choose(plain(EN["MENU_LOGS"]))
-            window = client.dialog(EN["LOG_TITLE"])
+            window = client.dialog(EN["LOG_TITLE"], "frame")
             wait_for(lambda: (b := window.find("push button", plain(EN["LOG_EARLIER"]))) and b.has(SENSITIVE),
                      what="earlier lines to be had")
             self.assertLess(self.number_of_lines(window), 100000)

@@ -6,7 +6,7 @@ import unittest
 
 from client import Flow, catalog, plain
 from desktop import wait_for
-from statusnotifierwatcher import StatusNotifierWatcher
+from desktopservices import StatusNotifierWatcher
 
 EN = catalog("en")
 
@@ -45,7 +45,7 @@ class WithoutTrayTest(Flow):
 
     def test_without_any_tray_there_is_a_window_with_the_commands(self):
         client = self.session()
-        window = client.dialog("NebrixClient")
+        window = client.dialog("NebrixClient", "frame")
         wait_for(lambda: any("192.0.2." in node.name for node in window.walk()), what="status in the window")
         buttons = [node.name for node in window.walk() if node.role == "push button"]
         self.assertEqual(buttons, [plain(EN["MENU_SETTINGS"]), plain(EN["MENU_LOGS"]), "About", "Quit"])
@@ -57,7 +57,7 @@ class WithoutTrayTest(Flow):
         wait_for(lambda: watcher.items, what="registration")
         wait_for(lambda: not client.window("NebrixClient"), what="window gone")
         watcher.close()
-        window = client.dialog("NebrixClient")
+        window = client.dialog("NebrixClient", "frame")
         self.desktop.click(window.find("push button", "Quit"))
         client.wait_for_end(2)
 

@@ -10,6 +10,7 @@ import unittest
 
 from client import HERE, LONGEST_QUIT, Flow, Home, catalog
 from desktop import wait_for
+from desktopservices import SessionManager
 
 EN = catalog("en")
 DEAF_RESOLVER = os.path.join(HERE, "deafresolver.py")
@@ -128,6 +129,17 @@ class QuitTest(Flow):
         for name in ("mediation", "download", "polling", "waiting-between-checks"):
             with self.subTest(phase=name):
                 self.check_quit(self.phase(name), name + "-signal", has_icon=False)
+
+    def test_by_the_session_manager(self):
+        manager = SessionManager(self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"])
+        self.addCleanup(manager.close)
+        client = self.phase("mediation")
+        wait_for(lambda: manager.registered, what="registration")
+        wait_for(lambda: manager.tell("QueryEndSession") or manager.answers, what="consent")
+        self.assertFalse(client.ended(), "asking is not ending")
+        manager.tell("EndSession")
+        client.wait_for_end(LONGEST_QUIT)
+        self.assertTrue(all(manager.answers))
 
     def test_by_signal_with_the_menu_open(self):
         client = self.phase("polling")

@@ -4,7 +4,7 @@
 import os
 import unittest
 
-from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, status_list
+from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, pattern, status_list
 from desktop import wait_for
 
 PLUGIN = os.path.join(BIN, "test-components", "libtest-plugin.so")
@@ -126,6 +126,8 @@ class PanelTest(Flow):
                     self.desktop.screenshot(f"panel-{fault}-{language}")
                     bar = client.application().find("progress bar", catalog(language)["PROGRESS_NAME"])
                     self.assertEqual(bar is not None, fault == "archive-silent", "a progress bar while it downloads")
+                    if bar is not None:
+                        self.assertRegex(bar.description, pattern(catalog(language)["PROGRESS_RATE %s"]))
                     if language == "en" and fault == "silent":
                         wait_for(lambda c=client: not c.panel(), 2.6, "panel hidden")
 

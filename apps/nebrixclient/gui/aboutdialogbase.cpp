@@ -11,6 +11,7 @@
 AboutDialog::AboutDialog(wxWindow* parent, const wxString& title)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    nebrix::gui::announceAsDialog(*this);
     auto* const logo =
         new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle("nebrix-logo", wxART_MESSAGE_BOX));
     auto* const name = new wxStaticText(this, wxID_ANY, "NebrixClient");

@@ -2,6 +2,7 @@
 
 #include <gtk/gtk.h>
 #include <wx/control.h>
+#include <wx/dialog.h>
 #include <wx/stattext.h>
 #include <wx/window.h>
 
@@ -46,6 +47,13 @@ void setLabelFor(wxStaticText& label, wxWindow& control) {
         gtk_label_set_mnemonic_widget(GTK_LABEL(label.GetHandle()), focusable(control));
     }
     setAccessibleName(control, label.GetLabel());
+}
+
+void announceAsDialog(wxDialog& dialog) {
+    AtkObject* const accessible = gtk_widget_get_accessible(dialog.GetHandle());
+    if (accessible != nullptr) {
+        atk_object_set_role(accessible, ATK_ROLE_DIALOG);
+    }
 }
 
 }  // namespace nebrix::gui

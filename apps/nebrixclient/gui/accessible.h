@@ -2,6 +2,7 @@
 
 #include <wx/string.h>
 
+class wxDialog;
 class wxWindow;
 class wxStaticText;
 
@@ -14,5 +15,8 @@ void setAccessibleName(wxWindow& window, const wxString& name);
 /// Makes the label the control's: its mnemonic moves the focus there, and its text is the control's accessible name.
 /// GUI thread.
 void setLabelFor(wxStaticText& label, wxWindow& control);
+
+/// Has the window announced as a dialog, which is read out whole, rather than as a frame. GUI thread.
+void announceAsDialog(wxDialog& dialog);
 
 }  // namespace nebrix::gui

@@ -33,6 +33,8 @@ ConfigurationDialog::ConfigurationDialog(wxWindow* parent)
     : wxDialog(parent, wxID_ANY, _("SETTINGS_TITLE"), wxDefaultPosition, wxDefaultSize,
                wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    nebrix::gui::announceAsDialog(*this);
+    SetLayoutAdaptationMode(wxDIALOG_ADAPTATION_MODE_ENABLED);  // all but the buttons scrolls on a small screen
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeProxyBox(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     column->Add(makeCertificateBox(), wxSizerFlags(1).Expand().DoubleBorder(wxLEFT | wxRIGHT));

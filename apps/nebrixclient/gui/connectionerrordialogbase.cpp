@@ -20,6 +20,7 @@ constexpr int kColumns = 60;
 ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& title)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    nebrix::gui::announceAsDialog(*this);
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeMessage(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     makeDetails(*column);

@@ -8,6 +8,7 @@
 #include <wx/stockitem.h>
 
 #include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
 #include "apps/nebrixclient/gui/sites.h"
@@ -143,9 +144,18 @@ void NebrixMainFrame::saveConfiguration() {
 
 void NebrixMainFrame::onNotSaved() {
     const wxString path = tessel::tesselToWxString(tessel::NebrixClient::getLocalConfPath());
-    wxGenericMessageDialog box(this, wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), _("Error"),
-                               wxOK | wxCENTRE | wxICON_ERROR);
+    showErrorBox(wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), wxID_OK);
+}
+
+void NebrixMainFrame::showErrorBox(const wxString& message, wxWindowID button) {
+    // The native box of GTK shows no icon and finds no place beside a hidden owner.
+    wxGenericMessageDialog box(this, message, _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
+    box.SetOKLabel(wxMessageDialog::ButtonLabel(button));
     box.SetIcons(GetIcons());
+    box.Bind(wxEVT_INIT_DIALOG, [&box](wxInitDialogEvent& event) {  // its widget is made as late as this
+        nebrix::gui::announceAsDialog(box);
+        event.Skip();
+    });
     box.ShowModal();
 }
 
@@ -197,11 +207,7 @@ void NebrixMainFrame::onFatalError(wxThreadEvent& /*event*/) {
     if (m_quit.started()) {
         return;
     }
-    // The native box of GTK shows no icon and finds no place beside a hidden owner.
-    wxGenericMessageDialog box(this, _("UNKNOWN_ERROR_HAS_OCCURED"), _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
-    box.SetOKLabel(wxMessageDialog::ButtonLabel(wxID_EXIT));
-    box.SetIcons(GetIcons());
-    box.ShowModal();
+    showErrorBox(_("UNKNOWN_ERROR_HAS_OCCURED"), wxID_EXIT);
     m_quit.closeWhenFree();
 }
 

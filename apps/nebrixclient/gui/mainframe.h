@@ -57,6 +57,8 @@ private:
     void showStatusWindow(bool show);
     void saveConfiguration();
     void onNotSaved();
+    /// `button`: whose stock label the only button has.
+    void showErrorBox(const wxString& message, wxWindowID button);
 
     NebrixClientGuiNotifyHandler m_notifyHandler;
     tessel::NebrixClient m_client;
