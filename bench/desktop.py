@@ -16,24 +16,14 @@ import time
 
 from Xlib import X, display, error
 
+import gateway
+
 root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 programs = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, "build/release/bin")
 rounds = int(sys.argv[2]) if len(sys.argv) > 2 else 15
 idle_seconds = int(sys.argv[3]) if len(sys.argv) > 3 else 60
 bare = os.path.join(programs, "../bench/bench_barewx")
 client = os.path.join(programs, "nebrixclient")
-
-
-def start_gateway():
-    process = subprocess.Popen([os.path.join(programs, "nebrix-demo-gateway")], stdout=subprocess.PIPE, text=True)
-    links, authority = {}, None
-    while authority is None:
-        words = process.stdout.readline().split()
-        if words[0] == "mediation":
-            links[words[1]] = words[2]
-        elif words[0] == "listening":
-            authority = words[1]
-    return process, links["plugindll"], authority
 
 
 def start_desktop(environment):
@@ -104,11 +94,8 @@ def processor_seconds(pid):
 
 def main():
     home = tempfile.mkdtemp()
-    os.makedirs(home + "/.Nebrix")
-    gateway, link, authority = start_gateway()
-    with open(home + "/.Nebrix/nebrixclient.xml", "w") as settings:
-        settings.write('<?xml version="1.0" encoding="UTF-8"?>\n<nebrixclient><sslcertignoredomains><domains>' + authority +
-                       "</domains></sslcertignoredomains></nebrixclient>\n")
+    gate, link, authority = gateway.start(programs)
+    gateway.trust(home, authority)
     environment = {"HOME": home, "PATH": os.environ["PATH"], "NO_AT_BRIDGE": "1"}
     desktop = start_desktop(environment)
     screen = display.Display(environment["DISPLAY"])
@@ -134,7 +121,7 @@ def main():
         end(process)
         end(other)
     finally:
-        for process in [gateway] + desktop[::-1]:
+        for process in [gate] + desktop[::-1]:
             end(process)
 
 

@@ -15,6 +15,8 @@ import sys
 import tempfile
 import time
 
+import gateway
+
 root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 programs = sys.argv[1] if len(sys.argv) > 1 else os.path.join(root, "build/release/bin")
 rounds = int(sys.argv[2]) if len(sys.argv) > 2 else 40
@@ -29,20 +31,6 @@ unzip -tqq "$ARCHIVE"
 
 def field(text, name):
     return text.split("<" + name + ">")[1].split("</" + name + ">")[0]
-
-
-def start_gateway():
-    component = "plugindll=" + os.path.join(programs, "../bench/libbench-session-plugin.so")
-    process = subprocess.Popen([os.path.join(programs, "nebrix-demo-gateway"), "--component", component],
-                               stdout=subprocess.PIPE, text=True)
-    links, authority = {}, None
-    while authority is None:
-        words = process.stdout.readline().split()
-        if words[0] == "mediation":
-            links[words[1]] = words[2]
-        elif words[0] == "listening":
-            authority = words[1]
-    return process, links["plugindll"], authority
 
 
 def run_client(link, environment):
@@ -84,17 +72,15 @@ def prepare_script(work, home, link, environment):
 
 
 def main():
-    gateway, link, authority = start_gateway()
+    component = "plugindll=" + os.path.join(programs, "../bench/libbench-session-plugin.so")
+    process, link, authority = gateway.start(programs, "--component", component)
     try:
         with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as work:
             statuses = os.path.join(work, "statuses")
             with open(statuses, "w") as file:
                 file.write('[{"code":5,"status":"started"}]\n')
             environment = dict(os.environ, HOME=home, NEBRIX_TEST_STATUS=statuses)
-            os.makedirs(os.path.join(home, ".Nebrix"), mode=0o700)
-            with open(os.path.join(home, ".Nebrix/nebrixclient.xml"), "w") as file:
-                file.write("<nebrixclient><sslcertignoredomains><domains>" + authority +
-                           "</domains></sslcertignoredomains></nebrixclient>")
+            gateway.trust(home, authority)
             run_client(link, environment)  # fetches what the rounds find cached
             script_environment = prepare_script(work, home, link, environment)
             client, script = [], []
@@ -102,8 +88,8 @@ def main():
                 client.append(run_client(link, environment))
                 script.append(run_script(script_environment))
     finally:
-        gateway.terminate()
-        gateway.wait()
+        process.terminate()
+        process.wait()
     ours, theirs = statistics.median(client) * 1000, statistics.median(script) * 1000
     print(f"client {ours:.1f} ms, script {theirs:.1f} ms, ratio {ours / theirs:.2f} (medians of {rounds})")
 

@@ -43,7 +43,9 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
     requirePlainName("filename", m_configuration.certificates.cert.filename);
     requirePlainName("filename", m_configuration.certificates.ca.filename);
     m_files.fetch(dll);
-    downloadCerts();
+    if (!m_stop.requested()) {  // else every one would be given up with an error in the log
+        downloadCerts();
+    }
     if (m_stop.requested()) {
         return;
     }
