@@ -7,22 +7,19 @@
 #include "tests/support/systemlogcapture.h"
 
 namespace tessel {
-namespace {
 
 using ::testing::Property;
 using ::testing::Throws;
 
-/// A source that has no key at all.
-class EmptyReader final : public IKeyReader {
-public:
-    using IKeyReader::read;
-    IKeyReader& operator[](const char*) override { return *this; }
-    IKeyReader& operator[](const String&) override { return *this; }
-    bool exists(const String&) override { return false; }
-    unsigned size(const String&) override { return 0; }
-};
-
 TEST(ConfReadHelper, aMissingKeyChangesNothingAndRaisesWhenItIsRequired) {
+    /// A source that has no key at all.
+    struct EmptyReader final : IKeyReader {
+        using IKeyReader::read;
+        IKeyReader& operator[](const char*) override { return *this; }
+        IKeyReader& operator[](const String&) override { return *this; }
+        bool exists(const String&) override { return false; }
+        unsigned size(const String&) override { return 0; }
+    };
     const nebrix::test::SystemLogCapture log;
     EmptyReader reader;
     List<String> items = {"old"};
@@ -46,13 +43,15 @@ TEST(OptionalConf, anAbsentEntryFailsOnlyWhenItIsUsed) {
     EXPECT_TRUE(log.contains("ERROR ConfHelper.OptionalConf Using missing configuration: \"linux64_openssl3\""));
 }
 
-TEST(StringWriter, putsValuesOneBehindTheOther) {
-    String text;
-    StringWriter writer(text);
-    writer.write(-5);
-    writer.write(true);
-    writer.write(Memory("m"));
-    EXPECT_EQ(text, "-5truem");
+TEST(Exception, keepsTheBaseNameOfItsFileAndShowsItsCodeOnlyWhenThereIsOne) {
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [path, kept] :
+         {Row{"a/b/c", "c"}, {"a\\b\\c", "c"}, {"a\\b/c\\d", "c\\d"}, {"plain", "plain"}, {"a/", ""}}) {
+        EXPECT_EQ(Exception("m", path, 1).getFile(), kept) << path;
+    }
+    EXPECT_EQ(Exception("broken", "libs/base/file", 12).toString(), "broken:file:12");
+    EXPECT_EQ(Exception(7, "broken", "libs/base/file", 12).toString(), "broken:file:12(7)");
+    EXPECT_EQ(Exception(-7, "broken", "x\\file", 12).trace("apps/client", 160), "broken:file:12(-7) -> client:160");
 }
 
 TEST(DateTime, isLocalTimeWithItsOffset) {
@@ -64,5 +63,4 @@ TEST(DateTime, isLocalTimeWithItsOffset) {
     ::tzset();
 }
 
-}  // namespace
 }  // namespace tessel

@@ -11,25 +11,25 @@
 
 namespace {
 
-using tessel::LogCategory;
+using namespace tessel;
 
-/// Logs before main() and after it.
+/// Logs before main() and after it, with texts that are joined there and then.
 struct EarlyAndLate {
-    EarlyAndLate() { tessel::log(LogCategory::Error, "Static", "constructor", "before main"); }
-    ~EarlyAndLate() { tessel::log(LogCategory::Error, "Static", "destructor", "after main"); }
+    EarlyAndLate() { log(LogCategory::Error, "Static", "constructor", String::null + "before" + " main"); }
+    ~EarlyAndLate() { log(LogCategory::Error, "Static", "destructor", String::null + "after" + early); }
+    const String early = String::null + " " + "main";
 } earlyAndLate;
 
 /// Sleeps, drops what it holds, and ends with nobody left to join it.
-class Waiter final : public tessel::Thread {
-public:
+struct Waiter final : Thread {
     Waiter(const char* name, unsigned milliseconds, bool synchronised)
         : Thread(name, 0, synchronised), m_milliseconds(milliseconds) {}
-    tessel::gc::Pointer<tessel::gc::ObjectDispose> held;
+    gc::Pointer<gc::ObjectDispose> held;
 
 protected:
     void main() override {
         ::pthread_detach(::pthread_self());
-        tessel::Semaphore().acquire(m_milliseconds);
+        Semaphore().acquire(m_milliseconds);
         held.clear();
     }
 
@@ -37,36 +37,26 @@ private:
     unsigned m_milliseconds;
 };
 
-void leaveLines() {
-    tessel::Console::start();
-    for (int i = 0; i < 1000; ++i) {
-        tessel::log(LogCategory::Error, "Probe", "main", "line ", i);
-    }
-}
-
-void leaveObject() {
-    tessel::Console::start();
-    // Reachable to the end, so that nobody takes it for a leak.
-    static auto* const releaser = new Waiter("releaser", 300, false);
-    releaser->held = new tessel::gc::ObjectDispose;
-    releaser->run();
-}
-
 }  // namespace
 
 int main(int, char** arguments) {
     const std::string how = arguments[1];
+    // Reachable to the end, so that nobody takes it for a leak.
+    static auto* const waiter = new Waiter("waiter", 300, how == "finishing");
     if (how == "survivors") {
         (new Waiter("stubborn", 60'000, true))->run();
         (new Waiter("second", 60'000, true))->run();
     } else if (how == "lines") {
-        leaveLines();
+        Console::start();
+        for (int i = 0; i < 1000; ++i) {
+            log(LogCategory::Error, "Probe", "main", "line ", i);
+        }
     } else if (how == "object") {
-        leaveObject();
+        Console::start();
+        waiter->held = new gc::ObjectDispose;
+        waiter->run();
     } else if (how == "finishing") {
-        // Reachable to the end, as above.
-        static auto* const finishing = new Waiter("finishing", 300, true);
-        finishing->run();
+        waiter->run();
     }
     std::fprintf(stderr, "left main\n");
     return 0;

@@ -6,15 +6,12 @@
 #include "tests/support/childprocess.h"
 
 // The order of things at the end of a process, seen from outside.
-namespace tessel {
-namespace {
-
 using nebrix::test::Finished;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-Finished probe(const char* how) { return nebrix::test::runProgram({NEBRIX_EXIT_PROBE, how}); }
+static Finished probe(const char* how) { return nebrix::test::runProgram({NEBRIX_EXIT_PROBE, how}); }
 
 TEST(Exit, withoutAConsoleNothingIsLoggedAndSynchronisedThreadsAreWaitedForInSilence) {
     for (const char* how : {"nothing", "finishing"}) {
@@ -50,6 +47,3 @@ TEST(Exit, outstandingObjectsAreWaitedFor) {
     EXPECT_THAT(end.output, HasSubstr("[main] TRACE DisposeGuard.~DisposeGuard wait for1 refs for 10 seconds\n"));
     EXPECT_THAT(end.output, Not(HasSubstr("still active")));
 }
-
-}  // namespace
-}  // namespace tessel

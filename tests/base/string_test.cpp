@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -10,35 +9,38 @@
 
 #include "libs/base/memory.h"
 #include "libs/base/memoryblockpool.h"
+#include "libs/base/splitter.h"
+#include "libs/base/stringaddition.h"
 #include "tests/base/allocationcounter.h"
 
 namespace tessel {
 
 namespace {
 
-// Globals of this file are made before those of other files may be, and ended after them.
-const String g_joined = String::null + "made " + "before main";
+std::vector<String> strings(const auto&... parts) { return {String(parts)...}; }
 
-struct UsedAtTheEnd {
-    ~UsedAtTheEnd() {
-        const String text = String("still ") + g_joined + String::null;
-        if (!(text == "still made before main") || !String::null.empty()) {
-            std::abort();
-        }
+/// A chain of so many parts, every second one counted, and what it must become.
+StringAddition chain(unsigned parts, const String& counted, std::string& expected) {
+    StringAddition addition = counted + "|";
+    expected = std::string(counted.view()) + "|";
+    for (unsigned i = 2; i < parts; ++i) {
+        addition = i % 2 == 0 ? std::move(addition) + counted : std::move(addition) + "|";
+        expected += i % 2 == 0 ? std::string(counted.view()) : "|";
     }
-} g_usedAtTheEnd;
+    return addition;
+}
 
 }  // namespace
 
 TEST(String, copiesAndPiecesShareTheBytes) {
     const String text = String::copy("some text of a block");
-    const test::AllocationCounter allocations;
+    const unsigned long before = test::allocations();
     const String copy = text;
     const String part = text.range(5, 9);
     const Memory bytes = text;
     String from = "a literal";
     const String to = std::move(from);
-    EXPECT_EQ(allocations.count(), 0U);
+    EXPECT_EQ(test::allocations(), before);
     EXPECT_EQ(copy.array(), text.array());
     EXPECT_EQ(part.array(), text.array() + 5);
     EXPECT_EQ(String(bytes).array(), text.array());
@@ -57,37 +59,27 @@ TEST(String, strEndsTheTextWithNul) {
     EXPECT_EQ(String(Memory(block->data(), 64, block)).str(), std::string(64, 'x'));
 }
 
-TEST(String, changesNeverReachWhoShares) {
+TEST(String, changesNeverReachWhoSharesOnAnyThread) {
     const String original = String::copy("0123456789");
-    String head = original.range(0, 4);
-    String tail = original.range(6);
-    String whole = original;
-    head.append("head");
-    tail += "tail";
-    whole.setAt(0, 'X');
-    whole.setAt(10, 'X');
-    EXPECT_EQ(head, "0123head");
-    EXPECT_EQ(tail, "6789tail");
-    EXPECT_EQ(whole, "X123456789");
-    EXPECT_EQ(original, "0123456789");
-}
-
-TEST(String, changesOnOtherThreadsNeverReachWhoShares) {
-    const String original = String::copy("shared text");
     const auto change = [copy = original] {
         for (int round = 0; round < 2000; ++round) {
-            String mine = copy;
-            mine.append(" changed");
-            ASSERT_EQ(mine, "shared text changed");
+            String head = copy.range(0, 4);
+            String tail = copy.range(6);
+            String whole = copy;
+            head.append("head");
+            tail += "tail";
+            whole.setAt(0, 'X');
+            whole.setAt(10, 'X');
+            ASSERT_EQ(String(head + "," + tail + "," + whole), "0123head,6789tail,X123456789");
         }
     };
     std::thread other(change);
     change();
     other.join();
-    EXPECT_EQ(original, "shared text");
+    EXPECT_EQ(original, "0123456789");
 }
 
-TEST(String, appendsWhateverLiesInItself) {
+TEST(String, appendsWhateverLiesInItselfAndPiecesAndFills) {
     String text = String::copy("abcdefghij");
     text.append(text).append(text).append(text);
     EXPECT_EQ(text.length(), 80U);
@@ -97,10 +89,7 @@ TEST(String, appendsWhateverLiesInItself) {
     EXPECT_EQ(text, "abcdefghijhijab-abcdefghijhij");
     text.append(text + "/" + text.range(0, 1));
     EXPECT_EQ(text, "abcdefghijhijab-abcdefghijhijabcdefghijhijab-abcdefghijhij/a");
-}
-
-TEST(String, appendsPiecesAndFillsAndCuts) {
-    String text;
+    text = "";
     text.append("a", 'b', String("cd"), "ef", 'g', "").append("h", 0).append(3, '.').append("x", 'y');
     EXPECT_EQ(text, "abcdefg...xy");
     text.cut(100);
@@ -166,10 +155,8 @@ TEST(String, findsPositions) {
 
 TEST(String, searchesHostileTextsInLinearTime) {
     // Compared byte by byte at every position, these would take hours.
-    String text;
-    text.append(4U << 20U, 'a');
-    String searched;
-    searched.append(1U << 20U, 'a');
+    const String text = String::copy(std::string(4U << 20U, 'a'));
+    const String searched = text.range(0, 1U << 20U);
     const String last = searched + "b";
     const String first = "b" + searched;
     EXPECT_EQ(text.find(last), String::npos);
@@ -177,6 +164,143 @@ TEST(String, searchesHostileTextsInLinearTime) {
     EXPECT_EQ(String(first + text).rfind(first), 0U);
     EXPECT_EQ(text.findNoCase2(last.array(), last.length()), String::npos);
     EXPECT_EQ(text.replace("a", "bb").length(), 8U << 20U);
+}
+
+TEST(StringEdit, cutsAtTheFirstSeparator) {
+    const std::tuple<const char*, const char*, const char*> rows[] = {
+        {"k=v=w", "k", "v=w"}, {"=v", "", "v"}, {"k=", "k", ""}, {"k", "k", "k"}, {"", "", ""}};
+    for (const auto& [text, left, right] : rows) {
+        EXPECT_EQ(String(text).left('='), left) << text;
+        EXPECT_EQ(String(text).right('='), right) << text;
+    }
+}
+
+TEST(StringEdit, givesNewStringsAndPiecesAndLeavesTheReceiver) {
+    const String text = String::copy("Ab-aB-\xC4");
+    const std::vector<String> edited =
+        strings(text.upper(), text.lower(), text.sort(), text.replace('-', '+'), text.replace("-", "<->"),
+                text.replace("", "x"), text.replace("b-aB-\xC4", "x"), text.replaceNoCase2("ab", "12"),
+                text.replaceNoCase2("AB", "12"), text.replaceBetween(2, 6, "..."), text.replaceBetween(6, 2, "!"),
+                text.remove('-'), text.remove("b-"), text.left('=', true), text.right('=', true), text.range(1, 3),
+                text.range(2, 100), text.range(3, 2), text.range(7), String("aaaaa").replace("aa", "b"),
+                String(" \t\r\n\fa b \n").trim(), String(" \n ").trim(), String("//a/b/").trimLeft('/'),
+                String("//a/b/").trimRight('/'), String("///").trim('/'));
+    const std::vector<String> expected{"AB-AB-\xC4",  "ab-ab-\xC4", "--ABab\xC4", "Ab+aB+\xC4", "Ab<->aB<->\xC4",
+                                       "Ab-aB-\xC4",  "Ax",         "12-12-\xC4", "Ab-aB-\xC4", "Ab...\xC4",
+                                       "Ab-aB-!\xC4", "AbaB\xC4",   "AaB-\xC4",   "",           "",
+                                       "b-",          "-aB-\xC4",   "",           "",           "bba",
+                                       "a b",         "",           "a/b/",       "//a/b",      ""};
+    EXPECT_EQ(edited, expected);
+    EXPECT_EQ(text, "Ab-aB-\xC4");
+}
+
+TEST(StringEdit, gluesWithOneAllocation) {
+    const String piece = String::copy(std::string(3000, 'x'));
+    const Strings items{piece, "", piece, piece};
+    const unsigned long before = test::allocations();
+    const String glued = String(", ").glue(items);
+    EXPECT_EQ(test::allocations() - before, 1U);
+    EXPECT_EQ(glued.length(), 9006U);
+    EXPECT_EQ(glued.range(2999, 3005), "x, , x");
+    EXPECT_EQ(String(",").glue({}), "");
+    EXPECT_EQ(String(",").glue({"", ""}), ",");
+}
+
+TEST(Splitter, givesOneFieldMoreThanSeparators) {
+    using Fields = std::vector<std::string>;
+    const std::tuple<const char*, Fields, Fields> rows[] = {
+        {"", {""}, {""}},
+        {"one", {"one"}, {"one"}},
+        {"a,b c", {"a", "b c"}, {"a", "b", "c"}},
+        {",a,, b,", {"", "a", "", " b", ""}, {"", "a", "", "", "b", ""}},
+    };
+    const auto check = [](Splitter&& splitter, const Fields& expected) {
+        for (const bool again : {false, true}) {
+            Fields fields;
+            while (splitter.next()) {
+                EXPECT_EQ(splitter.length(), splitter.field().length());
+                fields.emplace_back(splitter.field().view());
+            }
+            EXPECT_EQ(fields, expected) << again;
+            EXPECT_FALSE(splitter.next() || splitter.valid());
+            EXPECT_EQ(*splitter, "");
+            splitter.rewind();
+        }
+    };
+    for (const auto& [text, atCommas, atCommasAndBlanks] : rows) {
+        check(CharSplitter(text, ','), atCommas);
+        check(FirstOfSplitter(text, ", "), atCommasAndBlanks);
+    }
+}
+
+TEST(StringAddition, joinsEveryPairing) {
+    const String s = String::copy("s");
+    const StringAddition kept = s + "k";
+    const std::vector<String> joined =
+        strings(s + s, s + "c", "c" + s, s + kept, kept + s, kept + "c", "c" + kept, kept + kept, s + (s + "c"),
+                ("c" + s) + s, String("t") + s, "c" + String("t"), s + String("t"), kept + String("t"),
+                String("t") + kept, kept + (kept + s), String("t") + "c", String("t") + String("u"));
+    const std::vector<String> expected{"ss",  "sc", "cs", "ssk", "sks", "skc", "csk",   "sksk", "ssc",
+                                       "css", "ts", "ct", "st",  "skt", "tsk", "sksks", "tc",   "tu"};
+    EXPECT_EQ(joined, expected);
+    EXPECT_EQ(String(kept), "sk") << "a kept builder stays as it is";
+}
+
+TEST(StringAddition, costsOneAllocationWhateverItsLength) {
+    // Beyond what the pool keeps, so that each result needs a new block.
+    const String counted = String::copy(std::string(5000, 'x'));
+    for (const unsigned parts : {3U, 8U, 9U, 16U, 17U, 32U, 33U, 100U}) {
+        std::string expected;
+        { const String warm = chain(parts, "", expected); }
+        const StringAddition whole = chain(parts, counted, expected);
+        const unsigned long before = test::allocations();
+        const String result = whole;
+        EXPECT_EQ(test::allocations() - before, 1U) << parts;
+        EXPECT_EQ(result.view(), expected) << parts;
+        EXPECT_EQ(whole.length(), expected.size()) << parts;
+    }
+    const unsigned long before = test::allocations();
+    const String joined = counted + "2" + counted + "4" + counted + "6" + counted + "8" + counted + "10" + counted;
+    EXPECT_EQ(test::allocations() - before, 1U) << "building the chain takes nothing from the heap either";
+}
+
+TEST(StringAddition, staysValidWhenItsPartsAreGone) {
+    String part = String::copy("a counted part");
+    const MemoryBlock* block = part.block().get();
+    const StringAddition kept = std::move(part) + ", " + String::copy("a temporary one") + "";
+    EXPECT_EQ(block->gcRef(), 1) << "a temporary is taken over";
+    part = "something else";
+    EXPECT_EQ(String(kept), "a counted part, a temporary one");
+}
+
+TEST(StringAddition, copiesGoTheirOwnWays) {
+    std::string expected;
+    const StringAddition original = chain(12, "ab", expected);
+    StringAddition copy = original;
+    copy.add("!");
+    StringAddition assigned = copy + "?";
+    assigned = original;
+    StringAddition moved = std::move(copy);
+    EXPECT_EQ(String(assigned).view(), expected);
+    EXPECT_EQ(String(copy.add("again").add(moved)).view(),
+              "again" + expected + "!");  // NOLINT(bugprone-use-after-move)
+    moved.add(moved);
+    EXPECT_EQ(String(moved).view(), expected + "!" + expected + "!");
+}
+
+TEST(StringAddition, joinsPartsOfEveryLengthBeyondItsStoreAndAcrossThreads) {
+    // More blocks than the store has, made on a thread that ends before they are used.
+    const std::string source = "The quick brown fox jumps over the lazy dog and goes on.";
+    std::vector<std::string> expected(100);
+    std::vector<StringAddition> many;
+    std::thread([&] {
+        for (unsigned i = 0; i < 100; ++i) {
+            many.push_back(chain(9, String::copy(source.data(), i % 57), expected[i]));
+        }
+    }).join();
+    for (unsigned i = 0; i < 100; ++i) {
+        EXPECT_EQ(String(many[i]).view(), expected[i]);
+    }
 }
 
 }  // namespace tessel

@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <functional>
-#include <memory>
 #include <thread>
 
 #include "libs/base/console.h"
 #include "libs/base/errors.h"
+#include "libs/base/fifonoblockpush.h"
 #include "libs/base/globals.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
@@ -18,8 +18,7 @@ namespace tessel {
 namespace {
 
 /// Runs what it is given; its end waits for the thread.
-class Task final : public Thread {
-public:
+struct Task final : Thread {
     explicit Task(std::function<void()> body, const char* name = "task")
         : Thread(name, 0, false), m_body(std::move(body)) {}
     ~Task() override { join(); }
@@ -95,29 +94,43 @@ TEST(Thread, everyThreadHasANameForTheLog) {
         EXPECT_EQ(Thread::getCurrentThread(), nullptr);
         EXPECT_EQ(Thread::currentName(), "thread-" + toString(platform::currentThreadId()));
     }).join();
-    const auto body = [] {
-        char system[32] = {};
-        ::pthread_getname_np(::pthread_self(), system, sizeof system);
-        EXPECT_STREQ(system, "a name of more ") << "cut for the system only";
-        EXPECT_EQ(Thread::currentName(), "a name of more than fifteen bytes");
-        Thread::getCurrentThread()->setName("another");
-        EXPECT_EQ(Thread::currentName(), "another");
-    };
-    Task(body, "a name of more than fifteen bytes").run();
+    Task(
+        [] {
+            char system[32] = {};
+            ::pthread_getname_np(::pthread_self(), system, sizeof system);
+            EXPECT_STREQ(system, "a name of more ") << "cut for the system only";
+            EXPECT_EQ(Thread::currentName(), "a name of more than fifteen bytes");
+            Thread::getCurrentThread()->setName("another");
+            EXPECT_EQ(Thread::currentName(), "another");
+        },
+        "a name of more than fifteen bytes")
+        .run();
 }
 
-TEST(Thread, waitEndsByWakeUpAndSleepDoesNot) {
+TEST(Thread, waitEndsByWakeUpAndSleepDoesNotAndLocalDataGoesWithTheThread) {
+    static int alive = 0;
+    struct Datum final : ThreadLocalData {
+        Datum() { ++alive; }
+        ~Datum() override { --alive; }
+    };
     Mutex mutex;
     bool asked = false;
     Semaphore waiting;
     Task task([&] {
+        Thread& self = *Thread::getCurrentThread();
         const Lock lock(mutex);
         waiting.release();
         while (!asked) {
-            EXPECT_TRUE(Thread::getCurrentThread()->wait(60'000, mutex));
+            EXPECT_TRUE(self.wait(60'000, mutex));
         }
-        EXPECT_FALSE(Thread::getCurrentThread()->wait(1, mutex));
-        Thread::getCurrentThread()->sleep(1, mutex);
+        EXPECT_FALSE(self.wait(1, mutex));
+        self.sleep(1, mutex);
+        for (const char* name : {"a", "a", "b"}) {
+            self.setLocalData(name, new Datum);
+        }
+        self.removeLocalData("b");
+        EXPECT_TRUE(self.getLocalData("a") != nullptr && self.getLocalData("b") == nullptr);
+        EXPECT_EQ(alive, 1);
     });
     task.run();
     waiting.acquire();
@@ -127,26 +140,28 @@ TEST(Thread, waitEndsByWakeUpAndSleepDoesNot) {
     }
     task.wakeUp();
     EXPECT_TRUE(task.join(30'000));
+    EXPECT_EQ(alive, 0);
 }
 
-TEST(Thread, localDataGoesWithTheThread) {
-    const auto alive = std::make_shared<int>();
-    struct Datum final : ThreadLocalData {
-        explicit Datum(std::shared_ptr<int> counted) : held(std::move(counted)) {}
-        std::shared_ptr<int> held;
-    };
-    Task task([&] {
-        Thread& self = *Thread::getCurrentThread();
-        for (const char* name : {"a", "a", "b"}) {
-            self.setLocalData(name, new Datum(alive));
+TEST(FifoNoBlockPush, popTimesOutAndEveryPushWakesASleeper) {
+    FifoNoBlockPush<unsigned> queue;
+    FifoNoBlockPush<unsigned> answers;
+    unsigned item = 0;
+    EXPECT_FALSE(queue.pop(item, 1));
+    // Each side sleeps until the other pushes: one lost wake-up and this takes a minute for each.
+    std::thread echo([&] {
+        unsigned got = 0;
+        for (unsigned i = 0; i < 5000 && queue.pop(got, 60'000); ++i) {
+            answers.push(std::move(got));
         }
-        self.removeLocalData("b");
-        EXPECT_TRUE(self.getLocalData("a") != nullptr && self.getLocalData("b") == nullptr);
-        EXPECT_EQ(alive.use_count(), 2);
     });
-    task.run();
-    task.join();
-    EXPECT_EQ(alive.use_count(), 1);
+    for (unsigned i = 0; i < 5000; ++i) {
+        queue.push(unsigned{i});
+        ASSERT_TRUE(answers.pop(item, 50'000));
+        ASSERT_EQ(item, i);
+    }
+    EXPECT_TRUE(answers.empty());
+    echo.join();
 }
 
 TEST(ThreadDeathTest, aThreadThatCannotBeCreatedOrIsKilledEndsTheProcess) {
@@ -164,8 +179,7 @@ TEST(ThreadDeathTest, aThreadThatCannotBeCreatedOrIsKilledEndsTheProcess) {
     EXPECT_EXIT(launch(1UL << 46U), ::testing::KilledBySignal(SIGABRT),
                 "ERROR Thread.run Not enough system resources to create the thread\n");
     const auto kill = [] {
-        Semaphore never;
-        Task task([&] { never.acquire(); });
+        Task task([] { Semaphore().acquire(); });
         task.run();
         Globals::instance().threads().killAllThreads();
     };
