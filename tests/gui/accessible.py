@@ -4,7 +4,7 @@ from gi.repository import Gio, GLib
 
 ROOT = "/org/a11y/atspi/accessible/root"
 ACCESSIBLE = "org.a11y.atspi.Accessible"
-SHOWING, SENSITIVE, FOCUSED, CHECKED, ENABLED = 25, 24, 12, 4, 8
+SHOWING, SENSITIVE = 25, 24
 LABELLED_BY = 2
 TIMEOUT = 3000  # milliseconds
 
@@ -23,9 +23,9 @@ class Bus:
     """The accessibility bus of the desktop with this environment."""
 
     def __init__(self, environment):
-        self.session = connect(environment["DBUS_SESSION_BUS_ADDRESS"])
-        address = self.session.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, 0,
-                                         10000, None).unpack()[0]
+        session = connect(environment["DBUS_SESSION_BUS_ADDRESS"])
+        address = session.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, 0,
+                                    10000, None).unpack()[0]
         self.connection = connect(address)
 
     def call(self, name, path, interface, method, arguments=None):
@@ -84,10 +84,6 @@ class Node:
     @property
     def text(self):
         return self._call("org.a11y.atspi.Text", "GetText", GLib.Variant("(ii)", (0, -1)))[0]
-
-    @property
-    def value(self):
-        return self._get("org.a11y.atspi.Value", "CurrentValue")
 
     def middle(self):
         x, y, width, height = self._call("org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,)))[0]

@@ -58,9 +58,7 @@ class Window:
         self.pid = pid
         self._x = xwindow
         self._display = display
-        attributes = xwindow.get_attributes()
-        self.shown = attributes.map_state == Xlib.X.IsViewable
-        self.unmanaged = bool(attributes.override_redirect)
+        self.shown = xwindow.get_attributes().map_state == Xlib.X.IsViewable
         size = xwindow.get_geometry()
         place = xwindow.translate_coords(display.screen().root, 0, 0)
         self.rect = (-place.x, -place.y, size.width, size.height)

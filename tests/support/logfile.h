@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace nebrix::test {
 
@@ -11,23 +10,12 @@ class LogFile {
 public:
     static constexpr const char* kClientLog = "/tmp/nebrixclient.log";
 
-    /// One line taken apart: "dd-mm-yy HH:MM:SS.m [thread] LABEL Class.method text".
-    struct Line {
-        std::string thread;
-        std::string label;
-        /// "Class.method", or "Class:" where there is no method.
-        std::string where;
-        std::string text;
-    };
-
     explicit LogFile(std::string path = kClientLog) : m_path(std::move(path)) {}
 
     /// The file as it is now; empty when there is none.
     [[nodiscard]] std::string text() const;
-    /// Its lines. One that has not the form above has the whole line as its text and nothing else.
-    [[nodiscard]] std::vector<Line> lines() const;
-    /// The number of lines with this label, place and text; "*" stands for any, a text that ends in "*" for a
-    /// beginning.
+    /// The number of lines "dd-mm-yy HH:MM:SS.m [thread] LABEL Class.method text" with this label, place ("Class:"
+    /// where there is no method) and text; "*" stands for anything.
     [[nodiscard]] unsigned count(const std::string& label, const std::string& where, const std::string& text) const;
     /// Whether some line contains the text.
     [[nodiscard]] bool contains(const std::string& part) const { return text().find(part) != std::string::npos; }

@@ -1,9 +1,7 @@
 #include "tests/support/systemlogcapture.h"
 
 #include <algorithm>
-#include <chrono>
 #include <mutex>
-#include <thread>
 
 namespace nebrix::test {
 
@@ -58,13 +56,6 @@ unsigned SystemLogCapture::count(const std::string& text) const {
     const std::vector<Line> all = lines();
     return static_cast<unsigned>(
         std::ranges::count_if(all, [&](const Line& line) { return line.body.find(text) != std::string::npos; }));
-}
-
-void SystemLogCapture::waitFor(const std::string& text) const {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!contains(text) && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
 }
 
 void SystemLogCapture::clear() const {

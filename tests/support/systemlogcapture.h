@@ -27,8 +27,6 @@ public:
     /// The bodies that contain the text.
     [[nodiscard]] unsigned count(const std::string& text) const;
     [[nodiscard]] bool contains(const std::string& text) const { return count(text) != 0; }
-    /// Waits, for half a minute at most, until a body that contains the text came.
-    void waitFor(const std::string& text) const;
     void clear() const;
 };
 
