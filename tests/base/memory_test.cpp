@@ -110,15 +110,4 @@ TEST(MemoryBlockPool, abortsForSizesThatItCannotGive) {
     EXPECT_DEATH(memoryBlockPool.create(static_cast<unsigned>(-1)), "assertion failed: upperSize");
 }
 
-TEST(MemoryBlock, growsOnlyAndKeepsItsBytes) {
-    using Row = std::pair<unsigned, unsigned>;
-    const Block block = memoryBlockPool.create(64);
-    std::memcpy(block->data(), "bytes", 6);
-    for (const auto& [asked, capacity] : {Row{10, 64}, {65, 128}, {5000, 5056}, {100, 5056}, {5057, 5120}}) {
-        block->resize(asked);
-        EXPECT_EQ(block->capacity(), capacity) << asked;
-        EXPECT_STREQ(block->data(), "bytes") << asked;
-    }
-}
-
 }  // namespace tessel

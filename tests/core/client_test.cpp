@@ -166,10 +166,5 @@ TEST_F(ClientTest, SessionsThatEndByThemselvesSayWhatTheyDid) {
     m_client.reset();
 }
 
-TEST(NebrixClientLanguage, ComesFromTheLink) {
-    EXPECT_EQ(NebrixClient::getLangFromArg("https://x@gw/p?a=1&lang=de"), "de");
-    EXPECT_EQ(NebrixClient::getLangFromArg("https://x@gw/p"), "");
-}
-
 }  // namespace
 }  // namespace tessel::test

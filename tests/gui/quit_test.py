@@ -11,6 +11,7 @@ import unittest
 from client import HERE, LONGEST_QUIT, Flow, Home, catalog
 from desktop import wait_for
 from desktopservices import SessionManager
+from xsessionmanager import XSessionManager
 
 EN = catalog("en")
 DEAF_RESOLVER = os.path.join(HERE, "deafresolver.py")
@@ -140,6 +141,17 @@ class QuitTest(Flow):
         manager.tell("EndSession")
         client.wait_for_end(LONGEST_QUIT)
         self.assertTrue(all(manager.answers))
+
+    def test_by_an_x_session_manager(self):
+        manager = XSessionManager()
+        client = self.session(gateway=self.start_faulty_gateway("--fault", "silent"),
+                              env={"SESSION_MANAGER": manager.address})
+        wait_for(lambda: manager.saved == 1, what="registration")
+        manager.save()
+        wait_for(lambda: manager.saved == 2, what="consent")
+        self.assertFalse(client.ended(), "saving is not ending")
+        manager.end_client()
+        self.assertEqual(client.wait_for_end(LONGEST_QUIT), 0)
 
     def test_by_signal_with_the_menu_open(self):
         client = self.phase("polling")

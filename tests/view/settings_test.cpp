@@ -27,13 +27,5 @@ TEST(SettingsFields, AddADomainOnceInEachCase) {
     }
 }
 
-TEST(SettingsFields, RemoveExactlyTheSelected) {
-    std::string list = "01234";
-    for (const unsigned position : removalOrder({0, 2, 3})) {
-        list.erase(position, 1);
-    }
-    EXPECT_EQ(list, "14");
-}
-
 }  // namespace
 }  // namespace tessel::view

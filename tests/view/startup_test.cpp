@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "apps/nebrixclient/view/instancekey.h"
-#include "apps/nebrixclient/view/traychoice.h"
 
 namespace tessel::view {
 namespace {
@@ -17,11 +16,6 @@ TEST(Startup, DumpsCoreForOneAloneApartFromTrailingSpace) {
     for (const char* value : {"1", "1 ", "1 \t\n\v\f\r", "", " ", " 1", "1 1", "11", "yes", "true"}) {
         EXPECT_EQ(coreDumpsWanted(value), value[0] == '1' && std::strchr(value + 1, '1') == nullptr) << value;
     }
-}
-
-TEST(Startup, IsReachableWithoutAnyTray) {
-    EXPECT_EQ(chooseTray(true, true), TrayKind::X11);
-    EXPECT_EQ(chooseTray(false, false), TrayKind::Window);
 }
 
 }  // namespace

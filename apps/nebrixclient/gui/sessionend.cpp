@@ -8,6 +8,7 @@
 #include <gio/gio.h>
 
 #include "apps/nebrixclient/gui/bus.h"
+#include "apps/nebrixclient/gui/xsmpclient.h"
 
 namespace nebrix::gui {
 
@@ -49,6 +50,7 @@ class SessionEnd::Impl {
 public:
     explicit Impl(std::function<void()> ended)
         : m_ended(std::move(ended)),
+          m_xsmp([this] { end(); }),
           m_managerWatch(
               bus::Kind::Session, kManager,
               [this](GDBusConnection* connection, const std::string& owner) { registerClient(connection, owner); },
@@ -108,6 +110,7 @@ private:
     }
 
     std::function<void()> m_ended;
+    XsmpClient m_xsmp;
     bus::Calls m_calls;
     std::optional<bus::Signals> m_client;
     std::optional<bus::Signals> m_login;

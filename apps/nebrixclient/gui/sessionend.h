@@ -5,8 +5,8 @@
 
 namespace nebrix::gui {
 
-/// Hears of the end of the desktop session: logging out through org.gnome.SessionManager on the session bus, shutting
-/// down through org.freedesktop.login1 on the system bus.
+/// Hears of the end of the desktop session: logging out through org.gnome.SessionManager on the session bus or an X
+/// session manager (xsmpclient.h), shutting down through org.freedesktop.login1 on the system bus.
 ///
 /// A session manager that asks first is told that this program has nothing to wait for. Services that are not there
 /// leave no more than a log line. GUI thread only; nothing waits for a bus.
