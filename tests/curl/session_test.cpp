@@ -1,36 +1,82 @@
-// What the requests of one session share, over HTTPS.
-
-#include "tests/curl/httpsserver.h"
+// What the requests of one session share, over HTTPS, and how they reach the programs in front of real gateways.
 
 #include <gtest/gtest.h>
+#include <httplib.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <future>
+#include <thread>
 
-#include "libs/base/exception.h"
 #include "libs/curl/curlwrapper.h"
-#include "tests/support/systemlogcapture.h"
+#include "libs/openssl/selfsignedcertificate.h"
+#include "tests/support/childprocess.h"
 
 using namespace tessel;
-using nebrix::test::HttpsServer;
+using nebrix::test::ChildProcess;
 
 namespace {
+
+/// The files of a certificate for 127.0.0.1 that signed itself.
+struct CertificateFiles {
+    CertificateFiles() {
+        const tls::SelfSignedCertificate made({{"localhost"}, {"127.0.0.1"}});
+        made.writeFiles(String::copy(certificate), String::copy(key));
+    }
+    nebrix::test::TemporaryDirectory directory;
+    std::string certificate = directory.path("cert.pem");
+    std::string key = directory.path("key.pem");
+};
+
+/// HTTPS on loopback with one handler for every GET.
+class HttpsServer {
+public:
+    explicit HttpsServer(const httplib::Server::Handler& handler)
+        : m_server(m_files.certificate.c_str(), m_files.key.c_str()) {
+        m_server.Get(".*", handler);
+        m_port = m_server.bind_to_any_port("127.0.0.1");
+        m_thread = std::thread([this] { m_server.listen_after_bind(); });
+        while (!m_server.is_running()) {
+            std::this_thread::yield();
+        }
+    }
+    ~HttpsServer() {
+        m_server.stop();
+        m_thread.join();
+    }
+    [[nodiscard]] String url() const { return String::copy("https://127.0.0.1:" + std::to_string(m_port) + "/"); }
+
+    [[nodiscard]] int port() const { return m_port; }
+
+private:
+    CertificateFiles m_files;
+    httplib::SSLServer m_server;
+    int m_port = 0;
+    std::thread m_thread;
+};
 
 /// Checks no certificate, except those of the URL named.
 struct Session : CurlSession {
     String checked;
+    Proxy proxy;
+    RequestInfo info;
     bool verifySSL(const String& url) override { return url == checked; }
+    Proxy getProxy(const String&) override { return proxy; }
+    bool saysHello(const std::string& url) {
+        Memory body;
+        return request(String::copy(url), body, info) && body.view() == "hello";
+    }
 };
 
 TEST(Session, ChecksCertificatesAsTheSubclassSays) {
     const HttpsServer server([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
     Session session;
     Memory body;
-    RequestInfo info;
-    EXPECT_TRUE(session.request(server.url(), body, info));
+    EXPECT_TRUE(session.request(server.url(), body, session.info));
     session.checked = server.url();
-    EXPECT_FALSE(session.request(server.url(), body, info));
-    EXPECT_EQ(info.getCode(), 60);
+    EXPECT_FALSE(session.request(server.url(), body, session.info));
+    EXPECT_EQ(session.info.getCode(), 60);
     EXPECT_EQ(body.view(), "hello");
     EXPECT_FALSE(CurlSession().request(server.url(), body)) << "unless a subclass says otherwise";
 }
@@ -77,13 +123,12 @@ TEST(Session, CancelEndsASilentTransfer) {
         });
     });
     Session session;
-    RequestInfo info;
     Memory body;
-    auto result = std::async(std::launch::async, [&] { return session.request(server.url(), body, info); });
+    auto result = std::async(std::launch::async, [&] { return session.request(server.url(), body, session.info); });
     asked.get_future().wait();
     session.cancel();
     EXPECT_FALSE(result.get());
-    EXPECT_EQ(info.getCode(), 42);
+    EXPECT_EQ(session.info.getCode(), 42);
     EXPECT_FALSE(session.request(server.url(), body)) << "until resumed";
     release.set_value();
     session.resume();
@@ -102,16 +147,66 @@ TEST(Session, SessionCookiesGetAMaxAgeWhereLibcurlNeedsOne) {
     }
 }
 
-TEST(Session, Escapes) {
-    EXPECT_EQ(CurlSession::urlEncodeString(String("a b/\0~", 6)), "a%20b%2F%00~");
-    EXPECT_EQ(CurlSession::urlEncodeString(""), "");
+/// A program that listens on a port of its own; none when it is not installed.
+class Peers : public testing::Test {
+protected:
+    bool start(std::vector<std::string> words) {
+        if (::access(words.front().c_str(), X_OK) != 0) {
+            return false;
+        }
+        m_program.emplace(std::move(words));
+        Session session;
+        for (session.saysHello("http://127.0.0.1:" + m_port);
+             session.info.getCode() == 7 && !m_program->wait(kPause);) {
+            session.saysHello("http://127.0.0.1:" + m_port);
+        }
+        return true;
+    }
+
+    static constexpr ChildProcess::Milliseconds kPause{10};
+    const CertificateFiles m_files;
+    /// Free a moment ago.
+    const std::string m_port = std::to_string(HttpsServer({}).port());
+    std::optional<ChildProcess> m_program;
+};
+
+TEST_F(Peers, NginxWithHttp2) {
+    const auto& directory = m_files.directory;
+    const std::string conf = directory.write(
+        "nginx.conf",
+        "daemon off; master_process off; pid nginx.pid; error_log stderr; events {} http { access_log access.log; "
+        "client_body_temp_path b; proxy_temp_path p; fastcgi_temp_path f; uwsgi_temp_path u; scgi_temp_path s; "
+        "server { listen 127.0.0.1:" +
+            m_port + " ssl http2; ssl_certificate " + m_files.certificate + "; ssl_certificate_key " + m_files.key +
+            "; location / { return 200 hello; } } }");
+    if (!start({"/usr/sbin/nginx", "-p", directory.path(), "-c", conf, "-e", "stderr"})) {
+        GTEST_SKIP() << "nginx is not installed (scripts/setup.sh installs it)";
+    }
+    Session session;
+    EXPECT_TRUE(session.saysHello("https://127.0.0.1:" + m_port + "/")) << m_program->errors();
+    EXPECT_TRUE(session.info.getResponseHeader().getStatusLine().starts("HTTP/1.1 200"));
 }
 
-TEST(CurlEasyWrapper, RefusesAProxyTypeThatIsNone) {
-    CurlEasyWrapper handle;
-    const nebrix::test::SystemLogCapture log;
-    EXPECT_THROW(handle.setProxy(Proxy(static_cast<Proxy::Type>(9), "h", {})), Exception);
-    EXPECT_TRUE(log.contains("ERROR CurlEasyWrapper.setProxy unknown proxy type"));
+TEST_F(Peers, TinyproxyNamedByTheEnvironmentOrTheSession) {
+    const HttpsServer gateway([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
+    const std::string url(gateway.url().view());
+    const std::string conf = m_files.directory.write(
+        "tinyproxy.conf",
+        "Port " + m_port + "\nListen 127.0.0.1\nTimeout 60\nMaxClients 10\nLogLevel Connect\nBasicAuth joe secret\n");
+    if (!start({"/usr/bin/tinyproxy", "-d", "-c", conf})) {
+        GTEST_SKIP() << "tinyproxy is not installed (scripts/setup.sh installs it)";
+    }
+    for (const std::string password : {"secret", "wrong"}) {
+        ::setenv("https_proxy", ("http://joe:" + password + "@127.0.0.1:" + m_port).c_str(), 1);
+        Session session;
+        EXPECT_EQ(session.saysHello(url), password == "secret") << m_program->errors() << m_program->output();
+    }
+    ::unsetenv("https_proxy");
+    EXPECT_TRUE(m_program->waitForOutput("CONNECT 127.0.0.1:")) << m_program->output();
+    Session named;
+    named.proxy = Proxy(Proxy::Type::Http, String::copy("127.0.0.1:" + m_port), Credentials("joe", "secret"));
+    EXPECT_TRUE(named.saysHello(url));
+    EXPECT_EQ(named.info.getResponseHeader().getResponseCode(), 200);
 }
 
 }  // namespace

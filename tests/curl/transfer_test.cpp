@@ -1,20 +1,69 @@
 // What goes over the wire and what becomes of the answer, against a plain server.
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <functional>
+#include <mutex>
+#include <thread>
 
 #include "libs/base/errors.h"
 #include "libs/curl/curlwrapper.h"
-#include "tests/curl/rawserver.h"
 #include "tests/support/systemlogcapture.h"
 
 using namespace tessel;
-using nebrix::test::RawServer;
 using nebrix::test::SystemLogCapture;
 
 namespace {
+
+/// Plain HTTP on loopback that answers every request with the same bytes, well-formed or not, and closes.
+/// One connection at a time; requests that arrive in one piece.
+class RawServer {
+public:
+    explicit RawServer(std::string answer) : m_answer(std::move(answer)) {
+        sockaddr_in address{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+        socklen_t length = sizeof address;
+        ::bind(m_listener, reinterpret_cast<sockaddr*>(&address), length);
+        ::listen(m_listener, 8);
+        ::getsockname(m_listener, reinterpret_cast<sockaddr*>(&address), &length);
+        m_port = std::to_string(ntohs(address.sin_port));
+        m_thread = std::thread([this] { serve(); });
+    }
+    ~RawServer() {
+        ::shutdown(m_listener, SHUT_RDWR);
+        m_thread.join();
+        ::close(m_listener);
+    }
+
+    [[nodiscard]] String url(const std::string& host = "127.0.0.1") const {
+        return String::copy("http://" + host + ":" + m_port + "/p");
+    }
+    [[nodiscard]] std::string lastRequest() const {
+        const std::lock_guard lock(m_mutex);
+        return m_request;
+    }
+
+private:
+    void serve() {
+        for (int connection = 0; (connection = ::accept4(m_listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;
+             ::close(connection)) {
+            const std::lock_guard lock(m_mutex);
+            m_request.resize(65536);
+            const ssize_t got = ::recv(connection, m_request.data(), m_request.size(), 0);
+            m_request.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+            ::send(connection, m_answer.data(), m_answer.size(), MSG_NOSIGNAL);
+        }
+    }
+
+    const std::string m_answer;
+    const int m_listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::string m_port;
+    mutable std::mutex m_mutex;
+    std::string m_request;
+    std::thread m_thread;
+};
 
 constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody";
 
@@ -132,6 +181,18 @@ TEST(Transfer, ItsConnectionIsNotInherited) {
     EXPECT_TRUE(CurlSession().request(server.url(), writer));
     EXPECT_EQ(connections[0], 0);
     EXPECT_GE(connections[1], 1);
+}
+
+TEST(Transfer, RefusesAProxyTypeThatIsNone) {
+    CurlEasyWrapper handle;
+    const SystemLogCapture log;
+    EXPECT_THROW(handle.setProxy(Proxy(static_cast<Proxy::Type>(9), "h", {})), Exception);
+    EXPECT_TRUE(log.contains("ERROR CurlEasyWrapper.setProxy unknown proxy type"));
+}
+
+TEST(Transfer, Escapes) {
+    EXPECT_EQ(CurlSession::urlEncodeString(String("a b/\0~", 6)), "a%20b%2F%00~");
+    EXPECT_EQ(CurlSession::urlEncodeString(""), "");
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <numeric>
 #include <regex>
 #include <sstream>
 
 #include "apps/nebrix-sign/commands.h"
-#include "apps/nebrix-sign/storedarchive.h"
 #include "libs/json/jsonwrapper.h"
 #include "tests/support/childprocess.h"
 #include "tests/support/temporarydirectory.h"
@@ -146,29 +144,6 @@ TEST_F(Sign, wrongCommandLinesAreStatus2) {
         EXPECT_NE(call(words).errors, "");
     }
     EXPECT_EQ(call({"sign", "--help"}).status, 0);
-}
-
-TEST(StoredArchive, isWhatUnzipTakes) {
-    const nebrix::test::TemporaryDirectory folder;
-    std::string binary(70000, '\0');
-    std::iota(binary.begin(), binary.end(), '\0');
-    StoredArchive archive;
-    archive.addFile("lib.so", binary, 0755);
-    archive.addFile("empty", "");
-    archive.addFile("below/text", "text");
-    archive.addLink("link", "lib.so");
-    const std::string path = folder.write("a.zip", archive.bytes());
-
-    EXPECT_EQ(runProgram({"unzip", "-tqq", path}).status, 0);
-    ASSERT_EQ(runProgram({"unzip", "-qq", "-d", folder.path("out"), path}).status, 0);
-    EXPECT_EQ(readFile(folder.path("out/lib.so")), binary);
-    EXPECT_EQ(readFile(folder.path("out/below/text")), "text");
-    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("out/link")));
-    EXPECT_EQ(static_cast<unsigned>(std::filesystem::status(folder.path("out/lib.so")).permissions()) & 0700, 0700U);
-}
-
-TEST(StoredArchive, withoutMembersIsAnEmptyArchive) {
-    EXPECT_EQ(StoredArchive().bytes(), std::string("PK\5\6", 4) + std::string(18, '\0'));
 }
 
 }  // namespace

@@ -1,22 +1,30 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "libs/base/confhelper.h"
-#include "libs/base/file.h"
+#include "libs/xml/escape.h"
 #include "libs/xml/fileparser.h"
+#include "libs/xml/parser.h"
 #include "libs/xml/parserreader.h"
 #include "libs/xml/stringparser.h"
 #include "libs/xml/xmlerrors.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
-#include "tests/xml/picture.h"
 
 namespace tessel::xml {
 namespace {
 
-std::string textOf(KeyReader& reader) {
+String owned(const std::string& text) { return String::copy(std::string_view(text)); }
+
+template <class Error>
+auto raises(const char* text) {
+    return testing::Throws<Error>(testing::Property(&Exception::toString, String(text)));
+}
+
+String textOf(KeyReader& reader) {
     String value;
     reader.read(value);
-    return standard(value);
+    return value;
 }
 
 TEST(XmlKeyReader, GivesEachElementOnce) {
@@ -32,12 +40,7 @@ TEST(XmlKeyReader, GivesEachElementOnce) {
     EXPECT_EQ(textOf(second), "3");
     EXPECT_FALSE(reader.exists("server"));
     EXPECT_EQ(reader.size("server"), 0U);
-    try {
-        (void)reader["server"];
-        ADD_FAILURE();
-    } catch (const tessel::EKeyReader& error) {
-        EXPECT_EQ(error.toString(), "EKeyReader:keyreader:94");
-    }
+    EXPECT_THAT([&] { (void)reader["server"]; }, raises<tessel::EKeyReader>("EKeyReader:keyreader:94"));
     root->getFirstChild()->hide(false);
     EXPECT_EQ(textOf(reader["server"]), "1");
     root->appendChild(std::make_unique<Element>("server"));
@@ -108,24 +111,115 @@ TEST(XmlParserReader, StandsOnTheRootAndKnowsItsName) {
 TEST(XmlParserReader, RefusesWhatCannotBeParsed) {
     const nebrix::test::TemporaryDirectory directory;
     const std::string path = directory.path("f.xml");
-    const auto failure = [&] {
-        try {
-            const ParserReader reader(owned(path));
-        } catch (const EParserReader& error) {
-            return standard(error.toString());
-        }
-        return std::string("none");
-    };
+    const auto load = [&] { const ParserReader reader(owned(path)); };
     const nebrix::test::SystemLogCapture log;
-    EXPECT_EQ(failure(), "EParserReader:parserreader:17");
+    EXPECT_THAT(load, raises<EParserReader>("EParserReader:parserreader:17"));
     EXPECT_EQ(log.lines().size(), 0U);
     for (const std::string& content :
          {std::string("text"), std::string(), "<r>" + std::string(FileParser::kLongestDocument, ' ') + "</r>"}) {
         log.clear();
         directory.write("f.xml", content);
-        EXPECT_EQ(failure(), "EParserReader:parserreader:25");
+        EXPECT_THAT(load, raises<EParserReader>("EParserReader:parserreader:25"));
         EXPECT_TRUE(log.contains("TRACE xml.ParserReader.ParserReader cannot parse the file: " + path));
     }
+}
+
+/// A few settings, one of them a list.
+struct Settings : IConf {
+    String password;
+    Strings domains;
+    bool enabled = false;
+    int port = 0;
+
+    using IConf::read;
+    void read(IKeyWriter& writer) const override {
+        writer["credentials"]["password"].write(password);
+        IKeyWriter& list = writer["domains"];
+        for (const String& domain : domains) {
+            list["domain"].write(domain);
+        }
+        writer["enabled"].write(enabled);
+        writer["port"].write(port);
+    }
+    void keywrite(IKeyReader& reader) override {
+        reader["credentials"]["password"].read(password);
+        ConfReadHelper::readList(reader, "domains", "domain", domains, true);
+        reader["enabled"].read(enabled);
+        reader["port"].read(port);
+    }
+};
+
+struct Unwilling : IConf {
+    void keywrite(IKeyReader&) override {}
+};
+
+Settings loaded(const String& document) {
+    Settings settings;
+    const auto root = StringParser::parse(document);
+    KeyReader reader(*root);
+    settings.write(static_cast<IKeyReader&>(reader));
+    return settings;
+}
+
+TEST(XmlSave, LaysOutOneTagALine) {
+    Settings settings;
+    settings.password = "a<b";
+    settings.domains = {"x", "y"};
+    settings.port = -1;
+    EXPECT_EQ(Parser::toText("root", settings),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n"
+              "<root>\r\n"
+              " <credentials>\r\n"
+              "  <password>a&lt;b</password>\r\n"
+              " </credentials>\r\n"
+              " <domains>\r\n"
+              "  <domain>x</domain>\r\n"
+              "  <domain>y</domain>\r\n"
+              " </domains>\r\n"
+              " <enabled>false</enabled>\r\n"
+              " <port>-1</port>\r\n"
+              "</root>\r\n");
+    EXPECT_EQ(loaded(Parser::toText("root", Settings())).domains.size(), 0U);
+}
+
+TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
+    std::string every;
+    for (int byte = 1; byte < 256; ++byte) {
+        every += static_cast<char>(byte);
+    }
+    Strings values{"",      " ",   "\r\n",       " a b ",       "\t\fx\f\t", "&lt;", "&amp;amp;",
+                   "&#32;", "]]>", "<!-- c -->", "</password>", "x&",        "&;",   owned(every + every)};
+    for (unsigned a = 1; a < 256; ++a) {
+        const char pair[] = {static_cast<char>(a), '&', static_cast<char>(256 - a)};
+        values.push_back(String::copy(pair, 3));
+    }
+    Settings settings;
+    settings.domains = values;
+    for (const String& value : values) {
+        settings.password = value;
+        EXPECT_EQ(unescape(escape(value)), value);
+    }
+    const Settings copy = loaded(Parser::toText("root", settings));
+    EXPECT_EQ(copy.password, settings.password);
+    EXPECT_TRUE(copy.domains == settings.domains);
+}
+
+TEST(XmlSave, ReplacesTheFileOrLeavesIt) {
+    const nebrix::test::TemporaryDirectory directory;
+    const nebrix::test::SystemLogCapture log;
+    const std::string path = directory.write("conf.xml", std::string(10'000, 'x'));
+    EXPECT_THROW(Parser::write(owned(path), "root", Unwilling()), EParser);
+    EXPECT_EQ(log.count("TRACE Exception.catch ENotImplemented:"), 1U);
+    EXPECT_EQ(nebrix::test::readFile(path), std::string(10'000, 'x'));
+    EXPECT_THROW(Parser::write(owned(directory.path("none/conf.xml")), "root", Settings()), EParser);
+    Settings settings;
+    settings.password = "plain";
+    Parser::write(owned(path), "root", settings);
+    Settings copy;
+    ParserReader reader(owned(path));
+    reader["root"].read(copy);
+    EXPECT_EQ(copy.password, "plain");
+    EXPECT_EQ(nebrix::test::listTree(directory.path()), "conf.xml\n");
 }
 
 }  // namespace

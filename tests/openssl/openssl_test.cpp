@@ -1,12 +1,33 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include "libs/openssl/digest.h"
 #include "libs/openssl/rsa_wrapper.h"
 #include "libs/openssl/selfsignedcertificate.h"
 #include "tests/support/childprocess.h"
 
-using namespace tessel;
-
+namespace tessel::tls {
 namespace {
+
+TEST(Digest, KnownAnswers) {
+    // FIPS 180-4 and RFC 1321 examples.
+    const char* cases[][3] = {{"md5", "", "d41d8cd98f00b204e9800998ecf8427e"},
+                              {"MD5", "abc", "900150983cd24fb0d6963f7d28e17f72"},
+                              {"sha1", "abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
+                              {"sha256", "abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"}};
+    for (const auto& [name, text, wanted] : cases) {
+        EVPDigest digest(name);
+        // Twice: a result starts the digest anew. The second time byte by byte.
+        digest.feed(String(text));
+        EXPECT_EQ(digest.result().toHex(), wanted);
+        for (const char* byte = text; *byte != '\0'; ++byte) {
+            digest.feed(byte, 1);
+        }
+        EXPECT_EQ(digest.result().toHex(), wanted);
+    }
+    EXPECT_THROW(EVPDigest("sha3000"), EEVPDigest);
+}
 
 const unsigned char* data(const String& text) { return reinterpret_cast<const unsigned char*>(text.array()); }
 
@@ -15,15 +36,15 @@ protected:
     static void SetUpTestSuite() { s_pair.generate(); }
 
     static int verify(const String& pem, const String& text, const Memory& signature) {
-        tls::RSA key;
+        RSA key;
         EXPECT_EQ(key.loadFromMem(pem.str(), "", true), 1);
         return key.verify(data(text), text.length(), signature);
     }
 
-    static tls::RSA s_pair;
+    static RSA s_pair;
 };
 
-tls::RSA Rsa::s_pair;
+RSA Rsa::s_pair;
 
 TEST_F(Rsa, VerifiesWhatItsOtherHalfSignedAndNothingElse) {
     const String text("content");
@@ -33,7 +54,7 @@ TEST_F(Rsa, VerifiesWhatItsOtherHalfSignedAndNothingElse) {
     EXPECT_GT(verify(pem, text, signature), 0);
     EXPECT_GT(s_pair.verify(data(text), text.length(), signature.array()), 0);
     EXPECT_EQ(verify(pem, "Content", signature), 0);
-    tls::RSA foreign;
+    RSA foreign;
     foreign.generate();
     EXPECT_EQ(verify(foreign.publicPem(), text, signature), 0);
     Memory changed = signature;
@@ -79,12 +100,12 @@ TEST_F(Rsa, LoadsKeysAsOpensslDoes) {
                  {encrypted, "guess", false, 0},
                  {encrypted, nullptr, false, 0},
                  {publicPem, "", false, 0},
-                 {tls::SelfSignedCertificate({{"h"}, {}}).keyPem(), "", false, 0},
+                 {SelfSignedCertificate({{"h"}, {}}).keyPem(), "", false, 0},
                  {damaged, "", true, 0},
                  {publicPem.range(0, 200), "", true, 0},
                  {"", "", true, 0}};
     for (const auto& c : cases) {
-        tls::RSA key;
+        RSA key;
         ASSERT_EQ(key.loadFromMem(publicPem.str(), "", true), 1);
         EXPECT_EQ(key.loadFromMem(c.pem.str(), c.password, c.publicKey), c.loaded) << &c - cases;
         EXPECT_EQ(key.loaded(), c.loaded == 1) << &c - cases;
@@ -92,13 +113,46 @@ TEST_F(Rsa, LoadsKeysAsOpensslDoes) {
 }
 
 TEST_F(Rsa, WithoutTheHalfItNeeds) {
-    tls::RSA half;
+    RSA half;
     ASSERT_EQ(half.loadFromMem(s_pair.publicPem().str(), "", true), 1);
-    EXPECT_THROW(half.sign(data("x"), 1), tls::ELibContext);
-    EXPECT_THROW(static_cast<void>(half.privatePem()), tls::ELibContext);
-    EXPECT_THROW(half.generate(512), tls::ELibContext);
-    EXPECT_THROW(static_cast<void>(half.publicPem()), tls::ELibContext);
+    EXPECT_THROW(half.sign(data("x"), 1), ELibContext);
+    EXPECT_THROW(static_cast<void>(half.privatePem()), ELibContext);
+    EXPECT_THROW(half.generate(512), ELibContext);
+    EXPECT_THROW(static_cast<void>(half.publicPem()), ELibContext);
     EXPECT_DEATH(static_cast<void>(half.verify(data("x"), 1, Memory())), "rsa_wrapper:96: .*m_rsa != 0");
 }
 
+TEST(SelfSignedCertificate, NamesItsHostsAndFitsItsKey) {
+    const nebrix::test::TemporaryDirectory directory;
+    const std::string certificate = directory.path("cert.pem");
+    const std::string key = directory.path("key.pem");
+    ASSERT_EQ(::symlink("/nowhere/else", key.c_str()), 0);
+    const auto verified = [&](const std::string& what, const std::string& name) {
+        return nebrix::test::runProgram({"openssl", "verify", "-CAfile", certificate, what, name, certificate}).status;
+    };
+    for (const auto kind : {SelfSignedCertificate::Key::Rsa2048, SelfSignedCertificate::Key::EcP256}) {
+        const SelfSignedCertificate made({{"localhost", "gw.example"}, {"127.0.0.1", "::1"}}, kind);
+        made.writeFiles(String::copy(certificate), String::copy(key));
+        struct stat status {};
+        ASSERT_EQ(::lstat(key.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode, S_IFREG | 0600U);
+        EXPECT_EQ(verified("-verify_hostname", "gw.example"), 0);
+        EXPECT_NE(verified("-verify_hostname", "other.example"), 0);
+        EXPECT_EQ(verified("-verify_ip", "::1"), 0);
+        EXPECT_EQ(nebrix::test::runProgram({"openssl", "x509", "-in", certificate, "-noout", "-pubkey"}).output,
+                  nebrix::test::runProgram({"openssl", "pkey", "-in", key, "-pubout"}).output);
+    }
+}
+
+TEST(SelfSignedCertificate, RefusesNamesThatAreNone) {
+    const SelfSignedCertificate::Names cases[] = {{{}, {}},           {{"a,DNS:b"}, {}}, {{"a", ""}, {}},
+                                                  {{"@section"}, {}}, {{}, {"127.0.0"}}, {{"a\nb"}, {}}};
+    for (const auto& names : cases) {
+        EXPECT_THROW(SelfSignedCertificate{names}, ELibContext);
+    }
+    const SelfSignedCertificate made({{"localhost"}, {}});
+    EXPECT_THROW(made.writeFiles("/nowhere/else/cert.pem", "/nowhere/else/key.pem"), ELibContext);
+}
+
 }  // namespace
+}  // namespace tessel::tls

@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "libs/json/jsonerrors.h"
 #include "libs/json/jsonmutwrapper.h"
-#include "libs/json/jsonwrapper.h"
+#include "libs/json/jsonreader.h"
 #include "tests/support/systemlogcapture.h"
 
 namespace tessel::json {
@@ -12,13 +10,22 @@ namespace {
 
 String owned(const std::string& text) { return String::copy(std::string_view(text)); }
 
-TEST(JsonWrapper, KnowsTheTypes) {
-    const JSONWrapperFromString json("[null, -1, 4294967295, 1.5, \"s\", true, [], {}]");
-    int expected = 0;
-    for (auto at = json.begin(); !(at == json.end()); ++at, ++expected) {
-        EXPECT_EQ((*at).getType(), expected);
+template <class T>
+T valueOf(IKeyReader& reader) {
+    T value{};
+    reader.read(value);
+    return value;
+}
+
+/// What an action raised, as "message:file:line".
+template <class Action>
+std::string raised(Action action) {
+    try {
+        action();
+    } catch (const Exception& error) {
+        return std::string(error.toString().view());
     }
-    EXPECT_EQ(expected, 8);
+    return "nothing";
 }
 
 TEST(JsonWrapper, ReachesMembers) {
@@ -75,12 +82,8 @@ TEST(JsonWrapper, RefusesWhatIsNoJsonAndQuotesNothing) {
                                     std::string("secret"), std::string("[1 secret]"), std::string("{\"a\": 1,}secret"),
                                     deep, many + "]", std::string("\0[]", 3), std::string("[\"\\ud800 secret\"]")}) {
         const nebrix::test::SystemLogCapture log;
-        try {
-            const JSONWrapperFromString json(owned(text));
-            ADD_FAILURE() << text.substr(0, 40);
-        } catch (const EJsonError& error) {
-            EXPECT_EQ(error.toString(), "EJsonError:JSONWrapper:235");
-        }
+        EXPECT_EQ(raised([&] { JSONWrapperFromString(owned(text)); }), "EJsonError:JSONWrapper:235")
+            << text.substr(0, 40);
         EXPECT_EQ(log.count("ERROR JSONWrapperFromString: unable to parse json !"), 1U);
         EXPECT_FALSE(log.contains("secret"));
     }
@@ -112,6 +115,50 @@ TEST(JsonText, IsBuiltPieceByPiece) {
     EXPECT_THROW(list.set("a", 1), EJsonError);
     EXPECT_EQ(toString(JSONWrapperFromString("{\"b\":[1,\"x\\ny\"],\"a\":{}}")),
               "{\n\t\"a\" : {},\n\t\"b\" : \n\t[\n\t\t1,\n\t\t\"x\\ny\"\n\t]\n}");
+}
+
+TEST(JsonReader, TakesMembersAsOftenAsAsked) {
+    const JSONWrapperFromString json("{\"Key\": \"v\", \"a\": null, \"n\": 7, \"deep\": {\"x\": true}}");
+    JSONReader& reader = *json.getReader();
+    EXPECT_EQ(&reader["Key"], &reader["Key"]);
+    EXPECT_EQ(valueOf<String>(reader["Key"]), "v");
+    EXPECT_EQ(valueOf<String>(reader["n"]), "7");
+    EXPECT_EQ(valueOf<unsigned>(reader["n"]), 7U);
+    EXPECT_TRUE(valueOf<bool>(reader["deep"]["x"]));
+    EXPECT_TRUE(reader.exists("Key"));
+    for (const char* absent : {"a", "b", "key", ""}) {
+        EXPECT_FALSE(reader.exists(absent)) << absent;
+    }
+    EXPECT_EQ(raised([&] { (void)reader["b"]; }), "EJsonKeyReader:JSONReader:76");
+    EXPECT_EQ(raised([&] { valueOf<String>(reader["a"]); }), "EJsonKeyReader:JSONReader:43");
+}
+
+TEST(JsonReaderDeathTest, ArraysAreReadByAskingAgain) {
+    const JSONWrapperFromString json("{\"list\": [1, 2], \"other\": 3}");
+    JSONReader& reader = *json.getReader();
+    IKeyReader& list = reader["list"];
+    EXPECT_EQ(list.size("any"), 2U);
+    EXPECT_EQ(reader.size("list"), 2U);
+    EXPECT_EQ(valueOf<int>(list["x"]), 1);
+    EXPECT_EQ(valueOf<int>(reader["list"]["y"]), 2);
+    EXPECT_EQ(raised([&] { (void)list["x"]; }), "EJsonKeyReader:JSONReader:41");
+    EXPECT_EQ(raised([&] { (void)reader.size("other"); }), "EJsonKeyReader:JSONReader:43");
+    EXPECT_EQ(raised([&] { (void)reader.size("none"); }), "EJsonKeyReader:JSONReader:76");
+    EXPECT_DEATH(JSONArrayReader wrong(json), "json.getType\\(\\) == JSON::arrayValue");
+}
+
+TEST(JsonReader, WrongTypesRaiseAtTheirSites) {
+    const JSONWrapperFromString json("{\"text\": \"12\", \"real\": 1e99, \"object\": {}, \"list\": []}");
+    JSONReader& reader = *json.getReader();
+    EXPECT_EQ(raised([&] { valueOf<int>(reader["text"]); }), "EKeyReader:JSONReader:91");
+    EXPECT_EQ(raised([&] { valueOf<bool>(reader["text"]); }), "EKeyReader:JSONReader:92");
+    EXPECT_EQ(raised([&] { valueOf<unsigned>(reader["real"]); }), "EKeyReader:JSONReader:94");
+    const std::string unsupported = "EJsonKeyReader:JSONReader:43";
+    EXPECT_EQ(raised([&] { valueOf<short>(reader["text"]); }), unsupported);
+    EXPECT_EQ(raised([&] { valueOf<String>(reader["object"]); }), unsupported);
+    EXPECT_EQ(raised([&] { valueOf<Memory>(reader["list"]); }), unsupported);
+    EXPECT_EQ(raised([&] { (void)reader["text"]["x"]; }), unsupported);
+    EXPECT_EQ(String(valueOf<Memory>(reader["text"])), "12");
 }
 
 }  // namespace

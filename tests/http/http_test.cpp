@@ -1,0 +1,233 @@
+#include <gtest/gtest.h>
+
+#include "libs/http/credentials.h"
+#include "libs/http/header.h"
+#include "libs/http/proxy.h"
+#include "libs/http/uri.h"
+#include "libs/json/jsonreader.h"
+#include "tests/support/systemlogcapture.h"
+
+namespace tessel::http {
+namespace {
+
+std::string text(const String& value) { return std::string(value.view()); }
+String bytes(const std::string& value) { return String::copy(value); }
+
+TEST(Uri, SplitsIntoItsPartsAndRebuilds) {
+    // The text, its parts, and what is rebuilt where that is not the text again.
+    const std::string cases[][3] = {{"https://id@gw:8443/a/b?x=1&y#f?g", "https|id@gw:8443|/a/b|x=1&y|f?g", ""},
+                                    {"//h", "|h|||", ""},
+                                    {"mailto:a@b", "mailto||a@b||", ""},
+                                    {"", "||||", ""},
+                                    {"h:///p?#", "h||/p||", "h:/p"},
+                                    {":x", "||:x||", ""},
+                                    {"s://h/?a=1&c=3&a=2", "s|h|/|a=2&c=3|", "s://h/?a=2&c=3"},
+                                    // The empty piece and "=v" are one parameter without name.
+                                    {"?a=b=c&&=v&n=", "|||a=b=c&=v&n|", "?a=b=c&=v&n"},
+                                    {"s://h/\xFF\xC0?\x80=\xFE#\xF5", "s|h|/\xFF\xC0|\x80=\xFE|\xF5", ""},
+                                    {std::string("s:\0//h", 6), std::string("s||\0//h||", 9), ""},
+                                    {"s://h\n/p\n?q\n=1#f\r", "s|h\n|/p\n|q\n=1|f\r", ""}};
+    for (const auto& [whole, parts, rebuilt] : cases) {
+        const Uri uri = Uri::parse(bytes(whole));
+        EXPECT_EQ(text(String("|").glue(
+                      {uri.getScheme(), uri.getAuthority(), uri.getPath(), uri.getQuery(), uri.getFragment()})),
+                  parts);
+        EXPECT_EQ(text(uri.getFullUri()), rebuilt.empty() ? whole : rebuilt);
+    }
+}
+
+TEST(Uri, ParametersKeepTheirFirstPlaceAndLastValue) {
+    Uri uri = Uri::parse("https://id@gw/m?a=1&c=3&a=2");
+    EXPECT_EQ(uri.getParameterNames(), (Strings{"a", "c"}));
+    uri.setParameter("clientversion", "8");
+    uri.setParameter("c", "");
+    uri.setScheme("http");
+    uri.setAuthority("gw");
+    const Uri copy = uri;
+    uri.delParameter("a");
+    uri.delParameter("missing");
+    EXPECT_EQ(text(uri.getFullUri()), "http://gw/m?c&clientversion=8");
+    EXPECT_EQ(text(copy.getFullUri()), "http://gw/m?a=2&c&clientversion=8");
+}
+
+TEST(Uri, RefusesWhatThePatternDoesNotMatch) {
+    const nebrix::test::SystemLogCapture log;
+    const std::string longest(Uri::kMaxLength, 'x');
+    EXPECT_EQ(Uri::parse(bytes(longest)).getPath().length(), Uri::kMaxLength);
+    EXPECT_EQ(Uri::parse(bytes("s:" + std::string(1000000, '/'))).getPath().length(), 999998U);
+    for (const auto& refused : {std::string("h#a\nb"), std::string("#\n"), longest + "x"}) {
+        EXPECT_THROW(Uri::parse(bytes(refused)), EUri);
+    }
+    EXPECT_TRUE(log.contains("ERROR Uri.setScheme Invalid uri: h#a"));
+    EXPECT_EQ(log.count(std::string(1025, 'x')), 0U);
+}
+
+TEST(Uri, PercentEncoding) {
+    const std::string cases[][2] = {
+        {"a b~-_.Z9", "a%20b~-_.Z9"}, {"", ""}, {std::string("\0\xFF/?", 4), "%00%FF%2F%3F"}};
+    for (const auto& [in, out] : cases) {
+        EXPECT_EQ(text(Uri::encode(bytes(in))), out);
+        EXPECT_EQ(text(Uri::decode(bytes(out))), in);
+    }
+    EXPECT_EQ(text(Uri::encode("/a b/c", "/", " ")), "/ab/c");
+    EXPECT_EQ(text(Uri::encode("aXb", "X", "X")), "ab");
+    EXPECT_EQ(text(Uri::decode("%4a%4A+%4%%zz%4")), "JJ+%4%%zz%4");
+}
+
+TEST(Header, KeepsLinesByNameInAnyCase) {
+    Header header;
+    for (const char* line :
+         {"Content-Type:  text/plain \r\n", "X-A: 1\r\n", "x-a:2", " and\r\n", "no colon\r\n", "\tlost with it\r\n",
+          ": no name\r\n", "content-length: 18446744073709551615\r\n", "Set-Cookie: a=b; Path=/\r\n",
+          "Set-Cookie: broken\r\n", "\r\n", " after the end\r\n", ""}) {
+        header.addLine(String(line));
+    }
+    EXPECT_EQ(header.lines(), 6U);
+    EXPECT_EQ(header.get(HeaderName::ContentType), "text/plain");
+    EXPECT_EQ(header.getAll("X-a"), (Strings{"1", "2 and"}));
+    EXPECT_EQ(header.contentLength(), 18446744073709551615U);
+    ASSERT_EQ(header.cookies().size(), 1U);
+    EXPECT_EQ(header.cookies()[0].getPath(), "/");
+    EXPECT_FALSE(header.has("X-B"));
+    for (const char* value : {"-1", "1 2", "18446744073709551616", "0x1", ""}) {
+        Header refused;
+        refused.addLine(String("Content-Length: " + String(value)));
+        EXPECT_THROW(static_cast<void>(refused.contentLength()), EBadHeader) << value;
+    }
+}
+
+TEST(Header, DropsWhatIsBeyondItsBoundsWithOneLogLine) {
+    const nebrix::test::SystemLogCapture log;
+    Header many;
+    for (unsigned i = 0; i < Header::kMaxLines + 5; ++i) {
+        many.addLine("a: b");
+    }
+    EXPECT_EQ(many.lines(), Header::kMaxLines);
+    EXPECT_EQ(many.dropped(), 5U);
+    EXPECT_EQ(log.count("WARNING Header.addLine"), 1U);
+
+    Header folded;
+    folded.addLine("a: b");
+    const String piece = String::copy((" " + std::string(999, 'x')).c_str());
+    for (unsigned i = 0; i < 1000; ++i) {
+        folded.addLine(piece);
+    }
+    EXPECT_LE(folded.get("a").length(), Header::kMaxBytes);
+    EXPECT_EQ(folded.dropped(), 738U);
+}
+
+TEST(ResponseHeader, TakesTheCodeFromTheStatusLine) {
+    const std::pair<const char*, int> cases[] = {{"HTTP/1.1 200 OK\r\n", 200},
+                                                 {"HTTP/1.0  404", 404},
+                                                 {"HTTP/1.1 500x", 500},
+                                                 {"HTTP/1.1 -5", 0},
+                                                 {"HTTP/1.1", 0},
+                                                 {"HTTP/1.1 ", 0},
+                                                 {"HTTP/1.1 99999999999", 0},
+                                                 {"", 0}};
+    for (const auto& [line, code] : cases) {
+        EXPECT_EQ(ResponseHeader(String(line)).getResponseCode(), code) << line;
+    }
+}
+
+TEST(SetCookie, NetscapeLine) {
+    SetCookie cookie("Nebrix-Id", "", "gw.example", "/");
+    EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tFALSE\t0\tNebrix-Id\t");
+    cookie.setSecure(true);
+    cookie.setValue("a b;\xC3\xA9");
+    cookie.setExpires("Thu, 01 Jan 2026 00:00:00 GMT");
+    EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tTRUE\t1767225600\tNebrix-Id\ta b;\xC3\xA9");
+}
+
+TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
+    std::vector<SetCookie> cookies{
+        {"", "v", "d", "/"}, {"n", "v", "#HttpOnly_d", "/"}, {"n", "v", "Set-Cookie: x=y", "/"}};
+    for (const String& bad : {String("x\ny"), String("x\ty"), String("x\r"), String("x\0y", 3)}) {
+        cookies.insert(cookies.end(),
+                       {{bad, "v", "d", "/"}, {"n", bad, "d", "/"}, {"n", "v", bad, "/"}, {"n", "v", "d", bad}});
+    }
+    for (const SetCookie& cookie : cookies) {
+        EXPECT_THROW(static_cast<void>(cookie.toNetscapeFormat()), HeaderException);
+    }
+}
+
+TEST(SetCookie, Expiry) {
+    // "max-age", "expires", the field at 1000 seconds after 1970.
+    const char* cases[][3] = {{"", "", "0"},
+                              {"60", "", "1060"},
+                              {"60", "Thu, 01 Jan 2026 00:00:00 GMT", "1060"},
+                              {"-5", "", "1"},
+                              {"9999999999", "", "10000000999"},
+                              {"99999999999999999999", "", "9223372036854775807"},
+                              {"soon", "1700000000", "1700000000"},
+                              {"", "never", "0"},
+                              {"", "Mon, 01-Jan-1900 00:00:00 GMT", "1"}};
+    for (const auto& [maxAge, expires, wanted] : cases) {
+        SetCookie cookie("n", "v", "d", "/");
+        cookie.setMaxAge(maxAge);
+        cookie.setExpires(expires);
+        EXPECT_EQ(text(cookie.getNetscapeExpire(1000)), wanted) << maxAge << "|" << expires;
+    }
+}
+
+TEST(SetCookie, ReadsCookieDates) {
+    const std::pair<const char*, long long> cases[] = {
+        {"Sun, 06 Nov 1994 08:49:37 GMT", 784111777}, {"Sunday, 06-Nov-94 08:49:37 GMT", 784111777},
+        {"Sun Nov  6 08:49:37 1994", 784111777},      {"1994 6 november 8:49:37", 784111777},
+        {"29 Feb 2000 00:00:00", 951782400},          {"1 Jan 69 00:00:00", 3124224000}};
+    for (const auto& [date, wanted] : cases) {
+        EXPECT_EQ(SetCookie::parseDate(date).value_or(-1), wanted) << date;
+    }
+    for (const char* date : {"29 Feb 2001 00:00:00", "31 Apr 2001 00:00:00", "1 Jan 1600 00:00:00",
+                             "1 Jan 2000 24:00:00", "1 Jan 2000", "00:00:00", "1 Jan 123456 00:00:00"}) {
+        EXPECT_FALSE(SetCookie::parseDate(date)) << date;
+    }
+}
+
+TEST(SetCookie, ReadsAHeaderValue) {
+    const SetCookie cookie = SetCookie::parse(" n = v=w ;PATH=/p; domain=.d;Max-Age=5;x;Expires=e;secure;path=/q;");
+    EXPECT_EQ(text(cookie.getName() + "|" + cookie.getValue() + "|" + cookie.getPath() + "|" + cookie.getDomain() +
+                   "|" + cookie.getMaxAge() + "|" + cookie.getExpires()),
+              "n|v=w|/q|.d|5|e");
+    EXPECT_TRUE(cookie.isSecure());
+    for (const char* broken : {"", "n", "=v", " ;n=v"}) {
+        EXPECT_THROW(SetCookie::parse(broken), EBadHeader) << broken;
+    }
+}
+
+TEST(Credentials, DomainLoginGoesBothWays) {
+    const char* cases[][3] = {{"", "joe", "joe"}, {"DOM", "a\\b", "DOM\\a\\b"}, {"DOM", "", "DOM\\"}, {"", "", ""}};
+    for (const auto& [domain, login, text] : cases) {
+        Credentials credentials(login, "secret", domain);
+        EXPECT_EQ(credentials.getDomainLogin(true), text);
+        EXPECT_EQ(credentials.getDomainLogin(false), login);
+        credentials.setDomainLogin(credentials.getDomainLogin(true));
+        EXPECT_EQ(credentials.getDomain(), domain);
+        EXPECT_EQ(credentials.getLogin(), login);
+    }
+}
+
+TEST(Proxy, TypesAndTheirNames) {
+    const char* texts[] = {"socks4", "socks5", "https", "none"};
+    // Not the text of the type, but what configurations say for it.
+    const std::vector<const char*> names[] = {
+        {"socks4"}, {"sock5"}, {"https", "http", "connect"}, {"none", "no", "no-proxy", "socks5"}};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(Proxy(static_cast<Proxy::Type>(i), "", {}).getTypeString(), texts[i]);
+        for (const char* name : names[i]) {
+            EXPECT_EQ(static_cast<int>(Proxy::computeType(String(name))), i) << name;
+        }
+    }
+}
+
+TEST(Proxy, IsReadByKey) {
+    const json::JSONWrapperFromString json(String(R"({"type":"sock5","host":"h:1","credentials":{"login":"l"}})"));
+    Proxy proxy;
+    const json::JSONPolyReader reader(json);
+    EXPECT_THROW(proxy.keywrite(*reader), EConfMissingKey);
+    EXPECT_EQ(proxy.getType(), Proxy::Type::Socks5);
+    EXPECT_EQ(proxy.getHost(), "h:1");
+}
+
+}  // namespace
+}  // namespace tessel::http
