@@ -3,6 +3,7 @@
 #include <wx/string.h>
 
 class wxDialog;
+class wxMenuItem;
 class wxWindow;
 
 /// Everything in the windows that knows the desktop beyond wxWidgets: display server, processes, locale, GTK.
@@ -27,6 +28,10 @@ void useLanguage(const char* code);
 
 /// Lets menus show the images of their entries, which GTK leaves out unless told otherwise.
 void showMenuImages();
+
+/// Leaves the shortcut out that GTK shows beside an entry with a stock identifier: a tray menu has none. For an entry
+/// that is in its menu.
+void hideShortcut(const wxMenuItem& entry);
 
 /// Lifts the limit on core files, soft and hard; a failure is ignored.
 void allowCoreDumps();

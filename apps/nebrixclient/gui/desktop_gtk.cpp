@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <wx/dialog.h>
+#include <wx/menuitem.h>
 
 #include <clocale>
 #include <csignal>
@@ -39,6 +40,13 @@ void useLanguage(const char* code) {
 }
 
 void showMenuImages() { g_object_set(gtk_settings_get_default(), "gtk-menu-images", TRUE, nullptr); }
+
+void hideShortcut(const wxMenuItem& entry) {
+    GtkWidget* const label = gtk_bin_get_child(GTK_BIN(entry.GetMenuItem()));
+    if (label != nullptr && GTK_IS_ACCEL_LABEL(label)) {
+        gtk_accel_label_set_accel_widget(GTK_ACCEL_LABEL(label), nullptr);
+    }
+}
 
 void allowCoreDumps() {
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};

@@ -22,6 +22,7 @@ void append(wxMenu& menu, int id, const wxString& label, const char* image) {
         item->SetBitmap(wxArtProvider::GetBitmapBundle(image, wxART_OTHER));
     }
     menu.Append(item);
+    nebrix::gui::desktop::hideShortcut(*item);
 }
 
 }  // namespace
