@@ -37,12 +37,13 @@ struct Catcher final : ClientConfigurationDispatcher {
     NoTunnelClientPluginDllConfiguration* noTunnel = nullptr;
 };
 
-TEST(ClientConfiguration, ReadsATunnelPluginWhole) {
+TEST(ClientConfiguration, ReadsEachTypeWholeAndDispatchesItToItsOverload) {
     const auto configuration = load(object("plugindll", kPlugin));
     Catcher caught;
     configuration->accept(caught);
     ASSERT_NE(caught.plugin, nullptr);
     EXPECT_EQ(caught.hostchecker, nullptr);
+    EXPECT_EQ(caught.noTunnel, nullptr);
     const ClientPluginDllConfiguration& plugin = *caught.plugin;
     EXPECT_EQ(plugin.ticket, "t");
     EXPECT_EQ(plugin.certificates.ca.md5, "0");
@@ -53,18 +54,15 @@ TEST(ClientConfiguration, ReadsATunnelPluginWhole) {
     EXPECT_EQ(caught.plugin->sslservercertname, (List<String>{"a", "b"}));
     EXPECT_EQ(plugin.pluginDlls.current().version, "2.1");
     EXPECT_THROW(static_cast<void>(Dll(plugin.pluginDlls.win32)), EConfUsingMissingOptionalConf);
-}
-
-TEST(ClientConfiguration, DispatchesEachTypeToItsOverload) {
-    Catcher caught;
-    load(object("plugindllnotunnel", kNoTunnel))->accept(caught);
-    ASSERT_NE(caught.noTunnel, nullptr);
-    EXPECT_EQ(caught.plugin, nullptr);
+    Catcher others;
+    load(object("plugindllnotunnel", kNoTunnel))->accept(others);
+    ASSERT_NE(others.noTunnel, nullptr);
+    EXPECT_EQ(others.plugin, nullptr);
     const auto hostchecker = load(object("hostchecker", kHostchecker));
-    hostchecker->accept(caught);
-    ASSERT_NE(caught.hostchecker, nullptr);
-    EXPECT_EQ(caught.hostchecker->hostcheckingtimer, 4294967295U);
-    EXPECT_THROW(static_cast<void>(caught.hostchecker->hostcheckerDlls.current()), EConfUsingMissingOptionalConf);
+    hostchecker->accept(others);
+    ASSERT_NE(others.hostchecker, nullptr);
+    EXPECT_EQ(others.hostchecker->hostcheckingtimer, 4294967295U);
+    EXPECT_THROW(static_cast<void>(others.hostchecker->hostcheckerDlls.current()), EConfUsingMissingOptionalConf);
 }
 
 TEST(ClientConfiguration, RefusesTypesItDoesNotKnow) {

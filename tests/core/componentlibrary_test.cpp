@@ -19,7 +19,6 @@ String component(const std::string& name) {
 class ComponentLibraryTest : public testing::Test {
 protected:
     ComponentLibraryTest() { setenv("NEBRIX_TEST_CALLS", m_directory.path("calls").c_str(), 1); }
-    ~ComponentLibraryTest() override { unsetenv("NEBRIX_TEST_CALLS"); }
 
     [[nodiscard]] std::string calls() const { return nebrix::test::readFile(m_directory.path("calls")); }
     void forget() const { nebrix::test::writeFile(m_directory.path("calls"), ""); }

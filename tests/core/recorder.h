@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <string>
 #include <vector>
@@ -28,9 +29,9 @@ public:
         m_lines.clear();
     }
     /// Whether the line came, now or within ten seconds.
-    bool waitFor(const std::string& line, unsigned times = 1) {
+    bool waitFor(const std::string& line, int times = 1) {
         UniqueLock lock(m_mutex);
-        return m_condition.wait(lock, 10000, [&] { return count(line) >= times; });
+        return m_condition.wait(lock, 10000, [&] { return std::ranges::count(m_lines, line) >= times; });
     }
 
 private:
@@ -39,14 +40,6 @@ private:
         m_lines.push_back(line);
         m_condition.broadcast();
     }
-    [[nodiscard]] unsigned count(const std::string& line) const {
-        unsigned found = 0;
-        for (const std::string& kept : m_lines) {
-            found += kept == line ? 1U : 0U;
-        }
-        return found;
-    }
-
     mutable Mutex m_mutex;
     Condition m_condition;
     std::vector<std::string> m_lines;  // guarded by m_mutex

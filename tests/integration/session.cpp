@@ -17,7 +17,11 @@ GatewayOptions recordingComponents() {
     return options;
 }
 
-Session::Session(GatewayOptions options) { replaceGateway(std::move(options)); }
+Session::Session(GatewayOptions options) {
+    setenv("NEBRIX_TEST_MARK", m_marks.path("loaded").c_str(), 1);
+    setenv("NEBRIX_TEST_CALLS", m_marks.path("calls").c_str(), 1);
+    replaceGateway(std::move(options));
+}
 
 void Session::replaceGateway(GatewayOptions options) {
     m_gateway.reset();
@@ -32,17 +36,10 @@ std::vector<std::string> Session::client(ComponentType type, std::vector<std::st
     return words;
 }
 
-ChildProcess::Options Session::environment() const {
-    ChildProcess::Options options = m_home.forChild();
-    options.environment["NEBRIX_TEST_MARK"] = m_marks.path("loaded");
-    options.environment["NEBRIX_TEST_CALLS"] = m_marks.path("calls");
-    return options;
-}
-
 Finished Session::run(ComponentType type) const {
     fs::remove(m_marks.path("loaded"));
     fs::remove(m_marks.path("calls"));
-    return runProgram(client(type), environment());
+    return runProgram(client(type));
 }
 
 bool Session::loaded() const { return fs::exists(m_marks.path("loaded")); }

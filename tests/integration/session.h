@@ -34,8 +34,6 @@ public:
 
     /// The command line that opens a session of the type; further words go in front of the mediation string.
     [[nodiscard]] std::vector<std::string> client(ComponentType type, std::vector<std::string> words = {}) const;
-    /// Environment of the client.
-    [[nodiscard]] ChildProcess::Options environment() const;
     /// Runs a session to its end, after forgetting what the components of earlier ones recorded.
     [[nodiscard]] Finished run(ComponentType type = ComponentType::Hostchecker) const;
 

@@ -23,7 +23,7 @@ GatewayOptions referenceComponents() {
 TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Session session(referenceComponents());
-        ChildProcess client(session.client(ComponentType::PluginDll, {"--changes-only"}), session.environment());
+        ChildProcess client(session.client(ComponentType::PluginDll, {"--changes-only"}));
         EXPECT_TRUE(client.waitForOutput("vpn: connected ip=192.0.2.")) << client.output() << client.errors();
         client.signalGroup(signal);
         EXPECT_EQ(client.wait(), 0) << client.errors();
@@ -40,7 +40,7 @@ TEST(Sessions, theTunnelPluginGetsTheSessionsValuesInOrder) {
     options.login = "somebody";
     options.ticket = "ticket of today";
     Session session(options);
-    ChildProcess client(session.client(ComponentType::PluginDll), session.environment());
+    ChildProcess client(session.client(ComponentType::PluginDll));
     while (session.calls().find("DllGetErrors2") == std::string::npos) {
         ASSERT_FALSE(client.wait(ChildProcess::Milliseconds(20))) << client.errors();
     }
@@ -134,7 +134,7 @@ TEST(Sessions, withDownloadingSwitchedOffNothingIsFetched) {
 
 TEST(Sessions, jsonIsOneObjectALine) {
     Session session;
-    const Finished run = runProgram(session.client(ComponentType::Hostchecker, {"--json"}), session.environment());
+    const Finished run = runProgram(session.client(ComponentType::Hostchecker, {"--json"}));
     EXPECT_EQ(run.status, 0);
     std::istringstream lines(run.output);
     std::string events;
@@ -162,7 +162,7 @@ TEST(Sessions, oneSignalIsEnoughWhenTheGatewayNeverAnswers) {
         GatewayOptions options = recordingComponents();
         options.faults.add(fault);
         Session session(options);
-        ChildProcess client(session.client(ComponentType::Hostchecker), session.environment());
+        ChildProcess client(session.client(ComponentType::Hostchecker));
         const char* awaited = fault == Fault::Silent ? "/mediation/" : "/components/";
         ASSERT_TRUE(session.gateway().requests().waitFor(awaited, 1, std::chrono::seconds(30)));
         client.signal(SIGINT);
@@ -173,9 +173,9 @@ TEST(Sessions, oneSignalIsEnoughWhenTheGatewayNeverAnswers) {
 
 TEST(Sessions, aSecondSignalEndsAtOnceWhenTheComponentBlocks) {
     Session session;
-    ChildProcess::Options environment = session.environment();
-    environment.environment["NEBRIX_TEST_BLOCK"] = "1";
-    ChildProcess client(session.client(ComponentType::Hostchecker), environment);
+    setenv("NEBRIX_TEST_BLOCK", "1", 1);
+    ChildProcess client(session.client(ComponentType::Hostchecker));
+    unsetenv("NEBRIX_TEST_BLOCK");
     ASSERT_TRUE(client.waitForOutput("status: host checking"));
     client.signal(SIGINT);
     EXPECT_TRUE(client.waitForErrors("a second signal ends the program at once"));
@@ -198,7 +198,7 @@ TEST(Kills, leaveNothingThatStopsTheNextSession) {
     for (int round = 0; round < kRounds; ++round) {
         Session session(options);
         {
-            ChildProcess client(session.client(ComponentType::Hostchecker), session.environment());
+            ChildProcess client(session.client(ComponentType::Hostchecker));
             client.wait(ChildProcess::Milliseconds(random() % kLatestMilliseconds));
             client.signalGroup(SIGKILL);
             ASSERT_TRUE(client.wait().has_value());

@@ -131,6 +131,14 @@ TEST_F(Tunnel, KeepsSecretsOutOfItsLog) {
     EXPECT_NE(log.find("cannot read /nonexistent/client.p12\n"), std::string::npos) << log;
 }
 
+TEST_F(Tunnel, ExecuteKnowsItsCommandsOnly) {
+    for (const char* unknown : {"", "State", "reconnect"})
+        EXPECT_EQ(m_plugin.execute(unknown), -1) << unknown;
+    EXPECT_EQ(m_plugin.execute("step-ms", "60000"), 0);
+    for (const char* wrong : {"", "0", "60001", "5x"})
+        EXPECT_EQ(m_plugin.execute("step-ms", wrong), -1) << wrong;
+}
+
 std::string g_url;
 bool g_cut = false;
 

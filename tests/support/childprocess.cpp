@@ -6,35 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <stdexcept>
 #include <thread>
 
 namespace nebrix::test {
 
-namespace {
-
-/// Asks again and again until the answer is yes or time is up.
-template <class Question>
-void await(ChildProcess::Milliseconds limit, Question question) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!question() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::sleep_for(ChildProcess::Milliseconds(1));
-    }
-}
-
-}  // namespace
-
-ChildProcess::ChildProcess(std::vector<std::string> words, const Options& options) {
-    // env(1) changes the environment and becomes the program.
-    words.insert(words.begin(), "env");
-    for (const auto& [name, value] : options.environment) {
-        words.insert(words.begin() + 1, value.empty() ? "--unset=" + name : name + "=" + value);
-    }
-    // Its options come first.
-    std::stable_partition(words.begin() + 1, words.begin() + 1 + std::ssize(options.environment),
-                          [](const std::string& word) { return word.starts_with("--unset="); });
+ChildProcess::ChildProcess(std::vector<std::string> words) {
     std::vector<char*> pointers;
     for (std::string& word : words) {
         pointers.push_back(word.data());
@@ -49,11 +27,11 @@ ChildProcess::ChildProcess(std::vector<std::string> words, const Options& option
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-    const int failed = ::posix_spawnp(&m_pid, "env", &actions, &attributes, pointers.data(), environ);
+    const int failed = ::posix_spawnp(&m_pid, pointers.front(), &actions, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (failed != 0) {
-        throw std::runtime_error("cannot start env");
+        throw std::runtime_error("cannot start " + words.front());
     }
 }
 
@@ -65,34 +43,35 @@ ChildProcess::~ChildProcess() {
 void ChildProcess::signal(int number) const { ::kill(m_pid, number); }
 void ChildProcess::signalGroup(int number) const { ::kill(-m_pid, number); }
 
-std::optional<int> ChildProcess::status() const {
-    // Only looked at: until the end of the object the number belongs to no other process.
-    siginfo_t info{};
-    ::waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT);
-    if (info.si_pid == 0) {
-        return std::nullopt;
-    }
-    return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
-}
-
 std::optional<int> ChildProcess::wait(Milliseconds limit) const {
-    await(limit, [&] { return status().has_value(); });
-    return status();
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (siginfo_t info{};; std::this_thread::sleep_for(Milliseconds(1))) {
+        // Only looked at: until the end of the object the number belongs to no other process.
+        ::waitid(P_PID, static_cast<id_t>(m_pid), &info, WEXITED | WNOHANG | WNOWAIT);
+        if (info.si_pid != 0) {
+            return info.si_code == CLD_EXITED ? info.si_status : 128 + info.si_status;
+        }
+        if (std::chrono::steady_clock::now() >= end) {
+            return std::nullopt;
+        }
+    }
 }
 
 bool ChildProcess::waitFor(const std::string& file, const std::string& text) const {
-    bool arrived = false;
-    await(kPatience, [&] {
-        const bool ended = status().has_value();
-        arrived = readFile(file).find(text) != std::string::npos;
-        return arrived || ended;
-    });
-    return arrived;
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    // What it wrote at its very end counts, too.
+    for (bool last = false; readFile(file).find(text) == std::string::npos;) {
+        if (last) {
+            return false;
+        }
+        last = wait(Milliseconds(1)).has_value() || std::chrono::steady_clock::now() >= end;
+    }
+    return true;
 }
 
-Finished runProgram(std::vector<std::string> words, const ChildProcess::Options& options) {
+Finished runProgram(std::vector<std::string> words) {
     const std::string program = words.front();
-    const ChildProcess child(std::move(words), options);
+    const ChildProcess child(std::move(words));
     const std::optional<int> status = child.wait();
     EXPECT_TRUE(status.has_value()) << program << " still runs; output so far:\n" << child.output() << child.errors();
     return {status.value_or(-1), child.output(), child.errors()};

@@ -3,10 +3,8 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/temporarydirectory.h"
@@ -15,25 +13,17 @@ namespace nebrix::test {
 
 /// A program that runs beside the test in a process group of its own, with its output in files of the object.
 ///
-/// It gets this process's environment with the given changes, and nothing on standard input. At the end of the object
-/// what still runs of its group is killed. Any thread may call any operation.
+/// It gets this process's environment, and nothing on standard input. At the end of the object what still runs of its
+/// group is killed. Any thread may call any operation.
 class ChildProcess {
 public:
     using Milliseconds = std::chrono::milliseconds;
     /// Generous, so that a slow machine under a sanitizer does not fail: waits end as soon as there is something.
     static constexpr Milliseconds kPatience{30000};
 
-    struct Options {
-        /// Set, or taken away when empty.
-        std::map<std::string, std::string> environment = {};
-    };
-
-    /// The first word is the program's path, or its name, sought in PATH. One that cannot be started ends at once with
-    /// the status 126 or 127 and says so on standard error.
-    explicit ChildProcess(std::vector<std::string> words) : ChildProcess(std::move(words), Options()) {}
-    ChildProcess(std::vector<std::string> words, const Options& options);
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
+    /// The first word is the program's path, or its name, sought in PATH. Raises std::runtime_error when it cannot be
+    /// started.
+    explicit ChildProcess(std::vector<std::string> words);
     ~ChildProcess();
 
     /// Sends a signal to the program, or to its whole group as a terminal does.
@@ -48,7 +38,6 @@ public:
     [[nodiscard]] std::string errors() const { return readFile(m_errors); }
 
 private:
-    [[nodiscard]] std::optional<int> status() const;
     [[nodiscard]] bool waitFor(const std::string& file, const std::string& text) const;
 
     TemporaryDirectory m_directory;
@@ -63,6 +52,6 @@ struct Finished {
     std::string output;
     std::string errors;
 };
-Finished runProgram(std::vector<std::string> words, const ChildProcess::Options& options = {});
+Finished runProgram(std::vector<std::string> words);
 
 }  // namespace nebrix::test

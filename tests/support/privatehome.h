@@ -1,19 +1,19 @@
 #pragma once
 
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "tests/support/childprocess.h"
 #include "tests/support/temporarydirectory.h"
 
 namespace nebrix::test {
 
-/// A home directory of the test's own, which HOME names for this process while the object lives (one at a time).
+/// A home directory of the test's own, which HOME names for this process, and so for its children, while the object
+/// lives (one at a time).
 class PrivateHome {
 public:
     PrivateHome();
-    PrivateHome(const PrivateHome&) = delete;
-    PrivateHome& operator=(const PrivateHome&) = delete;
     ~PrivateHome();
 
     [[nodiscard]] const std::string& path() const noexcept { return m_directory.path(); }
@@ -24,13 +24,11 @@ public:
     /// Writes the client's local configuration: the authorities whose certificates are not checked, and the download
     /// switches.
     void configure(const std::vector<std::string>& ignoredDomains, bool download = true) const;
-    /// What a child needs to run with this home and without proxies.
-    [[nodiscard]] ChildProcess::Options forChild() const;
 
 private:
     TemporaryDirectory m_directory;
-    std::string m_formerHome;
-    std::string m_formerDirectory;
+    std::string m_formerHome = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "/";
+    std::filesystem::path m_formerDirectory = std::filesystem::current_path();
 };
 
 }  // namespace nebrix::test

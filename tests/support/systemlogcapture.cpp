@@ -7,22 +7,14 @@ namespace nebrix::test {
 
 namespace {
 
-/// The sink is a plain function, so what it collects is global.
-struct Collected {
-    std::mutex mutex;
-    std::vector<SystemLogCapture::Line> lines;
-};
-
-Collected& collected() {
-    // Never destroyed: the console's thread may write until the very end.
-    static auto* instance = new Collected;
-    return *instance;
-}
+// The sink is a plain function, so what it collects is global. The list is never destroyed: the console's thread may
+// write until the very end.
+std::mutex g_mutex;
+auto& g_lines = *new std::vector<SystemLogCapture::Line>;
 
 void collect(tessel::LogCategory category, const tessel::String& body) {
-    Collected& to = collected();
-    const std::lock_guard lock(to.mutex);
-    to.lines.push_back({category, std::string(body.view())});
+    const std::lock_guard lock(g_mutex);
+    g_lines.push_back({category, std::string(body.view())});
 }
 
 void flushConsole() {
@@ -47,9 +39,8 @@ SystemLogCapture::~SystemLogCapture() {
 
 std::vector<SystemLogCapture::Line> SystemLogCapture::lines() const {
     flushConsole();
-    Collected& from = collected();
-    const std::lock_guard lock(from.mutex);
-    return from.lines;
+    const std::lock_guard lock(g_mutex);
+    return g_lines;
 }
 
 unsigned SystemLogCapture::count(const std::string& text) const {
@@ -59,9 +50,8 @@ unsigned SystemLogCapture::count(const std::string& text) const {
 }
 
 void SystemLogCapture::clear() const {
-    Collected& from = collected();
-    const std::lock_guard lock(from.mutex);
-    from.lines.clear();
+    const std::lock_guard lock(g_mutex);
+    g_lines.clear();
 }
 
 }  // namespace nebrix::test

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <numeric>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -49,15 +50,10 @@ void writeFile(const std::string& path, const std::string& content) {
 
 std::string listTree(const std::string& path) {
     std::set<std::string> names;
-    std::error_code gone;
-    for (fs::recursive_directory_iterator entry(path, gone), end; entry != end; entry.increment(gone)) {
-        names.insert(fs::relative(entry->path(), path).string() + (entry->is_directory() ? "/" : ""));
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(path)) {
+        names.insert(fs::relative(entry.path(), path).string() + (entry.is_directory() ? "/\n" : "\n"));
     }
-    std::string picture;
-    for (const std::string& name : names) {
-        picture += name + "\n";
-    }
-    return picture;
+    return std::accumulate(names.begin(), names.end(), std::string());
 }
 
 }  // namespace nebrix::test

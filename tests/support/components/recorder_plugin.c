@@ -16,10 +16,7 @@
 
 static int g_instance;
 
-static void checked(const void* h) {
-    if (h != &g_instance)
-        record("wrong handle", NULL);
-}
+static const char* checked(const void* h, const char* entry) { return h == &g_instance ? entry : "wrong handle"; }
 
 void* DllCreatePluginFrontal(void) {
     record("DllCreatePluginFrontal", NULL);
@@ -30,44 +27,36 @@ void* DllCreatePluginFrontal(void) {
 #endif
 }
 
-#define SETTER(entry)                        \
-    void entry(void* h, const char* value) { \
-        checked(h);                          \
-        record(#entry, value, NULL);         \
-    }
+#define SETTER(entry) \
+    void entry(void* h, const char* value) { record(checked(h, #entry), value, NULL); }
 PLUGIN_SETTERS(SETTER)
 #ifndef NO_OPTIONAL
 SETTER(DllAddSslServerCertificateName)
 
 int LaunchSafeResource(void* h, int resource_type, const char* name) {
     char type[16];
-    checked(h);
     snprintf(type, sizeof type, "%d", resource_type);
-    record("LaunchSafeResource", type, name, NULL);
+    record(checked(h, "LaunchSafeResource"), type, name, NULL);
     return 1000 + resource_type;
 }
 #endif
 
 void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) {
-    checked(h);
-    record("DllSetDownloadDelegate2", download == NULL ? "null" : "set", NULL);
+    record(checked(h, "DllSetDownloadDelegate2"), download == NULL ? "null" : "set", NULL);
 }
 
 int DllExecute2(void* h, const char* a, const char* b, const char* c) {
-    checked(h);
-    record("DllExecute2", a, b, c, NULL);
+    record(checked(h, "DllExecute2"), a, b, c, NULL);
     return (int)strtol(c, NULL, 10);
 }
 
 char* DllGetLogs2(void* h) {
-    checked(h);
-    record("DllGetLogs2", NULL);
+    record(checked(h, "DllGetLogs2"), NULL);
     return strdup("log of the recorder");
 }
 
 char* DllGetErrors2(void* h) {
-    checked(h);
-    record("DllGetErrors2", NULL);
+    record(checked(h, "DllGetErrors2"), NULL);
 #ifdef NULL_ERRORS
     return NULL;
 #else
@@ -84,15 +73,9 @@ char* DllGetErrors2(void* h) {
 #endif
 }
 
-void DllStart2(void* h) {
-    checked(h);
-    record("DllStart2", NULL);
-}
+void DllStart2(void* h) { record(checked(h, "DllStart2"), NULL); }
 
-void DllStop2(void* h) {
-    checked(h);
-    record("DllStop2", NULL);
-}
+void DllStop2(void* h) { record(checked(h, "DllStop2"), NULL); }
 
 #ifndef NO_RELEASE
 void DllReleaseStr(char* text) {
