@@ -15,22 +15,23 @@ namespace {
 /// A library and its signature by a key that the test knows.
 class SignatureTest : public testing::Test {
 protected:
+    static void SetUpTestSuite() { s_key.generate(2048); }
+
     SignatureTest() : m_library(m_directory.write("liba.so", "not really code\n")), m_signature(m_library + ".sig") {
-        m_key.generate(2048);
-        sign(m_key);
+        sign();
     }
 
-    void sign(tls::RSA& key) const {
+    void sign() const {
         SignedDll component;
         component.version = "2.1";
         component.name = "tunnel";
-        component.compute(key, String::copy(m_library));
+        component.compute(s_key, String::copy(m_library));
         component.save(String::copy(m_signature));
     }
 
     [[nodiscard]] bool verify() {
         tls::RSA publicKey;
-        EXPECT_EQ(publicKey.loadFromMem(m_key.publicPem().str(), "", true), 1);
+        EXPECT_EQ(publicKey.loadFromMem(s_key.publicPem().str(), "", true), 1);
         SignedDll component;
         component.loadFromFile(String::copy(m_signature));
         return component.verify(publicKey, String::copy(m_library));
@@ -49,9 +50,11 @@ protected:
     nebrix::test::TemporaryDirectory m_directory;
     const std::string m_library;
     const std::string m_signature;
-    tls::RSA m_key;
     nebrix::test::SystemLogCapture m_log;
+    static tls::RSA s_key;
 };
+
+tls::RSA SignatureTest::s_key;
 
 TEST_F(SignatureTest, AGenuineLibraryPasses) {
     EXPECT_TRUE(verify());
@@ -83,7 +86,7 @@ TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
         {"signature", swapCase, "bad signature"}, {"signature", append, "bad signature"},
         {"signature", lastBits, "bad signature"}};
     for (const auto& [key, change, words] : edits) {
-        sign(m_key);
+        sign();
         m_log.clear();
         edit(key, change);
         EXPECT_FALSE(verify()) << key;
