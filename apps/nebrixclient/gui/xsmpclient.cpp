@@ -78,7 +78,7 @@ public:
 protected:
     void main() override {
         surviveErrors();
-        if (const SmcConn connection = open()) {
+        if (SmcConn connection = open()) {
             serve(connection);
             IceSetShutdownNegotiation(SmcGetIceConnection(connection), False);
             SmcCloseConnection(connection, 0, nullptr);
@@ -96,8 +96,8 @@ private:
             SmcSaveYourselfProcMask | SmcDieProcMask | SmcSaveCompleteProcMask | SmcShutdownCancelledProcMask;
         char* id = nullptr;
         char error[256] = "";
-        const SmcConn connection = SmcOpenConnection(nullptr, nullptr, SmProtoMajor, SmProtoMinor, kAll, &callbacks,
-                                                     nullptr, &id, sizeof error, error);
+        SmcConn connection = SmcOpenConnection(nullptr, nullptr, SmProtoMajor, SmProtoMinor, kAll, &callbacks, nullptr,
+                                               &id, sizeof error, error);
         std::free(id);
         if (connection == nullptr) {
             tessel::log(tessel::LogCategory::Trace, "XsmpClient", "open", error);
@@ -106,7 +106,7 @@ private:
     }
 
     void serve(SmcConn connection) {
-        const IceConn ice = SmcGetIceConnection(connection);
+        IceConn ice = SmcGetIceConnection(connection);
         ::fcntl(IceConnectionNumber(ice), F_SETFD, FD_CLOEXEC);
         pollfd sources[] = {{IceConnectionNumber(ice), POLLIN, 0}, {m_wake, POLLIN, 0}};
         while (::poll(sources, std::size(sources), -1) >= 0 || errno == EINTR) {
