@@ -38,7 +38,7 @@ class WithoutTrayTest(Flow):
         watcher.close()
         restarted = self.watcher()
         wait_for(lambda: restarted.items, what="registration at the watcher that came anew")
-        self.assertEqual(len(restarted.items), 1)
+        self.assertEqual(restarted.items, watcher.items)
         restarted.click(-1)
         client.wait_for_end(2)
         wait_for(lambda: restarted.items[0][0] in restarted.gone, what="item gone")

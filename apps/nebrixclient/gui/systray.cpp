@@ -44,16 +44,18 @@ wxBEGIN_EVENT_TABLE(NebrixSystrayIcon, wxTaskBarIcon) EVT_MENU(ID_COMMAND_SETTIN
 
 NebrixSystrayIcon::~NebrixSystrayIcon() = default;
 
-void NebrixSystrayIcon::present(TrayKind kind) {
+void NebrixSystrayIcon::present(TrayKind kind) { place(kind, kind != TrayKind::X11); }
+
+void NebrixSystrayIcon::place(TrayKind kind, bool keepsNotifierItem) {
     if (nebrix::gui::desktop::closePopupMenu()) {
         // The icon must not go before the menu's own loop has been left.
-        CallAfter([this, kind] { present(kind); });
+        CallAfter([this, kind, keepsNotifierItem] { place(kind, keepsNotifierItem); });
         return;
     }
     if (kind != TrayKind::X11 && IsIconInstalled()) {
         wxTaskBarIcon::RemoveIcon();
     }
-    if (kind != TrayKind::StatusNotifier) {
+    if (!keepsNotifierItem) {
         m_notifierItem.reset();
     }
     if (kind == TrayKind::X11) {
@@ -87,7 +89,7 @@ bool NebrixSystrayIcon::isInstalled() const {
 
 bool NebrixSystrayIcon::RemoveIcon() {
     const bool installed = isInstalled();
-    present(TrayKind::Window);
+    place(TrayKind::Window, false);
     return installed;
 }
 

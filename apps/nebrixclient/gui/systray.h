@@ -17,7 +17,8 @@ public:
     NebrixSystrayIcon();
     ~NebrixSystrayIcon() override;
 
-    /// Shows the icon on this kind of tray and takes it off the other; on none of them for TrayKind::Window.
+    /// Shows the icon on this kind of tray and takes it off the other; on none of them for TrayKind::Window. A status
+    /// notifier item that is there waits for the next watcher meanwhile, so that hosts see one item and not two.
     void present(tessel::view::TrayKind kind);
     [[nodiscard]] bool isInstalled() const;
     bool RemoveIcon() override;
@@ -33,10 +34,11 @@ private:
     void OnAbout(wxCommandEvent& event);
     void OnMenuStop(wxCommandEvent& event);
     void OnLeftUp(wxTaskBarIconEvent& event);
+    void place(tessel::view::TrayKind kind, bool keepsNotifierItem);
     void showOnX11();
     void showAsNotifierItem();
 
-    std::unique_ptr<nebrix::gui::StatusNotifierItem> m_notifierItem;  // only while that kind of tray is used
+    std::unique_ptr<nebrix::gui::StatusNotifierItem> m_notifierItem;  // none on an X11 tray
 
     wxDECLARE_EVENT_TABLE();
 };
