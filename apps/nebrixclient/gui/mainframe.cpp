@@ -23,12 +23,17 @@ using tessel::view::TrayKind;
 #define EVT_CLIENT(id, function) \
     wx__DECLARE_EVT1(EVT_TYPE_CLIENTNOTIFY, id, wxThreadEventHandler(NebrixMainFrame::function))
 
-wxBEGIN_EVENT_TABLE(NebrixMainFrame, wxFrame) EVT_CLIENT(ID_CLIENT_CONNECT_ERROR, onClientConnectError)
-    EVT_CLIENT(ID_CLIENT_STATUS, onClientStatus) EVT_CLIENT(ID_CLIENT_FATAL_ERROR, onFatalError)
-        EVT_CLIENT(ID_CLIENT_DISPATCH, onClientDispatch) EVT_CLIENT(ID_CLIENT_TRANSFER, onTransfer)
-            EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck) EVT_CLOSE(NebrixMainFrame::onClose) wxEND_EVENT_TABLE()
+wxBEGIN_EVENT_TABLE(NebrixMainFrame, wxFrame)
+EVT_CLIENT(ID_CLIENT_CONNECT_ERROR, onClientConnectError)
+EVT_CLIENT(ID_CLIENT_STATUS, onClientStatus)
+EVT_CLIENT(ID_CLIENT_FATAL_ERROR, onFatalError)
+EVT_CLIENT(ID_CLIENT_DISPATCH, onClientDispatch)
+EVT_CLIENT(ID_CLIENT_TRANSFER, onTransfer)
+EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck)
+EVT_CLOSE(NebrixMainFrame::onClose)
+wxEND_EVENT_TABLE()
 
-                NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title)
+NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title)
     : wxFrame(parent, id, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE),
       m_notifyHandler(this),
       m_client(m_notifyHandler),

@@ -28,19 +28,19 @@ void append(wxMenu& menu, int id, const wxString& label, const char* image) {
 }  // namespace
 
 // GTK reports a left click when the button goes down, and never its release.
-wxBEGIN_EVENT_TABLE(NebrixSystrayIcon, wxTaskBarIcon) EVT_MENU(ID_COMMAND_SETTINGS, NebrixSystrayIcon::OnMenuConf)
-    EVT_MENU(ID_COMMAND_LOGS, NebrixSystrayIcon::OnMenuLogs) EVT_MENU(wxID_ABOUT, NebrixSystrayIcon::OnAbout)
-        EVT_MENU(wxID_EXIT, NebrixSystrayIcon::OnMenuStop)
+wxBEGIN_EVENT_TABLE(NebrixSystrayIcon, wxTaskBarIcon)
+EVT_MENU(ID_COMMAND_SETTINGS, NebrixSystrayIcon::OnMenuConf)
+EVT_MENU(ID_COMMAND_LOGS, NebrixSystrayIcon::OnMenuLogs)
+EVT_MENU(wxID_ABOUT, NebrixSystrayIcon::OnAbout)
+EVT_MENU(wxID_EXIT, NebrixSystrayIcon::OnMenuStop)
 #ifdef __WXGTK__
-            EVT_TASKBAR_LEFT_DOWN(NebrixSystrayIcon::OnLeftUp)
+EVT_TASKBAR_LEFT_DOWN(NebrixSystrayIcon::OnLeftUp)
 #else
-            EVT_TASKBAR_LEFT_UP(NebrixSystrayIcon::OnLeftUp)
+EVT_TASKBAR_LEFT_UP(NebrixSystrayIcon::OnLeftUp)
 #endif
-                wxEND_EVENT_TABLE()
+wxEND_EVENT_TABLE()
 
-                    NebrixSystrayIcon::NebrixSystrayIcon()
-    : wxTaskBarIcon(wxTBI_CUSTOM_STATUSITEM) {
-}
+NebrixSystrayIcon::NebrixSystrayIcon() : wxTaskBarIcon(wxTBI_CUSTOM_STATUSITEM) {}
 
 NebrixSystrayIcon::~NebrixSystrayIcon() = default;
 
