@@ -8,6 +8,7 @@
 #include "libs/base/file.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
+#include "tests/support/testkey.h"
 
 namespace tessel::test {
 namespace {
@@ -15,7 +16,7 @@ namespace {
 /// A library and its signature by a key that the test knows.
 class SignatureTest : public testing::Test {
 protected:
-    static void SetUpTestSuite() { s_key.generate(2048); }
+    static void SetUpTestSuite() { ASSERT_EQ(s_key.loadFromMem(nebrix::test::kTestKeyPem, "", false), 1); }
 
     SignatureTest() : m_library(m_directory.write("liba.so", "not really code\n")), m_signature(m_library + ".sig") {
         sign();
