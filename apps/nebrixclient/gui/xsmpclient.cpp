@@ -109,7 +109,13 @@ private:
         IceConn ice = SmcGetIceConnection(connection);
         ::fcntl(IceConnectionNumber(ice), F_SETFD, FD_CLOEXEC);
         pollfd sources[] = {{IceConnectionNumber(ice), POLLIN, 0}, {m_wake, POLLIN, 0}};
-        while (::poll(sources, std::size(sources), -1) >= 0 || errno == EINTR) {
+        for (;;) {
+            if (::poll(sources, std::size(sources), -1) < 0) {
+                if (errno == EINTR) {
+                    continue;
+                }
+                return;
+            }
             if (sources[1].revents != 0 ||
                 (sources[0].revents != 0 && IceProcessMessages(ice, nullptr, nullptr) != IceProcessMessagesSuccess)) {
                 return;
