@@ -109,18 +109,24 @@ TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
 }
 
 TEST_F(ClientTest, CancellingEndsEveryPhaseSoonAndWithoutAnError) {
-    const std::pair<gateway::Fault, const char*> cases[] = {{gateway::Fault::Silent, "request"},
-                                                            {gateway::Fault::ArchiveSilent, "download"}};
-    for (const auto& [fault, phase] : cases) {
-        SCOPED_TRACE(phase);
+    using Lines = std::vector<std::string>;
+    const std::tuple<gateway::Fault, ComponentType, const char*, Lines> cases[] = {
+        {gateway::Fault::Silent, ComponentType::Hostchecker, "request", {"status 4"}},
+        {gateway::Fault::ArchiveSilent,
+         ComponentType::Hostchecker,
+         "hostchecker",
+         {"dispatch 3", "status 2", "status 4"}},
+        {gateway::Fault::ArchiveSilent, ComponentType::PluginDll, "Plugin", {"dispatch 2", "status 4"}}};
+    for (const auto& [fault, type, folder, lines] : cases) {
+        SCOPED_TRACE(folder);
+        const bool downloads = fault == gateway::Fault::ArchiveSilent;
         gateway::Faults faults;
         faults.add(fault);
         serve(faults);
         TransferRecorder transfers;
         m_client->setProgress(&transfers);
         m_notify.clear();
-        start(ComponentType::Hostchecker);
-        const bool downloads = fault == gateway::Fault::ArchiveSilent;
+        start(type);
         while (downloads ? transfers.received() == 0 : m_client->getServer().empty()) {
             std::this_thread::yield();
         }
@@ -128,10 +134,10 @@ TEST_F(ClientTest, CancellingEndsEveryPhaseSoonAndWithoutAnError) {
         m_client->cancel();
         ASSERT_TRUE(m_client->join(20000));
         EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
-        EXPECT_EQ(m_notify.lines().back(), "status 4");
+        EXPECT_EQ(m_notify.lines(), lines);
         EXPECT_EQ(transfers.over(), downloads);
         EXPECT_FALSE(std::filesystem::exists(m_home.data("calls"))) << "a component ran";
-        EXPECT_TRUE(!downloads || std::filesystem::is_empty(m_home.data("hostchecker"))) << "half an archive is left";
+        EXPECT_TRUE(!downloads || std::filesystem::is_empty(m_home.data(folder))) << "half an archive is left";
         m_client->restart();
         EXPECT_FALSE(m_client->join(200)) << "a new attempt is not cancelled any more";
         m_client.reset();
