@@ -74,8 +74,8 @@ check_tidy() {
     fi
 }
 
-# libcrypto is not instrumented, so that only valgrind sees what signature checks make it read. Without the making of
-# keys, which takes a minute by chance.
+# libcrypto is not instrumented, so that only valgrind sees what signature checks make it read. Tests that make keys stay
+# out: one key takes up to a minute there, as chance wants it.
 check_signatures_under_valgrind() {
     local filter='*Signature*:*SignedDll*:*Rsa*-*Generates*' program home
     for program in openssl_test core_test; do

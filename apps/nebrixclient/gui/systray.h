@@ -20,6 +20,7 @@ public:
     /// Shows the icon on this kind of tray and takes it off the other; on none of them for TrayKind::Window. A status
     /// notifier item that is there waits for the next watcher meanwhile, so that hosts see one item and not two.
     void present(tessel::view::TrayKind kind);
+    /// Also while a status notifier item waits for a watcher.
     [[nodiscard]] bool isInstalled() const;
     bool RemoveIcon() override;
 
