@@ -11,13 +11,13 @@ json::JSONWrapperFromString parse(const String& text) {
         return json::JSONWrapperFromString(text);
     } catch (const json::EJsonError& caught) {
         logCaught(caught, sites::kMediationNotJson);
-        raise<EMediationResponse>("EMediationResponse", sites::kMediationNotJson);
+        raise<EMediationResponse>("EMediationResponse", sites::kMediationNotJson, {.words = "JSON"});
     }
 }
 
 [[noreturn]] void raiseMissingKey(const Exception& caught) {
     logCaught(caught, sites::kMediationMissingKey);
-    raise<EMediationResponse>("EMediationResponse", sites::kMediationMissingKey);
+    raise<EMediationResponse>("EMediationResponse", sites::kMediationMissingKey, caught.facts());
 }
 
 }  // namespace

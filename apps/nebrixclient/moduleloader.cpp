@@ -24,8 +24,9 @@ void* ModuleLoader::load(const char* name) const {
 }
 
 void ModuleLoader::loadError(const String& what) {
-    log(LogCategory::Error, "ModuleLoader", "ModuleLoader", String("Unable to load \"" + what + "\": " + dlerror()));
-    raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad);
+    const String why = dlerror();
+    log(LogCategory::Error, "ModuleLoader", "ModuleLoader", String("Unable to load \"" + what + "\": " + why));
+    raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad, {.subject = what, .words = why});
 }
 
 void* ModuleLoader::dlopen(const String& path) { return ::dlopen(path.str(), RTLD_LAZY); }

@@ -30,7 +30,8 @@ void requirePlainName(const char* key, const String& value, bool mayBeEmpty) {
     }
     log(LogCategory::Error, "DownloadManager", "checkNames",
         String(String("Refused configuration key \"") + key + "\": not a plain file name"));
-    raise<EClientConfiguration>("EClientConfiguration", sites::kRefusedName);
+    raise<EClientConfiguration>("EClientConfiguration", sites::kRefusedName,
+                                {.subject = String::copy(key), .words = "a plain file name"});
 }
 
 }  // namespace tessel

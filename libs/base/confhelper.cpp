@@ -21,7 +21,7 @@ bool ConfReadHelper::present(IKeyReader& reader, const char* key, bool required)
     }
     if (required) {
         log(LogCategory::Error, "ConfReadHelper", "readKey", String("Missing tag: <" + String::copy(key) + ">"));
-        raise<EConfMissingKey>("EConfMissingKey", sites::kConfMissingKey);
+        raise<EConfMissingKey>("EConfMissingKey", sites::kConfMissingKey, {.subject = String::copy(key)});
     }
     return false;
 }
@@ -30,20 +30,26 @@ bool ConfReadHelper::readList(IKeyReader& reader, const char* key, const char* i
     if (!present(reader, key, required)) {
         return false;
     }
-    IKeyReader& list = reader[key];
-    List<String> items;
-    for (unsigned left = list.size(item); left > 0; --left) {
-        String value;
-        list[item].read(value);
-        items.push_back(std::move(value));
+    try {
+        IKeyReader& list = reader[key];
+        List<String> items;
+        for (unsigned left = list.size(item); left > 0; --left) {
+            String value;
+            list[item].read(value);
+            items.push_back(std::move(value));
+        }
+        out = std::move(items);
+    } catch (Exception& caught) {
+        caught.under(key);
+        throw;
     }
-    out = std::move(items);
     return true;
 }
 
 void throwMissingOptionalConf(const String& key) {
     log(LogCategory::Error, "ConfHelper", "OptionalConf", String("Using missing configuration: \"" + key + "\""));
-    raise<EConfUsingMissingOptionalConf>("EConfUsingMissingOptionalConf", sites::kConfMissingOptional);
+    raise<EConfUsingMissingOptionalConf>("EConfUsingMissingOptionalConf", sites::kConfMissingOptional,
+                                         {.subject = key});
 }
 
 }  // namespace tessel

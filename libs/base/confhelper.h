@@ -26,8 +26,8 @@ public:
     void write(IKeyReader& reader) override { keywrite(reader); }
 };
 
-/// Reads keys of a configuration and says in the log which required one is missing.
-/// Whatever the reader raises for a value of the wrong type passes through.
+/// Reads keys of a configuration and says in the log which required one is missing. Whatever the reader raises for a
+/// value of the wrong type passes through. The facts of both tell the key, with those around it.
 class ConfReadHelper {
 public:
     /// Reads the value under the key into out and returns true; without the key returns false and leaves out as it
@@ -37,7 +37,12 @@ public:
         if (!present(reader, key, required)) {
             return false;
         }
-        readValue(reader[key], out);
+        try {
+            readValue(reader[key], out);
+        } catch (Exception& caught) {
+            caught.under(key);
+            throw;
+        }
         return true;
     }
 

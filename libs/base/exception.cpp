@@ -24,6 +24,15 @@ String Exception::trace(const String& file, int line) const {
     return toString() + " -> " + baseName(file) + ":" + tessel::toString(line);
 }
 
+void Exception::under(const char* key) noexcept {
+    try {
+        m_facts.subject =
+            m_facts.subject.empty() ? String::copy(key) : String(String::copy(key) + "." + m_facts.subject);
+    } catch (...) {
+        // Memory has ended: the exception itself is worth more than where it stands.
+    }
+}
+
 String Exception::baseName(const String& path) {
     unsigned separator = path.rfind('/');
     if (separator == String::npos) {

@@ -1,9 +1,24 @@
 #pragma once
 
+#include <utility>
+
 #include "libs/base/raisesite.h"
 #include "libs/base/string.h"
 
 namespace tessel {
+
+/// What an error is about, as facts for whoever tells a person. They stand beside an exception's text forms, which
+/// administrators know and which never show them.
+struct ErrorFacts {
+    /// The path of a file, or the key of a document with those around it: "result.login".
+    String subject{};
+    /// What failed in words of the place that knows: what the system said, or what was expected there.
+    String words{};
+    /// errno as it was; 0 when the system did not say.
+    int systemError = 0;
+    /// A number of the raising module's own, 0 for none.
+    int cause = 0;
+};
 
 /// Root of all errors: thrown by value, caught by reference.
 ///
@@ -21,6 +36,10 @@ public:
     [[nodiscard]] const String& getFile() const noexcept { return m_file; }
     [[nodiscard]] int getLine() const noexcept { return m_line; }
     [[nodiscard]] int getErrorCode() const noexcept { return m_code; }
+    [[nodiscard]] const ErrorFacts& facts() const noexcept { return m_facts; }
+    void setFacts(ErrorFacts facts) noexcept { m_facts = std::move(facts); }
+    /// Says under which key the subject lies, while the exception passes the reader of that key. Raises nothing.
+    void under(const char* key) noexcept;
 
     /// "message:file:line", followed by "(code)" when the code is not 0.
     [[nodiscard]] String toString() const;
@@ -35,12 +54,19 @@ private:
     String m_file;
     int m_line;
     int m_code;
+    ErrorFacts m_facts;
 };
 
 /// Raises E with a message of its own class name's kind at one of a module's fixed sites.
 template <class E>
 [[noreturn]] void raise(const String& message, RaiseSite site) {
     throw E(message, String(site.file), site.line);
+}
+template <class E>
+[[noreturn]] void raise(const String& message, RaiseSite site, ErrorFacts facts) {
+    E error(message, String(site.file), site.line);
+    error.setFacts(std::move(facts));
+    throw error;
 }
 
 /// Logs a caught exception in the way common to all handlers: TRACE, "Exception", "catch", the trace with the

@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstring>
 
+#include "libs/base/platform.h"
 #include "libs/base/runtimesites.h"
 
 namespace tessel {
@@ -45,7 +46,11 @@ unsigned clamp(unsigned long size) noexcept {
     return static_cast<unsigned>(std::min(size, static_cast<unsigned long>(UINT_MAX)));
 }
 
-[[noreturn]] void raiseFile(RaiseSite site) { raise<EFile>("EFile", site); }
+[[noreturn]] void raiseFile(RaiseSite site, const String& path) {
+    const int systemError = errno;
+    raise<EFile>("EFile", site,
+                 {.subject = path, .words = platform::errorText(systemError), .systemError = systemError});
+}
 
 }  // namespace
 
@@ -117,7 +122,7 @@ void File::setReadPos(unsigned position) {
     flush();
     m_begin = m_end = 0;
     if (!isOpened() || ::lseek(m_descriptor, position, SEEK_SET) < 0) {
-        raiseFile(sites::kFileSeek);
+        raiseFile(sites::kFileSeek, m_path);
     }
 }
 
@@ -131,7 +136,7 @@ void File::fill() {
         got = ::read(m_descriptor, m_buffer.get(), kBufferSize);
     } while (got < 0 && errno == EINTR);
     if (got < 0) {
-        raiseFile(sites::kFileRead);
+        raiseFile(sites::kFileRead, m_path);
     }
     m_end = static_cast<unsigned>(got);
 }
@@ -169,7 +174,8 @@ void File::leaveReading() {
 
 void File::write(const char* data, unsigned n) {
     if (m_state != State::Writing) {
-        raiseFile(sites::kFileWrite);
+        errno = EBADF;
+        raiseFile(sites::kFileWrite, m_path);
     }
     leaveReading();
     if (n >= kDirect) {
@@ -197,7 +203,7 @@ void File::writeAll(const char* data, unsigned n) {
             continue;
         }
         if (written <= 0) {
-            raiseFile(sites::kFileWrite);
+            raiseFile(sites::kFileWrite, m_path);
         }
         data += written;
         n -= static_cast<unsigned>(written);
@@ -216,7 +222,7 @@ void File::flush() {
 void File::synchronise() {
     flush();
     if (::fsync(m_descriptor) != 0) {
-        raiseFile(sites::kFileWrite);
+        raiseFile(sites::kFileWrite, m_path);
     }
 }
 

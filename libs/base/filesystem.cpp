@@ -14,6 +14,7 @@
 
 #include "libs/base/file.h"
 #include "libs/base/log.h"
+#include "libs/base/platform.h"
 #include "libs/base/runtimesites.h"
 
 // The static half of File: paths and the file system.
@@ -21,11 +22,15 @@ namespace tessel {
 
 namespace {
 
-[[noreturn]] void raiseFile(RaiseSite site) { raise<EFile>("EFile", site); }
+[[noreturn]] void raiseFile(RaiseSite site, const String& path, int systemError = errno) {
+    raise<EFile>("EFile", site,
+                 {.subject = path, .words = platform::errorText(systemError), .systemError = systemError});
+}
 
 [[noreturn]] void cannotOpen(const String& path, const char* method, RaiseSite site) {
+    const int systemError = errno;
     log(LogCategory::Trace, "File", method, String("cannot open " + path));
-    raiseFile(site);
+    raiseFile(site, path, systemError);
 }
 
 bool statusOf(const String& path, struct stat& status) {
@@ -71,7 +76,7 @@ String File::readAllFile(const String& path, unsigned limit) {
         cannotOpen(path, "readAllFile", sites::kReadAllFile);
     }
     if (file.size() > limit) {
-        raiseFile(sites::kReadAllFileLimit);
+        raiseFile(sites::kReadAllFileLimit, path, EFBIG);
     }
     String content;
     file.read(content);
@@ -98,7 +103,7 @@ void File::writeAtomically(const String& path, const String& content) {
         file.write(content);
         file.synchronise();
         if (::rename(temporary.c_str(), target.str()) != 0) {
-            raiseFile(sites::kWriteAtomically);
+            raiseFile(sites::kWriteAtomically, path);
         }
     } catch (const EFile&) {
         ::unlink(temporary.c_str());
@@ -112,12 +117,12 @@ void File::copy(const String& from, const String& to) {
     struct stat target {};
     File source;
     if (!statusOf(from, before) || !source.open(from, kIn)) {
-        raiseFile(sites::kCopyFrom);
+        raiseFile(sites::kCopyFrom, from);
     }
     File sink;
     const bool onItself = statusOf(to, target) && target.st_dev == before.st_dev && target.st_ino == before.st_ino;
     if (onItself || !sink.open(to, kOut)) {
-        raiseFile(sites::kCopyTo);
+        raiseFile(sites::kCopyTo, to, onItself ? EINVAL : errno);
     }
     std::array<char, 1024> block{};
     while (const unsigned got = source.read(block.data(), block.size())) {
@@ -131,13 +136,13 @@ void File::copy(const String& from, const String& to) {
 
 void File::move(const String& from, const String& to) {
     if (std::rename(normalise(from).str(), normalise(to).str()) != 0) {
-        raiseFile(sites::kMove);
+        raiseFile(sites::kMove, from);
     }
 }
 
 void File::remove(const String& path) {
     if (std::remove(normalise(path).str()) != 0) {
-        raiseFile(sites::kRemove);
+        raiseFile(sites::kRemove, path);
     }
 }
 
@@ -147,7 +152,7 @@ void File::removeTree(const String& path) {
         return std::remove(entry) == 0 || errno == ENOENT ? 0 : -1;
     };
     if (::nftw(normalise(path).str(), removeEntry, kDescriptors, FTW_DEPTH | FTW_PHYS) != 0 && errno != ENOENT) {
-        raiseFile(sites::kRemoveTree);
+        raiseFile(sites::kRemoveTree, path);
     }
 }
 
@@ -162,7 +167,7 @@ void File::createDirectory(const String& path) {
         end = std::min(whole.find('/', end + 1), whole.length());
         const String prefix = whole.range(0, end).clone();
         if (::mkdir(prefix.str(), S_IRWXU) != 0 && (errno != EEXIST || !isDirectory(prefix))) {
-            raiseFile(sites::kCreateDirectory);
+            raiseFile(sites::kCreateDirectory, prefix);
         }
     }
 }
@@ -228,7 +233,7 @@ void File::setReadOnly(const String& path, bool readOnly) {
     const bool known = statusOf(path, status);
     const mode_t mode = readOnly ? status.st_mode & ~kWriters : status.st_mode | S_IWUSR;
     if (!known || ::chmod(normalise(path).str(), mode & 07777) != 0) {
-        raiseFile(sites::kSetReadOnly);
+        raiseFile(sites::kSetReadOnly, path);
     }
 }
 

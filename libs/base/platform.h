@@ -18,6 +18,9 @@ void systemLog(LogCategory category, const String& body) noexcept;
 /// link, no regular file or another user's. Not inherited by other programs.
 std::FILE* openLogFile(const char* path) noexcept;
 
+/// The system's words for an errno, in English whatever the locale; empty for 0.
+String errorText(int systemError);
+
 /// The system's name, release and version text; false when it does not tell.
 struct SystemNames {
     String name;

@@ -56,6 +56,11 @@ std::FILE* openLogFile(const char* path) noexcept {
     return stream;
 }
 
+String errorText(int systemError) {
+    const char* const text = systemError == 0 ? nullptr : ::strerrordesc_np(systemError);
+    return text == nullptr ? String() : String::copy(text);
+}
+
 bool systemNames(SystemNames& out) {
     utsname names{};
     if (::uname(&names) != 0) {

@@ -11,8 +11,18 @@ namespace tessel::json {
 
 namespace {
 
+// What was expected where something else stands, for the exceptions' facts.
+constexpr const char* kText = "a text";
+constexpr const char* kInteger = "a whole number";
+constexpr const char* kUnsigned = "a whole number that is not negative";
+constexpr const char* kBoolean = "true or false";
+constexpr const char* kObject = "an object";
+constexpr const char* kList = "a list";
+
 [[noreturn]] void fail(RaiseSite site) { raise<EJsonKeyReader>("EJsonKeyReader", site); }
-[[noreturn]] void unsupported() { fail(sites::kUnsupportedRead); }
+[[noreturn]] void unsupported(const char* expected = "") {
+    raise<EJsonKeyReader>("EJsonKeyReader", sites::kUnsupportedRead, {.words = expected});
+}
 
 const gc::Pointer<JSONReader>& made(JSONPolyReader& reader, const Json::Value& value) {
     if (!reader.reader().valid()) {
@@ -23,32 +33,32 @@ const gc::Pointer<JSONReader>& made(JSONPolyReader& reader, const Json::Value& v
 
 /// Runs a conversion; a refused one means that the value is of the wrong type for the object being filled.
 template <class Convert>
-auto converted(Convert convert, RaiseSite site) {
+auto converted(Convert convert, const char* expected, RaiseSite site) {
     try {
         return convert();
     } catch (const EJsonError&) {
-        raise<EKeyReader>("EKeyReader", site);
+        raise<EKeyReader>("EKeyReader", site, {.words = expected});
     }
 }
 
 }  // namespace
 
 JSONReader& JSONReader::operator[](const char* key) { return (*this)[String(key)]; }
-JSONReader& JSONReader::operator[](const String&) { unsupported(); }
+JSONReader& JSONReader::operator[](const String&) { unsupported(kObject); }
 bool JSONReader::exists(const String&) { return false; }
-unsigned JSONReader::size(const String&) { unsupported(); }
+unsigned JSONReader::size(const String&) { unsupported(kList); }
 bool JSONReader::hasAttribute(const String&) { return false; }
 String JSONReader::getAttribute(const String&) { return {}; }
 void JSONReader::read(unsigned short&) { unsupported(); }
-void JSONReader::read(unsigned int&) { unsupported(); }
+void JSONReader::read(unsigned int&) { unsupported(kUnsigned); }
 void JSONReader::read(short&) { unsupported(); }
-void JSONReader::read(int&) { unsupported(); }
-void JSONReader::read(bool&) { unsupported(); }
+void JSONReader::read(int&) { unsupported(kInteger); }
+void JSONReader::read(bool&) { unsupported(kBoolean); }
 void JSONReader::read(unsigned char&) { unsupported(); }
 void JSONReader::read(char&) { unsupported(); }
-void JSONReader::read(String&) { unsupported(); }
+void JSONReader::read(String&) { unsupported(kText); }
 void JSONReader::read(Memory&) { unsupported(); }
-void JSONReader::read(ISerialize&) { unsupported(); }
+void JSONReader::read(ISerialize&) { unsupported(kObject); }
 void JSONReader::read(Memory&, unsigned) { unsupported(); }
 void JSONReader::read(char*, unsigned) { unsupported(); }
 unsigned JSONReader::sizeToRead() const { unsupported(); }
@@ -82,19 +92,19 @@ JSONNullReader::JSONNullReader(const JSONWrapper& json) : JSONReader(json) {
 }
 
 void JSONValueReader::read(String& value) {
-    value = converted([this] { return json().asString(); }, sites::kNoString);
+    value = converted([this] { return json().asString(); }, kText, sites::kNoString);
 }
 
 void JSONValueReader::read(int& value) {
-    value = converted([this] { return json().asInt32(); }, sites::kNoInteger);
+    value = converted([this] { return json().asInt32(); }, kInteger, sites::kNoInteger);
 }
 
 void JSONValueReader::read(unsigned int& value) {
-    value = converted([this] { return json().asUInt32(); }, sites::kNoUnsigned);
+    value = converted([this] { return json().asUInt32(); }, kUnsigned, sites::kNoUnsigned);
 }
 
 void JSONValueReader::read(bool& value) {
-    value = converted([this] { return json().asBool(); }, sites::kNoBoolean);
+    value = converted([this] { return json().asBool(); }, kBoolean, sites::kNoBoolean);
 }
 
 void JSONValueReader::read(Memory& value) {

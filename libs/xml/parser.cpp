@@ -20,7 +20,7 @@ void Parser::write(const String& path, const String& rootKey, const ISerialize& 
         File::writeAtomically(path, toText(rootKey, object));
     } catch (const Exception& error) {
         logCaught(error, sites::kSaveCaught);
-        raise<EParser>("EParser", sites::kNotSaved);
+        raise<EParser>("EParser", sites::kNotSaved, error.facts());
     }
 }
 
