@@ -106,6 +106,8 @@ void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYPEER, m_verifySsl ? 1L : 0L);
     curl_easy_setopt(m_handle, CURLOPT_NOPROGRESS, m_cancelled != nullptr || m_listener != nullptr ? 0L : 1L);
     curl_easy_setopt(m_handle, CURLOPT_XFERINFODATA, this);
+    curl_easy_setopt(m_handle, CURLOPT_SSL_CTX_FUNCTION, &onTls);
+    curl_easy_setopt(m_handle, CURLOPT_SSL_CTX_DATA, this);
     if (post.empty()) {
         curl_easy_setopt(m_handle, CURLOPT_HTTPGET, 1L);
     } else {
@@ -133,6 +135,7 @@ bool CurlEasyWrapper::request(const String& url, IWriter& out, std::uint64_t lim
         curl_easy_setopt(m_handle, CURLOPT_POSTFIELDS, nullptr);
         curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
     }
+    m_failure = classify(body);
     if (m_lastErrorCode != CURLE_OK) {
         logFailure(body);
     }
@@ -147,6 +150,33 @@ void CurlEasyWrapper::logFailure(const Body& body) const {
     const char* text = curl_easy_strerror(static_cast<CURLcode>(m_lastErrorCode));
     log(LogCategory::Error, "CurlEasyWrapper", "request",
         String(text + (" (#" + toString(m_lastErrorCode) + ") [" + String(m_errorBuffer.data()) + "]")));
+}
+
+int CurlEasyWrapper::proxyStatus() const noexcept {
+    long status = 0;
+    curl_easy_getinfo(m_handle, CURLINFO_HTTP_CONNECTCODE, &status);
+    return static_cast<int>(status);
+}
+
+TransferFailure CurlEasyWrapper::classify(const Body& body) const noexcept {
+    constexpr int kEstablished = 200;
+    if (body.tooLong) {
+        return TransferFailure::BodyTooLong;
+    }
+    if (m_lastErrorCode == CURLE_RECV_ERROR && proxyStatus() != 0 && proxyStatus() != kEstablished) {
+        return TransferFailure::Proxy;
+    }
+    long systemError = 0;
+    curl_easy_getinfo(m_handle, CURLINFO_OS_ERRNO, &systemError);
+    return failureOf(m_lastErrorCode, static_cast<int>(systemError));
+}
+
+int CurlEasyWrapper::onTls(void* /*curl*/, void* context, void* self) noexcept {
+    const CurlEasyWrapper& wrapper = *static_cast<CurlEasyWrapper*>(self);
+    if (wrapper.m_tlsWitness != nullptr) {
+        wrapper.m_tlsWitness->attach(context);
+    }
+    return CURLE_OK;
 }
 
 std::size_t CurlEasyWrapper::onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept {

@@ -6,6 +6,8 @@
 
 #include "libs/base/serialize.h"
 #include "libs/base/string.h"
+#include "libs/curl/tlswitness.h"
+#include "libs/curl/transferfailure.h"
 #include "libs/http/header.h"
 #include "libs/http/proxy.h"
 
@@ -42,6 +44,8 @@ public:
     void setCancelFlag(const std::atomic<bool>* cancelled) noexcept { m_cancelled = cancelled; }
     /// Told how far each transfer is; null for nobody. Must outlive the requests.
     void setListener(ITransferListener* listener) noexcept { m_listener = listener; }
+    /// Looks on while TLS is agreed on; null for nobody. Must outlive this object, whose connection refers to it.
+    void setTlsWitness(ITlsWitness* witness) noexcept { m_tlsWitness = witness; }
 
     /// Performs one request; the body goes to `out`, at most `limit` bytes of it (0: any number). See
     /// CurlSession::request() for the rest. Raises nothing that `out` raises.
@@ -49,6 +53,14 @@ public:
 
     /// The CURLcode of the last request, 0 before the first.
     [[nodiscard]] int lastErrorCode() const noexcept { return m_lastErrorCode; }
+    /// Why the last request failed; None exactly when the code is 0.
+    [[nodiscard]] TransferFailure failure() const noexcept { return m_failure; }
+    /// The HTTP status of the proxy's last answer to CONNECT, 0 without one.
+    [[nodiscard]] int proxyStatus() const noexcept;
+    /// See RequestInfo::getPeerCertificate().
+    [[nodiscard]] std::shared_ptr<const tls::PeerCertificate> peerCertificate() const noexcept {
+        return m_tlsWitness != nullptr ? m_tlsWitness->refused() : nullptr;
+    }
     /// What OpenSSL said of the server's certificate (an X509_V_ code), whether it was to be checked or not.
     [[nodiscard]] long sslVerifyResult() const noexcept { return m_verifyResult; }
     /// libcurl's own words about it; empty when it has none. Valid until the next request.
@@ -62,20 +74,24 @@ private:
     void apply(const String& url, Body& body, const String& post);
     void applyOnce();
     void logFailure(const Body& body) const;
+    [[nodiscard]] TransferFailure classify(const Body& body) const noexcept;
     static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
     static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
     static int onProgress(void* self, std::int64_t expected, std::int64_t received, std::int64_t,
                           std::int64_t) noexcept;
+    static int onTls(void* curl, void* context, void* self) noexcept;
 
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
     std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
     int m_lastErrorCode = 0;
+    TransferFailure m_failure = TransferFailure::None;
     long m_verifyResult = 0;
     String m_userAgent;
     http::ResponseHeader m_responseHeader;
     const std::atomic<bool>* m_cancelled = nullptr;
     ITransferListener* m_listener = nullptr;
+    ITlsWitness* m_tlsWitness = nullptr;
 };
 
 }  // namespace tessel

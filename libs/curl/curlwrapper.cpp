@@ -87,6 +87,8 @@ bool CurlSession::verifySSL(const String& /*url*/) { return true; }
 
 Proxy CurlSession::getProxy(const String& /*url*/) { return {}; }
 
+std::unique_ptr<ITlsWitness> CurlSession::watchTls() { return nullptr; }
+
 void CurlSession::setUserAgent(const String& userAgent) {
     const std::lock_guard lock(m_mutex);
     m_userAgent = userAgent;
@@ -113,11 +115,13 @@ void CurlSession::setCookie(const http::SetCookie& cookie) {
 bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
                            ITransferListener* listener) {
     const Lock turn(m_transfer);
+    const std::unique_ptr<ITlsWitness> witness = watchTls();
     CurlEasyWrapper handle;
     handle.attachShare(m_share.handle());
     handle.enableCookies();
     handle.setCancelFlag(&m_cancelled);
     handle.setListener(listener);
+    handle.setTlsWitness(witness.get());
     {
         const std::lock_guard lock(m_mutex);
         handle.setUserAgent(m_userAgent);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 
 #include "libs/base/memory.h"
@@ -46,6 +47,9 @@ public:
     virtual bool verifySSL(const String& url);
     virtual Proxy getProxy(const String& url);
     virtual ~CurlSession();
+    /// Who looks on while the request's TLS is agreed on, so that its outcome says whose certificate was refused; null
+    /// for nobody. Asked and bound as the two above.
+    virtual std::unique_ptr<ITlsWitness> watchTls();
 
     void setUserAgent(const String& userAgent);
     /// Raises HeaderException for a cookie that cannot be written safely (see SetCookie). One without domain belongs

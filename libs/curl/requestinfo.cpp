@@ -12,6 +12,9 @@ void RequestInfo::readFromCurl(const CurlEasyWrapper& handle) {
     m_errorString = String::copy(curl_easy_strerror(static_cast<CURLcode>(m_code)));
     m_errorBuffer = String::copy(handle.errorBuffer());
     m_responseHeader = handle.responseHeader();
+    m_failure = handle.failure();
+    m_proxyStatus = m_failure == TransferFailure::Proxy ? handle.proxyStatus() : 0;
+    m_certificate = m_failure == TransferFailure::Certificate ? handle.peerCertificate() : nullptr;
 }
 
 String RequestInfo::format() const {

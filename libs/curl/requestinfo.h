@@ -1,11 +1,17 @@
 #pragma once
 
+#include <memory>
+
 #include "libs/base/string.h"
+#include "libs/curl/transferfailure.h"
 #include "libs/http/header.h"
 
 namespace tessel {
 
 class CurlEasyWrapper;
+namespace tls {
+struct PeerCertificate;
+}
 
 /// What wants to know how a request ended.
 class IRequestInfo {
@@ -16,15 +22,24 @@ public:
 };
 
 /// The outcome of one request. A value that shares nothing with the session: it may be copied to another thread.
+/// No text in it holds user information, such as a proxy's password.
 class RequestInfo : public IRequestInfo {
 public:
     void readFromCurl(const CurlEasyWrapper& handle) override;
 
-    /// The CURLcode, 0 for success; libcurl's text of the code; what libcurl said about this very request.
+    /// The CURLcode, 0 for success; libcurl's text of the code; what was said about this very request.
     [[nodiscard]] int getCode() const noexcept { return m_code; }
     [[nodiscard]] const String& getErrorString() const noexcept { return m_errorString; }
     [[nodiscard]] const String& getErrorBuffer() const noexcept { return m_errorBuffer; }
     [[nodiscard]] const http::ResponseHeader& getResponseHeader() const noexcept { return m_responseHeader; }
+
+    /// Why it failed; None exactly when the code is 0.
+    [[nodiscard]] TransferFailure failure() const noexcept { return m_failure; }
+    /// The HTTP status of a proxy that refused, such as 407; 0 otherwise.
+    [[nodiscard]] int getProxyStatus() const noexcept { return m_proxyStatus; }
+    /// With failure Certificate, whose certificate was refused and why, where the session watches for it (see
+    /// CurlSession::watchTls()); else null. Never changes; valid as long as this value or a copy of it.
+    [[nodiscard]] const tls::PeerCertificate* getPeerCertificate() const noexcept { return m_certificate.get(); }
 
     /// "Code: 6(Could not resolve host name)", and behind a line break what libcurl said, if anything.
     [[nodiscard]] String format() const;
@@ -34,6 +49,9 @@ private:
     String m_errorString;
     String m_errorBuffer;
     http::ResponseHeader m_responseHeader;
+    TransferFailure m_failure = TransferFailure::None;
+    int m_proxyStatus = 0;
+    std::shared_ptr<const tls::PeerCertificate> m_certificate;
 };
 
 }  // namespace tessel
