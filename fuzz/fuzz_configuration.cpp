@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const String text = String::copy(reinterpret_cast<const char*>(data), static_cast<unsigned>(size));
     Deaf deaf;
     StopFlag stop;
-    PluginStatus(deaf, stop).process(text);
+    SessionAccount account;
+    PluginStatus(deaf, stop, account).process(text);
     try {
         MediationResponse response(text);
         Reader reader;

@@ -1,5 +1,6 @@
 #include "apps/nebrixclient-cli/eventline.h"
 
+#include "apps/nebrixclient/account.h"
 #include "libs/curl/requestinfo.h"
 #include "libs/json/jsonmutwrapper.h"
 
@@ -84,6 +85,30 @@ String connectError(Form form, const RequestInfo& request) {
 }
 
 String fatalError(Form form, const String& text) { return withText(form, "fatal-error", text); }
+
+String end(const SessionEnd& end) {
+    json::JSONMutWrapper line = object("end");
+    line.set("wanted", end.wanted()).set("kind", name(end.kind)).set("text", describe(end));
+    const std::pair<const char*, String> texts[] = {{"cause", String(name(end.cause))},
+                                                    {"host", end.host},
+                                                    {"path", end.path},
+                                                    {"key", end.key},
+                                                    {"detail", end.text},
+                                                    {"certificate", end.certificate}};
+    for (const auto& [key, text] : texts) {
+        if (!text.empty()) {
+            line.set(key, text);
+        }
+    }
+    const std::pair<const char*, int> numbers[] = {
+        {"httpStatus", end.httpStatus}, {"errno", end.systemError}, {"number", end.number}};
+    for (const auto& [key, number] : numbers) {
+        if (number != 0) {
+            line.set(key, number);
+        }
+    }
+    return json::toLine(line);
+}
 
 String printable(const String& text) {
     constexpr const char* kDigits = "0123456789abcdef";

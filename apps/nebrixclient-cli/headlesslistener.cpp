@@ -4,28 +4,30 @@
 
 namespace tessel {
 
+ExitCode exitCodeOf(const SessionEnd& end) noexcept {
+    if (end.wanted()) {
+        return ExitCode::Wanted;
+    }
+    return end.unreachable() ? ExitCode::Unreachable : ExitCode::Failed;
+}
+
 HeadlessListener::HeadlessListener(eventline::Form form, bool changesOnly, Print print, Ended ended)
     : m_form(form), m_changesOnly(changesOnly), m_print(std::move(print)), m_ended(std::move(ended)) {}
 
 void HeadlessListener::onConnectError(const RequestInfo& request) {
     m_print(eventline::connectError(m_form, request));
-    {
-        Lock lock(m_mutex);
-        m_errorCode = request.getCode();
-        m_errorText = request.getErrorBuffer().empty() ? request.getErrorString() : request.getErrorBuffer();
-    }
-    end(Outcome::Unreachable);
+    finish();
 }
 
 void HeadlessListener::onFatalError(const String& text) {
     m_print(eventline::fatalError(m_form, text));
-    end(Outcome::FatalError);
+    finish();
 }
 
 void HeadlessListener::onStatus(const ClientStatus& status) {
     m_print(eventline::status(m_form, status));
     if (status == ClientStatus::SessionOver) {
-        end(Outcome::SessionOver);
+        finish();
     }
 }
 
@@ -39,27 +41,28 @@ void HeadlessListener::onVpnStatus(const String& line) {
 
 void HeadlessListener::onDispatch(ClientType type) { m_print(eventline::dispatch(m_form, type)); }
 
-void HeadlessListener::end(Outcome outcome) {
+void HeadlessListener::onSessionEnd(const SessionEnd& end) noexcept {
+    m_account = end;
+    if (m_form == eventline::Form::Json) {
+        try {
+            m_print(eventline::end(end));
+        } catch (...) {
+            // Memory has ended: the exit code still tells.
+        }
+    }
+}
+
+void HeadlessListener::finish() {
     {
         Lock lock(m_mutex);
-        m_outcome = outcome;
+        m_end = m_account;
     }
     m_ended();
 }
 
-std::optional<Outcome> HeadlessListener::outcome() const {
+std::optional<SessionEnd> HeadlessListener::end() const {
     Lock lock(m_mutex);
-    return m_outcome;
-}
-
-int HeadlessListener::errorCode() const {
-    Lock lock(m_mutex);
-    return m_errorCode;
-}
-
-String HeadlessListener::errorText() const {
-    Lock lock(m_mutex);
-    return m_errorText;
+    return m_end;
 }
 
 }  // namespace tessel

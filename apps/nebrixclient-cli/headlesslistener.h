@@ -4,23 +4,27 @@
 #include <optional>
 
 #include "apps/nebrixclient-cli/eventline.h"
+#include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/notify.h"
 #include "libs/base/mutex.h"
 
 namespace tessel {
 
-/// How a headless session ended; the values are the program's exit codes.
-enum class Outcome : int { SessionOver = 0, FatalError = 1, Unreachable = 3 };
+/// The program's exit codes.
+enum class ExitCode : int { Wanted = 0, Failed = 1, Usage = 2, Unreachable = 3 };
+
+/// What an end means for whoever started the program: Wanted only for an end that somebody wanted.
+ExitCode exitCodeOf(const SessionEnd& end) noexcept;
 
 /// Turns each notification into a line and keeps how the session ended.
 ///
-/// Notifications come on the driver's thread, outcome() and details() are asked on the main thread: both take the lock.
-class HeadlessListener final : public INebrixClientNotify {
+/// Notifications come on the driver's thread, end() is asked on the main thread: both take the lock.
+class HeadlessListener final : public INebrixClientNotify, public IAccountNotify {
 public:
     using Print = std::function<void(const String& line)>;
     using Ended = std::function<void()>;
 
-    /// `print` and `ended` are called on the driver's thread; `ended` once the outcome is known.
+    /// `print` and `ended` are called on the driver's thread; `ended` once the session is over.
     /// With changesOnly a VPN line that equals the one before is not printed.
     HeadlessListener(eventline::Form form, bool changesOnly, Print print, Ended ended);
 
@@ -29,25 +33,24 @@ public:
     void onStatus(const ClientStatus& status) override;
     void onVpnStatus(const String& line) override;
     void onDispatch(ClientType type) override;
+    void onSessionEnd(const SessionEnd& end) noexcept override;
 
-    [[nodiscard]] std::optional<Outcome> outcome() const;
-    /// Why the gateway could not be reached: libcurl's code and words.
-    [[nodiscard]] int errorCode() const;
-    [[nodiscard]] String errorText() const;
+    /// Nothing while the session goes on.
+    [[nodiscard]] std::optional<SessionEnd> end() const;
 
 private:
-    void end(Outcome outcome);
+    void finish();
 
     const eventline::Form m_form;
     const bool m_changesOnly;
     const Print m_print;
     const Ended m_ended;
-    std::optional<String> m_lastVpnLine;  // the driver's thread only
+    // The driver's thread only:
+    std::optional<String> m_lastVpnLine;
+    SessionEnd m_account;
 
-    mutable Mutex m_mutex;  // guards all below
-    std::optional<Outcome> m_outcome;
-    int m_errorCode = 0;
-    String m_errorText;
+    mutable Mutex m_mutex;
+    std::optional<SessionEnd> m_end;  // guarded by m_mutex
 };
 
 }  // namespace tessel

@@ -1,32 +1,36 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
+#include <new>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "apps/common/commandline.h"
 #include "apps/nebrixclient-cli/headlesslistener.h"
 #include "apps/nebrixclient/client.h"
 #include "generated/component_public_key.h"
 #include "libs/base/console.h"
-#include "libs/base/file.h"
+#include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/http/uri.h"
 
 // Threads: the main thread waits for signals, which every other thread has blocked; the driver's thread prints the
-// notifications and wakes the main thread with SIGUSR1 when the outcome is known; the console's thread keeps the last
-// error for the user.
+// notifications and wakes the main thread with SIGUSR1 when the session is over.
 
 namespace tessel {
 namespace {
 
 constexpr const char* kProgram = "nebrixclient-cli";
-constexpr int kUsage = 2;
+constexpr int kUsage = static_cast<int>(ExitCode::Usage);
 constexpr int kSignalled = 128;  // plus the signal's number, as shells count
-constexpr int kCurlPeerFailedVerification = 60;
-constexpr unsigned kFlushMilliseconds = 2000;
+constexpr unsigned kLongestLink = 65536;
+/// Two signals so close to each other are one request.
+constexpr std::chrono::milliseconds kSameRequest{500};
 
 commandline::Grammar grammar() {
     return {
@@ -44,46 +48,19 @@ commandline::Grammar grammar() {
         .epilogue =
             "MEDIATION is the link from the gateway's page, https://IDENTIFIER@GATEWAY/PATH?QUERY;\n"
             "\"-\" reads it from standard input, so that no list of processes shows it.\n"
-            "Ctrl-C or SIGTERM asks the session to end; a second one ends the program at once.\n"
-            "Exit codes: 0 session over, 1 fatal error, 2 usage, 3 the gateway could not be reached.\n"
+            "Ctrl-C or SIGTERM asks the session to end; one more than half a second later ends the program at once.\n"
+            "Exit codes: 0 an end that the user, the component or the gateway wanted; 1 a failure; 2 usage;\n"
+            "3 the gateway could not be reached or its certificate is not trusted. Standard error says why.\n"
             "The log is /tmp/nebrixclient.log.\n",
     };
 }
 
-/// The last two errors that were logged, for the words on standard error: the first of them often says why.
-/// Written by the console's thread, read by the main thread; lives as long as the process, as that thread may.
-class LastErrors {
-public:
-    static LastErrors& instance() {
-        static LastErrors* const errors = new LastErrors;
-        return *errors;
-    }
-    static void sink(LogCategory category, const String& body) {
-        if (category == LogCategory::Error) {
-            instance().add(textOf(body));
-        }
-        platform::systemLog(category, body);
-    }
-    String text() {
-        Lock lock(m_mutex);
-        return m_before.empty() ? m_last : String(m_before + "; " + m_last);
-    }
+// Without a buffer of its own, so that it works when memory has ended.
+void complain(std::string_view text) noexcept {
+    std::fprintf(stderr, "%s: %.*s\n", kProgram, static_cast<int>(text.size()), text.data());
+}
 
-private:
-    void add(const String& text) {
-        Lock lock(m_mutex);
-        m_before = m_last;
-        m_last = text;
-    }
-    /// What stands behind "[thread] ERROR Class.method ", copied: the body is only lent.
-    static String textOf(const String& body) { return body.right(']').trim().right(' ').right(' ').clone(); }
-
-    Mutex m_mutex;  // guards all below
-    String m_before;
-    String m_last;
-};
-
-void complain(const std::string& text) { std::fprintf(stderr, "%s: %s\n", kProgram, text.c_str()); }
+void complainOf(const String& text) { complain(eventline::printable(text).view()); }
 
 void printLine(const String& line) {
     std::printf("%.*s\n", static_cast<int>(line.length()), line.array());
@@ -99,76 +76,68 @@ sigset_t watchedSignals() {
     return set;
 }
 
-/// Waits for the session's end. The first signal gives the attempt up, the second one the program.
+/// Waits for the session's end. The first signal gives the attempt up, a later one the program. One that follows at
+/// once is the same request: timeout(1) and shells send it to the program and to its group.
 void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
+    using Clock = std::chrono::steady_clock;
     const sigset_t set = watchedSignals();
-    bool stopping = false;
-    while (!listener.outcome().has_value()) {
+    std::optional<Clock::time_point> asked;
+    while (!listener.end().has_value()) {
         const int signal = sigwaitinfo(&set, nullptr);
-        if (signal > 0 && signal != SIGUSR1) {
-            if (stopping) {
-                _exit(kSignalled + signal);
-            }
-            stopping = true;
-            complain("ending the session; a second signal ends the program at once");
+        if (signal <= 0 || signal == SIGUSR1) {
+            continue;
+        }
+        if (!asked.has_value()) {
+            asked = Clock::now();
             client.cancel();
+            complain("ending the session; a second signal ends the program at once");
+        } else if (Clock::now() - *asked >= kSameRequest) {
+            _exit(kSignalled + signal);
         }
     }
 }
 
-void explainUnreachable(const NebrixClient& client, const HeadlessListener& listener) {
-    const String gateway = client.getServer();
-    complain(std::string("the gateway ") + std::string(gateway.view()) +
-             " could not be reached: " + std::string(listener.errorText().view()));
-    if (listener.errorCode() == kCurlPeerFailedVerification) {
-        complain(std::string("if you trust this gateway, except it from the check: ") +
-                 NebrixClient::getLocalConfPath().str() + " takes <nebrixclient><sslcertignoredomains><domains>" +
-                 std::string(gateway.view()) + "</domains></sslcertignoredomains></nebrixclient>");
+void explain(const SessionEnd& end) {
+    complainOf(describe(end));
+    if (end.kind == EndKind::Certificate) {
+        complainOf("if you trust this gateway, except it from the check: " + NebrixClient::getLocalConfPath() +
+                 " takes <nebrixclient><sslcertignoredomains><domains>" + end.host +
+                 "</domains></sslcertignoredomains></nebrixclient>");
     }
-}
-
-void explainFatal() {
-    if (const gc::Pointer<Console> console = Console::current(); console.valid()) {
-        console->flush(kFlushMilliseconds);
-    }
-    const String last = eventline::printable(LastErrors::instance().text());
-    complain("the session failed" + (last.empty() ? std::string() : ": " + std::string(last.view())));
+    complainOf(String("the log is ") + kLogFile);
 }
 
 int runSession(const String& mediation, const commandline::Arguments& arguments) {
     const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
-    Console::setSystemLogSink(&LastErrors::sink);
 
     const pthread_t mainThread = pthread_self();
     HeadlessListener listener(arguments.has("json") ? eventline::Form::Json : eventline::Form::Text,
                               arguments.has("changes-only"), &printLine,
                               [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
+    client.setAccountListener(&listener);
     client.run(mediation);
     waitForEnd(client, listener);
     client.join();
-    const Outcome outcome = *listener.outcome();
-    if (outcome == Outcome::Unreachable) {
-        explainUnreachable(client, listener);
-    } else if (outcome == Outcome::FatalError) {
-        explainFatal();
+    const SessionEnd end = *listener.end();
+    if (!end.wanted()) {
+        explain(end);
     }
-    if (outcome != Outcome::SessionOver) {
-        complain(std::string("the log is ") + kLogFile);
-    }
-    return static_cast<int>(outcome);
+    return static_cast<int>(exitCodeOf(end));
 }
 
-/// The operand, or the first line of standard input.
-String readMediation(const std::string& operand) {
+/// The operand, or the first line of standard input; nothing when that is too long to be a link.
+std::optional<String> readMediation(const std::string& operand) {
     if (operand != "-") {
         return String::copy(operand);
     }
-    constexpr unsigned kLongest = 65536;
     String line;
-    for (int c = std::getchar(); c != EOF && c != '\n' && line.length() < kLongest; c = std::getchar()) {
+    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
+        if (line.length() == kLongestLink) {
+            return std::nullopt;
+        }
         line.append(1, static_cast<char>(c));
     }
     return line.trim();
@@ -182,6 +151,15 @@ bool isMediation(const String& text) {
     }
 }
 
+/// What kept the session from beginning. Memory may be what has ended.
+void explainStart(const Exception& caught) noexcept {
+    try {
+        complainOf("cannot start: " + describe(endOf(caught)));
+    } catch (...) {
+        complain("cannot start");
+    }
+}
+
 void showVersion() {
     std::printf("%s %s\ncomponents are verified against %s\n", kProgram, kClientVersion,
                 kComponentPublicKeyIsDevelopment ? "the DEVELOPMENT key, whose private half is public"
@@ -190,7 +168,12 @@ void showVersion() {
 
 int run(int argc, char** argv) {
     const commandline::Grammar options = grammar();
-    const commandline::Arguments arguments = commandline::parse(options, argc, argv);
+    std::vector<std::string> taken = platform::takeArguments(argc, argv);
+    std::vector<char*> words{argv[0]};
+    for (std::string& word : taken) {
+        words.push_back(word.data());
+    }
+    const commandline::Arguments arguments = commandline::parse(options, static_cast<int>(words.size()), words.data());
     if (!arguments.error().empty()) {
         complain(arguments.error());
         std::fprintf(stderr, "Try \"%s --help\".\n", kProgram);
@@ -204,7 +187,12 @@ int run(int argc, char** argv) {
         showVersion();
         return 0;
     }
-    const String mediation = readMediation(arguments.operands().front());
+    const std::optional<String> read = readMediation(arguments.operands().front());
+    if (!read.has_value()) {
+        complainOf("the link on standard input is longer than " + toString(kLongestLink) + " bytes");
+        return kUsage;
+    }
+    const String& mediation = *read;
     if (!isMediation(mediation)) {
         complain("the mediation string is no URL with a gateway in it");
         return kUsage;
@@ -218,13 +206,14 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return tessel::run(argc, argv);
-    } catch (const tessel::EFile&) {
-        tessel::complain("cannot start: " + std::string(tessel::File::getUserApplicationDataDirectory().view()) +
-                         " cannot be made or entered");
+    } catch (const std::bad_alloc&) {
+        tessel::complain("this machine gives the program too little memory");
     } catch (const tessel::Exception& caught) {
-        tessel::complain(std::string("cannot start: ") + caught.toString().str());
+        tessel::explainStart(caught);
     } catch (const std::exception& caught) {
-        tessel::complain(std::string("cannot start: ") + caught.what());
+        tessel::complain(caught.what());
+    } catch (...) {
+        tessel::complain("cannot start");
     }
-    return static_cast<int>(tessel::Outcome::FatalError);
+    return static_cast<int>(tessel::ExitCode::Failed);
 }

@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <new>
+
 #include "apps/nebrixclient/hostcheckerclient.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/notunnelclient.h"
@@ -13,6 +16,7 @@
 #include "libs/base/file.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
+#include "libs/base/platform.h"
 #include "libs/http/setcookie.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/tls.h"
@@ -51,7 +55,9 @@ NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
     File::ensureDirectory(directory);
     log(LogCategory::Trace, "NebrixClient", "NebrixClient", "Nebrix directory is : " + directory);
     if (chdir(directory.str()) != 0) {
-        raise<EFile>("EFile", sites::kClientDirectoryCatch);
+        const int systemError = errno;
+        raise<EFile>("EFile", sites::kClientDirectoryCatch,
+                     {.subject = directory, .words = platform::errorText(systemError), .systemError = systemError});
     }
     readLocalConfiguration();
 }
@@ -87,8 +93,10 @@ void NebrixClient::readLocalConfiguration() {
 
 void NebrixClient::run(const String& mediation) {
     Lock lock(m_mutex);
-    m_mediation = mediation;
-    start();
+    if (!m_attemptRuns) {
+        m_mediation = mediation;
+        start();
+    }
 }
 
 void NebrixClient::restart() {
@@ -120,6 +128,7 @@ void NebrixClient::stop() {
     Lock lock(m_mutex);
     m_restart = false;
     if (m_subClient != nullptr) {
+        m_account.record({.kind = EndKind::User});
         m_subClient->stop();
     }
 }
@@ -128,6 +137,7 @@ void NebrixClient::cancel() {
     Lock lock(m_mutex);
     m_restart = false;
     m_cancelled = true;
+    m_account.record({.kind = EndKind::User});
     m_downloadManager.cancel();
     if (m_subClient != nullptr) {
         m_subClient->stop();
@@ -201,31 +211,59 @@ bool NebrixClient::isCancelled() const {
     return m_cancelled;
 }
 
-/// What was given up fails in many ways, none of which is anybody's trouble.
-void NebrixClient::fail() {
-    if (isCancelled()) {
-        m_notify.onStatus(ClientStatus::SessionOver);
-    } else {
-        m_notify.onFatalError(String::null);
+/// Lets log and listener know how the attempt ended, before the notification that ends it.
+void NebrixClient::tell() {
+    const SessionEnd end = m_account.end();
+    log(end.wanted() ? LogCategory::Trace : LogCategory::Error, "NebrixClient", "attempt",
+        String("Session ended: " + describe(end)));
+    if (m_accountListener != nullptr) {
+        m_accountListener->onSessionEnd(end);
     }
 }
 
+void NebrixClient::over() {
+    m_account.record({.kind = EndKind::Component});
+    tell();
+    m_notify.onStatus(ClientStatus::SessionOver);
+}
+
+/// What was given up fails in many ways, none of which is anybody's trouble.
+void NebrixClient::fail() {
+    if (isCancelled()) {
+        over();
+        return;
+    }
+    tell();
+    m_notify.onFatalError(String::null);
+}
+
+void NebrixClient::failed(const SessionEnd& end) {
+    setSubClient(nullptr);
+    SessionEnd known = end;
+    if (known.kind == EndKind::AnswerUnreadable) {
+        known.host = getServer();
+    }
+    m_account.record(known);
+    fail();
+}
+
 void NebrixClient::attempt() {
+    m_account.clear();
     try {
         session();
     } catch (const EBadSignature& caught) {
-        setSubClient(nullptr);
         logCaught(caught, sites::kMainCatch);
         logLine(LogCategory::Error, "Bad component signature");
-        fail();
+        failed(endOf(caught));
     } catch (const Exception& caught) {
-        setSubClient(nullptr);
         logCaught(caught, sites::kMainCatch);  // category TRACE also for this, deliberately
-        fail();
-    } catch (...) {
-        setSubClient(nullptr);
+        failed(endOf(caught));
+    } catch (const std::bad_alloc&) {
         logLine(LogCategory::Error, "unhandled exception");
-        fail();
+        failed({.kind = EndKind::Internal, .cause = EndCause::Memory});
+    } catch (...) {
+        logLine(LogCategory::Error, "unhandled exception");
+        failed({.kind = EndKind::Internal});
     }
 }
 
@@ -237,36 +275,63 @@ void NebrixClient::session() {
     Memory body;
     RequestInfo info;
     if (!http.request(url, body, info)) {
+        m_account.record(endOf(info, EndKind::Unreachable, getServer()));
         if (isCancelled()) {
-            m_notify.onStatus(ClientStatus::SessionOver);
+            over();
         } else {
+            tell();
             m_notify.onConnectError(info);
         }
         return;
     }
-    const int code = info.getResponseHeader().getResponseCode();
-    if (code != kHttpOk) {
-        logLine(LogCategory::Error, "mediation response is HTTP." + toString(code));
-    }
-    MediationResponse response{String(body)};
-    if (!response.success()) {
-        logLine(LogCategory::Error, response.exception());
-        fail();
-        return;
-    }
-    m_configuration = ClientConfiguration::load(response.reader()["result"]);
-    if (restartRequested()) {
+    if (!readAnswer(String(body), info.getResponseHeader().getResponseCode()) || restartRequested()) {
         return;
     }
     if (isCancelled()) {
-        m_notify.onStatus(ClientStatus::SessionOver);
+        over();
         return;
     }
     m_configuration->accept(*this);
     m_subClient->run(http);
     setSubClient(nullptr);
     if (!restartRequested()) {
-        m_notify.onStatus(ClientStatus::SessionOver);
+        over();
+    }
+}
+
+/// False when the gateway refuses, which is then told.
+bool NebrixClient::readAnswer(const String& text, int httpStatus) {
+    if (httpStatus != kHttpOk) {
+        logLine(LogCategory::Error, "mediation response is HTTP." + toString(httpStatus));
+    }
+    try {
+        MediationResponse response{text};
+        if (!response.success()) {
+            logLine(LogCategory::Error, response.exception());
+            m_account.record({.kind = EndKind::Refused,
+                              .host = getServer(),
+                              .httpStatus = httpStatus,
+                              .text = response.exception()});
+            fail();
+            return false;
+        }
+        loadConfiguration(response);
+    } catch (const Exception& caught) {
+        SessionEnd end = endOf(caught);
+        end.host = getServer();
+        end.httpStatus = httpStatus == kHttpOk ? 0 : httpStatus;
+        m_account.record(end);
+        throw;
+    }
+    return true;
+}
+
+void NebrixClient::loadConfiguration(MediationResponse& response) {
+    try {
+        m_configuration = ClientConfiguration::load(response.reader()["result"]);
+    } catch (Exception& caught) {
+        caught.under("result");
+        throw;
     }
 }
 

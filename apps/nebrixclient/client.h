@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/clientlocalconfiguration.h"
 #include "apps/nebrixclient/downloadmanager.h"
@@ -12,6 +13,8 @@
 #include "libs/base/thread.h"
 
 namespace tessel {
+
+class MediationResponse;
 
 TESSEL_EXCEPTION(ENebrixClient, Exception);
 
@@ -29,8 +32,8 @@ public:
     /// Ends what still runs, and waits for it.
     ~NebrixClient() override;
 
-    /// Starts an attempt; does nothing while one runs. The mediation string is a URL whose user information is the
-    /// client identifier, a secret.
+    /// Starts an attempt; does nothing while one runs, and changes nothing of that one. The mediation string is a URL
+    /// whose user information is the client identifier, a secret.
     void run(const String& mediation);
     /// Starts a new attempt with the same mediation string. While the old one still runs, its component is asked to
     /// end and the new attempt begins when it has; status 4 is not reported in between.
@@ -44,6 +47,11 @@ public:
 
     /// Who hears how far downloads are and when the next host check is; null for nobody. Set before run().
     void setProgress(IProgressNotify* progress) noexcept { m_downloadManager.setProgress(progress); }
+
+    /// Who hears how each attempt ended; null for nobody. Set before run().
+    void setAccountListener(IAccountNotify* listener) noexcept { m_accountListener = listener; }
+    /// How the running attempt ends, or the last one ended: for components to record in, and for anybody to read.
+    SessionAccount& account() noexcept { return m_account; }
 
     [[nodiscard]] String getMediation() const;
     /// The gateway's authority of the running attempt, with its port.
@@ -77,7 +85,12 @@ private:
     void session();
     String prepareRequest();
     void setSubClient(std::unique_ptr<ISubClient> subClient);
+    bool readAnswer(const String& text, int httpStatus);
+    void loadConfiguration(MediationResponse& response);
+    void tell();
+    void over();
     void fail();
+    void failed(const SessionEnd& end);
     bool restartRequested() const;
     bool isCancelled() const;
     bool takeRestart();
@@ -85,6 +98,8 @@ private:
     // Set at construction.
     INebrixClientNotify& m_notify;
     // These synchronise themselves.
+    IAccountNotify* m_accountListener = nullptr;
+    SessionAccount m_account;
     ClientLocalConfiguration m_localConfiguration;
     DownloadManager m_downloadManager;
     // The driver's thread only.

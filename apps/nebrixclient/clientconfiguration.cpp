@@ -18,7 +18,8 @@ gc::Pointer<TypedConfiguration> create(const String& type) {
         return new ClientHostcheckerDllConfiguration;
     }
     log(LogCategory::Error, "ClientConfiguration", "load", String("Unknown configuration type: " + type));
-    raise<EClientConfiguration>("EClientConfiguration", sites::kUnknownConfigurationType);
+    raise<EClientConfiguration>("EClientConfiguration", sites::kUnknownConfigurationType,
+                                {.subject = "type", .words = "a type that this client knows"});
 }
 
 template <class T>

@@ -1,6 +1,8 @@
 #include "apps/nebrixclient/componentdownload.h"
 
+#include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/plainname.h"
+#include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
@@ -33,7 +35,8 @@ String ComponentDownload::libraryPath(const Dll& dll) const {
     return m_baseDir + "/" + m_prefix + dll.md5 + "/" + dll.pattern;
 }
 
-bool ComponentDownload::fetch(const Dll& dll) const {
+bool ComponentDownload::fetch(const Dll& dll) {
+    m_trouble = SessionEnd();
     const String library = libraryPath(dll);
     const String signature = signaturePath(dll);
     if (!m_download) {
@@ -45,8 +48,26 @@ bool ComponentDownload::fetch(const Dll& dll) const {
         logLine(LogCategory::Trace, library + " and " + signature + " are already present.");
         return false;
     }
-    const String archive = m_manager.downloadFromConfig(dll, m_baseDir);
-    return !archive.empty() && zlib::Zip::unzip(archive, File::getSubPath(library), {}, &m_manager.cancelled());
+    const String archive = m_manager.downloadFromConfig(dll, m_baseDir, &m_trouble);
+    if (archive.empty()) {
+        return false;
+    }
+    if (!zlib::Zip::unzip(archive, File::getSubPath(library), {}, &m_manager.cancelled())) {
+        m_trouble = {.kind = EndKind::NotUnpacked, .path = archive};
+        return false;
+    }
+    return true;
+}
+
+void ComponentDownload::verify(const Dll& dll, NebrixClient& client) const {
+    try {
+        client.verifyDllSignature(libraryPath(dll), signaturePath(dll));
+    } catch (const EBadSignature&) {
+        if (m_trouble.kind != EndKind::None) {
+            client.account().record(m_trouble);
+        }
+        throw;
+    }
 }
 
 void ComponentDownload::removeIfPresent(const String& path) const {
@@ -60,11 +81,12 @@ void ComponentDownload::removeIfPresent(const String& path) const {
     }
 }
 
-void ComponentDownload::move(const String& source, const String& target) const {
+void ComponentDownload::move(const String& source, const String& target) {
     try {
         File::move(source, target);
     } catch (const EFile&) {
         logLine(LogCategory::Error, "missing " + source + " in archive");
+        m_trouble = {.kind = EndKind::NotUnpacked, .cause = EndCause::Missing, .path = source};
         throw;
     }
 }

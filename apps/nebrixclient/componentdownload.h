@@ -5,6 +5,8 @@
 
 namespace tessel {
 
+class NebrixClient;
+
 /// Where one kind of component lies on disk, and how it gets there.
 ///
 /// The archive lands in the base directory, its members in a directory of its own below it, named from a prefix and
@@ -27,13 +29,19 @@ public:
 
     /// Makes sure, as far as it can, that library and signature are there: what is missing afterwards fails at the
     /// signature check. True when an archive was fetched and unpacked now.
-    bool fetch(const Dll& dll) const;
+    bool fetch(const Dll& dll);
+    /// What kept the last fetch() from having them; of kind None when nothing did.
+    [[nodiscard]] const SessionEnd& trouble() const noexcept { return m_trouble; }
+
+    /// The signature check. Where it fails after a fetch() that had trouble, the account hears of that first, since it
+    /// is what the missing file comes from. Raises EBadSignature.
+    void verify(const Dll& dll, NebrixClient& client) const;
 
     // The file helpers differ, deliberately, in what they do after logging an EFile.
     /// Logs and raises it again.
     void removeIfPresent(const String& path) const;
     /// Logs "missing ... in archive" and raises it again.
-    void move(const String& source, const String& target) const;
+    void move(const String& source, const String& target);
     /// Logs and goes on.
     void copy(const String& source, const String& target) const;
 
@@ -49,6 +57,7 @@ private:
     const char* const m_prefix;
     const String m_baseDir;
     const bool m_download;
+    SessionEnd m_trouble;
 };
 
 /// The directories below the user's application-data directory that components live in.

@@ -1,5 +1,6 @@
 #include "apps/nebrixclient/downloadmanager.h"
 
+#include <cerrno>
 #include <chrono>
 
 #include "apps/nebrixclient/filedigest.h"
@@ -7,6 +8,7 @@
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
+#include "libs/base/platform.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/digest.h"
 
@@ -26,6 +28,34 @@ void removeCut(const String& path) {
         logCaught(caught, sites::kDownloadWriteCatch);
     }
 }
+
+/// A body's way into a file. Remembers why the file could not take it, which the transfer does not pass on.
+class FileSink final : public IWriter {
+public:
+    using IWriter::write;
+    bool open(const String& path) {
+        const bool opened = m_file.open(path, File::kOut);
+        if (!opened) {
+            const int systemError = errno;
+            m_failure = {.subject = path, .words = platform::errorText(systemError), .systemError = systemError};
+        }
+        return opened;
+    }
+    void write(const char* data, unsigned length) override {
+        try {
+            m_file.write(data, length);
+        } catch (const EFile& caught) {
+            m_failure = caught.facts();
+            throw;
+        }
+    }
+    void flush() { m_file.flush(); }
+    [[nodiscard]] const ErrorFacts& failure() const noexcept { return m_failure; }
+
+private:
+    File m_file;
+    ErrorFacts m_failure;
+};
 
 /// Passes a transfer on, thinned out.
 class ProgressReport final : public ITransferListener {
@@ -102,11 +132,12 @@ String DownloadManager::resolve(const String& url) const {
     return uri.getFullUri();
 }
 
-bool DownloadManager::downloadFileTo(const String& url, const String& localPath) {
+bool DownloadManager::downloadFileTo(const String& url, const String& localPath, SessionEnd* why) {
     File::ensureDirectory(File::getSubPath(localPath));
     log(LogCategory::Trace, "DownloadManager", "downloadFileTo", String(url + " -> " + localPath));
     const String uri = resolve(url);
-    if (transfer(uri, localPath)) {
+    SessionEnd failure;
+    if (transfer(uri, localPath, failure)) {
         return true;
     }
     // The misspelling is what administrators search for.
@@ -114,34 +145,47 @@ bool DownloadManager::downloadFileTo(const String& url, const String& localPath)
     if (m_cancelled) {
         removeCut(localPath);
     }
+    if (why != nullptr) {
+        *why = failure;
+    }
     return false;
 }
 
-bool DownloadManager::transfer(const String& uri, const String& localPath) {
-    File file;
-    if (!file.open(localPath, File::kOut)) {
+bool DownloadManager::transfer(const String& uri, const String& localPath, SessionEnd& why) {
+    FileSink sink;
+    if (!sink.open(localPath)) {
+        why = endOfFile(sink.failure());
         logError(String("Cannot open file \"" + localPath + "\""));
         return false;
     }
     RequestInfo info;
     try {
         ProgressReport report(m_progress);
-        const bool done = m_session.request(uri, static_cast<IWriter&>(file), info, report);
-        file.flush();
-        return done && info.getResponseHeader().getResponseCode() == kHttpOk;
+        const bool done = m_session.request(uri, sink, info, report);
+        sink.flush();
+        if (done && info.getResponseHeader().getResponseCode() == kHttpOk) {
+            return true;
+        }
+        why = sink.failure().systemError != 0
+                  ? endOfFile(sink.failure())
+                  : endOf(info, EndKind::ArchiveMissing, http::Uri::parse(uri).getAuthority());
     } catch (const EFile& caught) {
         logCaught(caught, sites::kDownloadWriteCatch);
-        return false;
+        why = endOfFile(caught.facts());
     }
+    if (why.cause == EndCause::NoRoom) {
+        why.kind = EndKind::ArchiveMissing;
+    }
+    return false;
 }
 
-String DownloadManager::downloadFromConfig(const DownloadConfig& config, const String& targetDir) {
+String DownloadManager::downloadFromConfig(const DownloadConfig& config, const String& targetDir, SessionEnd* why) {
     requirePlainName("filename", config.filename);
     String localPath = targetDir + "/" + config.filename;
     if (File::exists(localPath) && computeFileMd5(localPath) == config.md5) {
         return localPath;
     }
-    return downloadFileTo(config.urlpath + config.filename, localPath) ? localPath : String::null;
+    return downloadFileTo(config.urlpath + config.filename, localPath, why) ? localPath : String::null;
 }
 
 String DownloadManager::computeFileMd5(const String& path) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/nebrixclientcurlsession.h"
 #include "apps/nebrixclient/notify.h"
@@ -40,18 +41,19 @@ public:
     [[nodiscard]] String resolve(const String& url) const;
 
     /// Fetches into the file, whose directory is made. True only when the whole body came with status 200; after
-    /// false a part of it may lie there. Failures are logged; raises only what the session raises.
-    bool downloadFileTo(const String& url, const String& localPath);
+    /// false a part of it may lie there, and `why` (null: nobody asks) has an ArchiveMissing or NotWritable. Failures
+    /// are logged; raises only what the session raises.
+    bool downloadFileTo(const String& url, const String& localPath, SessionEnd* why = nullptr);
 
     /// The path of the file in targetDir, fetched unless it is there with the announced MD5; String::null when it
     /// could not be had. A file name that is no plain name raises EClientConfiguration before anything is fetched.
-    String downloadFromConfig(const DownloadConfig& config, const String& targetDir);
+    String downloadFromConfig(const DownloadConfig& config, const String& targetDir, SessionEnd* why = nullptr);
 
     /// The file's MD5 digest in lower-case hexadecimal. Raises EFile.
     static String computeFileMd5(const String& path);
 
 private:
-    bool transfer(const String& uri, const String& localPath);
+    bool transfer(const String& uri, const String& localPath, SessionEnd& why);
 
     NebrixClientCurlSession m_session;  // synchronises itself
     IProgressNotify* m_progress = nullptr;

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
@@ -40,23 +41,28 @@ void NebrixClientHostchecker::run(CurlSession& session) {
         return;
     }
     loadDll(dll);
-    m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
+    SessionAccount& account = m_client.account();
+    callComponent(account, NEBRIX_NAME_INIT_HOST_CHECKER, [this] {
+        m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
+    });
     m_notify.onStatus(ClientStatus::HostChecking);
     check(session);
-    m_instance->stop();
+    callComponent(account, NEBRIX_NAME_CLOSE_HOST_CHECKER, [this] { m_instance->stop(); });
 }
 
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
     const String library = m_files.libraryPath(dll);
-    m_client.verifyDllSignature(library, m_files.signaturePath(dll));
+    m_files.verify(dll, m_client);
     m_instance = std::make_unique<HostCheckerDllInstance>(library);
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 
 void NebrixClientHostchecker::check(CurlSession& session) {
     while (!m_stop.requested()) {
-        const String rules = m_instance->getValidRules(m_configuration.hostcheckingrequest);
+        const String rules = callComponent(m_client.account(), NEBRIX_NAME_GET_VALID_RULES, [this] {
+            return m_instance->getValidRules(m_configuration.hostcheckingrequest);
+        });
         if (!sendResponse(session, rules)) {
             return;
         }
@@ -81,14 +87,26 @@ unsigned NebrixClientHostchecker::interval() const {
 bool NebrixClientHostchecker::sendResponse(CurlSession& session, const String& rules) {
     Memory body;
     const String url = m_downloadManager.resolve(m_configuration.responseurl);
-    if (!session.request(url, body, "rulesChecked=" + http::Uri::encode(rules))) {
+    RequestInfo info;
+    const String host = http::Uri::parse(url).getAuthority();
+    if (!session.request(url, body, "rulesChecked=" + http::Uri::encode(rules), info)) {
         log(LogCategory::Error, kClassName, "run", "Error while sending response");
+        m_client.account().record(endOf(info, EndKind::PostLost, host));
         return false;
     }
+    return readReply(String(body), info.getResponseHeader().getResponseCode(), host);
+}
+
+bool NebrixClientHostchecker::readReply(const String& text, int httpStatus, const String& host) {
+    SessionAccount& account = m_client.account();
     try {
-        MediationResponse response{String(body)};
+        MediationResponse response{text};
         if (!response.success()) {
             log(LogCategory::Error, kClassName, "main", response.exception());
+            account.record({.kind = EndKind::HostCheckRefused,
+                            .host = host,
+                            .httpStatus = httpStatus,
+                            .text = response.exception()});
             return false;
         }
         ResponseHostcheckerResult result;
@@ -96,11 +114,19 @@ bool NebrixClientHostchecker::sendResponse(CurlSession& session, const String& r
         if (!result.info.empty()) {
             log(LogCategory::Trace, kClassName, "sendResponse", result.info);
         }
+        if (!result.goOn) {
+            account.record({.kind = EndKind::Gateway, .host = host});
+        }
         return result.goOn;
     } catch (const Exception& caught) {
         // EMediationResponse, or a result whose values have not their types.
         logCaught(caught, sites::kHostcheckerCatch);
         log(LogCategory::Error, kClassName, "run", "Bad response from mediation");
+        SessionEnd end = endOf(caught);
+        end.kind = EndKind::PostLost;
+        end.host = host;
+        end.httpStatus = httpStatus;
+        account.record(end);
         return false;
     }
 }

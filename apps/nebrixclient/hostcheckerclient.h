@@ -39,13 +39,14 @@ public:
 private:
     void loadDll(const Dll& dll);
     void check(CurlSession& session);
+    bool readReply(const String& text, int httpStatus, const String& host);
     [[nodiscard]] unsigned interval() const;
 
     NebrixClient& m_client;
     INebrixClientNotify& m_notify;
     ClientHostcheckerDllConfiguration& m_configuration;
     DownloadManager& m_downloadManager;
-    const ComponentDownload m_files;
+    ComponentDownload m_files;
     std::unique_ptr<HostCheckerDllInstance> m_instance;
     StopFlag m_stop;
 };

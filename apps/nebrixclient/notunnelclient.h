@@ -31,7 +31,7 @@ private:
 
     NebrixClient& m_client;
     NoTunnelClientPluginDllConfiguration& m_configuration;
-    const ComponentDownload m_files;
+    ComponentDownload m_files;
     // Lives as long as the process.
     PluginDllInstance* m_instance = nullptr;
     int m_result = 0;

@@ -1,6 +1,7 @@
 #include "apps/nebrixclient/plugindllclient.h"
 
 #include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/plainname.h"
 #include "apps/nebrixclient/sites.h"
 #include "apps/nebrixclient/staticdownloadwrapper.h"
@@ -35,7 +36,7 @@ NebrixClientPluginDll::NebrixClientPluginDll(NebrixClient& client, INebrixClient
       m_configuration(configuration),
       m_downloadManager(downloadManager),
       m_files(downloadManager, kClassName, "PluginDll_", pluginDirectory(), download),
-      m_status(notify, m_stop) {}
+      m_status(notify, m_stop, client.account()) {}
 
 void NebrixClientPluginDll::run(CurlSession& /*session*/) {
     const Dll dll = m_configuration.pluginDlls.current();
@@ -51,17 +52,32 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
     }
     loadDll(dll);
     const bool proxySet = trySetProxy();
-    m_instance->start(parameters());
-    if (!proxySet) {
-        m_instance->setProxy(true, m_client.currentProxy());
+    try {
+        callComponent(m_client.account(), NEBRIX_NAME_START, [this] { m_instance->start(parameters()); });
+        if (!proxySet) {
+            m_instance->setProxy(true, m_client.currentProxy());
+        }
+        poll();
+    } catch (...) {
+        stopAfterFailure();
+        throw;
     }
-    poll();
-    m_instance->stop();
+    callComponent(m_client.account(), NEBRIX_NAME_STOP, [this] { m_instance->stop(); });
+}
+
+/// What was started is told of its end, also when one of its entries failed.
+void NebrixClientPluginDll::stopAfterFailure() noexcept {
+    try {
+        m_instance->stop();
+    } catch (...) {
+        log(LogCategory::Error, kClassName, "run", "the plug-in failed in its stop as well");
+    }
 }
 
 void NebrixClientPluginDll::poll() {
     do {
-        m_status.process(m_instance->getErrors());
+        m_status.process(
+            callComponent(m_client.account(), NEBRIX_NAME_GET_ERRORS, [this] { return m_instance->getErrors(); }));
     } while (!m_stop.wait(m_stop.requested() ? 0 : kPollInterval));
 }
 
@@ -78,7 +94,7 @@ void NebrixClientPluginDll::downloadCerts() {
 void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
     const String library = m_files.libraryPath(dll);
-    m_client.verifyDllSignature(library, m_files.signaturePath(dll));
+    m_files.verify(dll, m_client);
     m_instance = &PluginDllInstance::keep(library, dll.version, pluginDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }

@@ -37,11 +37,12 @@ private:
     [[nodiscard]] PluginDllInstance::Parameters parameters() const;
     bool trySetProxy();
     void poll();
+    void stopAfterFailure() noexcept;
 
     NebrixClient& m_client;
     ClientPluginDllConfiguration& m_configuration;
     DownloadManager& m_downloadManager;
-    const ComponentDownload m_files;
+    ComponentDownload m_files;
     // Lives as long as the process.
     PluginDllInstance* m_instance = nullptr;
     StopFlag m_stop;

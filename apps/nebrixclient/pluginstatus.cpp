@@ -49,13 +49,18 @@ void PluginStatus::processMessage(const json::JSONWrapper& message, Batch& batch
 
 void PluginStatus::processCloseRequest(unsigned reason) {
     if (isHardReason(reason)) {
-        m_stop.request();
+        close(EndCause::AskedAtOnce, reason);
         return;
     }
     ++m_closeCount;
     if (m_closeCount * NebrixClientPluginDll::kPollInterval >= kSoftClose) {
-        m_stop.request();
+        close(EndCause::AskedAgain, reason);
     }
+}
+
+void PluginStatus::close(EndCause cause, unsigned reason) {
+    m_account.record({.kind = EndKind::Component, .cause = cause, .number = static_cast<int>(reason)});
+    m_stop.request();
 }
 
 void PluginStatus::processEnd(const Batch& batch) {

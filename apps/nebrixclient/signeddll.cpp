@@ -19,9 +19,14 @@ namespace {
 
 constexpr const char* kRoot = "dll";
 
-[[noreturn]] void refuse(const String& text, RaiseSite site) {
+ErrorFacts facts(SignatureFault fault, const String& path) {
+    return {.subject = path, .cause = static_cast<int>(fault)};
+}
+
+[[noreturn]] void refuse(const String& text, RaiseSite site, const String& path,
+                         SignatureFault fault = SignatureFault::Unreadable) {
     log(LogCategory::Error, "SignedDll", "loadFromFile", text);
-    raise<EBadSignature>("EBadSignature", site);
+    raise<EBadSignature>("EBadSignature", site, facts(fault, path));
 }
 
 const unsigned char* bytes(const String& text) { return reinterpret_cast<const unsigned char*>(text.array()); }
@@ -87,7 +92,7 @@ void SignedDll::write(IKeyReader& reader) {
 void SignedDll::loadFromFile(const String& sigPath) {
     try {
         if (!File::exists(sigPath)) {
-            refuse("Missing signature file: " + sigPath, sites::kSignatureMissing);
+            refuse("Missing signature file: " + sigPath, sites::kSignatureMissing, sigPath, SignatureFault::Missing);
         }
         xml::ParserReader reader(sigPath);
         write(reader[kRoot]);
@@ -95,15 +100,15 @@ void SignedDll::loadFromFile(const String& sigPath) {
         throw;
     } catch (const EFile& caught) {
         logCaught(caught, sites::kSignatureUnreadable);
-        refuse("Cannot open dll signature " + sigPath, sites::kSignatureUnreadable);
+        refuse("Cannot open dll signature " + sigPath, sites::kSignatureUnreadable, sigPath);
     } catch (const EKeyReader& caught) {
         logCaught(caught, sites::kSignatureMissingKey);
-        refuse("Error while parsing signature", sites::kSignatureMissingKey);
+        refuse("Error while parsing signature", sites::kSignatureMissingKey, sigPath);
     } catch (const xml::EParserReader& caught) {
         logCaught(caught, sites::kSignatureNotXml);
-        refuse("Error while parsing signature", sites::kSignatureNotXml);
+        refuse("Error while parsing signature", sites::kSignatureNotXml, sigPath);
     } catch (...) {
-        refuse("Unhandled exception while parsing signature", sites::kSignatureUnhandled);
+        refuse("Unhandled exception while parsing signature", sites::kSignatureUnhandled, sigPath);
     }
 }
 
@@ -117,17 +122,17 @@ SignedDll::Verdict SignedDll::check(tls::RSA& key, const String& dllPath) const 
 }
 
 bool SignedDll::verify(tls::RSA& key, const String& dllPath) const {
-    switch (check(key, dllPath)) {
-        case Verdict::BadHash:
-            logVerdict("bad hash ");
-            return false;
-        case Verdict::BadSignature:
-            logVerdict("bad signature");
-            return false;
-        case Verdict::Genuine:
-            break;
+    return checkAndLog(key, dllPath) == Verdict::Genuine;
+}
+
+SignedDll::Verdict SignedDll::checkAndLog(tls::RSA& key, const String& dllPath) const {
+    const Verdict verdict = check(key, dllPath);
+    if (verdict == Verdict::BadHash) {
+        logVerdict("bad hash ");
+    } else if (verdict == Verdict::BadSignature) {
+        logVerdict("bad signature");
     }
-    return true;
+    return verdict;
 }
 
 void SignedDll::compute(ISign& signer, const String& dllPath) {
@@ -146,9 +151,12 @@ void verifyDllSignature(const String& dllPath, const String& sigPath) {
     key.loadFromMem(kComponentPublicKeyPem, "", true);
     SignedDll component;
     component.loadFromFile(sigPath);
-    if (!component.verify(key, dllPath)) {
+    const SignedDll::Verdict verdict = component.checkAndLog(key, dllPath);
+    if (verdict != SignedDll::Verdict::Genuine) {
         log(LogCategory::Error, "NebrixClient", "verifyDllSignature", "Bad dll signature for " + dllPath);
-        raise<EBadSignature>("EBadSignature", sites::kBadDllSignature);
+        const bool digest = verdict == SignedDll::Verdict::BadHash;
+        raise<EBadSignature>("EBadSignature", sites::kBadDllSignature,
+                             facts(digest ? SignatureFault::Digest : SignatureFault::BadSignature, dllPath));
     }
 }
 

@@ -67,6 +67,8 @@ public:
     enum class Verdict { Genuine, BadHash, BadSignature };
     [[nodiscard]] Verdict check(tls::RSA& key, const String& dllPath) const;
     /// check() with its failure logged. Raises EFile when the library cannot be read.
+    [[nodiscard]] Verdict checkAndLog(tls::RSA& key, const String& dllPath) const;
+    /// The same as a yes or no.
     [[nodiscard]] bool verify(tls::RSA& key, const String& dllPath) const;
 
     /// The signing side: takes the library's digest and the current time, then signs. Raises EFile.
@@ -78,6 +80,9 @@ public:
 private:
     const ContentSigner m_signer;
 };
+
+/// What an EBadSignature is about, as the cause in its facts, whose subject is the file.
+enum class SignatureFault : int { Missing = 1, Unreadable, Digest, BadSignature };
 
 /// Returns only when the library is genuine by the compiled-in key; else logs and raises EBadSignature.
 void verifyDllSignature(const String& dllPath, const String& sigPath);

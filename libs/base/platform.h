@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "libs/base/log.h"
 #include "libs/base/string.h"
@@ -17,6 +19,10 @@ void systemLog(LogCategory category, const String& body) noexcept;
 /// Opens a log file for appending, emptied, for its owner alone; null when it cannot be opened or is a symbolic
 /// link, no regular file or another user's. Not inherited by other programs.
 std::FILE* openLogFile(const char* path) noexcept;
+
+/// Copies of the arguments behind the program's name. Those that are no options are then overwritten where every user
+/// of the machine can read them, in the list of processes, as far as the system keeps them in the program's memory.
+std::vector<std::string> takeArguments(int argc, char** argv);
 
 /// The system's words for an errno, in English whatever the locale; empty for 0.
 String errorText(int systemError);

@@ -56,6 +56,17 @@ std::FILE* openLogFile(const char* path) noexcept {
     return stream;
 }
 
+std::vector<std::string> takeArguments(int argc, char** argv) {
+    std::vector<std::string> taken;
+    for (int i = 1; i < argc; ++i) {
+        taken.emplace_back(argv[i]);
+        if (argv[i][0] != '-') {
+            ::explicit_bzero(argv[i], taken.back().size());
+        }
+    }
+    return taken;
+}
+
 String errorText(int systemError) {
     const char* const text = systemError == 0 ? nullptr : ::strerrordesc_np(systemError);
     return text == nullptr ? String() : String::copy(text);

@@ -42,7 +42,8 @@ TEST(PluginStatus, TurnsListsIntoNotificationsAndStops) {
         SCOPED_TRACE(poll.lists.front());
         NotifyRecorder notify;
         StopFlag stop;
-        PluginStatus status(notify, stop);
+        SessionAccount account;
+        PluginStatus status(notify, stop, account);
         for (const char* list : poll.lists) {
             EXPECT_FALSE(stop.requested());
             status.process(String(list));

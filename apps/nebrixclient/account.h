@@ -1,0 +1,140 @@
+#pragma once
+
+#include "libs/base/mutex.h"
+#include "libs/base/string.h"
+
+namespace tessel {
+
+class Exception;
+class RequestInfo;
+struct ErrorFacts;
+
+/// What ended a session. The names that name() gives are seen by programs and never change.
+enum class EndKind {
+    None,  // nothing ended yet
+    // Ends that somebody wanted.
+    User,
+    Component,
+    Gateway,
+    // Failures.
+    Unreachable,
+    Certificate,
+    Refused,
+    AnswerUnreadable,
+    ArchiveMissing,
+    NotUnpacked,
+    Signature,
+    ComponentUnusable,
+    ComponentFailed,
+    HostCheckRefused,
+    PostLost,
+    NotWritable,
+    Internal,
+};
+
+/// Why it did, where the kind alone does not say. The names are seen by programs as well.
+enum class EndCause {
+    None,
+    // Of a request: Unreachable, ArchiveMissing, PostLost, and of an answer that is too long.
+    Address,
+    RequestTooLong,
+    Name,
+    NoRoute,
+    ConnectionRefused,
+    Silent,
+    Proxy,
+    Tls,
+    NotHttp,
+    Cut,
+    TooLarge,
+    HttpStatus,
+    NoRoom,
+    // Of an answer.
+    NotJson,
+    MissingKey,
+    WrongValue,
+    // Of a signature, and of what is not in an archive.
+    Digest,
+    BadSignature,
+    Missing,
+    Unreadable,
+    // Of a certificate.
+    SelfSigned,
+    UnknownIssuer,
+    Expired,
+    NotYetValid,
+    OtherName,
+    Weak,
+    Revoked,
+    // Of a component.
+    NotLoadable,
+    MissingEntry,
+    NoInstance,
+    AskedAtOnce,  // a close request of reason 1, 2 or 4
+    AskedAgain,   // a wish, upheld
+    ResourceFailed,
+    TextTooLong,
+    Raised,  // an exception
+    // Of the machine.
+    Memory,
+    System,
+};
+
+/// How a session ended, as plain facts: log, terminal, JSON lines and windows are four ways to read it. A value that
+/// shares nothing with the session; what does not apply is empty or 0. No field ever holds a secret.
+struct SessionEnd {
+    EndKind kind = EndKind::None;
+    EndCause cause = EndCause::None;
+    String host{};  // the authority asked, without user information
+    int httpStatus = 0;
+    String path{};         // of a file or directory
+    String key{};          // of the configuration, with those around it, or a component's entry
+    String text{};         // the gateway's own words, what was expected, or what a library or the system says
+    String certificate{};  // whose, by whom and until when
+    int systemError = 0;   // errno
+    int number = 0;        // a close request's reason, a resource's result
+
+    /// Whether the user, the component or the gateway wanted it so.
+    [[nodiscard]] bool wanted() const noexcept;
+    /// Whether the gateway could not be talked to at all.
+    [[nodiscard]] bool unreachable() const noexcept;
+};
+
+/// The fixed words for programs: "unreachable", "signature"; empty for None.
+const char* name(EndKind kind) noexcept;
+const char* name(EndCause cause) noexcept;
+
+/// The end in one English sentence without a final stop, control characters escaped: for the log and the terminal.
+String describe(const SessionEnd& end);
+
+/// What an exception that ended an attempt says about the end.
+SessionEnd endOf(const Exception& caught);
+/// What the facts of an EFile say: the file cannot be had, or the disk is full.
+SessionEnd endOfFile(const ErrorFacts& facts);
+/// What a request that failed, or that was answered with another status than 200, says. `failure` is the kind when
+/// nothing more particular applies: Unreachable, ArchiveMissing or PostLost. `host` is whom it asked.
+SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host);
+
+/// Hears how a session ended, beside INebrixClientNotify.
+class IAccountNotify {
+public:
+    /// On the driver's thread, right before the notification that ends the attempt. Must return at once.
+    virtual void onSessionEnd(const SessionEnd& end) noexcept = 0;
+    virtual ~IAccountNotify() = default;
+};
+
+/// Keeps the first cause of an attempt's end. Any thread.
+class SessionAccount {
+public:
+    /// For a new attempt.
+    void clear();
+    /// Kept unless something was recorded before.
+    void record(const SessionEnd& end);
+    [[nodiscard]] SessionEnd end() const;
+
+private:
+    mutable Mutex m_mutex;
+    SessionEnd m_end;  // guarded by m_mutex
+};
+
+}  // namespace tessel

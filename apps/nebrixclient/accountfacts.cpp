@@ -1,0 +1,172 @@
+#include "apps/nebrixclient/account.h"
+#include "apps/nebrixclient/clientconfiguration.h"
+#include "apps/nebrixclient/mediationresponse.h"
+#include "apps/nebrixclient/moduleloader.h"
+#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/nebrixclient/signeddll.h"
+#include "libs/base/file.h"
+#include "libs/curl/requestinfo.h"
+#include "libs/openssl/peercertificate.h"
+
+#include <cerrno>
+
+// What errors and requests tell the account: the one place that knows which class of exception means which end.
+namespace tessel {
+
+namespace {
+
+constexpr int kHttpOk = 200;
+
+bool lacksRoom(int systemError) noexcept { return systemError == ENOSPC || systemError == EDQUOT; }
+
+SessionEnd unreadable(const ErrorFacts& facts) {
+    SessionEnd end{.kind = EndKind::AnswerUnreadable, .key = facts.subject, .text = facts.words};
+    end.cause = facts.subject.empty() ? EndCause::NotJson
+                : facts.words.empty() ? EndCause::MissingKey
+                                      : EndCause::WrongValue;
+    return end;
+}
+
+template <class... Errors>
+bool isAnyOf(const Exception& caught) {
+    return ((dynamic_cast<const Errors*>(&caught) != nullptr) || ...);
+}
+
+EndCause signatureCause(int fault) noexcept {
+    switch (static_cast<SignatureFault>(fault)) {
+        case SignatureFault::Missing:
+            return EndCause::Missing;
+        case SignatureFault::Digest:
+            return EndCause::Digest;
+        case SignatureFault::BadSignature:
+            return EndCause::BadSignature;
+        case SignatureFault::Unreadable:
+            break;
+    }
+    return EndCause::Unreadable;
+}
+
+EndCause causeOf(tls::PeerCertificate::Reason reason) {
+    using Reason = tls::PeerCertificate::Reason;
+    switch (reason) {
+        case Reason::SelfSigned:
+            return EndCause::SelfSigned;
+        case Reason::UnknownIssuer:
+            return EndCause::UnknownIssuer;
+        case Reason::Expired:
+            return EndCause::Expired;
+        case Reason::NotYetValid:
+            return EndCause::NotYetValid;
+        case Reason::OtherName:
+            return EndCause::OtherName;
+        case Reason::Weak:
+            return EndCause::Weak;
+        case Reason::Revoked:
+            return EndCause::Revoked;
+        case Reason::Other:
+            break;
+    }
+    return EndCause::None;
+}
+
+EndCause causeOf(TransferFailure failure) {
+    switch (failure) {
+        case TransferFailure::Url:
+            return EndCause::Address;
+        case TransferFailure::RequestTooLong:
+            return EndCause::RequestTooLong;
+        case TransferFailure::Name:
+            return EndCause::Name;
+        case TransferFailure::NoRoute:
+            return EndCause::NoRoute;
+        case TransferFailure::Refused:
+            return EndCause::ConnectionRefused;
+        case TransferFailure::Silent:
+            return EndCause::Silent;
+        case TransferFailure::Proxy:
+            return EndCause::Proxy;
+        case TransferFailure::Tls:
+            return EndCause::Tls;
+        case TransferFailure::NotHttp:
+            return EndCause::NotHttp;
+        case TransferFailure::Cut:
+            return EndCause::Cut;
+        case TransferFailure::BodyTooLong:
+            return EndCause::TooLarge;
+        case TransferFailure::Resources:
+            return EndCause::System;
+        case TransferFailure::None:
+        case TransferFailure::Certificate:
+        case TransferFailure::WriteFailed:
+        case TransferFailure::Cancelled:
+        case TransferFailure::Other:
+            break;
+    }
+    return EndCause::None;
+}
+
+SessionEnd certificateEnd(const RequestInfo& request, const String& host) {
+    SessionEnd end{.kind = EndKind::Certificate, .host = host, .text = request.getErrorBuffer()};
+    if (const tls::PeerCertificate* const peer = request.getPeerCertificate(); peer != nullptr) {
+        end.cause = causeOf(peer->reason);
+        end.certificate = peer->subject + ", issued by " + peer->issuer + ", valid until " + peer->notAfterText +
+                          ", SHA-256 " + peer->fingerprint;
+    }
+    return end;
+}
+
+}  // namespace
+
+SessionEnd endOf(const Exception& caught) {
+    const ErrorFacts& facts = caught.facts();
+    if (isAnyOf<EBadSignature>(caught)) {
+        return {.kind = EndKind::Signature, .cause = signatureCause(facts.cause), .path = facts.subject};
+    }
+    if (isAnyOf<EModuleLoader>(caught)) {
+        const bool entry = facts.subject.find('/') == String::npos;
+        SessionEnd end{.kind = EndKind::ComponentUnusable, .text = facts.words};
+        end.cause = entry ? EndCause::MissingEntry : EndCause::NotLoadable;
+        (entry ? end.key : end.path) = facts.subject;
+        return end;
+    }
+    if (isAnyOf<EPluginDllInstance>(caught)) {
+        return {.kind = EndKind::ComponentUnusable, .cause = EndCause::NoInstance};
+    }
+    if (isAnyOf<EMediationResponse, EClientConfiguration, EConfMissingKey, EConfUsingMissingOptionalConf, EKeyReader>(
+            caught)) {
+        return unreadable(facts);
+    }
+    if (isAnyOf<EFile>(caught)) {
+        return endOfFile(facts);
+    }
+    return {.kind = EndKind::Internal, .text = caught.toString()};
+}
+
+SessionEnd endOfFile(const ErrorFacts& facts) {
+    return {.kind = EndKind::NotWritable,
+            .cause = lacksRoom(facts.systemError) ? EndCause::NoRoom : EndCause::System,
+            .path = facts.subject,
+            .text = facts.words,
+            .systemError = facts.systemError};
+}
+
+SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host) {
+    if (request.failure() == TransferFailure::Certificate) {
+        return certificateEnd(request, host);
+    }
+    const String& words = request.getErrorBuffer().empty() ? request.getErrorString() : request.getErrorBuffer();
+    SessionEnd end{.kind = failure, .cause = causeOf(request.failure()), .host = host};
+    if (request.failure() == TransferFailure::None) {
+        end.httpStatus = request.getResponseHeader().getResponseCode();
+        end.cause = end.httpStatus == kHttpOk ? EndCause::None : EndCause::HttpStatus;
+    } else {
+        end.httpStatus = request.getProxyStatus();
+        end.text = words;
+    }
+    if (failure == EndKind::Unreachable && end.cause == EndCause::TooLarge) {
+        end.kind = EndKind::AnswerUnreadable;  // whoever sends too much was reached
+    }
+    return end;
+}
+
+}  // namespace tessel
