@@ -1,9 +1,14 @@
 // The key is kept in the form that RSA_verify takes, which OpenSSL 3 calls deprecated and still supports.
 #define OPENSSL_SUPPRESS_DEPRECATED
 
+#include "libs/openssl/rsa_pem.h"
+
+#include <fcntl.h>
 #include <openssl/rsa.h>
+#include <unistd.h>
 
 #include <cstring>
+#include <string_view>
 
 #include "libs/openssl/opensslhandles.h"
 #include "libs/openssl/rsa_wrapper.h"
@@ -58,7 +63,43 @@ struct PemBlock {
     return key;
 }
 
+constexpr int kLongestPassword = 1024;
+
+bool hasTerminal() noexcept {
+    const int terminal = ::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+    return terminal >= 0 && ::close(terminal) == 0;
+}
+
 }  // namespace
+
+bool isEncryptedPrivateKey(const char* pem) {
+    const BioPointer bio(BIO_new_mem_buf(pem, -1));
+    bool encrypted = false;
+    for (bool found = false; bio != nullptr && !found;) {
+        PemBlock block;
+        if (PEM_read_bio(bio.get(), &block.name, &block.header, &block.data, &block.length) != 1) {
+            break;
+        }
+        found = std::string_view(block.name).ends_with("PRIVATE KEY");
+        encrypted = found && (std::strcmp(block.name, PEM_STRING_PKCS8) == 0 ||
+                              std::string_view(block.header).find("ENCRYPTED") != std::string_view::npos);
+    }
+    ERR_clear_error();
+    return encrypted;
+}
+
+std::optional<String> askPassword(const String& prompt) {
+    char typed[kLongestPassword + 1] = {};
+    // Without a terminal OpenSSL would read standard input.
+    const bool given =
+        hasTerminal() && EVP_read_pw_string(typed, kLongestPassword, prompt.clone().str(), /*verify=*/0) == 0;
+    std::optional<String> password;
+    if (given) {
+        password = String::copy(typed);
+    }
+    OPENSSL_cleanse(typed, sizeof typed);
+    return password;
+}
 
 int RSA::loadFromMem(const char* pem, const char* password, bool publicKey) {
     destroy();
