@@ -26,7 +26,7 @@ MAY_INCLUDE = {
     "apps/nebrixclient/gui": ["apps/nebrixclient/view", "apps/nebrixclient", "libs/base", "libs/curl", "libs/http",
                               "generated"],
     "apps/nebrixclient-cli": PROGRAM,
-    "apps/nebrix-sign": PROGRAM,
+    "apps/nebrix-sign": PROGRAM + ["sdk/include"],
     "apps/nebrix-demo-gateway": PROGRAM + ["apps/nebrix-sign"],
     "sdk/include": [],
     "sdk": ["sdk/include"],
@@ -44,6 +44,7 @@ EXTERNAL = {
     "GTK, GIO, dbusmenu or X11": (r"(gtk|gdk|gio|glib-object|libdbusmenu-glib|X11)(/.*)?(\.h)?$",
                                   ["apps/nebrixclient/gui"]),
     "cpp-httplib": (r"httplib\.h", ["apps/nebrix-demo-gateway"]),
+    "libelf": (r"(lib|g)elf\.h", ["apps/nebrix-sign"]),
 }
 C_STANDARD = set(
     "assert complex ctype errno fenv float inttypes iso646 limits locale math setjmp signal stdarg stdbool stddef "

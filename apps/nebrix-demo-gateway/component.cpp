@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/signing.h"
 #include "apps/nebrix-sign/storedarchive.h"
 

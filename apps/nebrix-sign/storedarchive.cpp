@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "apps/nebrix-sign/signing.h"
+#include "apps/nebrix-sign/errors.h"
 
 namespace tessel::sign {
 

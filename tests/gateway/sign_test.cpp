@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 #include <sstream>
 
 #include "apps/nebrix-sign/commands.h"
@@ -16,10 +15,11 @@ using nebrix::test::readFile;
 using nebrix::test::runProgram;
 using nebrix::test::writeFile;
 
+constexpr const char* kProgram = NEBRIX_TEST_BIN "/nebrix-sign";
 constexpr const char* kDigestHolds = "digest: matches the library\n";
-constexpr const char* kDigestFails = "digest: does not match";
+constexpr const char* kDigestFails = "digest: does not match: the library is not the one that was signed\n";
 constexpr const char* kSignatureHolds = "signature: made with this key\n";
-constexpr const char* kSignatureFails = "signature: does not hold";
+constexpr const char* kSignatureFails = "signature: does not hold: another key made it, or a signed value was edited\n";
 
 struct Result {
     int status;
@@ -34,7 +34,7 @@ Result call(const std::vector<std::string>& words) {
     return {status, output.str(), errors.str()};
 }
 
-/// A key pair and a library that is signed with it.
+/// A key pair and a component that is signed with it.
 class Sign : public testing::Test {
 protected:
     void SetUp() override {
@@ -47,7 +47,8 @@ protected:
     Result verify(const std::string& key) const { return call({"verify", m_library, "--key", key}); }
 
     nebrix::test::TemporaryDirectory m_folder;
-    std::string m_library = m_folder.write("libtunnel.so", "a library's bytes");
+    const std::string m_bytes = readFile(NEBRIX_COMPONENTS "/libnebrix-tunnel.so");
+    const std::string m_library = m_folder.write("libtunnel.so", m_bytes);
     std::string m_private = m_folder.path("own.pem");
     std::string m_public = m_folder.path("own.pub");
 };
@@ -78,51 +79,131 @@ TEST_F(Sign, opensslFindsTheSignatureGood) {
     EXPECT_EQ(runProgram({"sh", "-c", decode + check + digest}).output, "Verified OK\n" + element("sha256") + "\n");
 }
 
-TEST_F(Sign, verifyTellsDigestFromSignature) {
-    // What is replaced in the library, or in its signature file.
+TEST_F(Sign, verifyTellsWhatDoesNotHold) {
+    EXPECT_EQ(verify(m_public).status, 0);
+    ASSERT_EQ(call({"keygen", m_folder.path("other.pem"), m_folder.path("other.pub")}).status, 0);
+    const Result foreign = verify(m_folder.path("other.pub"));
+    EXPECT_EQ(foreign.output, std::string(kDigestHolds) + kSignatureFails);
+    EXPECT_EQ(foreign.status, 1);
+    writeFile(m_library, m_bytes + "\n");
+    const Result altered = verify(m_public);
+    EXPECT_EQ(altered.output, std::string(kDigestFails) + kSignatureHolds);
+    EXPECT_EQ(altered.status, 1);
+    EXPECT_EQ(verify(m_private).status, 1);
+    writeFile(m_library + ".sig", "<dll><version>1</version></dll>");
+    EXPECT_EQ(verify(m_public).errors, "nebrix-sign: " + m_library + ".sig is no signature file\n");
+    std::filesystem::remove(m_library + ".sig");
+    EXPECT_EQ(verify(m_public).errors, "nebrix-sign: cannot read " + m_library + ".sig: No such file or directory\n");
+}
+
+TEST_F(Sign, signRefusesALibraryThatLacksAnyRequiredEntry) {
+    const std::string names =
+        runProgram({"sh", "-c", "nm -D --defined-only --format=posix '" + m_library + "' | cut -d' ' -f1"}).output;
+    std::istringstream lines(names);
+    std::string refused;
+    unsigned count = 0;
+    for (std::string name; std::getline(lines, name);) {
+        if (!name.starts_with("Dll")) {
+            continue;
+        }
+        ++count;
+        std::string bytes = m_bytes;
+        const std::string word = '\0' + name + '\0';
+        for (std::size_t at = 0; (at = bytes.find(word, at)) != std::string::npos;) {
+            bytes[at + 1] = 'X';
+        }
+        writeFile(m_library, bytes);
+        const Result result = call({"sign", m_library, "--key", m_private});
+        const bool missed = result.errors.find(" lacks required entries: " + name + " (") != std::string::npos;
+        EXPECT_EQ(missed, result.status == 1) << result.errors;
+        EXPECT_EQ(missed, name != "DllAddSslServerCertificateName") << name;
+    }
+    EXPECT_EQ(count, 23U);
+}
+
+TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
+    const std::string machO = std::string(
+                                  "\xCF\xFA\xED\xFE"
+                                  "87654321"
+                                  "\6\0\0",
+                                  15) +
+                              '\0';
+    const std::string hostChecker = readFile(NEBRIX_COMPONENTS "/libnebrix-hostchecker.so");
+    const std::string withoutTunnel = readFile(NEBRIX_COMPONENTS "/libnebrix-notunnel.so");
     const struct {
-        const char* file;
-        const char* pattern;
-        const char* text;
-        const char* digest;
-        const char* signature;
-    } cases[] = {
-        {"", "bytes", "bytes", kDigestHolds, kSignatureHolds},
-        {"", "bytes", "byteS", kDigestFails, kSignatureHolds},
-        {"", "bytes", "bytes\n", kDigestFails, kSignatureHolds},
-        {".sig", "<version>[^<]*", "<version>2.2", kDigestHolds, kSignatureFails},
-        {".sig", "<name>[^<]*", "<name>other", kDigestHolds, kSignatureFails},
-        {".sig", "<signdate>[^<]*", "<signdate>today", kDigestHolds, kSignatureFails},
-        {".sig", "<sha256>[^<]*", "<sha256>AAAA", kDigestFails, kSignatureFails},
-        {".sig", "<signature>[^<]*", "<signature>", kDigestHolds, kSignatureFails},
-        {".sig", "<signature>[^<]*", "<signature>AAAA", kDigestHolds, kSignatureFails},
-    };
+        std::string bytes;
+        std::string type;
+        const char* words;  ///< of the error, or of the warning
+        int status;
+    } cases[] = {{"a library's bytes", "plugindll", " is no shared library", 1},
+                 {"", "plugindll", " is no shared library", 1},
+                 {readFile(kProgram), "", " has no entry of a component", 1},
+                 {m_bytes.substr(0, m_bytes.size() / 2), "", "", 1},
+                 {m_bytes, "plugindllnotunnel", " lacks required entries: LaunchSafeResource (", 1},
+                 {m_bytes, "hostchecker", "InitHostCheckerDll, CloseHostCheckerDll, GetValidRules (", 1},
+                 {m_bytes, "tunnel", "option --type needs", 2},
+                 {withoutTunnel, "plugindllnotunnel", "", 0},
+                 {hostChecker, "hostchecker", "", 0},
+                 {hostChecker, "", "", 0},
+                 {machO, "", " is a Mach-O library, whose entries are not looked at", 0}};
     for (const auto& c : cases) {
-        const std::string good = readFile(m_library + c.file);
-        writeFile(m_library + c.file, std::regex_replace(good, std::regex(c.pattern), c.text));
-        const Result found = verify(m_public);
-        writeFile(m_library + c.file, good);
-        EXPECT_NE(found.output.find(c.digest), std::string::npos) << c.text;
-        EXPECT_NE(found.output.find(c.signature), std::string::npos) << c.text;
-        EXPECT_EQ(found.status, c.digest == kDigestHolds && c.signature == kSignatureHolds ? 0 : 1) << c.text;
+        writeFile(m_library, c.bytes);
+        std::vector<std::string> words{"sign", m_library, "--key", m_private};
+        if (!c.type.empty()) {
+            words.insert(words.end(), {"--type", c.type});
+        }
+        const Result result = call(words);
+        EXPECT_EQ(result.status, c.status) << &c - cases << result.errors;
+        EXPECT_NE(result.errors.find(c.words), std::string::npos) << result.errors;
+        EXPECT_EQ(result.errors.empty(), *c.words == '\0' && c.status == 0) << result.errors;
+        words.emplace_back("--force");
+        EXPECT_EQ(call(words).status, c.status == 2 ? 2 : 0) << &c - cases;
+    }
+    EXPECT_EQ(verify(m_public).status, 0);
+    std::filesystem::resize_file(m_library, 4ULL << 30);
+    EXPECT_NE(call({"sign", m_library, "--key", m_private}).errors.find(" has 4 GiB or more"), std::string::npos);
+}
+
+TEST_F(Sign, anEncryptedKeyIsOpenedByItsPasswordAlone) {
+    const std::string program = std::string("SIGN=") + kProgram + " sign libtunnel.so --key e.pem";
+    const auto shell = [&](const std::string& command) {
+        return runProgram({"env", "-C", m_folder.path(), program, "sh", "-c", command});
+    };
+    for (const char* encryption : {"openssl pkcs8 -topk8 -passout pass:secret -in own.pem -out e.pem",
+                                   "openssl rsa -traditional -aes256 -passout pass:secret -in own.pem -out e.pem"}) {
+        ASSERT_EQ(shell(encryption).status, 0);
+        EXPECT_EQ(shell("printf 'secret\\nno password' > p; $SIGN --password-file p").status, 0);
+        EXPECT_EQ(shell("echo guess > p; $SIGN --password-file p").errors,
+                  "nebrix-sign: the password does not open the encrypted key e.pem\n");
+        // With no terminal, and with one that is typed on.
+        const auto without = shell("setsid --wait $SIGN");
+        EXPECT_NE(without.errors.find("e.pem is an encrypted key: "), std::string::npos) << without.errors;
+        writeFile(m_library + ".sig", "");
+        const auto typed = shell("echo secret | script -qec \"$SIGN\" /dev/null");
+        EXPECT_EQ(typed.status, 0) << typed.output;
+        EXPECT_EQ(verify(m_public).status, 0);
     }
 }
 
-TEST_F(Sign, verifyRefusesOtherKeysAndBrokenFiles) {
-    ASSERT_EQ(call({"keygen", m_folder.path("other.pem"), m_folder.path("other.pub")}).status, 0);
-    EXPECT_NE(verify(m_folder.path("other.pub")).output.find(kSignatureFails), std::string::npos);
-    EXPECT_EQ(verify(m_private).status, 1);
-    EXPECT_EQ(verify(m_folder.path("nothing.pub")).status, 1);
-    writeFile(m_library + ".sig", "<dll><version>1</version></dll>");
-    EXPECT_EQ(verify(m_public).status, 1);
-    std::filesystem::remove(m_library + ".sig");
-    EXPECT_EQ(verify(m_public).errors, "nebrix-sign: the signature file is missing or cannot be read as one\n");
+TEST_F(Sign, digestsThatAreForbiddenAreNamed) {
+    const std::string policy = m_folder.write("openssl.cnf",
+                                              "openssl_conf = all\n[all]\nalg_section = algorithms\n"
+                                              "[algorithms]\ndefault_properties = fips=yes\n");
+    for (const auto& [command, digests] :
+         {std::pair("sign", "SHA256, SHA1,"), {"verify", "SHA256, SHA1,"}, {"pack", "SHA256, SHA1, MD5,"}}) {
+        const auto result = runProgram({"env", "OPENSSL_CONF=" + policy, kProgram, command, m_library, "--key",
+                                        command == std::string("sign") ? m_private : m_public});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.errors.find(std::string(" forbids ") + digests), std::string::npos) << result.errors;
+    }
 }
 
 TEST_F(Sign, packAnnouncesWhatItPacked) {
     const std::string archive = m_folder.path("tunnel.zip");
-    const Result packed = call({"pack", m_library, "--version", "2.1", "--output", archive, "--urlpath", "/f/\"x\"/"});
+    const Result packed =
+        call({"pack", m_library, "--key", m_public, "--output", archive, "--urlpath", "/f/\"x\"/", "--version", "2.1"});
     ASSERT_EQ(packed.status, 0) << packed.errors;
+    EXPECT_EQ(call({"pack", m_library, "--output", archive, "--urlpath", "/f/\"x\"/"}).output, packed.output);
     json::JSONWrapperFromString announced(String::copy(packed.output));
     const auto text = [&](const char* key) { return announced[key].asString(); };
     EXPECT_EQ(text("filename"), "tunnel.zip");
@@ -131,11 +212,27 @@ TEST_F(Sign, packAnnouncesWhatItPacked) {
     EXPECT_EQ(text("version"), "2.1");
     EXPECT_EQ(text("md5"), runProgram({"md5sum", archive}).output.substr(0, 32).c_str());
     EXPECT_EQ(runProgram({"unzip", "-Z1", archive}).output, "libtunnel.so\nlibtunnel.so.sig\n");
-    EXPECT_EQ(runProgram({"unzip", "-p", archive, "libtunnel.so"}).output, "a library's bytes");
+    EXPECT_EQ(runProgram({"unzip", "-p", archive, "libtunnel.so"}).output, m_bytes);
+}
 
-    const std::string refused = m_folder.write("it's.so", "x");
-    EXPECT_EQ(call({"sign", refused, "--key", m_private}).status, 0);
-    EXPECT_EQ(call({"pack", refused, "--output", archive}).status, 1);
+TEST_F(Sign, packRefusesWhatClientsWould) {
+    ASSERT_EQ(call({"keygen", m_folder.path("other.pem"), m_folder.path("other.pub")}).status, 0);
+    const auto refusal = [&](const std::vector<std::string>& more) {
+        std::vector<std::string> words{"pack", m_library, "--output", m_folder.path("a.zip")};
+        words.insert(words.end(), more.begin(), more.end());
+        const Result result = call(words);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_FALSE(std::filesystem::exists(m_folder.path("a.zip")));
+        return result.errors;
+    };
+    EXPECT_EQ(refusal({"--version", "2.10"}), "nebrix-sign: version \"2.10\" cannot be announced: \"2.1\" is signed\n");
+    EXPECT_NE(refusal({"--key", m_folder.path("other.pub")}).find(" does not hold: "), std::string::npos);
+    writeFile(m_library, m_bytes + "\n");
+    EXPECT_EQ(refusal({}),
+              "nebrix-sign: " + m_library + " is not the library that " + m_library + ".sig was made for\n");
+    const std::string name = m_folder.write("it's.so", m_bytes);
+    ASSERT_EQ(call({"sign", name, "--key", m_private}).status, 0);
+    EXPECT_EQ(call({"pack", name, "--output", m_folder.path("a.zip")}).status, 1);
 }
 
 TEST_F(Sign, wrongCommandLinesAreStatus2) {

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// Whether a file is a library that a client could load and drive, by its bytes alone.
+namespace tessel::sign {
+
+enum class ComponentKind { PluginDll, PluginDllNoTunnel, Hostchecker };
+
+/// By the name that the client configuration gives it ("plugindll", "plugindllnotunnel", "hostchecker").
+std::optional<ComponentKind> componentKindNamed(std::string_view name);
+
+/// What was found out about a file, as a sentence that begins with its path.
+struct Finding {
+    enum class Verdict { Component, NotLookedAt, NoComponent };
+
+    Verdict verdict = Verdict::Component;
+    std::string text;
+};
+
+/// Compares a library's exported names with the required entries of a component (sdk/include/nebrix_component.h).
+/// Without a kind it is whichever its entries tell. The plug-in without tunnel must be able to open a resource.
+/// The entries of a Mach-O library are not looked at. Raises ESign when the file cannot be read.
+Finding examineComponent(const std::string& path, std::optional<ComponentKind> kind);
+
+}  // namespace tessel::sign

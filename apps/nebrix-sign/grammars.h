@@ -1,0 +1,28 @@
+#pragma once
+
+#include "apps/common/commandline.h"
+
+/// What the program's help says: one text for the whole, and the grammar of each command.
+namespace tessel::sign {
+
+inline constexpr std::string_view kOverview =
+    "usage: nebrix-sign COMMAND [options] OPERANDS\n"
+    "Signs component libraries, checks them and packs them for a gateway.\n"
+    "\n"
+    "Commands:\n"
+    "  keygen PRIVATE PUBLIC   makes an RSA key pair, two PEM files\n"
+    "  sign LIBRARY            writes the signature file LIBRARY.sig\n"
+    "  verify LIBRARY          checks a library and its signature file\n"
+    "  pack LIBRARY            packs both into an archive and prints what to announce\n"
+    "\n"
+    "\"nebrix-sign COMMAND --help\" tells more about each. \"--version\" prints the version.\n"
+    "\n"
+    "Exit status: 0 done, or the library is genuine; 1 failed, or it is not; 2 the\n"
+    "command line is wrong.\n";
+
+commandline::Grammar keygenGrammar();
+commandline::Grammar signGrammar();
+commandline::Grammar verifyGrammar();
+commandline::Grammar packGrammar();
+
+}  // namespace tessel::sign
