@@ -9,6 +9,7 @@ import json
 import os
 import re
 import sys
+import tempfile
 
 # Zone -> zones whose headers it may include, besides its own. A file belongs to the longest prefix that fits.
 LIBRARIES = ["libs/base", "libs/xml", "libs/json", "libs/http", "libs/openssl", "libs/curl"]
@@ -148,11 +149,48 @@ def violations_of_search_path(commands):
                 yield f"{entry['file']}:1: compiled with libs/base on the include path"
 
 
+# For the self-test: file, include, part of the report ("" if it is allowed).
+PLANTED = [
+    ("libs/json/a.cpp", "<json/json.h>", ""),
+    ("libs/xml/a.cpp", "<json/json.h>", "only libs/json touches jsoncpp"),
+    ("libs/base/a.cpp", '"libs/curl/session.h"', "libs/base may not include libs/curl"),
+    ("libs/curl/a.cpp", '"session.h"', "not a header named from the repository root"),
+    ("apps/nebrixclient/gui/a.cpp", '"tests/support/a.h"', "nothing outside tests, bench and fuzz"),
+    ("sdk/include/a.h", "<unistd.h>", "C standard headers only"),
+    ("libs/base/b.cpp", "HEADER", "names no file"),
+    ("libs/news/a.cpp", "<vector>", "no place in the rule"),
+]
+
+
+def self_test():
+    """Plants includes in a tree of its own and compares what is reported."""
+    headers = [("libs/curl/session.h", "<vector>", ""), ("tests/support/a.h", "<openssl/rsa.h>", "")]
+    with tempfile.TemporaryDirectory() as root:
+        for path, include, _ in headers + PLANTED:
+            os.makedirs(os.path.dirname(os.path.join(root, path)), exist_ok=True)
+            with open(os.path.join(root, path), "w", encoding="utf-8") as stream:
+                stream.write(f"// a comment\n#  include {include}\n")
+        found = dict(violation.split(":", 1) for violation in violations_of_tree(root))
+        wrong = [path for path, _, expected in headers + PLANTED
+                 if expected not in found.get(path, "") or (path in found) != bool(expected)]
+        with open(os.path.join(root, "commands"), "w", encoding="utf-8") as stream:
+            json.dump([{"file": "a", "command": f"g++ -I/t{folder} -c a"} for folder in ("/libs/base", "")], stream)
+        if len(list(violations_of_search_path(stream.name))) != 1:
+            wrong.append("the search path")
+    print(f"self-test: judged wrongly: {wrong}" if wrong else "self-test: passed")
+    return 1 if wrong else 0
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("root")
+    parser.add_argument("root", nargs="?")
     parser.add_argument("--compile-commands")
+    parser.add_argument("--self-test", action="store_true", help="judge planted includes instead of a tree's")
     arguments = parser.parse_args()
+    if arguments.self_test:
+        return self_test()
+    if arguments.root is None:
+        parser.error("which tree?")
     count = sum(1 for _ in sources_of(arguments.root))
     if count == 0:
         print(f"{arguments.root} holds no source", file=sys.stderr)

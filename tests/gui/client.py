@@ -14,6 +14,7 @@ import time
 import unittest
 
 import accessible
+import polib
 from desktop import TIME_FACTOR, Desktop, wait_for
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -27,10 +28,7 @@ LONGEST_QUIT = 2.0 * TIME_FACTOR  # seconds
 
 def catalog(language):
     """Every key with its text."""
-    with open(os.path.join(SOURCE, "lang", language + ".po"), encoding="utf-8") as file:
-        text = re.sub(r'"\n"', "", file.read())
-    pairs = re.findall(r'^msgid "(.*)"\nmsgstr "(.*)"$', text, re.MULTILINE)
-    return {key: value.replace('\\"', '"').replace("\\n", "\n") for key, value in pairs}
+    return {entry.msgid: entry.msgstr for entry in polib.pofile(os.path.join(SOURCE, "lang", language + ".po"))}
 
 
 def pattern(text):

@@ -1,16 +1,18 @@
 #!/usr/bin/env python3
-"""Checks the catalogs against each other, against the sources that use them and against what the build made of them.
+"""Checks the catalogs against each other, against the sources that use them and against what the build made of them. What
+msgfmt --check finds (headers, keys given twice) ends the build already.
 
 usage: catalogs_test.py SOURCE_FOLDER FOLDER_OF_BUILT_CATALOGS
 """
 
-import ast
 import gettext
 import glob
 import os
 import re
 import sys
 import unittest
+
+import polib
 
 ROOT, BUILT = sys.argv[1:3] if len(sys.argv) > 2 else ("", "")
 LANGUAGES = ["en", "fr", "de", "es"]
@@ -26,34 +28,12 @@ DIALOGS = {
 }
 FIELD_LABELS = ["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "Details:",
                 "LOG_FIND", "LOG_CATEGORY"]
-FOLLOWED_BY_DOTS = ["VPN_INIT", "VPN_AUTHENTICATING", "VPN_RECONNECTING", "VPN_GETCONFIG"]
 
 # Comments, characters (an apostrophe after a digit only groups the digits) and, captured, strings.
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|(?<![0-9A-Fa-f])\'(?:[^\'\\\n]|\\.)+\'|"((?:[^"\\\n]|\\.)*)"', re.DOTALL)
 CALL = re.compile(r'(?:\b_|\bwxGetTranslation|\bwxTRANSLATE)\(\s*"((?:[^"\\]|\\.)*)"')
 # Environment variables look the same but for their prefix.
 KEY = re.compile(r"(?!NEBRIX_)[A-Z][A-Z0-9]*(_[A-Z0-9]+)+( %s)*")
-
-
-def read_po(path):
-    """The entries in their order as (key, text, flags). Knows no plurals or contexts, which no catalog here has."""
-    entries, flags, target = [], "", ""
-    with open(path, encoding="utf-8") as stream:
-        for number, line in enumerate(map(str.strip, stream), 1):
-            if line.startswith("#,"):
-                flags += line
-                continue
-            if re.fullmatch(r"(#([ .:].*)?)?", line):
-                continue
-            match = re.fullmatch(r'(msgid|msgstr)? ?(".*")', line)
-            if not match:
-                raise ValueError(f"{path}:{number}: {line}")
-            target = match[1] or target
-            if match[1] == "msgid":
-                entries.append({"msgid": "", "msgstr": "", "flags": flags})
-                flags = ""
-            entries[-1][target] += ast.literal_eval(match[2])
-    return [(entry["msgid"], entry["msgstr"], entry["flags"]) for entry in entries]
 
 
 def keys_in_sources():
@@ -85,8 +65,8 @@ class Catalogs(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.entries = {code: read_po(f"{ROOT}/lang/{code}.po") for code in LANGUAGES}
-        cls.texts = {code: {key: text for key, text, _ in entries if key} for code, entries in cls.entries.items()}
+        cls.files = {code: polib.pofile(f"{ROOT}/lang/{code}.po") for code in LANGUAGES}
+        cls.texts = {code: {entry.msgid: entry.msgstr for entry in file} for code, file in cls.files.items()}
         cls.keys = set(cls.texts["en"])
 
     def each_text(self, check):
@@ -95,19 +75,10 @@ class Catalogs(unittest.TestCase):
                 with self.subTest(language=code, key=key, text=text):
                     check(code, key, text)
 
-    def test_headers_name_language_and_encoding(self):
+    def test_languages_hold_the_same_keys_and_none_is_fuzzy(self):
         for code in LANGUAGES:
-            key, header, _ = self.entries[code][0]
-            self.assertEqual(key, "", code)
-            for field in (f"Language: {code}\n", "Content-Type: text/plain; charset=UTF-8\n", "Plural-Forms: "):
-                self.assertIn(field, header, code)
-
-    def test_languages_hold_the_same_keys_in_the_same_order_once(self):
-        for code in LANGUAGES:
-            keys = [key for key, _, _ in self.entries[code]]
-            self.assertEqual(keys, [key for key, _, _ in self.entries["en"]], code)
-            self.assertEqual(len(keys), len(set(keys)), code)
-            self.assertEqual([key for key, _, flags in self.entries[code] if "fuzzy" in flags], [], code)
+            self.assertEqual(sorted(self.texts[code]), sorted(self.keys), code)
+            self.assertEqual(self.files[code].fuzzy_entries(), [], code)
 
     def test_sources_and_catalogs_agree(self):
         keys, literals = keys_in_sources()
@@ -121,15 +92,6 @@ class Catalogs(unittest.TestCase):
             self.assertEqual(re.findall("%.?", text), re.findall("%.?", key))
             self.assertEqual(text.count("\n"), self.texts["en"][key].count("\n"))
             self.assertEqual(text.endswith(":"), key in FIELD_LABELS)
-        self.each_text(check)
-
-    def test_typography(self):
-        def check(code, key, text):
-            self.assertNotRegex(text, r"\.\.\.|'|\"|  ")
-            if code == "fr":
-                self.assertNotRegex(text, r"[^\u00a0\u202f][:;!?»]|«[^\u00a0\u202f]")
-            if key in FOLLOWED_BY_DOTS:
-                self.assertNotIn(text[-1:], ".…")
         self.each_text(check)
 
     def test_mnemonics_are_unique_where_they_stand_together(self):

@@ -30,7 +30,6 @@ public:
         if (m_handle == nullptr)
             throw std::runtime_error(::dlerror());
     }
-    [[nodiscard]] bool has(const std::string& entry) const { return ::dlsym(m_handle, entry.c_str()) != nullptr; }
     template <class Entry>
     [[nodiscard]] Entry entry(const char* name) const {
         return reinterpret_cast<Entry>(::dlsym(m_handle, name));

@@ -2,45 +2,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
-#include <type_traits>
 
-#define NEBRIX_IMPLEMENT_PLUGIN
-#define NEBRIX_IMPLEMENT_HOST_CHECKER
 #include "tests/sdk/component.h"
-#include "tests/support/components/setters.h"
 #include "tests/support/temporarydirectory.h"
 
 namespace nebrix::test {
 namespace {
-
-#define ENTRIES(X)             \
-    PLUGIN_SETTERS(X)          \
-    X(DllCreatePluginFrontal)  \
-    X(DllSetDownloadDelegate2) \
-    X(DllExecute2)             \
-    X(DllGetLogs2) X(DllGetErrors2) X(DllStart2) X(DllStop2) X(DllReleaseStr) X(DllAddSslServerCertificateName)
-
-// Neither the type of an entry nor its prototype can change without the other.
-#define FITS(entry) static_assert(std::is_same_v<Nebrix##entry, decltype(&::entry)>);
-ENTRIES(FITS)
-FITS(LaunchSafeResource)
-FITS(InitHostCheckerDll)
-FITS(GetValidRules)
-FITS(CloseHostCheckerDll)
-
-TEST(Contract, ComponentsExportWhatTheirTableRequires) {
-#define NAME(entry) " " #entry
-    const std::string plugin = std::string("DllStop2") + ENTRIES(NAME);
-    const std::string checker = "InitHostCheckerDll CloseHostCheckerDll GetValidRules";
-    for (const auto& [name, entries] :
-         {std::pair{"tunnel", plugin}, {"notunnel", plugin + " LaunchSafeResource"}, {"hostchecker", checker}}) {
-        const Component component(name);
-        for (const std::string& entry : split(entries, ' '))
-            EXPECT_TRUE(component.has(entry)) << name << " lacks " << entry;
-        EXPECT_FALSE(component.has("nebrix_text_append")) << name << " exports more than its entries";
-    }
-    EXPECT_FALSE(Component("tunnel").has("LaunchSafeResource"));
-}
 
 using Messages = std::vector<std::string>;
 

@@ -28,28 +28,5 @@ TEST(LogLine, IsTakenApartOrAContinuation) {
     }
 }
 
-TEST(LogFilter, ShowsACategoryWithItsContinuationsAndFindsInIt) {
-    std::vector<LogLine> lines;
-    for (const char* line : {"torn", "21-11-26 07:08:09.1 [x] TRACE One", "21-11-26 07:08:09.1 [x] ERROR two ONE",
-                             "of two", "21-11-26 07:08:09.1 [x] TRACE three"}) {
-        lines.push_back(LogLine::parse(line));
-    }
-    LogFilter filter;
-    filter.setLines(lines);
-    constexpr std::size_t kNowhere = 99;
-    // Category, lines shown; text, from, wrap, where it is found.
-    const std::tuple<int, std::size_t, const char*, std::size_t, bool, std::size_t> cases[] = {
-        {-1, 5, "oNe", 0, false, 1},     {-1, 5, "one", 2, false, 2},        {-1, 5, "one", 3, false, kNowhere},
-        {-1, 5, "one", 9, true, 1},      {-1, 5, "four", 2, true, kNowhere}, {-1, 5, "", 0, true, kNowhere},
-        {0, 2, "three", 0, false, 1},    {0, 2, "two", 0, true, kNowhere},   {2, 2, "OF", 0, false, 1},
-        {4, 0, "one", 0, true, kNowhere}};
-    for (const auto& [category, shown, text, from, wrap, found] : cases) {
-        filter.setCategory(category);
-        EXPECT_EQ(filter.size(), shown);
-        EXPECT_EQ(filter.find(text, from, wrap).value_or(kNowhere), found) << text << " " << from;
-    }
-    EXPECT_EQ(asText({lines[0], lines[1]}), "torn\n21-11-26 07:08:09.1 [x] TRACE One\n");
-}
-
 }  // namespace
 }  // namespace tessel::view

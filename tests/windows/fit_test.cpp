@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/artprovider.h"
 #include "apps/nebrixclient/gui/backgroundworker.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
@@ -52,6 +53,10 @@ std::string overflowing(wxWindow& window) {
 
 class Fit : public testing::TestWithParam<wxLanguage> {
 protected:
+    static void SetUpTestSuite() {
+        NebrixClientArtProvider::init();
+        wxArtProvider::Push(new NebrixClientArtProvider);
+    }
     void SetUp() override {
         const wxLogNull quiet;
         m_locale.Init(GetParam(), wxLOCALE_LOAD_DEFAULT);

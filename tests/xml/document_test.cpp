@@ -89,72 +89,6 @@ TEST(XmlDocument, IsReadAsThisTree) {
     EXPECT_EQ(root->getNamespace("q"), "");
 }
 
-TEST(XmlDocument, NamesAndTextsShareTheDocumentAndOutliveIt) {
-    const String text = owned("<Root><name a='v'>  value </name></Root>");
-    String name;
-    String value;
-    {
-        const auto root = StringParser::parse(text);
-        const Element* child = root->getNodeByPath("name");
-        ASSERT_NE(child, nullptr);
-        EXPECT_EQ(root->getStartPosition(), 0U);
-        EXPECT_EQ(root->getEndPosition(), text.length());
-        EXPECT_EQ(child->getStartPosition(), 6U);
-        EXPECT_EQ(child->getEndPosition(), 33U);
-        EXPECT_EQ(child->getFirstText()->getPosition(), 20U);
-        EXPECT_EQ(child->getAttribute("a")->value().getPosition(), 15U);
-        name = child->getName();
-        value = child->getFirstText()->getText();
-    }
-    EXPECT_EQ(name.array(), text.array() + 7);
-    EXPECT_EQ(value.array(), text.array() + 20);
-    EXPECT_EQ(value, "value");
-}
-
-TEST(XmlDocument, PathsDescendExactly) {
-    const auto root = StringParser::parse("<r><a><b>1</b></a><a><c/></a></r>");
-    const nebrix::test::SystemLogCapture log;
-    EXPECT_EQ(picture(*root->getNodeByPath("a/b")), "b(|1|)");
-    for (const char* path : {"a/c", "A", "b"}) {
-        EXPECT_EQ(root->getNodeByPath(path), nullptr) << path;
-    }
-    EXPECT_EQ(log.lines().size(), 0U);
-    for (const char* path : {"", "/a", "a//b", "a/"}) {
-        log.clear();
-        EXPECT_EQ(root->getNodeByPath(path), nullptr) << path;
-        EXPECT_EQ(log.count("ERROR Element.getNodeByPath empty item in the searched path"), 1U) << path;
-    }
-}
-
-TEST(XmlDocument, IsWrittenAsItWasRead) {
-    for (const char* text :
-         {"<a x='1' y=\"2\" z=3/ w t='&#39;\"'><b>&lt;t</b><!--c--></a>", "<a z=3/ />",
-          "<p:a xmlns:p='v' p:x=1 ><b p:y=2 /></p:a>", "<a xmlns='d' xmlns:p='v'><p:b><c/></p:b></a>"}) {
-        const std::string once = standard(StringParser::parse(text)->toString());
-        EXPECT_EQ(picture(once), picture(text)) << once;
-        EXPECT_EQ(standard(StringParser::parse(owned(once))->toString()), once) << text;
-    }
-}
-
-TEST(XmlDocument, IsBuiltByHand) {
-    Element root("Root");
-    root.setAttribute("a", "it's \"x\"");
-    root.setAttribute("b", "two words", AttributeValue::Quote::No);
-    root.setAttribute("a", "'", AttributeValue::Quote::Simple);
-    for (const int type : {7, 2, 0}) {
-        root.appendChild(Node::create(type));
-    }
-    dynamic_cast<Comment&>(*root.getFirstChild()).setText("c");
-    root.getFirstText()->setText("t");
-    EXPECT_EQ(root.toString(), "<root a='&#39;' b=\"two words\"><!--c-->t<></></root>");
-    // The one name is taken in any case, the other one is not.
-    AttributeValue value;
-    value.setQuoteString("DOUBLE");
-    EXPECT_EQ(value.getQuoteString(), "double");
-    value.setQuoteString("Simple");
-    EXPECT_EQ(value.getQuoteString(), "no");
-}
-
 TEST(XmlFailure, CarriesTheSiteOfTheConstructUnlessItIsForgiven) {
     const char* cases[][3] = {
         {"<a xmlns=1 xmlns=2 />", "a{1}", "TRACE Element.parse redefinition of xmlns attribute"},
@@ -201,15 +135,6 @@ TEST(XmlFailure, WithheldExcerptsQuoteNothing) {
         }
         EXPECT_FALSE(log.contains("secret")) << text;
         EXPECT_TRUE(log.contains("[withheld]")) << text;
-    }
-}
-
-TEST(XmlFailure, EveryTruncationEndsInATreeOrAnException) {
-    const std::string text =
-        "<?xml version='1.0'?><!--c--><R xmlns='d' a=\"1\" b='2' c=3 d><N>x</N><!--d--><?xml p?><e/></R>";
-    for (std::size_t length = 0; length < text.size(); ++length) {
-        const std::string result = picture(text.substr(0, length));
-        EXPECT_TRUE(result.starts_with("r{d}") || result.starts_with("EXml")) << length << ": " << result;
     }
 }
 
