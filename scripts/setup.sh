@@ -23,7 +23,7 @@ check_packages=(
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
     nginx-light tinyproxy valgrind python3
     xvfb xauth openbox tint2 xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
-    python3-gi python3-polib python3-xlib gir1.2-atspi-2.0
+    python3-gi python3-polib python3-xlib
     dpkg-dev file lintian desktop-file-utils appstream
 )
 

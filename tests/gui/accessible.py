@@ -1,4 +1,7 @@
-"""What assistive technology is told about a program's windows: AT-SPI over its bus, asked anew each time."""
+"""What assistive technology is told about a program's windows: AT-SPI over its bus, asked anew each time.
+
+Not through libatspi (gir1.2-atspi-2.0), which calls the program again from inside its handler of the program's signals and
+then waits for itself for ever (2.46)."""
 
 from gi.repository import Gio, GLib
 
@@ -105,17 +108,14 @@ class Node:
             if shown:
                 yield from child.walk(cells)
 
-    def find(self, role=None, name=None, index=0):
-        """The index-th shown node below with this role and name, or None."""
-        found = []
+    def find(self, role=None, name=None):
+        """The first shown node below with this role and name, or None."""
         for node in self.walk(cells=role == "table cell"):
             try:
                 if node is not self and (role is None or node.role == role) and (name is None or node.name == name):
-                    found.append(node)
+                    return node
             except GLib.Error:
                 continue
-            if len(found) > index:
-                return found[index]
         return None
 
     def outline(self):
