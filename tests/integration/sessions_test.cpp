@@ -145,6 +145,35 @@ TEST(Sessions, jsonIsOneObjectALine) {
     EXPECT_EQ(events, "dispatch status status end status ");
 }
 
+TEST(Sessions, whatTheComponentWantedIsNoFailureAndWhatItCouldNotDoIs) {
+    struct {
+        ComponentType type;
+        const char* statuses;
+        int safeType;
+        int status;
+        const char* end;
+    } const cases[] = {
+        {ComponentType::PluginDll, R"([{"code":8,"reason":2}])", 1, 0,
+         R"("cause":"asked-at-once","event":"end","kind":"component","number":2)"},
+        {ComponentType::PluginDll, R"([{"code":8,"reason":3}])", 1, 0,
+         R"("cause":"asked-again","event":"end","kind":"component","number":3)"},
+        {ComponentType::PluginDllNoTunnel, "[]", 1, 0, R"("event":"end","kind":"component","text")"},
+        {ComponentType::PluginDllNoTunnel, "[]", -2000, 1,
+         R"("cause":"resource-failed","event":"end","kind":"component-failed","number":-1000)"},
+    };
+    for (const auto& row : cases) {
+        GatewayOptions options = recordingComponents();
+        options.safeType = row.safeType;
+        Session session(options);
+        writeFile(session.home().path() + "/statuses", row.statuses);
+        setenv("NEBRIX_TEST_STATUS", (session.home().path() + "/statuses").c_str(), 1);
+        const Finished run = runProgram(session.client(row.type, {"--json"}));
+        unsetenv("NEBRIX_TEST_STATUS");
+        EXPECT_EQ(run.status, row.status) << run.errors;
+        EXPECT_THAT(run.output, testing::HasSubstr(row.end));
+    }
+}
+
 TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     Session session;
     session.home().configure({});

@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "tests/integration/session.h"
+
+namespace nebrix::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The argument lists of every process that can be read.
+std::string argumentLists() {
+    std::string all;
+    for (const fs::directory_entry& process : fs::directory_iterator("/proc")) {
+        std::ifstream list(process.path() / "cmdline", std::ios::binary);
+        all.append(std::istreambuf_iterator<char>(list), {});
+        all += '\n';
+    }
+    return all;
+}
+
+std::string names(const std::map<std::string, std::string>& files) {
+    std::string all;
+    for (const auto& [name, content] : files) {
+        all += name + '\n';
+    }
+    return all;
+}
+
+/// Plants a secret of each kind and looks for it wherever others can look, in a session of each type.
+TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
+    GatewayOptions options = recordingComponents();
+    options.clientId = "planted-identifier";
+    options.ticket = "planted-ticket";
+    options.sessionId = "planted-session";
+    options.certificatePassword = "planted-certificate-password";
+    Session session(options);
+    writeFile(session.home().data("nebrixclient.xml"),
+              "<nebrixclient><sslcertignoredomains><domains>" + session.gateway().authority() +
+                  "</domains></sslcertignoredomains><proxy><credentials><login>planted-login</login>"
+                  "<password>planted-proxy-password</password></credentials></proxy></nebrixclient>");
+    for (const ComponentType type : tessel::gateway::kComponentTypes) {
+        const bool tunnel = type == ComponentType::PluginDll;
+        ChildProcess client(session.client(type));
+        if (tunnel) {
+            while (session.calls().find("DllGetErrors2") == std::string::npos) {
+                ASSERT_FALSE(client.wait(ChildProcess::Milliseconds(20))) << client.errors();
+            }
+            EXPECT_NE(session.calls().find("planted-ticket"), std::string::npos) << "the component gets it";
+            EXPECT_EQ(argumentLists().find("planted-"), std::string::npos);
+            client.signal(SIGTERM);
+        }
+        ASSERT_EQ(client.wait(), 0) << client.errors();
+        for (const std::string& place :
+             {client.output(), client.errors(), Session::log().text(), names(session.files())}) {
+            EXPECT_EQ(place.find("planted-"), std::string::npos) << place;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace nebrix::test
