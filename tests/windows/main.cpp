@@ -2,11 +2,13 @@
 #include <wx/app.h>
 #include <wx/init.h>
 
+#include "apps/nebrixclient/gui/bus.h"
 #include "apps/nebrixclient/gui/wxlogtarget.h"
 
 // Windows without the program: a plain application, whose event loop the tests run themselves.
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    nebrix::gui::bus::startNone();
     wxApp::SetInstance(new wxApp);
     if (!wxEntryStart(argc, argv)) {
         return 1;

@@ -51,6 +51,12 @@ void onAnswer(GObject* source, GAsyncResult* asyncResult, gpointer data) {
 
 }  // namespace
 
+void startNone() {
+    if (!exists(Kind::Session)) {
+        g_setenv("NO_AT_BRIDGE", "1", TRUE);
+    }
+}
+
 struct NameWatchCallbacks {
     static void appeared(GDBusConnection* connection, const gchar*, const gchar* owner, gpointer watch) {
         // Otherwise GIO ends the program with the bus: a session that is connected may outlive it.

@@ -17,6 +17,10 @@ namespace nebrix::gui::bus {
 
 enum class Kind { Session, System };
 
+/// Before GTK starts, while there is one thread: where there is no session bus, GTK's accessibility would have one
+/// started that nobody else is on, so it stays off.
+void startNone();
+
 /// Follows who owns a name, without starting its service nor a session bus where there is none. Keeps the program alive
 /// when the bus goes away.
 class NameWatch {
