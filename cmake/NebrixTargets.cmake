@@ -5,8 +5,8 @@
 #   nebrix_test(NAME SOURCES ... [LIBS ...] [TIMEOUT seconds] [LOCK name] [LABELS ...]
 #               [LAUNCHER command...])                                              GoogleTest program, one ctest entry
 #   nebrix_bench(NAME SOURCES ... [LIBS ...] [PEERS targets...])                    Google Benchmark program
-#   nebrix_fuzz(NAME SOURCES ... [LIBS ...])                                        libFuzzer program fuzz/NAME, or a
-#                                                                                   replay of fuzz/seeds/NAME as a test
+#   nebrix_fuzz(NAME [LIBS ...])                                                    of NAME.cpp: libFuzzer program, else
+#                                                                                   a test that replays seeds/NAME
 
 function(nebrix_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE")
@@ -55,7 +55,6 @@ function(nebrix_share_test_headers name libraries)
         file(CONFIGURE OUTPUT "${empty}" CONTENT "")
         add_library(nebrix_test_headers OBJECT "${empty}")
         target_link_libraries(nebrix_test_headers PRIVATE nebrix_options GTest::gmock GTest::gtest)
-        # As programs are compiled, or clang refuses the copy.
         set_target_properties(nebrix_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
         target_compile_options(nebrix_test_headers PRIVATE -fPIE)
         target_precompile_headers(nebrix_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
@@ -95,20 +94,19 @@ function(nebrix_bench name)
 endfunction()
 
 function(nebrix_fuzz name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBS")
-    set(seeds "${PROJECT_SOURCE_DIR}/fuzz/seeds/${name}")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBS")
+    nebrix_program_(${name} SOURCES ${name}.cpp LIBS ${arg_LIBS})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzz")
+    set_property(GLOBAL APPEND PROPERTY NEBRIX_FUZZ_TARGETS ${name})
     if(NEBRIX_LIBFUZZER)
-        nebrix_program_(${name} ${ARGN})
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
-        set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzz")
-        set_property(GLOBAL APPEND PROPERTY NEBRIX_FUZZ_TARGETS ${name})
         return()
     endif()
-    set(replay "replay_${name}")
-    nebrix_program_(${replay} SOURCES ${arg_SOURCES} "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cpp" LIBS ${arg_LIBS})
-    set_target_properties(${replay} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/fuzz")
-    add_test(NAME ${replay} COMMAND ${replay} "${seeds}")
-    nebrix_test_environment(${replay})
-    set_tests_properties(${replay} PROPERTIES TIMEOUT 120)
-    set_property(GLOBAL APPEND PROPERTY NEBRIX_FUZZ_TARGETS ${replay})
+    if(NOT TARGET nebrix_fuzz_replay)
+        nebrix_library(nebrix_fuzz_replay SOURCES replay_main.cpp)
+    endif()
+    target_link_libraries(${name} PRIVATE nebrix_fuzz_replay)
+    add_test(NAME ${name} COMMAND ${name} "${CMAKE_CURRENT_SOURCE_DIR}/seeds/${name}")
+    nebrix_test_environment(${name})
+    set_tests_properties(${name} PROPERTIES TIMEOUT 120)
 endfunction()

@@ -18,7 +18,7 @@ struct Files {
     std::string signature;
 
     Files() {
-        char directory[] = "/tmp/fuzz_signature-XXXXXX";
+        char directory[] = "/tmp/signature_fuzz-XXXXXX";
         if (mkdtemp(directory) == nullptr) {
             std::abort();
         }

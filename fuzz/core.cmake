@@ -1,2 +1,0 @@
-nebrix_fuzz(fuzz_signature SOURCES fuzz_signature.cpp LIBS nebrixclient_core nebrix_component_key)
-nebrix_fuzz(fuzz_configuration SOURCES fuzz_configuration.cpp LIBS nebrixclient_core)

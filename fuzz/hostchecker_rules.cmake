@@ -1,1 +1,0 @@
-nebrix_fuzz(hostchecker_rules SOURCES hostchecker_rules.cpp LIBS nebrix_hostchecker_rules)
