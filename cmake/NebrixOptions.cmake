@@ -17,6 +17,16 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Debug CACHE STRING "Debug or Release" FORCE)
 endif()
 
+# A compiler cache, where there is one and nobody named another launcher. The presets tell it how to take part in
+# precompiled headers.
+find_program(NEBRIX_CCACHE_PROGRAM ccache)
+mark_as_advanced(NEBRIX_CCACHE_PROGRAM)
+foreach(language C CXX)
+    if(NEBRIX_CCACHE_PROGRAM AND NOT DEFINED CMAKE_${language}_COMPILER_LAUNCHER)
+        set(CMAKE_${language}_COMPILER_LAUNCHER "${NEBRIX_CCACHE_PROGRAM}")
+    endif()
+endforeach()
+
 # Assertions stay on in every build: they guard against programming errors that must end the program.
 set(nebrix_debug_information -g)
 if(NEBRIX_SANITIZE)

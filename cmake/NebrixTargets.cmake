@@ -44,10 +44,13 @@ function(nebrix_test_environment name)
         "XDG_CONFIG_HOME=unset:;XDG_DATA_HOME=unset:;http_proxy=unset:;https_proxy=unset:;HTTPS_PROXY=unset:;all_proxy=unset:;ALL_PROXY=unset:;no_proxy=unset:;NO_PROXY=unset:")
 endfunction()
 
-# GoogleTest's headers are most of what the compiler reads for a test: clang takes them from one compiled copy. Not g++,
-# which gains little, nor tests of windows, which are compiled with other options.
+# GoogleTest's headers are most of what the compiler reads for a test, wxWidgets' for a test of windows: taken from one
+# compiled copy, which is compiled as what takes it is, or compilers refuse it.
 function(nebrix_share_test_headers name libraries)
-    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang" OR "nebrixclient_gui" IN_LIST libraries)
+    if("nebrixclient_gui" IN_LIST libraries)
+        set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+        target_compile_options(${name} PRIVATE -fPIC)
+        target_precompile_headers(${name} REUSE_FROM nebrixclient_gui)
         return()
     endif()
     if(NOT TARGET nebrix_test_headers)
