@@ -64,10 +64,8 @@ Memory operator+(const Memory& left, const Memory& right) {
     if (left.empty() || right.empty()) {
         return left.empty() ? right : left;
     }
-    const std::size_t total = std::size_t{left.length()} + right.length();
-    TESSEL_ASSERT(total < String::npos, "upperSize >= size", sites::kPoolUpperSizeFits);
     Memory result;
-    result.reserve(static_cast<unsigned>(total));
+    result.reserve(String::total(std::size_t{left.length()} + right.length()));
     return result.append(left).append(right);
 }
 
@@ -92,13 +90,13 @@ String Memory::toHex() const {
     if (m_length == 0) {
         return result;
     }
-    TESSEL_ASSERT(m_length < String::npos / 2, "upperSize >= size", sites::kPoolUpperSizeFits);
-    char* place = result.reserve(m_length * 2);
+    const unsigned length = String::total(std::size_t{m_length} * 2);
+    char* place = result.reserve(length);
     for (const unsigned char byte : *this) {
         *place++ = kDigits[byte >> 4U];
         *place++ = kDigits[byte & 15U];
     }
-    result.grow(m_length * 2);
+    result.grow(length);
     return result;
 }
 

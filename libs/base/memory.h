@@ -13,7 +13,8 @@ namespace tessel {
 /// bytes.
 ///
 /// A String and a Memory made of one another share their bytes. A value is not synchronised; values that share a
-/// block may be used on different threads. Nothing here raises, except std::bad_alloc; a total beyond 4 GiB aborts.
+/// block may be used on different threads. Nothing here raises, except std::bad_alloc; a total beyond
+/// String::kMaxLength aborts.
 class Memory {
 public:
     constexpr Memory() noexcept = default;

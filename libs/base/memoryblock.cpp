@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 
 #include "libs/base/assertion.h"
@@ -15,15 +14,13 @@ namespace tessel {
 
 namespace {
 
-constexpr std::uint64_t kLargest = std::numeric_limits<unsigned>::max() / 64 * std::uint64_t{64};
-
 /// The size to grow to. Beyond the sizes that the pool keeps, half as much again: a long text that is built from
 /// many small pieces is then moved a few times only.
 unsigned grownSize(unsigned capacity, std::uint64_t needed) {
     if (capacity <= MBP_POOLSIZE * 64) {
         return static_cast<unsigned>(needed);
     }
-    const std::uint64_t roomy = std::min(capacity + std::uint64_t{capacity} / 2, kLargest);
+    const std::uint64_t roomy = std::min(capacity + std::uint64_t{capacity} / 2, std::uint64_t{MemoryBlock::kLargest});
     return static_cast<unsigned>(std::max(needed, roomy));
 }
 
@@ -81,7 +78,7 @@ unsigned MemoryBlock::getFreeSpace(const char* position, unsigned length) const 
 char* reserveBehind(gc::Pointer<MemoryBlock>& block, const char*& data, unsigned length, unsigned extra) {
     const unsigned need = extra == 0 ? 1 : extra;
     const std::uint64_t needed = std::uint64_t{length} + need + 1;
-    TESSEL_ASSERT(needed <= kLargest, "upperSize >= size", sites::kPoolUpperSizeFits);
+    TESSEL_ASSERT(needed <= MemoryBlock::kLargest, "upperSize >= size", sites::kPoolUpperSizeFits);
     MemoryBlock* own = block.uget();
     if (own != nullptr && own->gcRef() < 2 && data == own->data()) {
         if (own->getFreeSpace(data, length) <= need) {

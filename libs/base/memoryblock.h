@@ -14,7 +14,10 @@ namespace tessel {
 /// A new block is one allocation, object and bytes together; only growing gives the bytes storage of their own.
 class MemoryBlock final : public gc::Object {
 public:
-    /// Makes a block of exactly this capacity (a multiple of 64, at most 4 GiB - 64). Raises std::bad_alloc.
+    /// The largest capacity: 4 GiB - 64.
+    static constexpr unsigned kLargest = 0xffff'ffc0;
+
+    /// Makes a block of exactly this capacity (a multiple of 64, at most kLargest). Raises std::bad_alloc.
     static MemoryBlock* make(unsigned capacity) { return new (Extra{capacity}) MemoryBlock(capacity); }
     MemoryBlock(const MemoryBlock&) = delete;
     MemoryBlock& operator=(const MemoryBlock&) = delete;

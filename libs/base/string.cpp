@@ -22,14 +22,11 @@ constinit Immortal g_null;
 
 constinit const String& String::null = g_null.value;
 
-String::String(const Memory& memory) : String(memory.m_block, memory.m_data, memory.m_length) {}
+String::String(const Memory& memory) : String(memory.m_block, memory.m_data, memory.m_length, false) {}
 
 String String::copy(const char* text) { return copy(text, measure(text)); }
 
-String String::copy(std::string_view text) {
-    TESSEL_ASSERT(text.size() < npos, "upperSize >= size", sites::kPoolUpperSizeFits);
-    return copy(text.empty() ? "" : text.data(), static_cast<unsigned>(text.size()));
-}
+String String::copy(std::string_view text) { return copy(text.empty() ? "" : text.data(), total(text.size())); }
 
 String String::copy(const char* text, unsigned length) {
     String result;
@@ -37,18 +34,11 @@ String String::copy(const char* text, unsigned length) {
     return result;
 }
 
-bool String::terminated() const noexcept {
-    const MemoryBlock* block = m_block.uget();
-    if (block != nullptr && block->getFreeSpace(m_string, m_length) == 0) {
-        return false;
-    }
-    return m_string[m_length] == '\0';
-}
-
 void String::terminate() const {
     // The second reference makes reserving copy, also for a sole owner: other values may view what lies behind.
     const gc::Pointer<MemoryBlock> keep = m_block;
     reserveBehind(m_block, m_string, m_length, 0);
+    m_terminated = true;
 }
 
 gc::Pointer<MemoryBlock> String::keepFor(const char* text) const noexcept {
@@ -56,7 +46,11 @@ gc::Pointer<MemoryBlock> String::keepFor(const char* text) const noexcept {
     return block != nullptr && block->holds(text) ? m_block : gc::Pointer<MemoryBlock>();
 }
 
-char* String::reserve(unsigned extra) { return reserveBehind(m_block, m_string, m_length, extra); }
+char* String::reserve(unsigned extra) {
+    // Until grow() says where the text ends now.
+    m_terminated = false;
+    return reserveBehind(m_block, m_string, m_length, extra);
+}
 
 String& String::append(const char* text, unsigned length) {
     if (length != 0) {
@@ -93,15 +87,15 @@ String& String::appendPieces(std::initializer_list<std::string_view> pieces) {
             keep = keepFor(piece.data());
         }
     }
-    TESSEL_ASSERT(sum < npos, "upperSize >= size", sites::kPoolUpperSizeFits);
-    if (sum == 0) {
+    const unsigned length = total(sum);
+    if (length == 0) {
         return *this;
     }
-    char* place = reserve(static_cast<unsigned>(sum));
+    char* place = reserve(length);
     for (const std::string_view piece : pieces) {
         place = std::copy(piece.begin(), piece.end(), place);
     }
-    grow(static_cast<unsigned>(sum));
+    grow(length);
     return *this;
 }
 
@@ -113,11 +107,17 @@ void String::resize(unsigned length) {
     }
 }
 
-void String::cut(unsigned position) noexcept { m_length = std::min(m_length, position); }
+void String::cut(unsigned position) noexcept {
+    if (position < m_length) {
+        m_length = position;
+        m_terminated = false;
+    }
+}
 
 void String::setAt(unsigned position, char c) {
     if (position < m_length) {
         *(reserve(0) - m_length + position) = c;
+        m_terminated = true;  // reserve() has ended the text as it is
     }
 }
 
@@ -128,19 +128,19 @@ String String::glue(const Strings& items) const {
     for (const String& item : items) {
         sum += item.length();
     }
-    TESSEL_ASSERT(sum < npos, "upperSize >= size", sites::kPoolUpperSizeFits);
+    const unsigned length = total(sum);
     String result;
-    if (sum == 0) {
+    if (length == 0) {
         return result;
     }
-    char* place = result.reserve(static_cast<unsigned>(sum));
+    char* place = result.reserve(length);
     for (const String& item : items) {
         if (&item != &items.front()) {
             place = std::copy(begin(), end(), place);
         }
         place = std::copy(item.begin(), item.end(), place);
     }
-    result.grow(static_cast<unsigned>(sum));
+    result.grow(length);
     return result;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
@@ -23,10 +24,21 @@ template <class T>
 using List = std::vector<T>;
 using Strings = List<String>;
 
+/// What never stands for a text, although 0 and nullptr would pass for a C string: numbers, characters (which are
+/// numbers to the language) and null pointers. Operations that would take them by mistake are deleted for them.
+template <class T>
+concept NoText = std::is_integral_v<T> || std::is_null_pointer_v<T>;
+
+/// What overloads for numbers and booleans would take although it is neither: a character, and any pointer but a C
+/// string.
+template <class T>
+concept NoValue = std::same_as<T, char> || std::is_null_pointer_v<T> ||
+    (std::is_pointer_v<T> && !std::is_convertible_v<T, const char*>);
+
 /// What the append() of several pieces takes: a String, a C string, a character.
 template <class T>
-inline constexpr bool kIsStringPiece =
-    std::same_as<T, char> || std::same_as<T, String> || std::is_convertible_v<const T&, const char*>;
+inline constexpr bool kIsStringPiece = std::same_as<T, char> || std::same_as<T, String> ||
+                                       (std::is_convertible_v<const T&, const char*> && !NoText<T>);
 
 /// A byte string: UTF-8 where it is text at all; the type knows nothing of characters beyond ASCII.
 ///
@@ -35,28 +47,30 @@ inline constexpr bool kIsStringPiece =
 /// string is the block's only user. The bytes need not end with NUL; str() makes them so.
 ///
 /// Threads: a value is not synchronised, but values that share a block may be used on different threads.
-/// Nothing here raises, except std::bad_alloc when memory ends. Lengths are 32-bit; a total beyond 4 GiB aborts.
+/// Nothing here raises, except std::bad_alloc when memory ends. Lengths are 32-bit; a total beyond kMaxLength aborts.
 /// Empty strings and views of literals are constant-initialised, so globals may use them before main() and after it.
 class String {
 public:
     static constexpr unsigned npos = static_cast<unsigned>(-1);
+    /// The longest text that a block can hold with its NUL; a little less than 4 GiB.
+    static constexpr unsigned kMaxLength = MemoryBlock::kLargest - 2;
     /// A shared empty string, returned where an operation is asked to yield "null"; never destroyed.
     static const String& null;
 
     constexpr String() noexcept = default;
     /// View the bytes without copying: they must outlive the string and all that is cut from it (literals do).
-    /// The byte behind them must be readable too, as it is in a literal and in a part of a longer text: str() looks
-    /// there for NUL.
     constexpr String(const char* text) : m_length(measure(text)), m_string(text) {}
-    constexpr String(const char* text, unsigned length) : m_length(length), m_string(text) {
+    constexpr String(const char* text, unsigned length) : m_length(length), m_terminated(false), m_string(text) {
         TESSEL_ASSERT(text != nullptr, "m_string", sites::kStringView);
     }
+    String(std::nullptr_t) = delete;
     String(const Memory& memory);
     /// Joins the parts with one allocation.
     String(const StringAddition& addition);
     String(const String&) noexcept = default;
     String(String&& other) noexcept
         : m_length(std::exchange(other.m_length, 0)),
+          m_terminated(other.m_terminated),
           m_block(std::move(other.m_block)),
           m_string(std::exchange(other.m_string, "")) {}
     String& operator=(const String& other) noexcept = default;
@@ -67,13 +81,14 @@ public:
     ~String() = default;
     void swap(String& other) noexcept {
         std::swap(m_length, other.m_length);
+        std::swap(m_terminated, other.m_terminated);
         m_block.swap(other.m_block);
         std::swap(m_string, other.m_string);
     }
 
-    /// Takes over a fresh block (count 0) whose first `length` bytes are the text.
+    /// Takes over a fresh block (count 0) that begins with the text, `length` bytes, and a NUL.
     static String fromFresh(MemoryBlock* block, unsigned length) noexcept {
-        return {gc::Pointer<MemoryBlock>::fresh(block), block->data(), length};
+        return {gc::Pointer<MemoryBlock>::fresh(block), block->data(), length, true};
     }
 
     /// The named form of the viewing constructor.
@@ -84,6 +99,11 @@ public:
     static String copy(std::string_view text);
     /// Length of a C string.
     static unsigned length(const char* text) { return measure(text); }
+    /// A sum of lengths as the length that a text of them has; one beyond kMaxLength aborts.
+    static unsigned total(std::size_t sum) noexcept {
+        TESSEL_ASSERT(sum <= kMaxLength, "upperSize >= size", sites::kPoolUpperSizeFits);
+        return static_cast<unsigned>(sum);
+    }
 
     [[nodiscard]] unsigned length() const noexcept { return m_length; }
     [[nodiscard]] bool empty() const noexcept { return m_length == 0; }
@@ -93,13 +113,14 @@ public:
     [[nodiscard]] const char* begin() const noexcept { return m_string; }
     [[nodiscard]] const char* end() const noexcept { return m_string + m_length; }
     [[nodiscard]] std::string_view view() const noexcept { return {m_string, m_length}; }
-    /// The bytes followed by NUL. Valid until this string changes or ends. A view into a longer text is copied
-    /// into a block of its own on the first call, which is why two threads must not call it on one value at once.
+    /// The bytes followed by NUL. Valid until this string changes or ends. Nothing is read behind the text: one that is
+    /// not known to end with NUL (a view of so many bytes, a part of a longer text, what a Memory held) is copied into
+    /// a block of its own on the first call, which is why two threads must not call it on one value at once.
     const char* str() const {
         if (m_length == 0) {
             return "";
         }
-        if (!terminated()) [[unlikely]] {
+        if (!m_terminated) [[unlikely]] {
             terminate();
         }
         return m_string;
@@ -125,6 +146,8 @@ public:
     friend bool operator==(const String& left, const char* right) noexcept {
         return left.equals(right, static_cast<unsigned>(std::strlen(right)));
     }
+    template <NoText T>
+    friend bool operator==(const String&, T) = delete;
     friend bool operator<(const String& left, const String& right) noexcept { return left.view() < right.view(); }
 
     // Search. Each returns a byte position or npos; `from` at or beyond the end finds nothing. Time grows with the
@@ -178,6 +201,11 @@ public:
     String& append(const String& text);
     String& append(const StringAddition& addition);
     String& append(unsigned count, char c);
+    template <NoText T>
+    String& append(T) = delete;
+    /// Count and character the wrong way round.
+    template <std::same_as<char> C, NoText T>
+    requires(!std::same_as<T, char>) String& append(C, T) = delete;
     /// Two to six pieces, strings and single characters, with one reservation of the sum.
     template <class... Pieces>
     requires(sizeof...(Pieces) >= 2 && sizeof...(Pieces) <= 6 &&
@@ -187,6 +215,8 @@ public:
     String& operator+=(const char* text) { return append(text); }
     String& operator+=(const String& text) { return append(text); }
     String& operator+=(const StringAddition& addition) { return append(addition); }
+    template <NoText T>
+    String& operator+=(T) = delete;
     /// Makes room for `extra` more bytes (copying first unless this is the block's only user) and returns the place
     /// where they go; the caller then takes them over with grow().
     char* reserve(unsigned extra);
@@ -195,6 +225,7 @@ public:
         if (written != 0) {
             m_length += written;
             m_block.uget()->data()[m_length] = '\0';
+            m_terminated = true;
         }
     }
     /// Sets the length: cuts, or fills with NUL bytes.
@@ -208,16 +239,17 @@ private:
     friend class Memory;
     friend class StringAddition;
 
-    String(gc::Pointer<MemoryBlock> block, const char* text, unsigned length) noexcept
-        : m_length(length), m_block(std::move(block)), m_string(text) {}
+    String(gc::Pointer<MemoryBlock> block, const char* text, unsigned length, bool terminated) noexcept
+        : m_length(length), m_terminated(terminated), m_block(std::move(block)), m_string(text) {}
     static constexpr unsigned measure(const char* text) {
         TESSEL_ASSERT(text != nullptr, "m_string", sites::kStringText);
         return static_cast<unsigned>(__builtin_strlen(text));
     }
-    [[nodiscard]] bool terminated() const noexcept;
     void terminate() const;
     /// A view of bytes that lie in this string.
-    String part(unsigned from, unsigned length) const noexcept { return {m_block, m_string + from, length}; }
+    String part(unsigned from, unsigned length) const noexcept {
+        return {m_block, m_string + from, length, m_terminated && from + length == m_length};
+    }
     /// The block, if the text lies in it: holding it keeps the text while this string changes.
     gc::Pointer<MemoryBlock> keepFor(const char* text) const noexcept;
     template <class Rewrite>
@@ -230,7 +262,8 @@ private:
 
     // Invariant: m_string is never null, and lies in m_block or, without a block, in static bytes.
     unsigned m_length = 0;
-    // Both mutable for str().
+    // Mutable for str(), these three. Whether a NUL is known to stand behind the last byte.
+    mutable bool m_terminated = true;
     mutable gc::Pointer<MemoryBlock> m_block;
     mutable const char* m_string = "";
 };
@@ -238,3 +271,17 @@ private:
 }  // namespace tessel
 
 #include "libs/base/stringaddition.h"
+
+namespace tessel {
+
+// Numbers and characters are not joined: toString() makes text of a number, append() takes a character.
+template <NoText T>
+StringAddition operator+(const String&, T) = delete;
+template <NoText T>
+StringAddition operator+(T, const String&) = delete;
+template <NoText T>
+StringAddition operator+(const StringAddition&, T) = delete;
+template <NoText T>
+StringAddition operator+(T, const StringAddition&) = delete;
+
+}  // namespace tessel

@@ -63,10 +63,9 @@ String String::replaceAll(const String& searched, const String& from, const Stri
     if (places.empty()) {
         return *this;
     }
-    const std::size_t total = m_length - places.size() * from.m_length + places.size() * to.m_length;
-    TESSEL_ASSERT(total < npos, "upperSize >= size", sites::kPoolUpperSizeFits);
+    const unsigned length = total(m_length - places.size() * from.m_length + places.size() * to.m_length);
     String result;
-    char* place = result.reserve(static_cast<unsigned>(total));
+    char* place = result.reserve(length);
     const char* source = begin();
     for (const unsigned at : places) {
         place = std::copy(source, begin() + at, place);
@@ -74,7 +73,7 @@ String String::replaceAll(const String& searched, const String& from, const Stri
         source = begin() + at + from.m_length;
     }
     std::copy(source, end(), place);
-    result.grow(static_cast<unsigned>(total));
+    result.grow(length);
     return result;
 }
 

@@ -1,6 +1,8 @@
 #include "libs/base/string.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <string>
 #include <thread>
@@ -53,11 +55,44 @@ TEST(String, strEndsTheTextWithNul) {
     EXPECT_STREQ(whole.range(1, 3).str(), "bc");
     EXPECT_EQ(whole.str(), whole.array()) << "nothing is copied for a text that is terminated";
     EXPECT_STREQ(String().str(), "");
-    // A buffer may fill its block to the last byte: what lies behind must not be looked at.
-    const gc::Pointer<MemoryBlock> block = memoryBlockPool.create(64);
-    std::memset(block->data(), 'x', 64);
-    EXPECT_EQ(String(Memory(block->data(), 64, block)).str(), std::string(64, 'x'));
+    EXPECT_EQ(whole.range(3).str(), whole.array() + 3) << "nor for its end";
+    String text = whole;
+    text.cut(2);
+    EXPECT_STREQ(text.str(), "ab");
+    std::memset(text.reserve(8), 'x', 8);
+    EXPECT_STREQ(text.str(), "ab") << "what is not yet grown over";
+    text.setAt(1, 'c');
+    const char* const terminated = text.array();
+    EXPECT_EQ(text.str(), terminated);
 }
+
+TEST(String, strReadsNothingBehindTheText) {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    char* const bytes =
+        static_cast<char*>(::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_EQ(::mprotect(bytes + page, page, PROT_NONE), 0);
+    std::memset(bytes, 'x', page);
+    EXPECT_STREQ(String(bytes + page - 3, 3).str(), "xxx");
+    ::munmap(bytes, 2 * page);
+    // Whoever filled a block may go on behind: a NUL that stands there says nothing.
+    const gc::Pointer<MemoryBlock> block = memoryBlockPool.create(64);
+    std::memcpy(block->data(), "abc", 4);
+    const String text = Memory(block->data(), 3, block);
+    EXPECT_TRUE(text.str() != block->data() && text == "abc");
+}
+
+/// Whether what is no text is taken for one. 0 passes for a C string only as a literal, hence the template.
+// clang-format off
+template <class Text>
+constexpr bool kTakesLiterals =
+    requires { Text(0); } || requires { Text(nullptr); } ||
+    requires(Text text) { text + 0; } || requires(Text text) { 0 + text; } ||
+    requires(Text text) { text + "" + 0; } || requires(Text text) { 0 + (text + ""); } ||
+    requires(Text text) { text == 0; } || requires(Text text) { text += 0; } ||
+    requires(Text text) { text.append(0); } || requires(Text text) { text.append('a', 3); } ||
+    requires(Text text) { text.append("a", nullptr); };
+// clang-format on
+static_assert(!kTakesLiterals<String>);
 
 TEST(String, changesNeverReachWhoSharesOnAnyThread) {
     const String original = String::copy("0123456789");
