@@ -18,6 +18,9 @@ void log(LogCategory category, const String& className, const String& method, co
 void log(LogCategory category, const String& className, const String& method, const char* text) noexcept;
 void log(LogCategory category, const char* className, const String& method, const String& text) noexcept;
 void log(LogCategory category, const char* className, const String& method, const char* text) noexcept;
+// No text at all.
+template <class Name, class Text>
+requires(NoText<Name> || NoText<Text>) void log(LogCategory, Name, const String& method, Text) = delete;
 /// The same with the number appended to the text.
 void log(LogCategory category, const String& className, const String& method, const String& text, int number) noexcept;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <concepts>
+
 #include "libs/base/string.h"
 
 /// Numbers as text and text as numbers.
@@ -26,6 +28,12 @@ String toString(unsigned char value);
 String toString(bool value);
 /// The address as printf's "%p" writes it.
 String toString(const void* address);
+// No numbers: a text would be written as its address, a character as its code, a function as "true".
+String toString(const char* text) = delete;
+String toString(char character) = delete;
+template <class T>
+requires(!std::convertible_to<T*, const void*>) String toString(T* pointer)
+= delete;
 /// The number in the caller's printf format, which takes one unsigned int; cut at 255 bytes.
 String toString(unsigned value, const char* format);
 /// Lower-case hexadecimal digits without leading zeros.

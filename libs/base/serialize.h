@@ -1,5 +1,6 @@
 #pragma once
 
+#include "libs/base/lifetime.h"
 #include "libs/base/memory.h"
 #include "libs/base/string.h"
 
@@ -45,17 +46,19 @@ public:
 };
 
 /// A keyed source: operator[] gives the reader of a member, which belongs to this reader and stands only until the
-/// next look-up on it. Keys are written in lower case.
+/// next look-up on it: it is not to be taken from a temporary. Keys are written in lower case.
 class IKeyReader : public IReader {
 public:
     using IReader::read;
     /// Lets the object fill itself from the keys below.
     void read(ISerialize& value) override;
-    virtual IKeyReader& operator[](const char* key) = 0;
-    virtual IKeyReader& operator[](const String& key) = 0;
+    virtual IKeyReader& operator[](const char* key) TESSEL_LIFETIMEBOUND = 0;
+    virtual IKeyReader& operator[](const String& key) TESSEL_LIFETIMEBOUND = 0;
     /// Whether the next look-up of the key will find something.
     virtual bool exists(const String& key) = 0;
-    /// How many items the key, or in an array this reader itself, still holds.
+    /// How many items there are under the key, read or not: in XML the elements of that name, 0 when there is none, in
+    /// JSON the elements of the array that stands there. A reader of a JSON array gives its own number of elements,
+    /// whatever the key. What cannot be a list, or in JSON is missing, raises.
     virtual unsigned size(const String& key) = 0;
     virtual bool hasAttribute(const String& name);
     virtual String getAttribute(const String& name);
@@ -69,6 +72,8 @@ public:
     virtual void write(const String& value) { write(value.array(), value.length()); }
     /// A C string would otherwise be taken for a boolean.
     void write(const char* value) { write(String(value)); }
+    template <NoValue T>
+    void write(T) = delete;
     virtual void write(const Memory& value);
     virtual void write(int value);
     virtual void write(unsigned value);
@@ -79,14 +84,16 @@ public:
 };
 
 /// A keyed sink: operator[] opens a member and gives its writer, which belongs to this writer and stands only until
-/// the next one is opened.
+/// the next one is opened or this writer itself takes a value.
 class IKeyWriter {
 public:
-    virtual IKeyWriter& operator[](const char* key) = 0;
-    virtual IKeyWriter& operator[](const String& key) = 0;
+    virtual IKeyWriter& operator[](const char* key) TESSEL_LIFETIMEBOUND = 0;
+    virtual IKeyWriter& operator[](const String& key) TESSEL_LIFETIMEBOUND = 0;
     virtual void write(const String& value) = 0;
     /// A C string would otherwise be taken for a boolean.
     void write(const char* value) { write(String(value)); }
+    template <NoValue T>
+    void write(T) = delete;
     virtual void write(bool value) = 0;
     virtual void write(int value) = 0;
     virtual void write(unsigned value) = 0;
