@@ -53,6 +53,7 @@ NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
     routeLog(logFile);
     const String directory = File::getUserApplicationDataDirectory();
     File::ensureDirectory(directory);
+    File::keepPrivate(directory);
     log(LogCategory::Trace, "NebrixClient", "NebrixClient", "Nebrix directory is : " + directory);
     if (chdir(directory.str()) != 0) {
         const int systemError = errno;

@@ -9,7 +9,7 @@
 #include <climits>
 #include <cstring>
 
-#include "libs/base/platform.h"
+#include "libs/base/filedetail.h"
 #include "libs/base/runtimesites.h"
 
 namespace tessel {
@@ -42,16 +42,6 @@ int systemFlags(unsigned mode) noexcept {
     return flags;
 }
 
-unsigned clamp(unsigned long size) noexcept {
-    return static_cast<unsigned>(std::min(size, static_cast<unsigned long>(UINT_MAX)));
-}
-
-[[noreturn]] void raiseFile(RaiseSite site, const String& path) {
-    const int systemError = errno;
-    raise<EFile>("EFile", site,
-                 {.subject = path, .words = platform::errorText(systemError), .systemError = systemError});
-}
-
 }  // namespace
 
 File::~File() { close(); }
@@ -62,8 +52,8 @@ bool File::open(const String& path, unsigned mode) {
         mode |= kTruncate;
     }
     const int flags = systemFlags(mode);
-    const String normalised = normalise(path);
-    m_descriptor = flags < 0 ? -1 : ::open(normalised.str(), flags, 0666);
+    const String system = systemPath(path);
+    m_descriptor = flags < 0 ? -1 : ::open(system.str(), flags, 0666);
     if (m_descriptor < 0) {
         return false;
     }
@@ -77,7 +67,8 @@ bool File::open(const String& path, unsigned mode) {
     if ((mode & kAtEnd) != 0) {
         ::lseek(m_descriptor, 0, SEEK_END);
     }
-    m_path = normalised;
+    m_appends = (mode & kAppend) != 0;
+    m_path = system;
     return true;
 }
 
@@ -97,26 +88,38 @@ void File::close() noexcept {
     m_dirty = false;
 }
 
-unsigned File::size() const {
+std::uint64_t File::wideSize() const {
     struct stat status {};
     if (!isOpened() || ::fstat(m_descriptor, &status) != 0) {
         return 0;
     }
-    const auto length = static_cast<unsigned long>(status.st_size);
-    return clamp(m_dirty ? std::max(length, position()) : length);
+    const auto length = static_cast<std::uint64_t>(status.st_size);
+    return m_dirty ? std::max(length, position()) : length;
 }
 
-unsigned long File::position() const {
-    const auto system = static_cast<unsigned long>(std::max<off_t>(0, ::lseek(m_descriptor, 0, SEEK_CUR)));
-    return m_dirty ? system + m_end : system - (m_end - m_begin);
+std::uint64_t File::position() const {
+    // What is appended goes to the end, wherever the system's position is until then.
+    const off_t found = ::lseek(m_descriptor, 0, m_dirty && m_appends ? SEEK_END : SEEK_CUR);
+    const auto system = static_cast<std::uint64_t>(std::max<off_t>(0, found));
+    const std::uint64_t ahead = m_end - m_begin;
+    return m_dirty ? system + m_end : system - std::min(system, ahead);
 }
 
-unsigned File::sizeToRead() const {
-    const unsigned at = getReadPos();
-    return std::max(at, size()) - at;
+std::uint64_t File::left() const {
+    const std::uint64_t at = position();
+    return std::max(at, wideSize()) - at;
 }
 
-unsigned File::getReadPos() const { return isOpened() ? clamp(position()) : 0; }
+unsigned File::told(std::uint64_t bytes) const {
+    if (bytes > UINT_MAX) {
+        raiseFile(sites::kFileTooLong, m_path, EFBIG);
+    }
+    return static_cast<unsigned>(bytes);
+}
+
+unsigned File::size() const { return told(wideSize()); }
+unsigned File::sizeToRead() const { return told(left()); }
+unsigned File::getReadPos() const { return isOpened() ? told(position()) : 0; }
 
 void File::setReadPos(unsigned position) {
     flush();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "libs/base/errors.h"
@@ -13,9 +14,13 @@ TESSEL_EXCEPTION(EFile, IOException);
 
 /// A binary file, and static operations on paths and the file system.
 ///
-/// Every operation first replaces each backslash of its paths with "/". Sizes are bytes, 32-bit: what is longer
-/// counts as the longest. An object is used by one thread at a time; the static operations may be called on any
-/// thread. It is an IWriter, so that a request's body or a document can be written straight into it.
+/// Every operation first replaces each backslash of its paths with "/". A path with a NUL byte in it, where the system
+/// would see it end, names nothing: it is refused as a missing file is. An object is used by one thread at a time; the
+/// static operations may be called on any thread. It is an IWriter, so that a request's body or a document can be
+/// written straight into it.
+///
+/// Files may be of any length. Sizes and positions are bytes, and 32-bit but for wideSize(): one that would not fit
+/// raises EFile (EFBIG), as does taking more than String::kMaxLength bytes into one value.
 ///
 /// There is one position, for reading and writing. Reads and small writes go through a buffer of 64 KiB, which is
 /// made when first needed; the descriptor is not inherited by other programs.
@@ -39,9 +44,10 @@ public:
     /// counts.
     void close() noexcept;
     [[nodiscard]] const String& path() const noexcept { return m_path; }
-    /// The file's length; 0 when it is closed.
+    /// The file's length, with what is still buffered; 0 when it is closed.
     [[nodiscard]] unsigned size() const;
-    /// Bytes left after the position.
+    [[nodiscard]] std::uint64_t wideSize() const;
+    /// Bytes left after the position, however far that is.
     [[nodiscard]] unsigned sizeToRead() const;
     [[nodiscard]] unsigned getReadPos() const;
     void setReadPos(unsigned position);
@@ -71,7 +77,7 @@ public:
     /// flush(), and waits until the storage holds it.
     void synchronise();
 
-    /// Whether the path can be opened for reading.
+    /// Whether the path can be opened for reading. Nothing is opened: a pipe is not waited for, a device not touched.
     static bool exists(const String& path);
     /// Raises EFile after logging "cannot open <path>" when it cannot be opened.
     static String readAllFile(const String& path);
@@ -79,9 +85,12 @@ public:
     static String readAllFile(const String& path, unsigned limit);
     static void writeAllFile(const String& path, const String& content);
     /// Replaces the file in one step: at any moment, also after a crash of the machine, the old content or the new
-    /// one stands there whole. The new file has mode 0777 as every other; a symbolic link is itself replaced.
+    /// one stands there whole. The new file has mode 0777 as every other, but is its owner's alone (0600) until it is
+    /// whole; a symbolic link is itself replaced. What savers that were killed left beside the file ("NAME.saving-" and
+    /// six characters) is removed, for which the directory is read; what another saver works on is locked and stays.
     static void writeAtomically(const String& path, const String& content);
-    /// Copies the content and the times of last access and change. A file onto itself raises EFile.
+    /// Copies a regular file's content and its times of last access and change. A file onto itself raises EFile. A
+    /// copy that fails on the way is removed, unless the target is a link or a device.
     static void copy(const String& from, const String& to);
     static void move(const String& from, const String& to);
     /// A file or an empty directory.
@@ -93,6 +102,9 @@ public:
     /// With all missing parents, for their owner alone (mode 0700).
     static void createDirectory(const String& path);
     static void ensureDirectory(const String& path);
+    /// Makes an existing directory its owner's alone (mode 0700). Logs a warning where it is another user's or that
+    /// cannot be done.
+    static void keepPrivate(const String& directory);
     /// Adds the bare names of the directory's entries, in no order; logs when it cannot be read.
     static void getFullList(const String& directory, List<String>& out);
     /// The directory part, with its final "/"; normalised and without double quotes.
@@ -102,6 +114,7 @@ public:
     static String normalise(const String& path);
     static String getCurrentDirectory();
     /// "$HOME/.Nebrix/" ("/home/$USER/.Nebrix/" without HOME, the current directory without either). Not created here.
+    /// Always absolute: a relative HOME, and the current directory, mean where the process was at the first call.
     static String getUserApplicationDataDirectory();
     /// Takes everybody's right to write, or gives it back to the owner.
     static void setReadOnly(const String& path, bool readOnly);
@@ -112,15 +125,23 @@ public:
 private:
     enum class State { Closed = 0, Writing = 1, Reading = 2 };
 
+    /// Opens a new file beside the target, for its owner alone and locked; false when there can be none.
+    bool openTemporary(const String& target);
+    /// A size as the interface tells it; raises EFile when 32 bits do not hold it.
+    [[nodiscard]] unsigned told(std::uint64_t bytes) const;
+    [[nodiscard]] std::uint64_t left() const;
+    [[nodiscard]] std::uint64_t position() const;
+    template <class Value>
+    void take(Value& value, unsigned n);
     void fill();
     void writeAll(const char* data, unsigned n);
     void leaveReading();
     bool peek(char& next);
     String readWord(bool (*belongs)(char));
-    [[nodiscard]] unsigned long position() const;
 
     int m_descriptor = -1;
     State m_state = State::Closed;
+    bool m_appends = false;
     String m_path;
     // The buffer holds either bytes read ahead, [m_begin, m_end), or bytes to be written, [0, m_end) with m_dirty.
     std::unique_ptr<char[]> m_buffer;

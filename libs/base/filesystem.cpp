@@ -5,16 +5,14 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <string>
 
-#include "libs/base/file.h"
+#include "libs/base/filedetail.h"
 #include "libs/base/log.h"
-#include "libs/base/platform.h"
+#include "libs/base/numbers.h"
 #include "libs/base/runtimesites.h"
 
 // The static half of File: paths and the file system.
@@ -22,60 +20,46 @@ namespace tessel {
 
 namespace {
 
-[[noreturn]] void raiseFile(RaiseSite site, const String& path, int systemError = errno) {
-    raise<EFile>("EFile", site,
-                 {.subject = path, .words = platform::errorText(systemError), .systemError = systemError});
+bool statusOf(const String& path, struct stat& status) {
+    status = {};
+    return ::stat(systemPath(path).str(), &status) == 0;
 }
 
-[[noreturn]] void cannotOpen(const String& path, const char* method, RaiseSite site) {
+String pathText(const String& path) { return File::normalise(path).remove('"'); }
+
+/// The variable's value; empty when there is none.
+String environment(const char* name) {
+    const char* const value = std::getenv(name);
+    return value == nullptr ? String() : String::copy(value);
+}
+
+/// Says why the directory may not be the user's own.
+void warnOfDirectory(const String& directory, const String& why) {
+    log(LogCategory::Warning, "File", "keepPrivate", String("'" + directory + "' " + why));
+}
+
+}  // namespace
+
+void cannotOpen(const String& path, const char* method, RaiseSite site) {
     const int systemError = errno;
     log(LogCategory::Trace, "File", method, String("cannot open " + path));
     raiseFile(site, path, systemError);
 }
 
-bool statusOf(const String& path, struct stat& status) {
-    status = {};
-    return ::stat(File::normalise(path).str(), &status) == 0;
-}
-
-/// What renaming changed in a directory becomes permanent. Where that is not possible it is left to the system.
-void synchroniseDirectory(const String& directory) noexcept {
-    const int descriptor = ::open(directory.empty() ? "." : directory.str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY);
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
-    }
-}
-
-/// A new, empty file beside the path; its name, or an empty one.
-std::string temporaryBeside(const String& path) {
-    std::string name(path.view());
-    name += ".XXXXXX";
-    const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
-    if (descriptor < 0) {
-        return {};
-    }
-    ::close(descriptor);
-    return name;
-}
-
-String pathText(const String& path) { return File::normalise(path).remove('"'); }
-
-}  // namespace
-
 bool File::exists(const String& path) {
-    File file;
-    return file.open(path, kIn);
+    struct stat status {};
+    const bool readable = ::faccessat(AT_FDCWD, systemPath(path).str(), R_OK, AT_EACCESS) == 0;
+    return readable && statusOf(path, status) && !S_ISSOCK(status.st_mode);
 }
 
-String File::readAllFile(const String& path) { return readAllFile(path, UINT_MAX); }
+String File::readAllFile(const String& path) { return readAllFile(path, String::kMaxLength); }
 
 String File::readAllFile(const String& path, unsigned limit) {
     File file;
     if (!file.open(path, kIn)) {
         cannotOpen(path, "readAllFile", sites::kReadAllFile);
     }
-    if (file.size() > limit) {
+    if (file.wideSize() > limit) {
         raiseFile(sites::kReadAllFileLimit, path, EFBIG);
     }
     String content;
@@ -92,31 +76,14 @@ void File::writeAllFile(const String& path, const String& content) {
     file.flush();
 }
 
-void File::writeAtomically(const String& path, const String& content) {
-    const String target = normalise(path);
-    const std::string temporary = temporaryBeside(target);
-    File file;
-    if (temporary.empty() || !file.open(String::copy(temporary), kOut)) {
-        cannotOpen(path, "writeAtomically", sites::kWriteAtomically);
-    }
-    try {
-        file.write(content);
-        file.synchronise();
-        if (::rename(temporary.c_str(), target.str()) != 0) {
-            raiseFile(sites::kWriteAtomically, path);
-        }
-    } catch (const EFile&) {
-        ::unlink(temporary.c_str());
-        throw;
-    }
-    synchroniseDirectory(getPath(target));
-}
-
 void File::copy(const String& from, const String& to) {
     struct stat before {};
     struct stat target {};
     File source;
-    if (!statusOf(from, before) || !source.open(from, kIn)) {
+    if (statusOf(from, before) && !S_ISREG(before.st_mode)) {
+        raiseFile(sites::kCopyFrom, from, S_ISDIR(before.st_mode) ? EISDIR : EINVAL);
+    }
+    if (!source.open(from, kIn)) {
         raiseFile(sites::kCopyFrom, from);
     }
     File sink;
@@ -124,24 +91,31 @@ void File::copy(const String& from, const String& to) {
     if (onItself || !sink.open(to, kOut)) {
         raiseFile(sites::kCopyTo, to, onItself ? EINVAL : errno);
     }
-    std::array<char, 1024> block{};
-    while (const unsigned got = source.read(block.data(), block.size())) {
-        sink.write(block.data(), got);
+    try {
+        std::array<char, 1024> block{};
+        while (const unsigned got = source.read(block.data(), block.size())) {
+            sink.write(block.data(), got);
+        }
+        sink.flush();
+    } catch (...) {
+        if (::lstat(sink.m_path.str(), &target) == 0 && S_ISREG(target.st_mode)) {
+            ::unlink(sink.m_path.str());
+        }
+        throw;
     }
-    sink.flush();
     // POSIX has no way to set the time of creation.
     const std::array<timespec, 2> times = {before.st_atim, before.st_mtim};
     static_cast<void>(::futimens(sink.m_descriptor, times.data()));
 }
 
 void File::move(const String& from, const String& to) {
-    if (std::rename(normalise(from).str(), normalise(to).str()) != 0) {
+    if (std::rename(systemPath(from).str(), systemPath(to).str()) != 0) {
         raiseFile(sites::kMove, from);
     }
 }
 
 void File::remove(const String& path) {
-    if (std::remove(normalise(path).str()) != 0) {
+    if (std::remove(systemPath(path).str()) != 0) {
         raiseFile(sites::kRemove, path);
     }
 }
@@ -151,7 +125,8 @@ void File::removeTree(const String& path) {
     const auto removeEntry = [](const char* entry, const struct stat*, int, struct FTW*) -> int {
         return std::remove(entry) == 0 || errno == ENOENT ? 0 : -1;
     };
-    if (::nftw(normalise(path).str(), removeEntry, kDescriptors, FTW_DEPTH | FTW_PHYS) != 0 && errno != ENOENT) {
+    const int outcome = ::nftw(systemPath(path).str(), removeEntry, kDescriptors, FTW_DEPTH | FTW_PHYS);
+    if (outcome != 0 && (errno != ENOENT || holdsNul(path))) {
         raiseFile(sites::kRemoveTree, path);
     }
 }
@@ -162,7 +137,10 @@ bool File::isDirectory(const String& path) {
 }
 
 void File::createDirectory(const String& path) {
-    const String whole = normalise(path);
+    const String whole = systemPath(path);
+    if (holdsNul(path)) {
+        raiseFile(sites::kCreateDirectory, path, ENOENT);
+    }
     for (unsigned end = 0; end < whole.length();) {
         end = std::min(whole.find('/', end + 1), whole.length());
         const String prefix = whole.range(0, end).clone();
@@ -178,9 +156,23 @@ void File::ensureDirectory(const String& path) {
     }
 }
 
+void File::keepPrivate(const String& directory) {
+    const int descriptor = ::open(systemPath(directory).str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    struct stat status {};
+    const bool known = descriptor >= 0 && ::fstat(descriptor, &status) == 0;
+    if (known && status.st_uid != ::geteuid()) {
+        warnOfDirectory(directory, "belongs to another user, number " + toString(status.st_uid));
+    } else if (!known || ((status.st_mode & 0777) != S_IRWXU && ::fchmod(descriptor, S_IRWXU) != 0)) {
+        warnOfDirectory(directory, "cannot be made its owner's alone: " + platform::errorText(errno));
+    }
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
+}
+
 void File::getFullList(const String& directory, List<String>& out) {
-    String path = normalise(directory);
-    if (!path.ends("/")) {
+    String path = systemPath(directory);
+    if (!path.ends("/") && !holdsNul(directory)) {
         path += "/";
     }
     const std::unique_ptr<DIR, int (*)(DIR*)> opened(::opendir(path.str()), &::closedir);
@@ -217,14 +209,18 @@ String File::getCurrentDirectory() {
 
 String File::getUserApplicationDataDirectory() {
     constexpr const char* kName = "/.Nebrix/";
-    if (const char* const home = std::getenv("HOME")) {
-        return String::copy(home) + kName;
+    // The client makes the data directory its working directory; what is relative means what it did before.
+    static const String start = getCurrentDirectory();
+    const String home = environment("HOME");
+    if (!home.empty()) {
+        return (home.starts("/") ? home : String(start + "/" + home)) + kName;
     }
-    if (const char* const user = std::getenv("USER")) {
-        return "/home/" + String::copy(user) + kName;
+    const String user = environment("USER");
+    if (!user.empty()) {
+        return "/home/" + user + kName;
     }
     log(LogCategory::Trace, "File", "getUserApplicationDataDirectory", "can not retrieve user application data folder");
-    return getCurrentDirectory() + kName;
+    return start + kName;
 }
 
 void File::setReadOnly(const String& path, bool readOnly) {
@@ -232,7 +228,7 @@ void File::setReadOnly(const String& path, bool readOnly) {
     struct stat status {};
     const bool known = statusOf(path, status);
     const mode_t mode = readOnly ? status.st_mode & ~kWriters : status.st_mode | S_IWUSR;
-    if (!known || ::chmod(normalise(path).str(), mode & 07777) != 0) {
+    if (!known || ::chmod(systemPath(path).str(), mode & 07777) != 0) {
         raiseFile(sites::kSetReadOnly, path);
     }
 }

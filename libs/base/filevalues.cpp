@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "libs/base/file.h"
+#include "libs/base/filedetail.h"
 #include "libs/base/numbers.h"
 #include "libs/base/runtimesites.h"
 
@@ -16,11 +16,16 @@ bool isLetter(char c) { return c >= 'a' && c <= 'z'; }
 
 }  // namespace
 
-void File::read(Memory& value, unsigned n) {
-    if (n > sizeToRead()) {
+/// A String or Memory of n bytes; on failure the value stays as it is.
+template <class Value>
+void File::take(Value& value, unsigned n) {
+    if (n > left()) {
         raiseShort();
     }
-    Memory bytes;
+    if (n > String::kMaxLength) {
+        raiseFile(sites::kFileTooLong, m_path, EFBIG);
+    }
+    Value bytes;
     const unsigned got = read(reinterpret_cast<char*>(bytes.reserve(n)), n);
     bytes.grow(got);
     if (got != n) {
@@ -29,13 +34,9 @@ void File::read(Memory& value, unsigned n) {
     value = std::move(bytes);
 }
 
-void File::read(Memory& value) { read(value, sizeToRead()); }
-
-void File::read(String& value) {
-    Memory bytes;
-    read(bytes);
-    value = String(bytes);
-}
+void File::read(Memory& value, unsigned n) { take(value, n); }
+void File::read(Memory& value) { take(value, told(left())); }
+void File::read(String& value) { take(value, told(left())); }
 
 void File::read(char& value) {
     if (read(&value, 1) != 1) {

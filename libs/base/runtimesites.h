@@ -16,6 +16,7 @@ inline constexpr RaiseSite kReaderDefault{"libs/base/serialize", 20};
 inline constexpr RaiseSite kKeyReaderDefault{"libs/base/serialize", 61};
 
 inline constexpr RaiseSite kFileRead{"libs/base/file", 118};
+inline constexpr RaiseSite kFileTooLong{"libs/base/file", 125};
 inline constexpr RaiseSite kFileSeek{"libs/base/file", 131};
 inline constexpr RaiseSite kFileShort{"libs/base/file", 140};
 inline constexpr RaiseSite kFileWrite{"libs/base/file", 152};

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -71,6 +72,7 @@ TEST_F(FileTest, openModes) {
         EXPECT_EQ(file.open(at("f"), mode), opens) << mode;
         if (file.isOpened()) {
             file.write("x");
+            EXPECT_EQ(file.size(), std::string(after).size()) << mode << ": the buffer counts";
         }
         file.close();
         EXPECT_EQ(content("f"), after) << mode;
@@ -125,6 +127,54 @@ TEST_F(FileTest, readingAndWritingTypedValuesShareOnePosition) {
     EXPECT_TRUE(content("f") == "-B2falseAB9rest" + std::string(20'000, 'z') + "end");
 }
 
+TEST_F(FileTest, whatDoesNotFitInto32BitsIsToldByNoOtherNumber) {
+    constexpr std::uint64_t kGiB = 1U << 30U;
+    std::filesystem::resize_file(directory.write("f", ""), 5 * kGiB);
+    File file;
+    ASSERT_TRUE(file.open(at("f"), File::kIn));
+    EXPECT_EQ(file.wideSize(), 5 * kGiB);
+    EXPECT_THROW((void)file.size(), EFile);
+    EXPECT_THROW((void)file.sizeToRead(), EFile);
+    Memory few;
+    file.read(few, 3);
+    file.setReadPos(2U * kGiB);
+    EXPECT_EQ(file.sizeToRead(), 3U * kGiB);
+    ASSERT_TRUE(file.open(at("f"), File::kIn | File::kAtEnd));
+    EXPECT_EQ(file.sizeToRead(), 0U);
+    EXPECT_THROW((void)file.getReadPos(), EFile);
+    EXPECT_THROW(File::readAllFile(at("f")), EFile);
+    std::filesystem::resize_file(directory.path("f"), String::kMaxLength + 1ULL);
+    EXPECT_EQ(file.size(), String::kMaxLength + 1);
+    file.setReadPos(0);
+    EXPECT_THROW(file.read(few), EFile);
+}
+
+TEST_F(FileTest, aPathWithNulNamesNothingAndAPipeIsNotWaitedFor) {
+    directory.write("f", "kept");
+    const String path = at("f") + String("\0x", 2);
+    const String root("\0", 1);
+    EXPECT_FALSE(File::exists(path) || File().open(path, File::kIn) || File::isDirectory(at("") + root));
+    EXPECT_FALSE(File::isReadOnly(path) || File::getLastWriteTime(path) != 0);
+    EXPECT_THROW(File::readAllFile(path), EFile);
+    EXPECT_THROW(File::writeAllFile(path, ""), EFile);
+    EXPECT_THROW(File::writeAtomically(path, ""), EFile);
+    EXPECT_THROW(File::copy(path, at("g")), EFile);
+    EXPECT_THROW(File::copy(at("f"), path), EFile);
+    EXPECT_THROW(File::move(path, at("g")), EFile);
+    EXPECT_THROW(File::move(at("f"), at("g") + root), EFile);
+    EXPECT_THROW(File::remove(path), EFile);
+    EXPECT_THROW(File::removeTree(path), EFile);
+    EXPECT_THROW(File::createDirectory(at("g") + root), EFile);
+    EXPECT_THROW(File::setReadOnly(path, true), EFile);
+    List<String> names;
+    File::getFullList(root, names);
+    EXPECT_EQ(names.size(), 0U);
+    EXPECT_EQ(listTree(directory.path()) + content("f"), "f\nkept");
+    ASSERT_EQ(::mkfifo(at("pipe").str(), 0600), 0);
+    EXPECT_TRUE(File::exists(at("pipe")));
+    EXPECT_THROW(File::copy(at("pipe"), at("g")), EFile);
+}
+
 TEST_F(FileTest, failuresAreLoggedAndRaised) {
     const SystemLogCapture log;
     const String missing = at("no/such");
@@ -166,7 +216,27 @@ TEST_F(FileTest, writingKeepsTheFileAndAtomicWritingReplacesIt) {
     EXPECT_EQ(listTree(directory.path()), "link\ntarget\n");
 }
 
-TEST_F(FileTest, aCopyHasTheTimesOfItsSource) {
+TEST_F(FileTest, aKilledSaverLeavesWhatIsItsOwnersAndGoesWithTheNextSave) {
+    const auto saveAndDie = [this] {
+        const rlimit none{0, 0};
+        const rlimit little{1000, 1000};
+        ::setrlimit(RLIMIT_CORE, &none);
+        ::setrlimit(RLIMIT_FSIZE, &little);
+        File::writeAtomically(at("f"), String::copy(std::string(20'000, 'x')));
+    };
+    EXPECT_EXIT(saveAndDie(), ::testing::KilledBySignal(SIGXFSZ), "");
+    const std::string left = listTree(directory.path());
+    ASSERT_EQ(left.size(), std::string("f.saving-123456\n").size()) << left;
+    EXPECT_EQ(mode(left.substr(0, left.size() - 1).c_str()), 0600U);
+    directory.write("f.saving-2long00", "");
+    const int busy = ::open(directory.write("f.saving-busy00", "").c_str(), O_RDONLY);
+    ASSERT_EQ(::flock(busy, LOCK_EX), 0);
+    File::writeAtomically(at("f"), "");
+    EXPECT_EQ(listTree(directory.path()), "f\nf.saving-2long00\nf.saving-busy00\n");
+    ::close(busy);
+}
+
+TEST_F(FileTest, aCopyHasTheTimesOfItsSourceOrIsNone) {
     directory.write("from", "some content");
     const timespec times[2] = {{1000, 5}, {2000, 7}};
     ASSERT_EQ(::utimensat(AT_FDCWD, at("from").str(), times, 0), 0);
@@ -178,6 +248,9 @@ TEST_F(FileTest, aCopyHasTheTimesOfItsSource) {
     EXPECT_EQ(content("to"), "some content");
     EXPECT_THROW(File::copy(at("from"), at("./from")), EFile);
     EXPECT_EQ(content("from"), "some content");
+    EXPECT_THROW(File::copy("/proc/self/mem", at("to")), EFile) << "it cannot be read at its start";
+    EXPECT_THROW(File::copy(at(""), at("to")), EFile);
+    EXPECT_EQ(listTree(directory.path()), "from\n");
 }
 
 TEST_F(FileTest, directoriesAreMadeWithTheirParentsAndRemovedWithTheirContent) {
@@ -202,6 +275,21 @@ TEST_F(FileTest, directoriesAreMadeWithTheirParentsAndRemovedWithTheirContent) {
     }
 }
 
+TEST_F(FileTest, aDirectoryIsKeptPrivateOrNamedInTheLog) {
+    const SystemLogCapture log;
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+    File::keepPrivate(at(""));
+    EXPECT_EQ(mode(""), 0700U);
+    EXPECT_EQ(log.lines().size(), 0U);
+    // Root's own, or given away.
+    const bool isRoot = ::chown(directory.path().c_str(), 12345, 12345) == 0;
+    File::keepPrivate(isRoot ? at("") : String("/"));
+    EXPECT_TRUE(log.contains("WARNING File.keepPrivate '" + (isRoot ? directory.path("") : "/") + "' belongs to"));
+    EXPECT_EQ(::chown(directory.path().c_str(), ::geteuid(), ::getegid()), 0);
+    File::keepPrivate(at("none"));
+    EXPECT_TRUE(log.contains("' cannot be made its owner's alone: No such file or directory"));
+}
+
 TEST(File, takesPathsApart) {
     using Row = std::pair<const char*, const char*>;
     for (const auto& [path, directory] :
@@ -221,6 +309,12 @@ TEST(File, findsTheUsersDataDirectory) {
     const SystemLogCapture log;
     EXPECT_EQ(File::getUserApplicationDataDirectory(), File::getCurrentDirectory() + "/.Nebrix/");
     EXPECT_TRUE(log.contains("TRACE File.getUserApplicationDataDirectory can not retrieve user application data"));
+    const std::filesystem::path start = std::filesystem::current_path();
+    std::filesystem::current_path("/");
+    EXPECT_EQ(File::getUserApplicationDataDirectory().view(), start.string() + "/.Nebrix/") << "where it was";
+    ::setenv("HOME", "a/b", 1);
+    EXPECT_EQ(File::getUserApplicationDataDirectory().view(), start.string() + "/a/b/.Nebrix/");
+    std::filesystem::current_path(start);
 }
 
 TEST_F(ZipTest, whatIsRefusedLeavesTheTargetAsItWas) {

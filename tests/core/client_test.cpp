@@ -53,6 +53,7 @@ TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
     ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
     m_client->stop();
     ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(std::filesystem::status(m_home.data()).permissions(), std::filesystem::perms::owner_all);
     const std::string made = calls();
     EXPECT_NE(made.find("DllSetCertDirectory2\t" + m_home.data() + "//Plugin/PKIs/"), std::string::npos);
     EXPECT_NE(made.find("DllSetProxy2\t1|none|||||save:no\n"), std::string::npos);
