@@ -29,12 +29,16 @@ public:
     JSONMutWrapper& set(const String& key, unsigned number);
     JSONMutWrapper& set(const String& key, bool flag);
     JSONMutWrapper& set(const String& key, const JSONWrapper& other);
+    template <NoValue T>
+    JSONMutWrapper& set(const String& key, T) = delete;
     JSONMutWrapper& append(const String& text);
     JSONMutWrapper& append(const char* text) { return append(String(text)); }
     JSONMutWrapper& append(int number);
     JSONMutWrapper& append(unsigned number);
     JSONMutWrapper& append(bool flag);
     JSONMutWrapper& append(const JSONWrapper& other);
+    template <NoValue T>
+    JSONMutWrapper& append(T) = delete;
     JSONMutWrapper& remove(const String& key);
 
 private:

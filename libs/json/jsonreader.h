@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "libs/base/gcobject.h"
@@ -58,8 +59,10 @@ public:
     JSONPolyReader() = default;
     explicit JSONPolyReader(const JSONWrapper& json);
 
-    JSONReader& operator*() const { return *m_reader; }
-    [[nodiscard]] const gc::Pointer<JSONReader>& reader() const noexcept { return m_reader; }
+    JSONReader& operator*() const& { return *m_reader; }
+    JSONReader& operator*() const&& = delete;
+    [[nodiscard]] const gc::Pointer<JSONReader>& reader() const& noexcept { return m_reader; }
+    [[nodiscard]] gc::Pointer<JSONReader> reader() && noexcept { return std::move(m_reader); }
 
 private:
     gc::Pointer<JSONReader> m_reader;

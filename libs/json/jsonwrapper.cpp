@@ -106,7 +106,7 @@ bool JSONWrapper::asBool() const {
     return _as<bool>([](const Json::Value& value) { return value.asBool(); });
 }
 
-const gc::Pointer<JSONReader>& JSONWrapper::getReader() const {
+const gc::Pointer<JSONReader>& JSONWrapper::getReader() const& {
     if (!m_reader.valid()) {
         m_reader = JSONPolyReader(*this).reader();
     }

@@ -13,8 +13,10 @@ class Value;
 
 namespace tessel::json {
 
+class JSONMutWrapper;
 class JSONReader;
 class JSONWrapper;
+class JSONWrapperFromString;
 
 /// The kinds of value.
 struct JSON {
@@ -56,10 +58,15 @@ private:
 
 /// A handle on one JSON value that lives elsewhere and must outlive it, with its readers and all handles made from
 /// it. Copies are cheap and refer to the same value. Used by one thread at a time.
+///
+/// A temporary gives no reader, which would be gone with it. One that owns its value is not copied into a handle; the
+/// handles that its operator[] gives are for the same expression only.
 class JSONWrapper {
 public:
     explicit JSONWrapper(const Json::Value& value) noexcept;
     JSONWrapper(const JSONWrapper& other) noexcept;
+    JSONWrapper(const JSONWrapperFromString&& owner) = delete;
+    JSONWrapper(const JSONMutWrapper&& owner) = delete;
     JSONWrapper& operator=(const JSONWrapper& other) noexcept;
     virtual ~JSONWrapper();
 
@@ -87,7 +94,8 @@ public:
     [[nodiscard]] bool asBool() const;
 
     /// The reader of this value, made on first use and kept.
-    const gc::Pointer<JSONReader>& getReader() const;
+    const gc::Pointer<JSONReader>& getReader() const&;
+    const gc::Pointer<JSONReader>& getReader() const&& = delete;
 
 private:
     template <class T, class Convert>

@@ -17,6 +17,13 @@ T valueOf(IKeyReader& reader) {
     return value;
 }
 
+template <class Wrapper>
+constexpr bool kGivesReaderOfTemporary = requires(Wrapper (*made)()) {
+    made().getReader();
+};
+static_assert(!kGivesReaderOfTemporary<JSONWrapper> && !kGivesReaderOfTemporary<JSONWrapperFromString>);
+static_assert(!std::is_constructible_v<JSONWrapper, JSONWrapperFromString>);
+
 /// What an action raised, as "message:file:line".
 template <class Action>
 std::string raised(Action action) {
@@ -75,12 +82,18 @@ TEST(JsonWrapper, ConvertsWhatTheLibraryConverts) {
 TEST(JsonWrapper, RefusesWhatIsNoJsonAndQuotesNothing) {
     const std::string deep(2000, '[');
     std::string many = "[1";
+    std::string withoutCommas = "{\"a\":1";
     for (std::size_t i = 0; i <= JSONWrapperFromString::kMostValues; ++i) {
         many += ",1";
+        withoutCommas += "/**/1\"b\":1";
     }
-    for (const std::string& text : {std::string(), std::string(" "), std::string("{\"secret\": "),
-                                    std::string("secret"), std::string("[1 secret]"), std::string("{\"a\": 1,}secret"),
-                                    deep, many + "]", std::string("\0[]", 3), std::string("[\"\\ud800 secret\"]")}) {
+    for (const std::string& text :
+         {std::string(), std::string(" "), std::string("{\"secret\": "), std::string("secret"),
+          std::string("[1 secret]"), std::string("{\"a\": 1,}secret"), deep, many + "]", withoutCommas + "}",
+          std::string("\0[]", 3), std::string("[\"\\ud800 secret\"]"),
+          // Quotes that begin or end no string.
+          "[/*\"*/1," + many.substr(1) + "]", "[//\"\n1," + many.substr(1) + "]",
+          "[\"\\\\\"," + many.substr(1) + "]"}) {
         const nebrix::test::SystemLogCapture log;
         EXPECT_EQ(raised([&] { JSONWrapperFromString(owned(text)); }), "EJsonError:JSONWrapper:235")
             << text.substr(0, 40);
@@ -100,6 +113,8 @@ TEST(JsonWrapper, AcceptsWhatTheClassicReaderAccepts) {
         comments += "/**/";
     }
     EXPECT_EQ(JSONWrapperFromString(owned(comments + "]")).size(), 1U) << "in linear time";
+    const std::string commas = "a\\\"" + std::string(JSONWrapperFromString::kMostValues, ',');
+    EXPECT_EQ(JSONWrapperFromString(owned("[\"" + commas + "\"]")).size(), 1U) << "in a string they are no values";
 }
 
 TEST(JsonText, IsBuiltPieceByPiece) {
