@@ -17,13 +17,15 @@ namespace {
 
 bool visible(const Node* node) { return !node->hidden() && node->getType() == Node::Type::Element; }
 
-bool matches(const Node* node, const String& key) {
-    if (!visible(node)) {
+bool named(const Node* node, const String& key) {
+    if (node->getType() != Node::Type::Element) {
         return false;
     }
     const Piece name = static_cast<const Element*>(node)->name();
     return String::global(name.data(), static_cast<unsigned>(name.size())).equalsNoCase2(key);
 }
+
+bool matches(const Node* node, const String& key) { return !node->hidden() && named(node, key); }
 
 }  // namespace
 
@@ -87,8 +89,8 @@ bool KeyReader::exists(const String& key) { return find(key) != nullptr; }
 
 unsigned KeyReader::size(const String& key) {
     unsigned count = 0;
-    for (const Node* node = find(key); node != nullptr; node = node->getNextSibling()) {
-        count += matches(node, key) ? 1 : 0;
+    for (const Node* node = m_element->getFirstChild(); node != nullptr; node = node->getNextSibling()) {
+        count += named(node, key) ? 1 : 0;
     }
     return count;
 }

@@ -11,7 +11,8 @@ namespace tessel::xml {
 ///
 /// A look-up finds the first child element of that name (in any case; the key is in lower case) that is not hidden,
 /// and hides it: asking again gives the next one, so that a repeated element is read as a list, and each element is
-/// read once. Every look-up on a reader returns the same child reader, which stands until the next one.
+/// read once. Every look-up on a reader returns the same child reader, which belongs to it and stands until the next
+/// one: it is not to be taken from a temporary.
 ///
 /// The document must outlive the reader. Reading a list costs time in line with the children it passes. Raises
 /// xml::EKeyReader for a missing key and for a text that is no boolean; numbers never fail.
@@ -22,9 +23,9 @@ public:
     KeyReader& operator=(const KeyReader&) = delete;
     ~KeyReader() override = default;
 
-    KeyReader& operator[](const char* key) override;
-    KeyReader& operator[](const String& key) override;
-    /// Neither consumes anything.
+    KeyReader& operator[](const char* key) TESSEL_LIFETIMEBOUND override;
+    KeyReader& operator[](const String& key) TESSEL_LIFETIMEBOUND override;
+    /// Neither consumes anything. The size counts what was consumed, too.
     bool exists(const String& key) override;
     unsigned size(const String& key) override;
     bool hasAttribute(const String& name) override;
@@ -57,9 +58,7 @@ public:
 
 protected:
     /// The next match, or none.
-    Element* find(const String& key);
-    /// Hides the element and stands the child reader on it.
-    KeyReader& consume(Element& element);
+    virtual Element* find(const String& key);
 
 private:
     /// Where a scan may start without passing by a match: everything before firstVisible is hidden or no element;
@@ -71,6 +70,8 @@ private:
         Node* forKey = nullptr;
     };
 
+    /// Hides the element and stands the child reader on it.
+    KeyReader& consume(Element& element);
     void moveTo(Element& element) noexcept;
     void refreshScan() noexcept;
     [[nodiscard]] String text() const;

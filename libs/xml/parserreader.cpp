@@ -26,22 +26,16 @@ std::unique_ptr<Element> parseFile(const String& path, Excerpts excerpts) {
 
 ParserReader::ParserReader(const String& path, Excerpts excerpts) : ParserReader(parseFile(path, excerpts)) {}
 
-bool ParserReader::rootMatches(const String& key) const {
-    return !m_root->hidden() && m_root->getName().equalsNoCase2(key);
-}
+bool ParserReader::isRoot(const String& key) const { return m_root->getName().equalsNoCase2(key); }
 
-KeyReader& ParserReader::operator[](const String& key) {
-    if (!KeyReader::exists(key) && rootMatches(key)) {
-        return consume(*m_root);
-    }
-    return KeyReader::operator[](key);
+Element* ParserReader::find(const String& key) {
+    Element* const child = KeyReader::find(key);
+    return child == nullptr && !m_root->hidden() && isRoot(key) ? m_root.get() : child;
 }
-
-bool ParserReader::exists(const String& key) { return KeyReader::exists(key) || rootMatches(key); }
 
 unsigned ParserReader::size(const String& key) {
     const unsigned children = KeyReader::size(key);
-    return children == 0 && rootMatches(key) ? 1 : children;
+    return children == 0 && isRoot(key) ? 1 : children;
 }
 
 }  // namespace tessel::xml

@@ -15,15 +15,13 @@ public:
     /// than FileParser::kLongestDocument. EFile when it exists and cannot be read.
     explicit ParserReader(const String& path, Excerpts excerpts = Excerpts::Shown);
 
-    using KeyReader::operator[];
-    KeyReader& operator[](const String& key) override;
-    bool exists(const String& key) override;
     unsigned size(const String& key) override;
     [[nodiscard]] const char* getClassName() const override { return "ParserReader"; }
 
 private:
     explicit ParserReader(std::unique_ptr<Element> root) noexcept : KeyReader(*root), m_root(std::move(root)) {}
-    [[nodiscard]] bool rootMatches(const String& key) const;
+    Element* find(const String& key) override;
+    [[nodiscard]] bool isRoot(const String& key) const;
 
     std::unique_ptr<Element> m_root;
 };

@@ -2,17 +2,18 @@
 
 #include "libs/base/numbers.h"
 #include "libs/xml/escape.h"
+#include "libs/xml/xmlerrors.h"
 
 namespace tessel::xml {
 
 WriterKeyWriter& WriterKeyWriter::operator[](const char* key) { return (*this)[String::copy(key)]; }
 
 WriterKeyWriter& WriterKeyWriter::operator[](const String& key) {
-    finishStartTag();
-    close();
+    enter();
     m_hasChildren = true;
     if (m_child == nullptr) {
         m_child = std::make_unique<WriterKeyWriter>(m_sink, String(m_indentation + " "));
+        m_child->m_closed = true;
     }
     m_sink.write(String("\r\n" + m_indentation + "<" + key));
     m_child->open(key);
@@ -20,7 +21,7 @@ WriterKeyWriter& WriterKeyWriter::operator[](const String& key) {
 }
 
 void WriterKeyWriter::write(const String& value) {
-    finishStartTag();
+    enter();
     m_sink.write(escape(value));
 }
 
@@ -28,8 +29,17 @@ void WriterKeyWriter::write(bool value) { write(toString(value)); }
 void WriterKeyWriter::write(int value) { write(toString(value)); }
 void WriterKeyWriter::write(unsigned value) { write(toString(value)); }
 
+void WriterKeyWriter::enter() {
+    if (m_closed) {
+        raise<EParser>("EParser", sites::kClosedElement);
+    }
+    finishStartTag();
+    close();
+}
+
 void WriterKeyWriter::open(const String& key) {
     m_key = key;
+    m_closed = false;
     m_startTagOpen = true;
     m_hasChildren = false;
 }
@@ -41,13 +51,13 @@ void WriterKeyWriter::close() {
 }
 
 void WriterKeyWriter::closeElement(const String& indentation) {
-    if (m_key.empty()) {
+    if (m_closed) {
         return;
     }
     finishStartTag();
     close();
     m_sink.write(m_hasChildren ? String("\r\n" + indentation + "</" + m_key + ">") : String("</" + m_key + ">"));
-    m_key = String();
+    m_closed = true;
 }
 
 void WriterKeyWriter::finishStartTag() {

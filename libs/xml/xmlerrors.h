@@ -54,6 +54,7 @@ inline constexpr RaiseSite kNotParsable{"libs/xml/parserreader", 25};
 inline constexpr RaiseSite kNoKey{"libs/xml/keyreader", 94};
 inline constexpr RaiseSite kNoBoolean{"libs/xml/keyreader", 150};
 inline constexpr RaiseSite kTooShort{"libs/xml/keyreader", 170};
+inline constexpr RaiseSite kClosedElement{"libs/xml/writerkeywriter", 44};
 inline constexpr RaiseSite kSaveCaught{"libs/xml/parser", 30};
 inline constexpr RaiseSite kNotSaved{"libs/xml/parser", 31};
 }  // namespace sites

@@ -1,12 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "libs/base/confhelper.h"
 #include "libs/xml/escape.h"
 #include "libs/xml/fileparser.h"
 #include "libs/xml/parser.h"
 #include "libs/xml/parserreader.h"
 #include "libs/xml/stringparser.h"
+#include "libs/xml/writerkeywriter.h"
 #include "libs/xml/xmlerrors.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
@@ -39,7 +42,7 @@ TEST(XmlKeyReader, GivesEachElementOnce) {
     EXPECT_EQ(&reader["other"], &second);
     EXPECT_EQ(textOf(second), "3");
     EXPECT_FALSE(reader.exists("server"));
-    EXPECT_EQ(reader.size("server"), 0U);
+    EXPECT_EQ(reader.size("server"), 2U) << "read or not";
     EXPECT_THAT([&] { (void)reader["server"]; }, raises<tessel::EKeyReader>("EKeyReader:keyreader:94"));
     root->getFirstChild()->hide(false);
     EXPECT_EQ(textOf(reader["server"]), "1");
@@ -122,6 +125,8 @@ TEST(XmlParserReader, RefusesWhatCannotBeParsed) {
         EXPECT_THAT(load, raises<EParserReader>("EParserReader:parserreader:25"));
         EXPECT_TRUE(log.contains("TRACE xml.ParserReader.ParserReader cannot parse the file: " + path));
     }
+    std::filesystem::resize_file(path, 5ULL << 30U);
+    EXPECT_THAT(load, raises<EParserReader>("EParserReader:parserreader:25"));
 }
 
 /// A few settings, one of them a list.
@@ -181,6 +186,28 @@ TEST(XmlSave, LaysOutOneTagALine) {
               "</root>\r\n");
     EXPECT_EQ(loaded(Parser::toText("root", Settings())).domains.size(), 0U);
 }
+
+TEST(XmlSave, AValueEndsTheOpenElementWhichTakesNoMore) {
+    String text;
+    StringWriter sink(text);
+    WriterKeyWriter writer(sink);
+    IKeyWriter& parent = writer["p"];
+    IKeyWriter& child = parent["c"];
+    child["deep"].write("1");
+    parent.write("t");
+    EXPECT_THAT([&] { child.write("2"); }, raises<EParser>("EParser:writerkeywriter:44"));
+    EXPECT_THROW((void)child["x"], EParser);
+    parent["d"].write(true);
+    writer.close();
+    EXPECT_EQ(text, "\r\n<p>\r\n <c>\r\n  <deep>1</deep>\r\n </c>t\r\n <d>true</d>\r\n</p>");
+}
+
+template <class Writer, class T>
+constexpr bool kTakes = requires(Writer& writer, T value) {
+    writer.write(value);
+};
+static_assert(kTakes<IWriter, const char*> && !kTakes<IWriter, char> && !kTakes<IWriter, int*>);
+static_assert(kTakes<IKeyWriter, const char*> && !kTakes<IKeyWriter, char> && !kTakes<IKeyWriter, std::nullptr_t>);
 
 TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
     std::string every;
