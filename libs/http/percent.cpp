@@ -24,10 +24,11 @@ constexpr Fates kUnreserved = makeUnreserved();
 constexpr char kDigits[] = "0123456789ABCDEF";
 
 String encodeBy(const String& text, const Fates& fates) {
-    unsigned length = 0;
+    std::size_t sum = 0;
     for (const char c : text.view()) {
-        length += fates[static_cast<unsigned char>(c)];
+        sum += fates[static_cast<unsigned char>(c)];
     }
+    const unsigned length = String::total(sum);
     String encoded;
     char* to = encoded.reserve(length);
     for (const char c : text.view()) {

@@ -25,9 +25,7 @@ char* put(char* to, std::string_view text) {
 }
 
 /// The length of a part together with its delimiter; nothing for an empty part.
-unsigned delimited(std::string_view part, unsigned delimiter) {
-    return part.empty() ? 0 : static_cast<unsigned>(part.size()) + delimiter;
-}
+std::size_t delimited(std::string_view part, unsigned delimiter) { return part.empty() ? 0 : part.size() + delimiter; }
 
 }  // namespace
 
@@ -113,11 +111,11 @@ const List<String>& Uri::getParameterNames() const {
     return m_names;
 }
 
-unsigned Uri::queryLength() const {
+std::size_t Uri::queryLength() const {
     // One "&" fewer than there are parameters.
-    unsigned length = m_names.empty() ? 0 : static_cast<unsigned>(m_names.size()) - 1;
+    std::size_t length = m_names.empty() ? 0 : m_names.size() - 1;
     for (const auto& [name, value] : m_parameters) {
-        length += name.length() + (value.empty() ? 0 : value.length() + 1);
+        length += name.length() + delimited(value.view(), 1);
     }
     return length;
 }
@@ -140,7 +138,7 @@ char* Uri::putQuery(char* to) const {
 String Uri::getQuery() const {
     splitQuery();
     String query;
-    const unsigned length = queryLength();
+    const unsigned length = String::total(queryLength());
     putQuery(query.reserve(length));
     query.grow(length);
     return query;
@@ -152,8 +150,8 @@ String Uri::getFullUri() const {
     const std::string_view authority = partView(m_authority);
     const std::string_view path = partView(m_path);
     const std::string_view fragment = partView(m_fragment);
-    const unsigned length = delimited(scheme, 1) + delimited(authority, 2) + delimited(path, 0) +
-                            (m_names.empty() ? 0 : queryLength() + 1) + delimited(fragment, 1);
+    const unsigned length = String::total(delimited(scheme, 1) + delimited(authority, 2) + path.size() +
+                                          (m_names.empty() ? 0 : queryLength() + 1) + delimited(fragment, 1));
     String full;
     char* to = full.reserve(length);
     if (!scheme.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 
 #include "libs/base/string.h"
@@ -46,7 +47,8 @@ public:
     /// The names in order of their first appearance.
     [[nodiscard]] const List<String>& getParameterNames() const;
 
-    /// The parameters joined with "&"; one with an empty value is its bare name.
+    /// The parameters joined with "&"; one with an empty value is its bare name. Here as below, a text beyond
+    /// String::kMaxLength aborts.
     [[nodiscard]] String getQuery() const;
     /// The whole text again.
     [[nodiscard]] String getFullUri() const;
@@ -76,7 +78,7 @@ private:
     void replacePart(Part& part, const String& text);
     void splitQuery() const;
     void putParameter(const String& name, const String& value) const;
-    [[nodiscard]] unsigned queryLength() const;
+    [[nodiscard]] std::size_t queryLength() const;
     // Writes queryLength() bytes and returns the place behind them.
     char* putQuery(char* to) const;
 
