@@ -5,6 +5,9 @@
 
 namespace tessel {
 
+/// A host checker refused to start. Its entries of today cannot say so, and nothing raises it.
+TESSEL_EXCEPTION(EHostCheckerDllInstance, Exception);
+
 /// A loaded host checker: its three entries, all required. All calls are made on the thread that uses this object.
 class HostCheckerDllInstance {
 public:
