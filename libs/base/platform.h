@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,11 +52,15 @@ void waitWhile(std::atomic<std::uint32_t>& word, std::uint32_t value, unsigned m
 /// Wakes one thread that sleeps on the word; does not touch the word itself.
 void wakeOne(std::atomic<std::uint32_t>& word) noexcept;
 
-/// Runs a command through the system's shell and waits for it: its exit status, or -1 when it was not run or did
-/// not end by itself. The command gets no descriptor but /dev/null as its standard three, no terminal, none of
-/// unzip's option variables, and no file of its making grows beyond maxFileBytes (rounded up to 512). Once *cancelled
-/// is true (null: never) the command and what it started are killed, within a few hundredths of a second.
-int runShell(const String& command, unsigned long maxFileBytes, const std::atomic<bool>* cancelled = nullptr);
+/// Runs a command through the system's shell and waits for it: its exit status, 128 and the signal's number when it
+/// was killed, or -1 when there was no process for it.
+///
+/// The command gets the PATH /usr/bin:/bin, no descriptor but /dev/null as its standard three, no terminal and none of
+/// unzip's option variables, and no file of its making grows beyond maxFileBytes. The shell is killed when the calling
+/// thread ends before it, however that ends; `exec` in front of a command makes that true of the command. `goOn`, if
+/// there is one, is asked again and again, at least every few hundredths of a second, and must not raise: once it says
+/// no, the shell and what it started are killed.
+int runShell(const String& command, std::uint64_t maxFileBytes, const std::function<bool()>& goOn = {});
 
 /// Puts `fresh` in the place of `target`, in one step where the system can; what stood there before is then found
 /// under `fresh`'s name (or nowhere, if there was nothing). False when it failed and nothing has changed.

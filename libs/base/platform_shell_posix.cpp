@@ -1,118 +1,139 @@
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
-#include <ctime>
 #include <string_view>
+#include <thread>
 #include <vector>
 
-#include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 
 namespace tessel::platform {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> kUnzipVariables = {"UNZIP=", "UNZIPOPT=", "ZIPINFO=", "ZIPINFOOPT="};
+constexpr std::array<std::string_view, 5> kDroppedVariables = {
+    "PATH=", "UNZIP=", "UNZIPOPT=", "ZIPINFO=", "ZIPINFOOPT="};
+constexpr int kNotRun = 127;
+constexpr int kKilled = 128;
 
-/// The environment without what would add options to unzip.
+/// The environment without what would add options to unzip or choose another one.
 std::vector<char*> shellEnvironment() {
+    static char path[] = "PATH=/usr/bin:/bin";
     std::vector<char*> kept;
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         const std::string_view text = *entry;
-        bool dropped = false;
-        for (const std::string_view name : kUnzipVariables) {
-            dropped = dropped || text.substr(0, name.size()) == name;
-        }
-        if (!dropped) {
+        if (std::ranges::none_of(kDroppedVariables, [&](std::string_view name) { return text.starts_with(name); })) {
             kept.push_back(*entry);
         }
     }
+    kept.push_back(path);
     kept.push_back(nullptr);
     return kept;
 }
 
-/// A session of its own (no terminal to ask on), /dev/null as the standard three, nothing else open, and no signal
-/// blocked or ignored.
-class ShellAttributes {
-public:
-    ShellAttributes() {
-        ::posix_spawn_file_actions_init(&m_actions);
-        ::posix_spawnattr_init(&m_attributes);
-        for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-            ::posix_spawn_file_actions_addopen(&m_actions, descriptor, "/dev/null", O_RDWR, 0);
+/// No signal is ignored, handled or blocked any more.
+void resetSignals() noexcept {
+    struct sigaction standard {};
+    standard.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number) {
+        ::sigaction(number, &standard, nullptr);
+    }
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+bool limitFiles(rlim_t bytes) noexcept {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        return false;
+    }
+    limit.rlim_cur = limit.rlim_max = std::min(bytes, limit.rlim_max);
+    return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
+/// The child's way from fork() to the shell. Other threads may have held any lock at the fork, so only what is safe
+/// in a signal handler is called.
+[[noreturn]] void becomeShell(pid_t parent, rlim_t maxFileBytes, char* const* arguments, char* const* environment) {
+    // The parent may have ended before it could be asked to take this process along.
+    bool ready = ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() == parent;
+    resetSignals();
+    ready = ready && ::setsid() >= 0;
+    const int nothing = ::open("/dev/null", O_RDWR);
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        ready = ready && ::dup2(nothing, descriptor) == descriptor;
+    }
+    ::closefrom(STDERR_FILENO + 1);
+    if (ready && limitFiles(maxFileBytes)) {
+        ::execve("/bin/sh", arguments, environment);
+    }
+    ::_exit(kNotRun);
+}
+
+pid_t startShell(rlim_t maxFileBytes, char* const* arguments, char* const* environment) {
+    // No handler of this program may run in the child.
+    sigset_t all;
+    sigset_t before;
+    ::sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        becomeShell(parent, maxFileBytes, arguments, environment);
+    }
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return child;
+}
+
+/// Waits for the child, which leads a session of its own or is about to. Its status as waitpid() gives it.
+int waitForShell(pid_t child, const std::function<bool()>& goOn) {
+    using Clock = std::chrono::steady_clock;
+    constexpr Clock::duration kShortestNap = std::chrono::microseconds(250);
+    constexpr Clock::duration kLongestNap = std::chrono::milliseconds(20);
+    const Clock::time_point begin = Clock::now();
+    for (int options = WNOHANG;;) {
+        if (options != 0 && goOn && !goOn()) {
+            if (::kill(-child, SIGKILL) != 0) {
+                ::kill(child, SIGKILL);  // it has no session yet
+            }
+            options = 0;
         }
-        ::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-        sigset_t signals;
-        ::sigemptyset(&signals);
-        ::posix_spawnattr_setsigmask(&m_attributes, &signals);
-        ::sigfillset(&signals);
-        ::posix_spawnattr_setsigdefault(&m_attributes, &signals);
-        ::posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    }
-    ShellAttributes(const ShellAttributes&) = delete;
-    ShellAttributes& operator=(const ShellAttributes&) = delete;
-    ~ShellAttributes() {
-        ::posix_spawnattr_destroy(&m_attributes);
-        ::posix_spawn_file_actions_destroy(&m_actions);
-    }
-
-    [[nodiscard]] const posix_spawn_file_actions_t* actions() const { return &m_actions; }
-    [[nodiscard]] const posix_spawnattr_t* attributes() const { return &m_attributes; }
-
-private:
-    posix_spawn_file_actions_t m_actions;
-    posix_spawnattr_t m_attributes;
-};
-
-/// Waits for the child, which leads a session of its own. Its status as waitpid() gives it.
-int waitForShell(pid_t child, const std::atomic<bool>* cancelled) {
-    constexpr long kLongestNap = 20'000'000;  // nanoseconds
-    timespec nap{0, 250'000};
-    bool killed = false;
-    int status = 0;
-    for (;;) {
-        const pid_t ended = ::waitpid(child, &status, killed || cancelled == nullptr ? 0 : WNOHANG);
+        int status = 0;
+        const pid_t ended = ::waitpid(child, &status, options);
         if (ended == child) {
             return status;
         }
         if (ended < 0 && errno != EINTR) {
             return -1;
         }
-        if (!killed && cancelled != nullptr && *cancelled) {
-            ::kill(-child, SIGKILL);
-            killed = true;
-        } else if (ended == 0) {
-            ::nanosleep(&nap, nullptr);
-            nap.tv_nsec = std::min(nap.tv_nsec * 2, kLongestNap);
-        }
+        // A short command is not kept waiting for its own length, nor a long one watched all the time.
+        std::this_thread::sleep_for(std::clamp((Clock::now() - begin) / 8, kShortestNap, kLongestNap));
     }
 }
 
 }  // namespace
 
-int runShell(const String& command, unsigned long maxFileBytes, const std::atomic<bool>* cancelled) {
-    // POSIX counts the shell's limit in blocks of 512 bytes.
-    const String script = "ulimit -f " + toString((maxFileBytes + 511) / 512) + "; " + command;
+int runShell(const String& command, std::uint64_t maxFileBytes, const std::function<bool()>& goOn) {
     char shell[] = "sh";
     char option[] = "-c";
-    std::vector<char> text(script.begin(), script.end());
+    std::vector<char> text(command.begin(), command.end());
     text.push_back('\0');
     char* const arguments[] = {shell, option, text.data(), nullptr};
-    const ShellAttributes attributes;
     const std::vector<char*> environment = shellEnvironment();
-    pid_t child = 0;
-    if (::posix_spawn(&child, "/bin/sh", attributes.actions(), attributes.attributes(), arguments,
-                      environment.data()) != 0) {
+    const pid_t child = startShell(maxFileBytes, arguments, environment.data());
+    const int status = child < 0 ? -1 : waitForShell(child, goOn);
+    if (status < 0) {
         return -1;
     }
-    const int status = waitForShell(child, cancelled);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kKilled + WTERMSIG(status);
 }
 
 }  // namespace tessel::platform

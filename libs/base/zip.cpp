@@ -6,12 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 
 #include "libs/base/file.h"
 #include "libs/base/log.h"
+#include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/base/runtimesites.h"
 #include "libs/base/zipdirectory.h"
@@ -49,6 +50,16 @@ private:
     bool m_mine = false;
 };
 
+/// Removes a directory that nobody needs. One that cannot be removed is no reason to fail.
+void discard(const String& directory) {
+    try {
+        File::removeTree(directory);
+    } catch (const EFile& caught) {
+        logCaught(caught, sites::kZipHandler);
+        log(LogCategory::Warning, "Zip", "unzip", String("cannot remove '" + directory + "', which stays"));
+    }
+}
+
 /// Removes what is left beside the target of an unpacking that was killed. What another process works on is locked
 /// and stays.
 void removeLeftovers(const String& target) {
@@ -61,7 +72,7 @@ void removeLeftovers(const String& target) {
             const String path = parent + name;
             const LockedDirectory leftover(path.str());
             if (leftover.mine()) {
-                File::removeTree(path);
+                discard(path);
             }
         }
     }
@@ -78,35 +89,110 @@ String makeFresh(const String& target) {
     return String::copy(name);
 }
 
-// nftw() has no argument for its callback.
-thread_local constinit UnpackLimits* leftHere = nullptr;
+/// What lies in a directory.
+struct Content {
+    std::uint64_t bytes = 0;
+    std::uint64_t entries = 0;
+    bool sound = true;  // nothing but files and directories, and all of it could be seen
+};
 
-/// What unzip really made: files and directories only, and no more than the limits.
-void checkUnpacked(const String& directory, UnpackLimits limits) {
+// nftw() has no argument for its callback.
+thread_local constinit Content* counted = nullptr;
+
+Content contentOf(const String& directory) noexcept {
     constexpr int kDescriptors = 32;
-    // The directory itself is met too.
-    ++limits.entries;
-    leftHere = &limits;
-    const auto visit = [](const char*, const struct stat* status, int kind, struct FTW*) -> int {
-        const auto bytes = kind == FTW_F ? static_cast<std::uint64_t>(status->st_size) : 0;
-        const bool sound = (kind == FTW_F && S_ISREG(status->st_mode)) || kind == FTW_D;
-        if (!sound || leftHere->entries == 0 || bytes > leftHere->totalBytes) {
-            return 1;
-        }
-        --leftHere->entries;
-        leftHere->totalBytes -= bytes;
+    Content content;
+    counted = &content;
+    const auto count = [](const char*, const struct stat* status, int kind, struct FTW* place) -> int {
+        counted->entries += place->level > 0 ? 1 : 0;
+        counted->bytes += kind == FTW_F ? static_cast<std::uint64_t>(status->st_size) : 0;
+        counted->sound = counted->sound && ((kind == FTW_F && S_ISREG(status->st_mode)) || kind == FTW_D);
         return 0;
     };
-    const int outcome = ::nftw(directory.str(), visit, kDescriptors, FTW_PHYS);
-    leftHere = nullptr;
-    if (outcome != 0) {
-        raise<EZip>("the archive unpacks to what is not allowed", sites::kZipUnpacked);
-    }
+    const bool seen = ::nftw(directory.str(), count, kDescriptors, FTW_PHYS) == 0;
+    counted = nullptr;
+    content.sound = content.sound && seen;
+    return content;
 }
+
+/// unzip at work on one archive.
+class Unpacking {
+    using Clock = std::chrono::steady_clock;
+
+public:
+    Unpacking(const String& fresh, const ZipSummary& declared, const UnpackLimits& limits,
+              const std::atomic<bool>* cancelled)
+        : m_fresh(fresh),
+          m_declared(declared),
+          m_entries(limits.entries),
+          m_end(Clock::now() + limits.time),
+          m_cancelled(cancelled) {}
+
+    /// Raises EZip.
+    void run(const String& archive) {
+        // The shell gives its place to unzip, which then ends with this process.
+        const int status = platform::runShell("exec unzip -o -d '" + m_fresh + "' '" + archive + "'",
+                                              m_declared.largestFile, [this] { return goOn(); });
+        if (status != 0) {
+            raise<EZip>(m_objection == nullptr ? failure(status) : String(m_objection), sites::kZipUnpack);
+        }
+        const Content made = contentOf(m_fresh);
+        if (!made.sound || tooMuch(made)) {
+            raise<EZip>("the archive unpacks to what is not allowed", sites::kZipUnpacked);
+        }
+    }
+
+private:
+    bool goOn() noexcept {
+        const Clock::time_point now = Clock::now();
+        if (m_cancelled != nullptr && *m_cancelled) {
+            m_objection = "it was given up";
+        } else if (now >= m_end) {
+            m_objection = "unzip takes too long";
+        } else if (now >= m_nextLook) {
+            // Several files may each be as long as the longest that is declared, so all are looked at. With very many
+            // of them that takes its time, and is left at a fifth of all.
+            if (tooMuch(contentOf(m_fresh))) {
+                m_objection = "the archive unpacks to more than it declares";
+            }
+            const Clock::time_point seen = Clock::now();
+            m_nextLook = seen + (seen - now) * 4;
+        }
+        return m_objection == nullptr;
+    }
+    [[nodiscard]] bool tooMuch(const Content& content) const noexcept {
+        return content.bytes > m_declared.totalBytes || content.entries > m_entries;
+    }
+    static String failure(int status) {
+        constexpr int kDiskFull = 50;
+        constexpr int kMissing = 127;
+        constexpr int kFileTooLarge = 128 + SIGXFSZ;
+        switch (status) {
+            case -1:
+                return "the system starts no process";
+            case kDiskFull:
+                return "the disk is full, or a file is longer than any that the archive declares";
+            case kMissing:
+                return "there is no unzip program";
+            case kFileTooLarge:
+                return "a file is longer than any that the archive declares";
+            default:
+                return "unzip failed with status " + toString(status);
+        }
+    }
+
+    const String& m_fresh;
+    const ZipSummary& m_declared;
+    const unsigned m_entries;
+    const Clock::time_point m_end;
+    Clock::time_point m_nextLook;
+    const std::atomic<bool>* const m_cancelled;
+    const char* m_objection = nullptr;
+};
 
 void unpack(const String& archive, const String& target, const UnpackLimits& limits,
             const std::atomic<bool>* cancelled) {
-    const ZipSummary summary = checkArchive(archive, limits);
+    const ZipSummary declared = checkArchive(archive, limits);
     File::ensureDirectory(File::getSubPath(target));
     removeLeftovers(target);
     const String fresh = makeFresh(target);
@@ -115,19 +201,15 @@ void unpack(const String& archive, const String& target, const UnpackLimits& lim
         if (!lock.mine()) {
             raise<EZip>("the directory beside the target was taken away", sites::kZipUnpack);
         }
-        // No file may grow beyond the largest that the archive declares, whatever its data say.
-        if (platform::runShell("unzip -o -d '" + fresh + "' '" + archive + "'", summary.largestFile, cancelled) != 0) {
-            raise<EZip>("unzip failed", sites::kZipUnpack);
-        }
-        checkUnpacked(fresh, limits);
+        Unpacking(fresh, declared, limits, cancelled).run(archive);
         if (!platform::replaceDirectory(fresh.str(), target.str())) {
             raise<EZip>("the target cannot be replaced", sites::kZipUnpack);
         }
     } catch (const Exception&) {
-        File::removeTree(fresh);
+        discard(fresh);
         throw;
     }
-    File::removeTree(fresh);
+    discard(fresh);
 }
 
 void logFailure(const String& archive, const String& why) {

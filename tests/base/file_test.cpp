@@ -2,18 +2,22 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <filesystem>
 #include <thread>
 #include <tuple>
 #include <vector>
 
 #include "apps/nebrix-sign/storedarchive.h"
+#include "libs/base/filelock.h"
 #include "libs/base/platform.h"
 #include "libs/base/zip.h"
 #include "tests/support/systemlogcapture.h"
@@ -43,12 +47,40 @@ std::string archive(const std::vector<std::pair<const char*, std::string>>& entr
     return made.bytes();
 }
 
+/// Zeros by the fixed codes of RFC 1951: one, then `matches` copies of 258 bytes at distance 1.
+std::string deflatedZeros(unsigned matches) {
+    std::string bits = "11000110000";
+    for (; matches > 0; --matches) {
+        bits += "1100010100000";
+    }
+    std::string bytes((bits.size() + 7 + 7) / 8, '\0');
+    for (std::size_t i = 0; i < bits.size(); ++i) {
+        bytes[i / 8] = static_cast<char>(bytes[i / 8] | (bits[i] - '0') << i % 8);
+    }
+    return bytes;
+}
+
+/// Sets a field of 16 or 32 bits of an archive's n-th entry, in its local header and in the directory.
+void setField(std::string& archive, unsigned entry, unsigned at, const std::string& value) {
+    for (const auto& [signature, offset] : {std::pair("PK\3\4", at), std::pair("PK\1\2", at + 2)}) {
+        std::size_t place = archive.find(signature);
+        for (unsigned i = 0; i < entry; ++i) {
+            place = archive.find(signature, place + 1);
+        }
+        archive.replace(place + offset, value.size(), value);
+    }
+}
+constexpr unsigned kMethod = 8;
+constexpr unsigned kLength = 22;
+
 struct ZipTest : FileTest {
     ZipTest() { directory.write("target/old", "old"); }
 
-    bool unzip(const std::string& content, const char* target = "target", const char* name = "a.zip") {
+    bool unzip(const std::string& content, const char* target = "target", const char* name = "a.zip",
+               const zlib::UnpackLimits& limits = {100, 3}, bool cancelled = false) {
         directory.write(name, content);
-        return zlib::Zip::unzip(at(name), at(target), {100, 3});
+        const std::atomic<bool> flag = cancelled;
+        return zlib::Zip::unzip(at(name), at(target), limits, &flag);
     }
     std::string tree() const { return listTree(directory.path()); }
 
@@ -321,10 +353,10 @@ TEST_F(ZipTest, whatIsRefusedLeavesTheTargetAsItWas) {
     const std::string good = archive({{"good", "content"}});
     std::string overlong = good;
     overlong[good.size() - 10] = '\x7f';
-    std::string lying = archive({{"a", std::string(3000, 'a')}});
-    for (const std::size_t length : {std::size_t{22}, lying.find("PK\x01\x02") + 24}) {
-        lying.replace(length, 2, "\x0a\0", 2);
-    }
+    std::string longer = archive({{"a", std::string(3000, 'a')}});
+    setField(longer, 0, kLength, std::string("\x0a\0", 2));
+    std::string more = archive({{"a", std::string(90, 'a')}, {"b", std::string(90, 'b')}});
+    setField(more, 1, kLength, "\1");
     const std::tuple<const char*, std::string, const char*> rows[] = {
         {"empty", "", "the file is no archive"},
         {"text", std::string(100'000, 'x'), "the file is no archive"},
@@ -340,7 +372,9 @@ TEST_F(ZipTest, whatIsRefusedLeavesTheTargetAsItWas) {
         {"pipe", archive({{"pipe", ""}}, S_IFIFO), "an entry is neither file nor directory"},
         {"many", archive({{"a", ""}, {"b", ""}, {"c", ""}, {"d", ""}}), "too many entries"},
         {"large", archive({{"a", std::string(60, 'a')}, {"b", std::string(60, 'b')}}), "too many bytes"},
-        {"lying", lying, "unzip failed"},
+        {"longer", longer, "the disk is full, or a file is longer than any that the archive declares"},
+        {"more", more, "the archive unpacks to "},
+        {"damaged", std::string(good).replace(good.find("content"), 1, "C"), "unzip failed with status 2"},
     };
     for (const auto& [what, content, reason] : rows) {
         log.clear();
@@ -350,6 +384,45 @@ TEST_F(ZipTest, whatIsRefusedLeavesTheTargetAsItWas) {
     }
     EXPECT_FALSE(unzip(good, "target", "it's.zip")) << "a quote would end the shell's word";
     EXPECT_FALSE(unzip(good, "it's"));
+    EXPECT_EQ(log.count("': a path with a single quote is not supported"), 2U);
+    EXPECT_FALSE(unzip(good, "target", "a.zip", {}, true));
+    EXPECT_TRUE(log.contains("': it was given up"));
+    EXPECT_FALSE(unzip(good, "target", "a.zip", {.time = {}}));
+    EXPECT_TRUE(log.contains("': unzip takes too long"));
+}
+
+TEST_F(ZipTest, anArchiveThatInflatesBeyondWhatItDeclaresIsStoppedWhileItDoes) {
+    constexpr unsigned kEntries = 64;
+    const std::string zeros = deflatedZeros(16256);  // 4 MiB
+    sign::StoredArchive made;
+    for (unsigned i = 0; i < kEntries; ++i) {
+        made.addFile(std::to_string(i), zeros);
+    }
+    std::string bomb = made.bytes();
+    for (unsigned i = 0; i < kEntries; ++i) {
+        setField(bomb, i, kMethod, "\x08");
+        setField(bomb, i, kLength, i == 0 ? std::string("\0\0\x40\0", 4) : std::string("\1\0\0\0", 4));
+    }
+    EXPECT_FALSE(unzip(bomb, "target", "a.zip", {}));
+    EXPECT_TRUE(log.contains("': the archive unpacks to more than it declares")) << "and not only seen in the end";
+}
+
+TEST_F(ZipTest, whatCannotBeRemovedIsNoReasonToFail) {
+    // So deep that not even root can name it.
+    const std::string name(250, 'd');
+    int place = ::open(directory.path("target").c_str(), O_RDONLY | O_DIRECTORY);
+    for (int depth = 0; depth < 20; ++depth) {
+        ASSERT_EQ(::mkdirat(place, name.c_str(), 0700), 0);
+        const int next = ::openat(place, name.c_str(), O_RDONLY | O_DIRECTORY);
+        ::close(place);
+        place = next;
+    }
+    ::close(place);
+    for (const char* met : {"in the target's place", "beside it"}) {
+        log.clear();
+        EXPECT_TRUE(unzip(archive({{"lib.so", "code"}}))) << met;
+        EXPECT_TRUE(log.contains("WARNING Zip.unzip cannot remove '")) << met;
+    }
 }
 
 TEST_F(ZipTest, aLinkInTheTargetsPlaceIsReplacedAndNotFollowed) {
@@ -380,32 +453,59 @@ TEST_F(FileTest, theShellGetsNothingButItsCommand) {
     const std::string out = directory.path("out");
     const int leaked = ::open("/dev/null", O_RDONLY);
     ::setenv("UNZIP", "-x", 1);
+    const std::string path = ::getenv("PATH");
+    ::setenv("PATH", "/elsewhere", 1);
     const String command =
-        String::copy("{ ls /proc/self/fd | tr '\\n' ' '; echo \"${UNZIP-none}\"; ps -o tty= $$; } > " + out);
+        String::copy("{ ls /proc/self/fd | tr '\\n' ' '; echo \"${UNZIP-none} $PATH\"; ps -o tty= $$; } > " + out);
     EXPECT_EQ(platform::runShell(command, 1U << 20U), 0);
     ::unsetenv("UNZIP");
+    ::setenv("PATH", path.c_str(), 1);
     ::close(leaked);
-    EXPECT_EQ(readFile(out).substr(0, 14), "0 1 2 3 none\n?");
+    EXPECT_EQ(readFile(out).substr(0, 28), "0 1 2 3 none /usr/bin:/bin\n?");
     EXPECT_EQ(platform::runShell("exit 7", 0), 7);
-    EXPECT_EQ(platform::runShell("kill -9 $$", 0), -1);
+    EXPECT_EQ(platform::runShell("kill -9 $$", 0), 128 + SIGKILL);
     EXPECT_NE(platform::runShell(String::copy("head -c 5000 /dev/zero > " + out), 1024), 0);
     EXPECT_EQ(readFile(out).size(), 1024U);
 }
 
-TEST_F(FileTest, aShellThatIsCancelledIsGoneWithWhatItStarted) {
+TEST_F(FileTest, aShellThatIsNotToGoOnIsGoneWithWhatItStarted) {
     const std::string began = directory.path("began");
-    std::atomic<bool> cancelled{false};
-    std::thread canceller([&] {
-        while (!std::filesystem::exists(began)) {
-            std::this_thread::yield();
-        }
-        cancelled = true;
-    });
     const String command = String::copy("mkfifo '" + directory.path("pipe") + "'; touch '" + began + "'; cat '" +
                                         directory.path("pipe") + "'; touch '" + directory.path("after") + "'");
-    EXPECT_EQ(platform::runShell(command, 0, &cancelled), -1);
-    canceller.join();
+    EXPECT_EQ(platform::runShell(command, 0, [&] { return !std::filesystem::exists(began); }), 128 + SIGKILL);
     EXPECT_FALSE(std::filesystem::exists(directory.path("after")));
+}
+
+TEST_F(FileTest, aCommandEndsWithTheProcessThatWaitsForIt) {
+    const std::string pipe = directory.path("pipe");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    const pid_t parent = ::fork();
+    if (parent == 0) {
+        platform::runShell(String::copy("exec sleep 60 > " + pipe), 0);
+        ::_exit(0);
+    }
+    pollfd end{::open(pipe.c_str(), O_RDONLY), 0, 0};
+    ::kill(parent, SIGKILL);
+    ::waitpid(parent, nullptr, 0);
+    EXPECT_EQ(::poll(&end, 1, 10000), 1) << "the pipe's writer lives on";
+    ::close(end.fd);
+}
+
+TEST_F(FileTest, aLockHasOneHolder) {
+    const String path = at("lock");
+    unsigned asked = 0;
+    const auto twice = [&] { return ++asked < 2; };
+    {
+        const FileLock first(path, twice);
+        EXPECT_TRUE(first.held());
+        EXPECT_FALSE(FileLock(path, twice).held());
+        EXPECT_EQ(asked, 2U);
+        EXPECT_EQ(platform::runShell(String::copy("exec flock -n '" + directory.path("lock") + "' true"), 0), 1);
+    }
+    EXPECT_TRUE(FileLock(path, twice).held());
+    EXPECT_EQ(mode("lock"), 0600U);
+    EXPECT_FALSE(FileLock(at("missing/lock"), twice).held());
+    EXPECT_EQ(asked, 2U) << "nobody is waited for in vain";
 }
 
 }  // namespace
