@@ -10,13 +10,16 @@
 
 namespace tessel {
 
-ComponentDownload::ComponentDownload(DownloadManager& manager, const char* className, const char* prefix,
-                                     String baseDir, bool download)
-    : m_manager(manager),
+ComponentDownload::ComponentDownload(NebrixClient& client, const char* className, const char* prefix, String baseDir,
+                                     bool download, Members members, std::chrono::milliseconds patience)
+    : m_client(client),
+      m_manager(client.downloadManager()),
       m_className(className),
       m_prefix(prefix),
       m_baseDir(std::move(baseDir)),
-      m_download(download) {}
+      m_download(download),
+      m_members(members),
+      m_patience(patience) {}
 
 void ComponentDownload::logLine(LogCategory category, const String& text) const {
     log(category, m_className, "downloadDll", text);
@@ -35,39 +38,101 @@ String ComponentDownload::libraryPath(const Dll& dll) const {
     return m_baseDir + "/" + m_prefix + dll.md5 + "/" + dll.pattern;
 }
 
-bool ComponentDownload::fetch(const Dll& dll) {
-    m_trouble = SessionEnd();
+bool ComponentDownload::present(const Dll& dll) const {
     const String library = libraryPath(dll);
     const String signature = signaturePath(dll);
-    if (!m_download) {
-        logLine(LogCategory::Trace, "Not downloading dll according to configuration");
-        logLine(LogCategory::Trace, "Using " + library + " as dll");
+    if (!File::exists(library) || !File::exists(signature)) {
         return false;
     }
-    if (File::exists(library) && File::exists(signature)) {
-        logLine(LogCategory::Trace, library + " and " + signature + " are already present.");
-        return false;
-    }
-    const String archive = m_manager.downloadFromConfig(dll, m_baseDir, &m_trouble);
-    if (archive.empty()) {
-        return false;
-    }
-    if (!zlib::Zip::unzip(archive, File::getSubPath(library), {}, &m_manager.cancelled())) {
-        m_trouble = {.kind = EndKind::NotUnpacked, .path = archive};
-        return false;
+    logLine(LogCategory::Trace, library + " and " + signature + " are already present.");
+    if (dll.md5.empty()) {
+        logLine(LogCategory::Warning, "No \"md5\" is announced for " + dll.filename +
+                                          ": what is present is used for ever, however old it is");
     }
     return true;
 }
 
-void ComponentDownload::verify(const Dll& dll, NebrixClient& client) const {
-    try {
-        client.verifyDllSignature(libraryPath(dll), signaturePath(dll));
-    } catch (const EBadSignature&) {
-        if (m_trouble.kind != EndKind::None) {
-            client.account().record(m_trouble);
-        }
-        throw;
+void ComponentDownload::fetch(const Dll& dll) {
+    if (!m_download) {
+        logLine(LogCategory::Trace, "Not downloading dll according to configuration");
+        logLine(LogCategory::Trace, "Using " + libraryPath(dll) + " as dll");
+    } else if (!present(dll)) {
+        obtain(dll, false);
     }
+}
+
+void ComponentDownload::verify(const Dll& dll) {
+    const String library = libraryPath(dll);
+    try {
+        m_client.verifyDllSignature(library, signaturePath(dll));
+        return;
+    } catch (const EBadSignature& caught) {
+        if (m_trouble.kind != EndKind::None) {
+            m_client.account().record(m_trouble);
+        }
+        if (!m_download || m_obtained) {
+            throw;
+        }
+        logCaught(caught, sites::kComponentCheckCatch);
+        logLine(LogCategory::Warning, library + " was already present and fails its check: it is fetched once more");
+        if (!obtain(dll, true)) {
+            throw;
+        }
+    }
+    m_client.verifyDllSignature(library, signaturePath(dll));
+    logLine(LogCategory::Warning, library + " passes its check now");
+}
+
+/// Fetches and unpacks the archive, unless another session has done so meanwhile and it need not be done anew. True
+/// when it was done now and is still wanted.
+bool ComponentDownload::obtain(const Dll& dll, bool anew) {
+    m_obtained = true;
+    const FileLock taken = lock(m_baseDir + "/" + dll.filename);
+    if (!anew && present(dll)) {
+        return false;
+    }
+    const String archive = m_manager.downloadFromConfig(dll, m_baseDir, &m_trouble);
+    return !archive.empty() && unpack(archive, dll) && !cancelled();
+}
+
+bool ComponentDownload::unpack(const String& archive, const Dll& dll) {
+    const String library = libraryPath(dll);
+    const String directory = File::getSubPath(library);
+    String why;
+    if (!zlib::Zip::unzip(archive, directory, {}, &m_manager.cancelled(), &why)) {
+        m_trouble = {.kind = EndKind::NotUnpacked, .path = archive, .text = why};
+        return false;
+    }
+    if (m_members == Members::Moved) {
+        const String unpacked = directory + "/" + dll.pattern;
+        move(unpacked, library);
+        move(unpacked + ".sig", signaturePath(dll));
+    }
+    return true;
+}
+
+/// Waits for a session that has the lock as long as the archive grows. One that hangs is not waited for, so that it
+/// keeps nobody else from a session.
+FileLock ComponentDownload::lock(const String& archive) const {
+    using Clock = std::chrono::steady_clock;
+    File::ensureDirectory(m_baseDir);
+    long written = -1;
+    Clock::time_point patient = Clock::now();
+    FileLock taken(archive + ".lock", [&] {
+        if (written < 0) {
+            logLine(LogCategory::Trace, "Waiting for another session that fetches " + archive);
+        }
+        if (const long now = File::getLastWriteTime(archive); now != written) {
+            written = now;
+            patient = Clock::now() + m_patience;
+        }
+        return !cancelled() && Clock::now() < patient;
+    });
+    if (!taken.held() && !cancelled()) {
+        logLine(LogCategory::Warning, (written < 0 ? "No lock can be had for " : "Another session hangs over ") +
+                                          archive + ": going on without waiting for it");
+    }
+    return taken;
 }
 
 void ComponentDownload::removeIfPresent(const String& path) const {
@@ -81,12 +146,12 @@ void ComponentDownload::removeIfPresent(const String& path) const {
     }
 }
 
-void ComponentDownload::move(const String& source, const String& target) {
+void ComponentDownload::move(const String& source, const String& target) const {
     try {
         File::move(source, target);
     } catch (const EFile&) {
         logLine(LogCategory::Error, "missing " + source + " in archive");
-        m_trouble = {.kind = EndKind::NotUnpacked, .cause = EndCause::Missing, .path = source};
+        m_client.account().record({.kind = EndKind::NotUnpacked, .cause = EndCause::Missing, .path = source});
         throw;
     }
 }

@@ -1,22 +1,34 @@
 #pragma once
 
+#include <chrono>
+
 #include "apps/nebrixclient/downloadmanager.h"
+#include "libs/base/filelock.h"
 #include "libs/base/log.h"
 
 namespace tessel {
 
 class NebrixClient;
 
-/// Where one kind of component lies on disk, and how it gets there.
+/// Where one kind of component lies on disk, how it gets there, and that it is genuine.
 ///
 /// The archive lands in the base directory, its members in a directory of its own below it, named from a prefix and
 /// the archive's digest. With downloading switched off the library is expected directly in the base directory.
-/// Used on the driver's thread.
+///
+/// Used on the driver's thread, for one session. Sessions that want one archive at once, also those of other
+/// processes, take turns by a lock on "FILENAME.lock" beside it. What is unpacked takes its place as a whole directory,
+/// so that reading it needs no lock, and nobody waits for a component that is there.
 class ComponentDownload {
 public:
-    /// `className` is what log lines show; both texts must be literals.
-    ComponentDownload(DownloadManager& manager, const char* className, const char* prefix, String baseDir,
-                      bool download);
+    /// What becomes of library and signature once they are unpacked: they stay as they are, or are moved to their
+    /// place, where a missing one raises EFile.
+    enum class Members { Stay, Moved };
+    /// How long a session waits for one that has the lock and whose archive does not grow.
+    static constexpr std::chrono::milliseconds kPatience = std::chrono::seconds(30);
+
+    /// `className` is what log lines show; both texts must be literals. The client must outlive this object.
+    ComponentDownload(NebrixClient& client, const char* className, const char* prefix, String baseDir, bool download,
+                      Members members = Members::Stay, std::chrono::milliseconds patience = kPatience);
 
     /// Raises EClientConfiguration unless all that becomes part of a path is a plain name.
     static void checkNames(const Dll& dll);
@@ -28,20 +40,19 @@ public:
     [[nodiscard]] bool cancelled() const noexcept { return m_manager.cancelled(); }
 
     /// Makes sure, as far as it can, that library and signature are there: what is missing afterwards fails at the
-    /// signature check. True when an archive was fetched and unpacked now.
-    bool fetch(const Dll& dll);
-    /// What kept the last fetch() from having them; of kind None when nothing did.
-    [[nodiscard]] const SessionEnd& trouble() const noexcept { return m_trouble; }
-
-    /// The signature check. Where it fails after a fetch() that had trouble, the account hears of that first, since it
-    /// is what the missing file comes from. Raises EBadSignature.
-    void verify(const Dll& dll, NebrixClient& client) const;
+    /// signature check.
+    void fetch(const Dll& dll);
+    /// Returns only when the library is genuine; else raises EBadSignature. One that was there already and is not
+    /// genuine is fetched once more, from the archive on disk if that has the announced MD5, and checked again. Where
+    /// the check fails after a fetch() that had trouble, the account hears of that first, since it is what the missing
+    /// file comes from.
+    void verify(const Dll& dll);
 
     // The file helpers differ, deliberately, in what they do after logging an EFile.
     /// Logs and raises it again.
     void removeIfPresent(const String& path) const;
-    /// Logs "missing ... in archive" and raises it again.
-    void move(const String& source, const String& target);
+    /// Logs "missing ... in archive", lets the account know, and raises it again.
+    void move(const String& source, const String& target) const;
     /// Logs and goes on.
     void copy(const String& source, const String& target) const;
 
@@ -51,13 +62,21 @@ public:
 
 private:
     void logLine(LogCategory category, const String& text) const;
+    [[nodiscard]] bool present(const Dll& dll) const;
+    bool obtain(const Dll& dll, bool anew);
+    bool unpack(const String& archive, const Dll& dll);
+    [[nodiscard]] FileLock lock(const String& archive) const;
 
+    NebrixClient& m_client;
     DownloadManager& m_manager;
     const char* const m_className;
     const char* const m_prefix;
     const String m_baseDir;
     const bool m_download;
-    SessionEnd m_trouble;
+    const Members m_members;
+    const std::chrono::milliseconds m_patience;
+    bool m_obtained = false;  // whether the archive was asked for, with whatever result
+    SessionEnd m_trouble;     // what kept obtain() from having the component
 };
 
 /// The directories below the user's application-data directory that components live in.

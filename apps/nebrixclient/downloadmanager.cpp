@@ -183,6 +183,8 @@ String DownloadManager::downloadFromConfig(const DownloadConfig& config, const S
     requirePlainName("filename", config.filename);
     String localPath = targetDir + "/" + config.filename;
     if (File::exists(localPath) && computeFileMd5(localPath) == config.md5) {
+        log(LogCategory::Trace, "DownloadManager", "downloadFromConfig",
+            String(localPath + " has the announced MD5 and is not fetched again"));
         return localPath;
     }
     return downloadFileTo(config.urlpath + config.filename, localPath, why) ? localPath : String::null;

@@ -30,7 +30,7 @@ NebrixClientHostchecker::NebrixClientHostchecker(NebrixClient& client, INebrixCl
       m_notify(notify),
       m_configuration(configuration),
       m_downloadManager(downloadManager),
-      m_files(downloadManager, kClassName, "Hostchecker_", hostcheckerDirectory(), download) {}
+      m_files(client, kClassName, "Hostchecker_", hostcheckerDirectory(), download) {}
 
 void NebrixClientHostchecker::run(CurlSession& session) {
     m_notify.onStatus(ClientStatus::DownloadingComponents);
@@ -52,9 +52,8 @@ void NebrixClientHostchecker::run(CurlSession& session) {
 
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
-    const String library = m_files.libraryPath(dll);
-    m_files.verify(dll, m_client);
-    m_instance = std::make_unique<HostCheckerDllInstance>(library);
+    m_files.verify(dll);
+    m_instance = std::make_unique<HostCheckerDllInstance>(m_files.libraryPath(dll));
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

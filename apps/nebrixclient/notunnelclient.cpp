@@ -3,7 +3,6 @@
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/staticdownloadwrapper.h"
-#include "libs/base/file.h"
 #include "libs/base/log.h"
 
 namespace tessel {
@@ -16,15 +15,16 @@ constexpr const char* kClassName = "NebrixClientPluginDllNoTunnel";
 
 NebrixClientPluginDllNoTunnel::NebrixClientPluginDllNoTunnel(NebrixClient& client, INebrixClientNotify& /*notify*/,
                                                              NoTunnelClientPluginDllConfiguration& configuration,
-                                                             DownloadManager& downloadManager, bool download)
+                                                             DownloadManager& /*downloadManager*/, bool download)
     : m_client(client),
       m_configuration(configuration),
-      m_files(downloadManager, kClassName, "PluginDllNoTunnel_", pluginDirectory(), download) {}
+      m_files(client, kClassName, "PluginDllNoTunnel_", pluginDirectory(), download,
+              ComponentDownload::Members::Moved) {}
 
 void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
     const Dll dll = m_configuration.pluginDlls.current();
     ComponentDownload::checkNames(dll);
-    downloadDll(dll);
+    m_files.fetch(dll);
     if (m_files.cancelled()) {
         return;
     }
@@ -39,26 +39,10 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
     }
 }
 
-void NebrixClientPluginDllNoTunnel::downloadDll(const Dll& dll) {
-    if (!m_files.fetch(dll)) {
-        return;
-    }
-    // Library and signature are expected at the top of the archive; a missing one ends the session here.
-    const String unpacked = File::getSubPath(m_files.libraryPath(dll)) + "/" + dll.pattern;
-    try {
-        m_files.move(unpacked, m_files.libraryPath(dll));
-        m_files.move(unpacked + ".sig", m_files.signaturePath(dll));
-    } catch (const EFile&) {
-        m_client.account().record(m_files.trouble());
-        throw;
-    }
-}
-
 void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
-    const String library = m_files.libraryPath(dll);
-    m_files.verify(dll, m_client);
-    m_instance = &PluginDllInstance::keep(library, dll.version, pluginDirectory() + "/");
+    m_files.verify(dll);
+    m_instance = &PluginDllInstance::keep(m_files.libraryPath(dll), dll.version, pluginDirectory() + "/");
 }
 
 }  // namespace tessel

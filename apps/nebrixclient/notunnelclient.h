@@ -26,7 +26,6 @@ public:
     [[nodiscard]] int result() const noexcept { return m_result; }
 
 private:
-    void downloadDll(const Dll& dll);
     void loadDll(const Dll& dll);
 
     NebrixClient& m_client;

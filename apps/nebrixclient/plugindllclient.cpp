@@ -35,7 +35,7 @@ NebrixClientPluginDll::NebrixClientPluginDll(NebrixClient& client, INebrixClient
     : m_client(client),
       m_configuration(configuration),
       m_downloadManager(downloadManager),
-      m_files(downloadManager, kClassName, "PluginDll_", pluginDirectory(), download),
+      m_files(client, kClassName, "PluginDll_", pluginDirectory(), download),
       m_status(notify, m_stop, client.account()) {}
 
 void NebrixClientPluginDll::run(CurlSession& /*session*/) {
@@ -51,6 +51,9 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
         return;
     }
     loadDll(dll);
+    if (m_instance == nullptr) {
+        return;
+    }
     const bool proxySet = trySetProxy();
     try {
         callComponent(m_client.account(), NEBRIX_NAME_START, [this] { m_instance->start(parameters()); });
@@ -93,9 +96,11 @@ void NebrixClientPluginDll::downloadCerts() {
 
 void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
-    const String library = m_files.libraryPath(dll);
-    m_files.verify(dll, m_client);
-    m_instance = &PluginDllInstance::keep(library, dll.version, pluginDirectory() + "/");
+    m_files.verify(dll);
+    if (m_stop.requested()) {  // it may have been fetched once more, which takes its time
+        return;
+    }
+    m_instance = &PluginDllInstance::keep(m_files.libraryPath(dll), dll.version, pluginDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

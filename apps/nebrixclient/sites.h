@@ -33,7 +33,9 @@ inline constexpr const char* kDownloadManager = "apps/nebrixclient/downloadmanag
 inline constexpr RaiseSite kRefusedName{kDownloadManager, 30};
 inline constexpr RaiseSite kDownloadWriteCatch{kDownloadManager, 88};
 inline constexpr RaiseSite kDownloadCallbackCatch{kDownloadManager, 120};
-inline constexpr RaiseSite kComponentFileCatch{"apps/nebrixclient/componentdownload", 70};
+inline constexpr const char* kComponentDownload = "apps/nebrixclient/componentdownload";
+inline constexpr RaiseSite kComponentFileCatch{kComponentDownload, 70};
+inline constexpr RaiseSite kComponentCheckCatch{kComponentDownload, 96};
 
 inline constexpr RaiseSite kHostcheckerCatch{"apps/nebrixclient/hostcheckerclient", 96};
 

@@ -192,6 +192,12 @@ private:
 
 void unpack(const String& archive, const String& target, const UnpackLimits& limits,
             const std::atomic<bool>* cancelled) {
+    if (archive.find('\'') != String::npos || target.find('\'') != String::npos) {
+        raise<EZip>("a path with a single quote is not supported", sites::kZipUnpack);
+    }
+    if (target.empty()) {
+        raise<EZip>("there is no directory to unpack to", sites::kZipUnpack);
+    }
     const ZipSummary declared = checkArchive(archive, limits);
     File::ensureDirectory(File::getSubPath(target));
     removeLeftovers(target);
@@ -212,33 +218,33 @@ void unpack(const String& archive, const String& target, const UnpackLimits& lim
     discard(fresh);
 }
 
-void logFailure(const String& archive, const String& why) {
-    log(LogCategory::Error, "Zip", "unzip", String("cannot unpack '" + archive + "': " + why));
+/// The same with its failure in words; empty when there is none.
+String failureToUnpack(const String& archive, const String& target, const UnpackLimits& limits,
+                       const std::atomic<bool>* cancelled) {
+    try {
+        unpack(archive, target, limits, cancelled);
+        return {};
+    } catch (const Exception& caught) {
+        logCaught(caught, sites::kZipHandler);
+        const ErrorFacts& facts = caught.facts();
+        return facts.words.empty() ? caught.getMessage() : String(facts.subject + ": " + facts.words);
+    }
 }
 
 }  // namespace
 
 bool Zip::unzip(const String& archive, const String& destDir, const UnpackLimits& limits,
-                const std::atomic<bool>* cancelled) noexcept {
+                const std::atomic<bool>* cancelled, String* why) noexcept {
     try {
-        const String source = File::normalise(archive);
-        const String target = File::normalise(destDir).trimRight('/');
-        if (source.find('\'') != String::npos || target.find('\'') != String::npos) {
-            logFailure(source, "a path with a single quote is not supported");
-            return false;
+        const String failure =
+            failureToUnpack(File::normalise(archive), File::normalise(destDir).trimRight('/'), limits, cancelled);
+        if (failure.empty()) {
+            return true;
         }
-        if (target.empty()) {
-            logFailure(source, "there is no directory to unpack to");
-            return false;
+        log(LogCategory::Error, "Zip", "unzip", String("cannot unpack '" + archive + "': " + failure));
+        if (why != nullptr) {
+            *why = failure;
         }
-        unpack(source, target, limits, cancelled);
-        return true;
-    } catch (const EZip& caught) {
-        logCaught(caught, sites::kZipHandler);
-        logFailure(archive, caught.getMessage());
-    } catch (const Exception& caught) {
-        logCaught(caught, sites::kZipHandler);
-        logFailure(archive, "the file system refuses");
     } catch (...) {
         // Memory has ended.
     }

@@ -34,9 +34,10 @@ public:
     /// up, or all files together are more than is declared. That is seen within a few hundredths of a second, with
     /// tens of thousands of files within one.
     ///
-    /// Blocks until unzip has ended, or until *cancelled is true (null: never), which is a failure; nothing is raised.
+    /// Blocks until unzip has ended, or until *cancelled is true (null: never), which is a failure. Nothing is raised;
+    /// after false *why (null: nobody asks) says in words what the log says.
     static bool unzip(const String& archive, const String& destDir, const UnpackLimits& limits = {},
-                      const std::atomic<bool>* cancelled = nullptr) noexcept;
+                      const std::atomic<bool>* cancelled = nullptr, String* why = nullptr) noexcept;
 };
 
 }  // namespace tessel::zlib

@@ -5,7 +5,9 @@
 #include <filesystem>
 #include <thread>
 
+#include "apps/nebrixclient/componentdownload.h"
 #include "libs/base/console.h"
+#include "libs/base/file.h"
 #include "tests/core/recorder.h"
 #include "tests/integration/session.h"
 
@@ -138,11 +140,52 @@ TEST_F(ClientTest, CancellingEndsEveryPhaseSoonAndWithoutAnError) {
         EXPECT_EQ(m_notify.lines(), lines);
         EXPECT_EQ(transfers.over(), downloads);
         EXPECT_FALSE(std::filesystem::exists(m_home.data("calls"))) << "a component ran";
-        EXPECT_TRUE(!downloads || std::filesystem::is_empty(m_home.data(folder))) << "half an archive is left";
+        if (downloads) {
+            EXPECT_EQ(nebrix::test::listTree(m_home.data(folder)), std::string(typeName(type)) + "-1.0.0.zip.lock\n")
+                << "half an archive is left";
+        }
         m_client->restart();
         EXPECT_FALSE(m_client->join(200)) << "a new attempt is not cancelled any more";
         m_client.reset();
     }
+}
+
+TEST_F(ClientTest, AnArchiveBeyondTheLimitIsNotTaken) {
+    serve();
+    m_client->downloadManager().setLargestFile(1000);
+    start(ComponentType::Hostchecker);
+    ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.lines().back(), "fatal-error ");
+    EXPECT_TRUE(logged("Body is longer than the limit of 1000"));
+}
+
+TEST_F(ClientTest, AnArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) {
+    serve();
+    start(ComponentType::Hostchecker);
+    ASSERT_TRUE(m_client->join(20000));
+    Dll dll;
+    dll.filename = "hostchecker-1.0.0.zip";
+    dll.md5 = String::copy(m_gateway->archiveMd5(ComponentType::Hostchecker));
+    dll.pattern = "libtest-hostchecker.so";
+    const auto fetched = [&](const char* prefix, std::chrono::milliseconds patience) {
+        ComponentDownload files(*m_client, "Test", prefix, hostcheckerDirectory(), true,
+                                ComponentDownload::Members::Stay, patience);
+        files.fetch(dll);
+        return File::exists(files.libraryPath(dll));
+    };
+    const FileLock held(hostcheckerDirectory() + "/" + dll.filename + ".lock", [] { return false; });
+    ASSERT_TRUE(held.held());
+    EXPECT_TRUE(fetched("Impatient_", std::chrono::milliseconds(50)));
+    EXPECT_TRUE(logged("TRACE Test.downloadDll Waiting for another session that fetches "));
+    EXPECT_TRUE(logged("WARNING Test.downloadDll Another session hangs over "));
+    const auto begun = std::chrono::steady_clock::now();
+    m_client->downloadManager().cancel();
+    EXPECT_FALSE(fetched("Cancelled_", std::chrono::seconds(20)));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
+    const String prefix = "Impatient_" + dll.md5;
+    dll.md5 = "";
+    EXPECT_TRUE(fetched(prefix.str(), std::chrono::seconds(20)));
+    EXPECT_TRUE(logged("WARNING Test.downloadDll No \"md5\" is announced for hostchecker-1.0.0.zip: "));
 }
 
 TEST_F(ClientTest, SessionsThatEndByThemselvesCallTheirComponentToItsEnd) {

@@ -3,6 +3,8 @@
 
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <list>
 #include <random>
 #include <sstream>
 
@@ -101,23 +103,83 @@ TEST(Sessions, sayWhoTheyAreInEveryRequest) {
     }
 }
 
-TEST(Sessions, aLaterStartUsesTheUnpackedComponentUnlessItWasAltered) {
+TEST(Sessions, aLaterStartUsesWhatIsThereAndFetchesOnceMoreWhatFailsItsCheck) {
     Session session;
-    const std::string unpacked =
+    const std::string directory =
         session.home().data("hostchecker/Hostchecker_" + session.gateway().archiveMd5(ComponentType::Hostchecker));
-    ASSERT_EQ(session.run().status, 0);
-    ASSERT_EQ(session.run().status, 0);
-    EXPECT_TRUE(session.loaded());
-    EXPECT_EQ(Session::log().count("TRACE", "NebrixClientHostchecker.downloadDll", "* are already present."), 1U);
+    const std::string library = directory + "/libtest-hostchecker.so";
+    const std::string archive = session.home().data("hostchecker/hostchecker-1.0.0.zip");
+    const auto alter = [](const std::string& file) { writeFile(file, readFile(file) + "x"); };
+    const std::tuple<const char*, std::function<void()>, unsigned, unsigned> rows[] = {
+        {"nothing there", [] {}, 1, 0},
+        {"all there", [] {}, 0, 0},
+        {"empty signature file", [&] { writeFile(library + ".sig", ""); }, 0, 1},
+        {"altered library", [&] { alter(library); }, 0, 1},
+        {"altered library and archive", [&] { alter(library), alter(archive); }, 1, 1},
+        {"archive alone", [&] { std::filesystem::remove_all(directory); }, 0, 0},
+        {"altered archive alone", [&] { std::filesystem::remove_all(directory), alter(archive); }, 1, 0},
+    };
+    unsigned fetched = 0;
+    for (const auto& [what, change, fetches, again] : rows) {
+        SCOPED_TRACE(what);
+        change();
+        EXPECT_EQ(session.run().status, 0);
+        EXPECT_TRUE(session.loaded());
+        EXPECT_EQ(session.gateway().requests().count("/components/"), fetched += fetches);
+        const char* const where = "NebrixClientHostchecker.downloadDll";
+        EXPECT_EQ(Session::log().count("WARNING", where, "* fails its check: it is fetched once more"), again);
+        EXPECT_EQ(Session::log().count("WARNING", where, "* passes its check now"), again);
+    }
+}
 
-    writeFile(unpacked + "/libtest-hostchecker.so", readFile(unpacked + "/libtest-hostchecker.so") + "x");
-    EXPECT_EQ(session.run().status, 1);
-    EXPECT_FALSE(session.loaded());
-    EXPECT_EQ(Session::log().count("ERROR", "FileSignature.verify", "bad hash "), 1U);
+TEST(Sessions, whatFailsItsCheckIsFetchedOnceMoreInEverySessionType) {
+    const TemporaryDirectory marks;
+    setenv("NEBRIX_TEST_STATUS", marks.write("status", R"([{"code":5,"status":"up"}])").c_str(), 1);
+    for (const ComponentType type : tessel::gateway::kComponentTypes) {
+        Session session;
+        for (const unsigned emptied : {0U, 1U}) {
+            SCOPED_TRACE(typeName(type));
+            for (const auto& [name, content] : session.files()) {
+                if (emptied != 0 && name.ends_with(".sig")) {
+                    writeFile(session.home().path() + "/" + name, "");
+                }
+            }
+            ChildProcess client(session.client(type));
+            if (type == ComponentType::PluginDll) {
+                EXPECT_TRUE(client.waitForOutput("vpn:")) << client.errors();
+                client.signal(SIGINT);
+            }
+            EXPECT_EQ(client.wait(), 0) << client.errors();
+            EXPECT_EQ(Session::log().count("WARNING", "*.downloadDll", "* passes its check now"), emptied);
+        }
+    }
+    unsetenv("NEBRIX_TEST_STATUS");
+}
 
-    // The archive alone is enough: it is unpacked again and not fetched.
-    std::filesystem::remove_all(unpacked);
-    ASSERT_EQ(session.run().status, 0);
+TEST(Sessions, whatWasFetchedNowIsNotFetchedOnceMore) {
+    GatewayOptions options = recordingComponents();
+    options.faults.add(Fault::EditedLibrary);
+    Session session(options);
+    for (const unsigned checks : {1U, 2U}) {
+        EXPECT_EQ(session.run().status, 1);
+        EXPECT_EQ(Session::log().count("ERROR", "FileSignature.verify", "bad hash "), checks);
+        EXPECT_EQ(session.gateway().requests().count("/components/"), 1U);
+        EXPECT_FALSE(session.loaded());
+    }
+}
+
+TEST(Sessions, thatStartAtOnceFetchANewComponentOnce) {
+    GatewayOptions options = recordingComponents();
+    options.faults.add(Fault::Slow);
+    options.pause = std::chrono::milliseconds(5);
+    Session session(options);
+    std::list<ChildProcess> clients;
+    for (int i = 0; i < 4; ++i) {
+        clients.emplace_back(session.client(ComponentType::Hostchecker));
+    }
+    for (const ChildProcess& client : clients) {
+        EXPECT_EQ(client.wait(), 0) << client.errors();
+    }
     EXPECT_EQ(session.gateway().requests().count("/components/"), 1U);
 }
 
