@@ -5,8 +5,10 @@
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/mediationresponse.h"
+#include "apps/nebrixclient/plugindllinstance.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
+#include "libs/base/numbers.h"
 #include "libs/http/uri.h"
 
 namespace tessel {
@@ -15,6 +17,18 @@ namespace {
 
 constexpr const char* kClassName = "NebrixClientHostchecker";
 constexpr unsigned kMillisecondsPerSecond = 1000;
+
+/// A part of the rules must not pass for the whole.
+bool tooLong(const String& rules, SessionAccount& account) {
+    if (rules.length() <= kLongestComponentText) {
+        return false;
+    }
+    log(LogCategory::Error, kClassName, "run",
+        String("The rules are longer than " + toString(kLongestComponentText) + " bytes: nothing is posted"));
+    account.record(
+        {.kind = EndKind::ComponentFailed, .cause = EndCause::TextTooLong, .key = NEBRIX_NAME_GET_VALID_RULES});
+    return true;
+}
 
 }  // namespace
 
@@ -62,7 +76,7 @@ void NebrixClientHostchecker::check(CurlSession& session) {
         const String rules = callComponent(m_client.account(), NEBRIX_NAME_GET_VALID_RULES, [this] {
             return m_instance->getValidRules(m_configuration.hostcheckingrequest);
         });
-        if (!sendResponse(session, rules)) {
+        if (tooLong(rules, m_client.account()) || !sendResponse(session, rules)) {
             return;
         }
         if (IProgressNotify* const progress = m_downloadManager.progress(); progress != nullptr) {

@@ -17,7 +17,7 @@ void HostCheckerDllInstance::start(const String& directory, const String& hostna
 void HostCheckerDllInstance::stop() { m_close(); }
 
 String HostCheckerDllInstance::getValidRules(const String& request) {
-    return copyComponentText(m_getValidRules(request.str()));
+    return copyComponentText(m_getValidRules(request.str()), kLongestComponentText + 1);
 }
 
 }  // namespace tessel

@@ -19,7 +19,8 @@ public:
 
     void start(const String& directory, const String& hostname, const String& language);
     void stop();
-    /// The rules that hold, in the host checker's own form. Its text is copied and never given back.
+    /// The rules that hold, in the host checker's own form. Its text is copied and never given back. Of more than
+    /// kLongestComponentText bytes one more than that is copied, so that it can be told from a whole text.
     String getValidRules(const String& request);
 
 private:

@@ -15,11 +15,11 @@ void logLine(const char* text) { log(LogCategory::Error, "PluginDllInstance", "P
 
 }  // namespace
 
-String copyComponentText(const char* text) {
+String copyComponentText(const char* text, unsigned longest) {
     if (text == nullptr) {
         return {};
     }
-    return String::copy(text, static_cast<unsigned>(strnlen(text, kLongestComponentText)));
+    return String::copy(text, static_cast<unsigned>(strnlen(text, longest)));
 }
 
 template <class Function>

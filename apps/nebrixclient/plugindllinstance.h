@@ -9,11 +9,11 @@ namespace tessel {
 /// A plug-in refused to make its instance.
 TESSEL_EXCEPTION(EPluginDllInstance, Exception);
 
-/// Bytes of a component's text that are taken over; what is beyond is dropped.
+/// Bytes of a component's text that are taken over.
 inline constexpr unsigned kLongestComponentText = 1024 * 1024;
 
-/// Copies at most kLongestComponentText bytes of a component's text; a null pointer counts as the empty text.
-String copyComponentText(const char* text);
+/// Copies at most `longest` bytes of a component's text; a null pointer counts as the empty text.
+String copyComponentText(const char* text, unsigned longest = kLongestComponentText);
 
 /// A loaded plug-in: its instance handle and its entries, in the form of the contract in the component header.
 /// All calls into the plug-in are made on the thread that uses this object.

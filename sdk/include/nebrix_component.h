@@ -32,7 +32,7 @@
 //     nothing. The client never calls free(3) on these strings.
 //  6. The string returned by GetValidRules belongs to the host checker and is copied at once. It is never
 //     given back (there is no entry for that): keep it in memory of the host checker's own until its next
-//     call.
+//     call. Of more than 1 MiB nothing is posted, and the host check ends.
 //  7. Results of setters, of DllStart2, DllStop2, InitHostCheckerDll and CloseHostCheckerDll are ignored.
 //     Their types return void; a component whose entry returns an integer instead is loaded and driven
 //     alike, on every platform where an integer result travels in a register that the caller does not keep.

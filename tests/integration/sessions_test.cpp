@@ -183,6 +183,22 @@ TEST(Sessions, thatStartAtOnceFetchANewComponentOnce) {
     EXPECT_EQ(session.gateway().requests().count("/components/"), 1U);
 }
 
+TEST(Sessions, theRulesArePostedWholeOrNotAtAll) {
+    for (const unsigned excess : {0U, 1U}) {
+        Session session;
+        setenv("NEBRIX_TEST_RULES", std::to_string((1U << 20U) + excess).c_str(), 1);
+        EXPECT_EQ(session.run().status, 1) << "the gateway takes no verdict of this length";
+        unsetenv("NEBRIX_TEST_RULES");
+        const char* const where = "NebrixClientHostchecker.run";
+        EXPECT_EQ(Session::log().count("ERROR", where, "The rules are longer than 1048576 bytes: nothing is posted"),
+                  excess);
+        EXPECT_EQ(Session::log().count("ERROR", "NebrixClient.attempt",
+                                       "Session ended: the component's answer to GetValidRules is longer than allowed"),
+                  excess);
+        EXPECT_TRUE(session.calls().ends_with("CloseHostCheckerDll\n"));
+    }
+}
+
 TEST(Sessions, withDownloadingSwitchedOffNothingIsFetched) {
     Session session;
     session.home().configure({session.gateway().authority()}, false);

@@ -1,9 +1,10 @@
 // A host checker that records every call (record.h). GetValidRules answers "rule-a,rule-b".
 // Variants by compile definitions: NO_RULES (no GetValidRules), NULL_RULES (it returns null).
-// While the environment has NEBRIX_TEST_BLOCK, it never answers.
+// While the environment has NEBRIX_TEST_BLOCK, it never answers; NEBRIX_TEST_RULES is the length of another answer.
 #define _POSIX_C_SOURCE 200809L
 #include <stddef.h>
 #include <stdlib.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "tests/support/components/record.h"
@@ -26,7 +27,9 @@ char* GetValidRules(const char* request) {
     return NULL;
 #else
     static char answer[] = "rule-a,rule-b";
-    return answer;
+    const char* length = getenv("NEBRIX_TEST_RULES");
+    char* other = length == NULL ? NULL : calloc(strtoul(length, NULL, 10) + 1, 1);
+    return other == NULL ? answer : memset(other, 'r', strtoul(length, NULL, 10));
 #endif
 }
 #endif
