@@ -16,17 +16,25 @@ inline constexpr unsigned MBP_POOLSIZE = 128;
 /// any thread may take and give back at any moment and there is no lock. Slots lie on cache lines of their own:
 /// two threads in neighbouring size classes do not disturb each other. Usable before main() and after it
 /// (constant-initialised, never destroyed).
+///
+/// In front of the slots each thread keeps what it released last, for itself alone: one block of each class up to
+/// 1 KiB and one of the larger classes. Taking and giving back there needs no atomic exchange (two of them cost more
+/// than the heap does on many processors). What is displaced goes on to the slots, and so does everything when the
+/// thread ends. A thread keeps at most 17 blocks with 16.5 KiB of bytes; one that releases none keeps none.
+///
+/// Under the address sanitizer the bytes of idle blocks are poisoned, so that a view that outlives its block is
+/// reported.
 class MemoryBlockPool {
 public:
     constexpr MemoryBlockPool() noexcept = default;
     MemoryBlockPool(const MemoryBlockPool&) = delete;
     MemoryBlockPool& operator=(const MemoryBlockPool&) = delete;
 
-    /// A block of at least `size` bytes, with count 0: from the slot of its class, else new.
-    /// A size that does not fit the capacity's 32 bits aborts ("upperSize", "upperSize >= size").
+    /// A block of at least `size` bytes, with count 0: the calling thread's own, else from the slot of its class,
+    /// else new. A size that does not fit the capacity's 32 bits aborts ("upperSize", "upperSize >= size").
     MemoryBlock* create(unsigned size);
 
-    /// Takes a block whose last reference went; deletes it, or the one it displaces.
+    /// Takes a block whose last reference went, on any thread; deletes it, or the one it displaces from its slot.
     void destroy(MemoryBlock* block) noexcept;
 
     /// Rounds up to the next multiple of 64; asserts as create() does.
@@ -36,6 +44,10 @@ private:
     struct alignas(64) Slot {
         std::atomic<MemoryBlock*> block{nullptr};
     };
+
+    // The two behind the thread's own blocks.
+    MemoryBlock* createShared(unsigned size);
+    void destroyShared(MemoryBlock* block) noexcept;
 
     std::array<Slot, MBP_POOLSIZE> m_slots{};
 };

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
+#include <sanitizer/asan_interface.h>
 
 #include <cstring>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -75,25 +77,69 @@ TEST(Base64, decodesWhateverItGets) {
     EXPECT_EQ(Base64::decode(Memory(String("Y\0WJj", 5))).view(), "abc");
 }
 
-TEST(MemoryBlockPool, roundsUpAndKeepsTheLastReleasedBlockOfEachClassUpTo8KiB) {
-    const std::tuple<unsigned, unsigned, unsigned> rows[] = {
-        {1, 64, 0}, {64, 64, 0}, {65, 128, 0}, {8191, 8192, 0}, {8192, 8192, 0}, {8193, 8256, 1}, {9000, 9024, 1}};
+TEST(MemoryBlockPool, roundsUpAndKeepsTheLastReleasedBlocksOfEachClassUpTo8KiB) {
+    const std::tuple<unsigned, unsigned, unsigned> rows[] = {{1, 64, 0},      {64, 64, 0},     {65, 128, 0},
+                                                             {1024, 1024, 0}, {1025, 1088, 0}, {8191, 8192, 0},
+                                                             {8192, 8192, 0}, {8193, 8256, 1}, {9000, 9024, 1}};
     for (const auto& [size, capacity, made] : rows) {
+        Block oldest = memoryBlockPool.create(size);
         Block older = memoryBlockPool.create(size);
-        Block newer = memoryBlockPool.create(size);
-        EXPECT_EQ(newer->capacity(), capacity) << size;
-        const MemoryBlock* released = newer.get();
-        older.clear();
-        newer.clear();
+        Block newest = memoryBlockPool.create(size);
+        EXPECT_EQ(newest->capacity(), capacity) << size;
+        const MemoryBlock* released[] = {newest.get(), older.get()};
+        for (Block* block : {&oldest, &older, &newest}) {
+            block->clear();
+        }
         const unsigned long before = test::allocations();
-        const Block first = memoryBlockPool.create(size);
-        EXPECT_EQ(test::allocations() - before, made) << size;
-        EXPECT_TRUE(made != 0 || first.get() == released) << size;
-        EXPECT_EQ(first->gcRef(), 1) << size;
-        const Block second = memoryBlockPool.create(size);
-        EXPECT_EQ(test::allocations() - before, made + 1) << "only one block is kept for " << size;
+        const Block again[] = {memoryBlockPool.create(size), memoryBlockPool.create(size)};
+        EXPECT_EQ(test::allocations() - before, 2 * made) << size;
+        EXPECT_TRUE(made != 0 || (again[0].get() == released[0] && again[1].get() == released[1])) << size;
+        EXPECT_EQ(again[0]->gcRef(), 1) << size;
+        const Block third = memoryBlockPool.create(size);
+        EXPECT_EQ(test::allocations() - before, 2 * made + 1) << "one for the thread and one for all, of " << size;
     }
 }
+
+TEST(MemoryBlockPool, whatAThreadReleasesServesOthersWhenItHasEnded) {
+    for (const bool late : {false, true}) {
+        const Block kept[] = {memoryBlockPool.create(700), memoryBlockPool.create(700)};
+        Block passed = memoryBlockPool.create(700);
+        const MemoryBlock* const block = passed.get();
+        std::thread([&] {
+            // Made first, so that it outlives what the thread keeps for itself.
+            thread_local Block last;
+            last = memoryBlockPool.create(64);
+            last = std::move(passed);
+            if (!late) {
+                last.clear();
+            }
+        }).join();
+        EXPECT_EQ(Block(memoryBlockPool.create(700)).get(), block) << late;
+    }
+}
+
+TEST(MemoryBlockPool, aThreadKeepsOneOfTheLargeBlocks) {
+    const Block kept = memoryBlockPool.create(5000);
+    const MemoryBlock* displaced = nullptr;
+    for (const unsigned size : {5000U, 6000U}) {
+        const Block released = memoryBlockPool.create(size);
+        displaced = size == 5000 ? released.get() : displaced;
+    }
+    std::thread([&] { EXPECT_EQ(Block(memoryBlockPool.create(5000)).get(), displaced); }).join();
+}
+
+#if __has_feature(address_sanitizer)
+TEST(MemoryBlockPool, idleBytesAreFaultsForTheAddressSanitizer) {
+    Block blocks[] = {memoryBlockPool.create(200), memoryBlockPool.create(200)};
+    const char* const last[] = {blocks[0]->data() + 255, blocks[1]->data() + 255};
+    for (const int expected : {0, 1}) {
+        EXPECT_EQ(__asan_address_is_poisoned(last[0]), expected);
+        EXPECT_EQ(__asan_address_is_poisoned(last[1]), expected);
+        blocks[0].clear();
+        blocks[1].clear();
+    }
+}
+#endif
 
 TEST(MemoryBlockPool, abortsForSizesThatItCannotGive) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
