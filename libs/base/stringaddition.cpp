@@ -9,16 +9,21 @@
 
 namespace tessel {
 
-StringAdditionBlock* StringAdditionBlock::create() { return ::new (StringAdditionStore::take()) StringAdditionBlock; }
+StringAdditionBlock* StringAdditionBlock::create(StringAdditionBlock* last) {
+    auto* const block = ::new (StringAdditionStore::take()) StringAdditionBlock;
+    if (last != nullptr) {
+        last->m_next = block;
+    }
+    return block;
+}
 
-void StringAdditionBlock::destroy(StringAdditionBlock* chain) noexcept {
-    while (chain != nullptr) {
-        for (unsigned i = 0; i < chain->m_used; ++i) {
-            chain->m_parts[i].~String();
+void StringAddition::destroy(StringAdditionBlock* first, unsigned free) noexcept {
+    while (first != nullptr) {
+        const unsigned used = first->used(free);
+        for (unsigned i = 0; i < used; ++i) {
+            first->m_parts[i].~String();
         }
-        StringAdditionBlock* next = chain->m_next;
-        StringAdditionStore::giveBack(chain);
-        chain = next;
+        StringAdditionStore::giveBack(std::exchange(first, first->m_next));
     }
 }
 
@@ -26,43 +31,28 @@ StringAddition::StringAddition(const StringAddition& other) { add(other); }
 
 StringAddition& StringAddition::operator=(const StringAddition& other) { return *this = StringAddition(other); }
 
-void StringAddition::link() {
-    StringAdditionBlock* block = StringAdditionBlock::create();
-    if (m_first == nullptr) {
-        m_first = block;
-    } else {
-        m_first->m_last->m_next = block;
-        m_first->m_last = block;
-    }
-}
-
 StringAddition& StringAddition::add(const StringAddition& other) {
-    if (other.m_first == nullptr) {
-        return *this;
+    if (&other == this) {
+        return add(StringAddition(other));
     }
-    // The end is fixed beforehand, so that a builder can be added to itself.
-    const StringAdditionBlock* const last = other.m_first->m_last;
-    const unsigned lastUsed = last->m_used;
-    for (const StringAdditionBlock* block = other.m_first; block != last; block = block->m_next) {
-        for (const String& part : block->m_parts) {
-            add(part);
+    for (const StringAdditionBlock* block = other.m_chain.first; block != nullptr; block = block->m_next) {
+        const unsigned used = block->used(other.m_chain.free);
+        for (unsigned i = 0; i < used; ++i) {
+            add(block->m_parts[i]);
         }
-    }
-    for (unsigned i = 0; i < lastUsed; ++i) {
-        add(last->m_parts[i]);
     }
     return *this;
 }
 
 unsigned StringAddition::length() const noexcept {
-    const unsigned long total = m_first == nullptr ? 0 : m_first->m_total;
-    TESSEL_ASSERT(total < String::npos, "upperSize >= size", sites::kPoolUpperSizeFits);
-    return static_cast<unsigned>(total);
+    TESSEL_ASSERT(m_chain.total < String::npos, "upperSize >= size", sites::kPoolUpperSizeFits);
+    return static_cast<unsigned>(m_chain.total);
 }
 
 void StringAddition::copyTo(char* place) const noexcept {
-    for (const StringAdditionBlock* block = m_first; block != nullptr; block = block->m_next) {
-        for (unsigned i = 0; i < block->m_used; ++i) {
+    for (const StringAdditionBlock* block = m_chain.first; block != nullptr; block = block->m_next) {
+        const unsigned used = block->used(m_chain.free);
+        for (unsigned i = 0; i < used; ++i) {
             const String& part = block->m_parts[i];
             copySmall(place, part.array(), part.length());
             place += part.length();

@@ -9,8 +9,9 @@ namespace tessel {
 
 /// A link in the chain of a StringAddition: up to 8 parts, kept as strings (references, not copies of bytes).
 ///
-/// Blocks are not shared and belong to one builder. They come from a small store of their own (see
-/// stringadditionstore.h), so that building a chain takes nothing from the heap.
+/// Blocks are not shared and belong to one builder, which knows how many parts are alive in the last one; all others
+/// are full. They come from a small store of their own (see stringadditionstore.h), so that building a chain takes
+/// nothing from the heap.
 class StringAdditionBlock {
 public:
     static constexpr unsigned kParts = 8;
@@ -20,28 +21,19 @@ public:
     StringAdditionBlock& operator=(const StringAdditionBlock&) = delete;
     ~StringAdditionBlock() {}
 
-    static StringAdditionBlock* create();
-    /// Drops the parts of the whole chain and gives its blocks back.
-    static void destroy(StringAdditionBlock* chain) noexcept;
+    /// A new block, linked behind `last` if there is one.
+    static StringAdditionBlock* create(StringAdditionBlock* last);
 
 private:
     friend class StringAddition;
-    friend class StringAdditionStore;
 
-    [[nodiscard]] bool full() const noexcept { return m_used == kParts; }
-    template <class Part>
-    void add(Part&& part) noexcept {
-        ::new (&m_parts[m_used++]) String(std::forward<Part>(part));
+    /// Parts alive here, if the chain's last block has so many free places.
+    [[nodiscard]] unsigned used(unsigned freeInLast) const noexcept {
+        return kParts - (m_next == nullptr ? freeInLast : 0);
     }
 
     StringAdditionBlock* m_next = nullptr;
-    // Of the whole chain, kept up to date in its first block only: its end and its bytes. These have 64 bits, so that
-    // a sum beyond a String's length is noticed and not wrapped.
-    StringAdditionBlock* m_last = this;
-    unsigned long m_total = 0;
-    unsigned m_used = 0;
     union {
-        // Only the first m_used are alive.
         String m_parts[kParts];
     };
 };
@@ -50,31 +42,34 @@ private:
 /// String is made of it. A kept StringAddition stays valid as long as it lives, whatever becomes of the parts that
 /// were counted strings; C strings in it must outlive it, as for String(const char*).
 ///
-/// A temporary part is taken over instead of counted. Adding a part costs constant time and moving a builder a
-/// pointer; copying one costs a reference for each part. Not synchronised, but may be handed to another thread.
+/// A temporary part is taken over instead of counted. Adding a part costs constant time, moving a builder four words
+/// and copying one a reference for each part. Not synchronised, but may be handed to another thread.
+///
+/// What an expression calls is always inlined and leaves no address of the builder behind: the compiler then keeps it
+/// in registers from one + to the next and knows where in its block each part goes.
 class [[nodiscard]] StringAddition {
 public:
     template <class Left, class Right>
-    StringAddition(Left&& left, Right&& right) : m_first(StringAdditionBlock::create()) {
-        put(std::forward<Left>(left));
-        put(std::forward<Right>(right));
+    [[gnu::always_inline]] StringAddition(Left&& left, Right&& right) {
+        append(std::forward<Left>(left)).append(std::forward<Right>(right));
     }
     StringAddition(const StringAddition& other);
-    StringAddition(StringAddition&& other) noexcept : m_first(std::exchange(other.m_first, nullptr)) {}
+    [[gnu::always_inline]] StringAddition(StringAddition&& other) noexcept
+        : m_chain(std::exchange(other.m_chain, {})) {}
     StringAddition& operator=(const StringAddition& other);
     StringAddition& operator=(StringAddition&& other) noexcept {
-        std::swap(m_first, other.m_first);
+        std::swap(m_chain, other.m_chain);
         return *this;
     }
-    ~StringAddition() {
-        if (m_first != nullptr) {
-            StringAdditionBlock::destroy(m_first);
+    [[gnu::always_inline]] ~StringAddition() {
+        if (m_chain.first != nullptr) {
+            destroy(m_chain.first, m_chain.free);
         }
     }
 
-    StringAddition& add(String&& part) { return append(std::move(part)); }
-    StringAddition& add(const String& part) { return append(part); }
-    StringAddition& add(const char* part) { return append(String(part)); }
+    [[gnu::always_inline]] StringAddition& add(String&& part) { return append(std::move(part)); }
+    [[gnu::always_inline]] StringAddition& add(const String& part) { return append(part); }
+    [[gnu::always_inline]] StringAddition& add(const char* part) { return append(part); }
     StringAddition& add(const StringAddition& other);
 
     /// Bytes of all parts together; a sum that a String cannot hold aborts.
@@ -83,46 +78,77 @@ public:
     void appendTo(String& text) const;
 
 private:
+    /// Without a block in a moved-from builder, which is an empty one.
+    struct Chain {
+        StringAdditionBlock* first = nullptr;
+        StringAdditionBlock* last = nullptr;
+        // Bytes of all parts. 64 bits, so that a sum beyond a String's length is noticed and not wrapped.
+        unsigned long total = 0;
+        // Places behind the last part in the last block.
+        unsigned free = 0;
+    };
+
     template <class Part>
-    StringAddition& append(Part&& part) {
-        if (m_first == nullptr || m_first->m_last->full()) [[unlikely]] {
-            link();
+    [[gnu::always_inline]] StringAddition& append(Part&& part) {
+        if (m_chain.free == 0) [[unlikely]] {
+            m_chain.last = StringAdditionBlock::create(m_chain.last);
+            m_chain.free = StringAdditionBlock::kParts;
+            if (m_chain.first == nullptr) {
+                m_chain.first = m_chain.last;
+            }
         }
         put(std::forward<Part>(part));
         return *this;
     }
-    /// Needs a block that is not full.
-    void put(const String& part) noexcept {
-        m_first->m_total += part.length();
-        m_first->m_last->add(part);
+    [[gnu::always_inline]] void put(const char* part) noexcept { put(String(part)); }
+    template <class Part>
+    [[gnu::always_inline]] void put(Part&& part) noexcept {
+        m_chain.total += part.length();
+        String* const place = m_chain.last->m_parts + (StringAdditionBlock::kParts - m_chain.free);
+        --m_chain.free;
+        ::new (place) String(std::forward<Part>(part));
     }
-    void put(String&& part) noexcept {
-        m_first->m_total += part.length();
-        m_first->m_last->add(std::move(part));
-    }
-    void link();
+    /// Drops the parts of the whole chain and gives its blocks back.
+    static void destroy(StringAdditionBlock* first, unsigned free) noexcept;
     /// Writes the bytes of all parts, in order.
     void copyTo(char* place) const noexcept;
 
-    // None in a moved-from builder, which is an empty one.
-    StringAdditionBlock* m_first = nullptr;
+    Chain m_chain;
 };
 
 // The builder for two pieces.
-inline StringAddition operator+(const String& left, const String& right) { return {left, right}; }
-inline StringAddition operator+(const String& left, String&& right) { return {left, std::move(right)}; }
-inline StringAddition operator+(String&& left, const String& right) { return {std::move(left), right}; }
-inline StringAddition operator+(String&& left, String&& right) { return {std::move(left), std::move(right)}; }
-inline StringAddition operator+(const String& left, const char* right) { return {left, right}; }
-inline StringAddition operator+(String&& left, const char* right) { return {std::move(left), right}; }
-inline StringAddition operator+(const char* left, const String& right) { return {left, right}; }
-inline StringAddition operator+(const char* left, String&& right) { return {left, std::move(right)}; }
+[[gnu::always_inline]] inline StringAddition operator+(const String& left, const String& right) {
+    return {left, right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(const String& left, String&& right) {
+    return {left, std::move(right)};
+}
+[[gnu::always_inline]] inline StringAddition operator+(String&& left, const String& right) {
+    return {std::move(left), right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(String&& left, String&& right) {
+    return {std::move(left), std::move(right)};
+}
+[[gnu::always_inline]] inline StringAddition operator+(const String& left, const char* right) { return {left, right}; }
+[[gnu::always_inline]] inline StringAddition operator+(String&& left, const char* right) {
+    return {std::move(left), right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(const char* left, const String& right) { return {left, right}; }
+[[gnu::always_inline]] inline StringAddition operator+(const char* left, String&& right) {
+    return {left, std::move(right)};
+}
 
 // A further piece behind a builder; a temporary builder is continued, a kept one stays as it is.
-inline StringAddition operator+(StringAddition&& left, const String& right) { return std::move(left.add(right)); }
-inline StringAddition operator+(StringAddition&& left, String&& right) { return std::move(left.add(std::move(right))); }
-inline StringAddition operator+(StringAddition&& left, const char* right) { return std::move(left.add(right)); }
-inline StringAddition operator+(StringAddition&& left, const StringAddition& right) {
+[[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const String& right) {
+    return std::move(left.add(right));
+}
+[[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, String&& right) {
+    return std::move(left.add(std::move(right)));
+}
+[[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const char* right) {
+    return std::move(left.add(right));
+}
+[[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const StringAddition& right) {
     return std::move(left.add(right));
 }
 inline StringAddition operator+(const StringAddition& left, const String& right) {
