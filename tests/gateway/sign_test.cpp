@@ -129,6 +129,11 @@ TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
                                   15) +
                               '\0';
     const std::string hostChecker = readFile(NEBRIX_COMPONENTS "/libnebrix-hostchecker.so");
+    std::string executable = m_bytes;
+    executable[16] = 2;  // ET_EXEC
+    const std::string calling = m_folder.path("calling.so");
+    const std::string compile = "echo 'void DllStart2(void*); void f(void) { DllStart2(0); }' | cc -xc -shared -o '";
+    ASSERT_EQ(runProgram({"sh", "-c", compile + calling + "' -"}).status, 0);
     const std::string withoutTunnel = readFile(NEBRIX_COMPONENTS "/libnebrix-notunnel.so");
     const struct {
         std::string bytes;
@@ -137,7 +142,9 @@ TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
         int status;
     } cases[] = {{"a library's bytes", "plugindll", " is no shared library", 1},
                  {"", "plugindll", " is no shared library", 1},
+                 {executable, "", " is no shared library", 1},
                  {readFile(kProgram), "", " has no entry of a component", 1},
+                 {readFile(calling), "", " has no entry of a component", 1},
                  {m_bytes.substr(0, m_bytes.size() / 2), "", "", 1},
                  {m_bytes, "plugindllnotunnel", " lacks required entries: LaunchSafeResource (", 1},
                  {m_bytes, "hostchecker", "InitHostCheckerDll, CloseHostCheckerDll, GetValidRules (", 1},
@@ -175,8 +182,8 @@ TEST_F(Sign, anEncryptedKeyIsOpenedByItsPasswordAlone) {
         EXPECT_EQ(shell("printf 'secret\\nno password' > p; $SIGN --password-file p").status, 0);
         EXPECT_EQ(shell("echo guess > p; $SIGN --password-file p").errors,
                   "nebrix-sign: the password does not open the encrypted key e.pem\n");
-        // With no terminal, and with one that is typed on.
-        const auto without = shell("setsid --wait $SIGN");
+        // Standard input is no terminal; then one that is typed on.
+        const auto without = shell("echo secret | setsid --wait $SIGN");
         EXPECT_NE(without.errors.find("e.pem is an encrypted key: "), std::string::npos) << without.errors;
         writeFile(m_library + ".sig", "");
         const auto typed = shell("echo secret | script -qec \"$SIGN\" /dev/null");
