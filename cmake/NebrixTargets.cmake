@@ -45,12 +45,16 @@ function(nebrix_test_environment name)
 endfunction()
 
 # GoogleTest's headers are most of what the compiler reads for a test, wxWidgets' for a test of windows: taken from one
-# compiled copy, which is compiled as what takes it is, or compilers refuse it.
+# compiled copy, which is compiled as what takes it is, or compilers refuse it. Not GoogleTest's by g++, which gains little
+# and then warns of what it inlines from the standard library.
 function(nebrix_share_test_headers name libraries)
     if("nebrixclient_gui" IN_LIST libraries)
         set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
         target_compile_options(${name} PRIVATE -fPIC)
         target_precompile_headers(${name} REUSE_FROM nebrixclient_gui)
+        return()
+    endif()
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
         return()
     endif()
     if(NOT TARGET nebrix_test_headers)
