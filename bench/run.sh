@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the release preset and measures everything beside its peer: the table of ratios, then the two whole programs.
+# Builds the release preset and measures everything beside its peer: the table of ratios, then three whole runs.
 # For figures that mean something, nothing else may run on the machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."

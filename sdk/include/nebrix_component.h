@@ -14,9 +14,10 @@
 //
 //  1. Calls from the client. The client calls all entries of one loaded component from one thread, one call
 //     at a time; no entry is called while another one runs. The thread need not be the process's first
-//     thread, and it is the same thread for the component's whole life. An entry should return within a few
-//     milliseconds: long work belongs to a thread of the component. GetValidRules and LaunchSafeResource
-//     may take longer; while they run, the session waits and does not react to its user.
+//     thread. It is the same for one session; a later session may call from another one, so keep nothing
+//     that belongs to a thread between sessions. An entry should return within a few milliseconds: long
+//     work belongs to a thread of the component. GetValidRules and LaunchSafeResource may take longer;
+//     while they run, the session waits and does not react to its user.
 //  2. Calls to the client. The one function of the client that a component may call is the download
 //     callback (NebrixDownloadFileTo). It may be called from any thread of the component, also from inside
 //     LaunchSafeResource, from DllSetDownloadDelegate2 to the end of the process. It blocks until the
@@ -99,7 +100,9 @@ typedef void (*NebrixDllSetDllVersion2)(void* h, const char* version);
 typedef void (*NebrixDllSetPluginDir2)(void* h, const char* plugin_dir);
 
 // Required. How to reach the gateway: seven fields joined with "|", empty ones stay empty:
-//   "1" for a proxy, else "0" | proxy type | proxy host | login | password | domain | "save:no"
+//   use | proxy type | proxy host | login | password | domain | "save:no"
+// "0" as use forbids a proxy. This client always says "1|none||", then the user's credentials: it leaves the
+// choice of a proxy to the environment (https_proxy and the like), and so should the plug-in.
 // Called before DllStart2; if the client could not know the proxy by then, directly after it. Holds a
 // secret.
 typedef void (*NebrixDllSetProxy2)(void* h, const char* proxy_description);

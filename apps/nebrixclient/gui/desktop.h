@@ -6,7 +6,8 @@ class wxDialog;
 class wxMenuItem;
 class wxWindow;
 
-/// Everything in the windows that knows the desktop beyond wxWidgets: display server, processes, locale, GTK.
+/// What the program asks of the desktop beyond wxWidgets: display server, processes, locale, GTK. (The controls that
+/// need GTK for themselves, the tray and the buses are files of their own.)
 /// Of the GUI thread, unless a function says otherwise.
 namespace nebrix::gui::desktop {
 
