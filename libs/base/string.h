@@ -276,12 +276,12 @@ namespace tessel {
 
 // Numbers and characters are not joined: toString() makes text of a number, append() takes a character.
 template <NoText T>
-StringAddition operator+(const String&, T) = delete;
+String operator+(const String&, T) = delete;
 template <NoText T>
-StringAddition operator+(T, const String&) = delete;
+String operator+(T, const String&) = delete;
 template <NoText T>
-StringAddition operator+(const StringAddition&, T) = delete;
+String operator+(const StringAddition&, T) = delete;
 template <NoText T>
-StringAddition operator+(T, const StringAddition&) = delete;
+String operator+(T, const StringAddition&) = delete;
 
 }  // namespace tessel
