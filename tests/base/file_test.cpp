@@ -181,7 +181,7 @@ TEST_F(FileTest, whatDoesNotFitInto32BitsIsToldByNoOtherNumber) {
     EXPECT_THROW(file.read(few), EFile);
 }
 
-TEST_F(FileTest, aPathWithNulNamesNothingAndAPipeIsNotWaitedFor) {
+TEST_F(FileTest, aPathWithNulNamesNothing) {
     directory.write("f", "kept");
     const String path = at("f") + String("\0x", 2);
     const String root("\0", 1);
@@ -202,9 +202,20 @@ TEST_F(FileTest, aPathWithNulNamesNothingAndAPipeIsNotWaitedFor) {
     File::getFullList(root, names);
     EXPECT_EQ(names.size(), 0U);
     EXPECT_EQ(listTree(directory.path()) + content("f"), "f\nkept");
+}
+
+TEST_F(FileTest, whatCannotBeReadDoesNotExistAndAPipeIsNotWaitedFor) {
+    directory.write("f", "");
     ASSERT_EQ(::mkfifo(at("pipe").str(), 0600), 0);
     EXPECT_TRUE(File::exists(at("pipe")));
     EXPECT_THROW(File::copy(at("pipe"), at("g")), EFile);
+    // Root may read everything, and is somebody else for this.
+    const uid_t user = ::geteuid();
+    std::filesystem::permissions(directory.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(directory.path("f"), std::filesystem::perms(0300));
+    ASSERT_EQ(::seteuid(user == 0 ? 65534 : user), 0);
+    EXPECT_FALSE(File::exists(at("f")));
+    ASSERT_EQ(::seteuid(user), 0);
 }
 
 TEST_F(FileTest, failuresAreLoggedAndRaised) {
