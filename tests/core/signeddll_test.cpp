@@ -75,7 +75,7 @@ TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
     const auto breakLine = [](const std::string& text) { return text.substr(0, 20) + "\n" + text.substr(20); };
     // The last character before the padding carries four bits that no byte takes.
     const auto lastBits = [](std::string text) {
-        char& last = text[text.find('=') - 1];
+        char& last = text[text.find_last_not_of('=')];
         last = static_cast<char>(last == 'z' ? 'y' : last + 1);
         return text;
     };

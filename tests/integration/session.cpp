@@ -48,6 +48,15 @@ std::string Session::calls() const {
     return fs::exists(m_marks.path("calls")) ? readFile(m_marks.path("calls")) : std::string();
 }
 
+bool Session::waitForCall(const ChildProcess& client, const std::string& entry) const {
+    while (calls().find(entry) == std::string::npos) {
+        if (client.wait(ChildProcess::Milliseconds(5)).has_value()) {
+            return false;
+        }
+    }
+    return true;
+}
+
 std::map<std::string, std::string> Session::files() const {
     std::map<std::string, std::string> result;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.path())) {

@@ -41,6 +41,8 @@ public:
     [[nodiscard]] bool loaded() const;
     /// The calls it got so far, one line each.
     [[nodiscard]] std::string calls() const;
+    /// Waits until it got this one; false when the client ends before.
+    [[nodiscard]] bool waitForCall(const ChildProcess& client, const std::string& entry) const;
 
     /// Everything below the client's home: the path in it, and the content of what is a file.
     [[nodiscard]] std::map<std::string, std::string> files() const;
