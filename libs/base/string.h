@@ -279,9 +279,5 @@ template <NoText T>
 String operator+(const String&, T) = delete;
 template <NoText T>
 String operator+(T, const String&) = delete;
-template <NoText T>
-String operator+(const StringAddition&, T) = delete;
-template <NoText T>
-String operator+(T, const StringAddition&) = delete;
 
 }  // namespace tessel

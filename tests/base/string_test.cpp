@@ -52,12 +52,17 @@ TEST(String, copiesAndPiecesShareTheBytes) {
 
 TEST(String, strEndsTheTextWithNul) {
     const String whole = String::copy("abcdef");
-    EXPECT_STREQ(whole.range(1, 3).str(), "bc");
+    const String part = whole.range(1, 3);
+    const char* const ended = part.str();
+    EXPECT_STREQ(ended, "bc");
+    EXPECT_EQ(part.str(), ended) << "copied once";
     EXPECT_EQ(whole.str(), whole.array()) << "nothing is copied for a text that is terminated";
     EXPECT_STREQ(String().str(), "");
     EXPECT_EQ(whole.range(3).str(), whole.array() + 3) << "nor for its end";
-    String text = whole;
-    text.cut(2);
+    String cut = whole;
+    cut.cut(2);
+    String text;
+    text = std::move(cut);
     EXPECT_STREQ(text.str(), "ab");
     std::memset(text.reserve(8), 'x', 8);
     EXPECT_STREQ(text.str(), "ab") << "what is not yet grown over";
