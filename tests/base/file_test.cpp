@@ -464,13 +464,11 @@ TEST_F(FileTest, theShellGetsNothingButItsCommand) {
     const std::string out = directory.path("out");
     const int leaked = ::open("/dev/null", O_RDONLY);
     ::setenv("UNZIP", "-x", 1);
-    const std::string path = ::getenv("PATH");
-    ::setenv("PATH", "/elsewhere", 1);
+    ::setenv("PATH", "/elsewhere:/usr/bin:/bin", 1);
     const String command =
         String::copy("{ ls /proc/self/fd | tr '\\n' ' '; echo \"${UNZIP-none} $PATH\"; ps -o tty= $$; } > " + out);
     EXPECT_EQ(platform::runShell(command, 1U << 20U), 0);
     ::unsetenv("UNZIP");
-    ::setenv("PATH", path.c_str(), 1);
     ::close(leaked);
     EXPECT_EQ(readFile(out).substr(0, 28), "0 1 2 3 none /usr/bin:/bin\n?");
     EXPECT_EQ(platform::runShell("exit 7", 0), 7);
