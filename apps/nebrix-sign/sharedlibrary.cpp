@@ -33,7 +33,7 @@ public:
     /// The little-endian number of 32 bits at an offset; what lies behind the end counts as 0.
     [[nodiscard]] std::uint32_t wordAt(off_t offset) const noexcept {
         unsigned char bytes[4] = {};
-        static_cast<void>(::pread(m_file, bytes, sizeof bytes, offset));
+        [[maybe_unused]] const ssize_t count = ::pread(m_file, bytes, sizeof bytes, offset);
         return std::uint32_t{bytes[3]} << 24 | std::uint32_t{bytes[2]} << 16 | std::uint32_t{bytes[1]} << 8 | bytes[0];
     }
 

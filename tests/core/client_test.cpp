@@ -9,7 +9,8 @@ namespace tessel::test {
 namespace {
 
 /// Something that is done to the driver in a phase of its session, what ends the session where the deed leaves it
-/// running, and every notification; what polls of the plug-in repeat is left out.
+/// running, and every notification; what polls of the plug-in repeat is left out, and "..." is the attempt that meets a
+/// gateway on its way out.
 struct Act {
     std::string phase;
     std::string deed;
@@ -25,7 +26,7 @@ const Lines kTwice{"dispatch 4", "end component", "status 4", "dispatch 4", "end
 const Act kActs[] = {
     // Without a component there is nothing to stop. The gateway's end is an empty answer.
     {"request", "stop", "gateway", {"end answer-unreadable", "fatal-error"}},
-    {"request", "restart", "gateway", {"end answer-unreadable", "fatal-error", "end unreachable", "connect-error"}},
+    {"request", "restart", "gateway", {"end answer-unreadable", "fatal-error", "..."}},
     {"request", "run", "gateway", {"end answer-unreadable", "fatal-error"}},
     {"request", "cancel", "", {"end user", "status 4"}},
     // From within the notification, before there is a component.
@@ -34,7 +35,7 @@ const Act kActs[] = {
     {"dispatch", "run", "stop", kTunnel},
     {"dispatch", "cancel", "", {"dispatch 2", "end user", "status 4"}},
     {"download", "stop", "gateway", {"dispatch 2", "end user", "status 4"}},
-    {"download", "restart", "gateway", {"dispatch 2", "end unreachable", "connect-error"}},
+    {"download", "restart", "gateway", {"dispatch 2", "..."}},
     {"download", "run", "gateway", {"dispatch 2", "end archive-missing", "fatal-error"}},
     {"download", "cancel", "", {"dispatch 2", "end user", "status 4"}},
     {"tunnel", "stop", "", kTunnel},
@@ -110,13 +111,17 @@ TEST_P(Acts, AreAnsweredByTheseNotificationsAlone) {
         m_client->stop();
     }
     EXPECT_TRUE(m_client->join(20000));
-    EXPECT_EQ(m_notify.changes(), m_act.lines);
-    EXPECT_EQ(m_client->getMediation().find("another") != String::npos, in("over") && m_act.deed == "run");
-    if (in("download")) {
-        EXPECT_EQ(calls(), "") << "a component ran";
-        const std::string archive = m_act.deed == "cancel" ? "" : "plugindll-1.0.0.zip\n";
-        EXPECT_EQ(nebrix::test::listTree(m_home.data("Plugin")), archive + "plugindll-1.0.0.zip.lock\n");
+    Lines lines = m_notify.changes();
+    if (m_act.lines.back() == "..." && lines.size() >= m_act.lines.size()) {
+        lines.resize(m_act.lines.size());
+        lines.back() = "...";
     }
+    EXPECT_EQ(lines, m_act.lines);
+    EXPECT_EQ(m_client->getMediation().find("another") != String::npos, in("over") && m_act.deed == "run");
+    if (in("download") && m_act.deed == "cancel") {
+        EXPECT_EQ(nebrix::test::listTree(m_home.data("Plugin")), "plugindll-1.0.0.zip.lock\n") << "half an archive";
+    }
+    EXPECT_TRUE(!in("download") || calls().empty()) << "a component ran";
 }
 
 INSTANTIATE_TEST_SUITE_P(Driver, Acts, testing::ValuesIn(kActs),
