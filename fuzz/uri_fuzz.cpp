@@ -1,12 +1,14 @@
-// Splitting and rebuilding URIs, and percent-encoding, must hold on any bytes.
+// Splitting and rebuilding URIs, their authorities, and percent-encoding, must hold on any bytes.
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include "libs/http/authority.h"
 #include "libs/http/uri.h"
 
 using tessel::String;
+using tessel::http::Authority;
 using tessel::http::Uri;
 
 namespace {
@@ -38,11 +40,24 @@ void checkUri(const String& text) {
     static_cast<void>(uri.getFullUri());
 }
 
+void checkAuthority(const String& text) {
+    const Authority authority(text);
+    require(authority.getServer().length() <= text.length());
+    if (authority.valid()) {
+        require(!authority.getHost().empty());
+        const Authority wire(authority.getAsciiServer());
+        require(wire.valid() && wire.getPort() == authority.getPort());
+        require(wire.getAsciiServer() == wire.getServer());
+    }
+    require(tessel::http::withoutUserInformation(text).find('@') == String::npos);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const String text = String::copy(reinterpret_cast<const char*>(data), static_cast<unsigned>(size));
     checkUri(text);
+    checkAuthority(text);
     const String encoded = Uri::encode(text);
     require(Uri::decode(encoded) == text);
     require(Uri::encode(text, "/", "\n").length() <= encoded.length());

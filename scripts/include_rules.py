@@ -41,6 +41,7 @@ EXTERNAL = {
     "libcurl": (r"curl/", ["libs/curl"]),
     "OpenSSL": (r"openssl/", ["libs/openssl"]),
     "PCRE2 or RE2": (r"pcre2(posix)?\.h|re2/", ["libs/http"]),
+    "libidn2": (r"idn2\.h", ["libs/http"]),
     "wx": (r"wx/", ["apps/nebrixclient/gui"]),
     "GTK, GIO, dbusmenu or X11": (r"(gtk|gdk|gio|glib-object|libdbusmenu-glib|X11)(/.*)?(\.h)?$",
                                   ["apps/nebrixclient/gui"]),

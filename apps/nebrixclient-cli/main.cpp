@@ -17,6 +17,7 @@
 #include "libs/base/console.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
+#include "libs/http/authority.h"
 #include "libs/http/uri.h"
 
 // Threads: the main thread waits for signals, which every other thread has blocked; the driver's thread prints the
@@ -145,7 +146,7 @@ std::optional<String> readMediation(const std::string& operand) {
 
 bool isMediation(const String& text) {
     try {
-        return !http::Uri::parse(text).getAuthority().empty();
+        return http::Authority(http::Uri::parse(text).getAuthority()).valid();
     } catch (const Exception&) {
         return false;
     }

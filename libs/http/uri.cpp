@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "libs/base/log.h"
+#include "libs/http/authority.h"
 #include "libs/http/sites.h"
 #include "libs/http/uripattern.h"
 
@@ -31,11 +32,11 @@ std::size_t delimited(std::string_view part, unsigned delimiter) { return part.e
 
 Uri Uri::parse(const String& text) {
     if (text.length() > kMaxLength) {
-        refuse(text.range(0, kLoggedLength), sites::kUriTooLong);
+        refuse(withoutUserInformation(text).range(0, kLoggedLength), sites::kUriTooLong);
     }
     UriGroups groups;
     if (!matchUri(text, groups)) {
-        refuse(text, sites::kUriNoMatch);
+        refuse(withoutUserInformation(text), sites::kUriNoMatch);
     }
     Uri uri;
     uri.m_text = text;

@@ -25,8 +25,8 @@ public:
 
     Uri() = default;
     /// Splits the text; any bytes are allowed, NUL and bytes that are no UTF-8 included. Raises EUri, after logging
-    /// "Invalid uri: " and the text, when the fragment holds a line feed (the only text the pattern does not match)
-    /// or the text is longer than kMaxLength (then only its beginning is logged).
+    /// "Invalid uri: " and the text without user information, when the fragment holds a line feed (the only text the
+    /// pattern does not match) or the text is longer than kMaxLength (then only its beginning is logged).
     static Uri parse(const String& text);
 
     [[nodiscard]] String getScheme() const noexcept { return partText(m_scheme); }

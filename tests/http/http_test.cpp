@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include "libs/http/authority.h"
 #include "libs/http/credentials.h"
 #include "libs/http/header.h"
 #include "libs/http/proxy.h"
@@ -78,6 +79,90 @@ TEST(Uri, RefusesWhatThePatternDoesNotMatch) {
     }
     EXPECT_TRUE(log.contains("ERROR Uri.setScheme Invalid uri: h#a"));
     EXPECT_EQ(log.count(std::string(1025, 'x')), 0U);
+    for (const auto& secret :
+         {std::string("https://secret@gw/m#a\nb"), "//" + std::string(1100, 's') + "@" + longest}) {
+        EXPECT_THROW(Uri::parse(bytes(secret)), EUri);
+    }
+    EXPECT_TRUE(log.contains("Invalid uri: https://gw/m#a"));
+    EXPECT_EQ(log.count("secret") + log.count("ss"), 0U);
+}
+
+TEST(Authority, IsTakenApart) {
+    // User information, host and port as written; the server on the wire, or that there is none.
+    const char* const no = nullptr;
+    const struct {
+        const char* text;
+        const char* parts;
+        const char* wire;
+    } cases[] = {{"id@gw.example:8443", "id|gw.example|8443", "gw.example:8443"},
+                 {"GW", "|GW|", "GW"},
+                 {"id@gw:", "id|gw|", "gw:"},
+                 {"a:b@10.0.0.1:1", "a:b|10.0.0.1|1", "10.0.0.1:1"},
+                 {"id@[::1]:8443", "id|::1|8443", "[::1]:8443"},
+                 {"[fe80::1%25eth0]", "|fe80::1%25eth0|", "[fe80::1%25eth0]"},
+                 {"b\xC3\xBC"
+                  "cher.example:1",
+                  "|b\xC3\xBC"
+                  "cher.example|1",
+                  "xn--bcher-kva.example:1"},
+                 {"B\xC3\x9C"
+                  "cher.example",
+                  "|B\xC3\x9C"
+                  "cher.example|",
+                  "xn--bcher-kva.example"},
+                 {"bu\xCC\x88"
+                  "cher.example",
+                  "|bu\xCC\x88"
+                  "cher.example|",
+                  "xn--bcher-kva.example"},
+                 {"stra\xC3\x9F"
+                  "e.example",
+                  "|stra\xC3\x9F"
+                  "e.example|",
+                  "xn--strae-oqa.example"},
+                 {"b%C3%BCcher.example", "|b%C3%BCcher.example|", "xn--bcher-kva.example"},
+                 {"xn--bcher-kva.example", "|xn--bcher-kva.example|", "xn--bcher-kva.example"},
+                 {"", "||", no},
+                 {"id@", "id||", no},
+                 {"id@:8443", "id||8443", no},
+                 {"id@@gw", "id|@gw|", no},
+                 {"::1", "||:1", no},
+                 {"[::1", "|[|:1", no},
+                 {"[::1]x", "|[|:1]x", no},
+                 {"[gw]", "|gw|", no},
+                 {"gw:0", "|gw|0", no},
+                 {"gw:65536", "|gw|65536", no},
+                 {"gw:-1", "|gw|-1", no},
+                 {"gw:80:1", "|gw|80:1", no},
+                 {"g w", "|g w|", no},
+                 {"gw\n", "|gw\n|", no},
+                 {"gw%2Fpath", "|gw%2Fpath|", no},
+                 {"g%00w", "|g%00w|", no},
+                 {"gw\xEF\xBC\x8F"
+                  "path",
+                  "|gw\xEF\xBC\x8F"
+                  "path|",
+                  no},
+                 {"\xC3\x28.example", "|\xC3\x28.example|", no}};
+    for (const auto& [from, parts, wire] : cases) {
+        const Authority authority{String(from)};
+        EXPECT_EQ(text(authority.getUserInformation() + "|" + authority.getHost() + "|" + authority.getPort()), parts);
+        EXPECT_EQ(authority.valid(), wire != no) << from;
+        EXPECT_EQ(text(authority.getAsciiServer()), wire != no ? wire : text(authority.getServer()));
+    }
+}
+
+TEST(Authority, TextsLoseTheirUserInformation) {
+    const char* cases[][2] = {{"https://id@gw/m", "https://gw/m"},
+                              {"https://i/d?x@gw/m?mail=a@b", "https://b"},
+                              {"id@gw", "gw"},
+                              {"https://gw/m", "https://gw/m"},
+                              {"syntax in 'http://joe:pa'ss w@rd@[bad': why", "syntax in 'http://[bad': why"},
+                              {"syntax in 'joe:pa//ss@[bad': why", "syntax in '[bad': why"},
+                              {"syntax in 'joe:pa://ss@[bad': why", "syntax in '[bad': why"}};
+    for (const auto& [from, wanted] : cases) {
+        EXPECT_EQ(text(withoutUserInformation(String(from))), wanted);
+    }
 }
 
 TEST(Uri, PercentEncoding) {
