@@ -1,7 +1,9 @@
 #pragma once
 
 #include <ctime>
+#include <memory>
 
+#include "libs/base/memory.h"
 #include "libs/base/string.h"
 
 namespace tessel::tls {
@@ -21,12 +23,10 @@ struct PeerCertificate {
     };
 
     Reason reason = Reason::Other;
-    /// OpenSSL's code of the reason (X509_V_ERR_...), 0 for OtherName; and its text in English.
+    /// OpenSSL's code of the reason (X509_V_ERR_...), 0 for OtherName; and its text in English. The reason may lie in
+    /// the certificate of an issuer; all else here is the server's own.
     long verifyError = 0;
     String verifyText;
-    /// Which certificate of the chain the reason is about: 0 the server's own, 1 its issuer's, and so on. All that
-    /// follows is about the server's own.
-    int depth = 0;
 
     /// On one line, most specific part first (RFC 4514).
     String subject;
@@ -45,6 +45,10 @@ struct PeerCertificate {
     /// OpenSSL's name of the key's kind, such as "RSA", "EC" or "ED25519", and its size.
     String keyKind;
     int keyBits = 0;
+
+    /// Of a certificate (DER) that was refused for this code of OpenSSL's; 0 where OpenSSL had nothing against it and
+    /// whoever uses it then found the wrong names. What cannot be read stays empty; null for what is no certificate.
+    static std::shared_ptr<const PeerCertificate> describe(const Memory& der, long verifyError);
 };
 
 }  // namespace tessel::tls

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "libs/openssl/digest.h"
+#include "libs/openssl/peercertificate.h"
 #include "libs/openssl/rsa_wrapper.h"
 #include "libs/openssl/selfsignedcertificate.h"
 #include "tests/support/childprocess.h"
@@ -127,6 +128,56 @@ TEST_F(Rsa, WithoutTheHalfItNeeds) {
     EXPECT_THROW(half.generate(512), ELibContext);
     EXPECT_THROW(static_cast<void>(half.publicPem()), ELibContext);
     EXPECT_DEATH(static_cast<void>(half.verify(data("x"), 1, Memory())), "rsa_wrapper:96: .*m_rsa != 0");
+}
+
+TEST(PeerCertificate, SaysWhatOpensslSays) {
+    const nebrix::test::TemporaryDirectory directory;
+    const std::string pem = directory.path("cert.pem");
+    const std::string der = directory.path("cert.der");
+    const auto openssl = [](std::vector<std::string> words) {
+        words.insert(words.begin(), "openssl");
+        return nebrix::test::runProgram(std::move(words)).output;
+    };
+    openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", directory.path("key.pem"), "-out", pem,
+             "-utf8", "-subj",
+             "/CN=gw.example/O=B\xC3\xBC"
+             "cher\n& \x01",
+             "-addext", "subjectAltName=DNS:gw.example,email:a@b,IP:10.0.0.1,IP:2001:db8::1"});
+    openssl({"x509", "-in", pem, "-outform", "DER", "-out", der});
+    const std::string bytes = nebrix::test::readFile(der);
+    const Memory certificate = Memory::copy(bytes.data(), static_cast<unsigned>(bytes.size()));
+    const auto facts = PeerCertificate::describe(certificate, 18);
+    ASSERT_NE(facts, nullptr);
+    EXPECT_EQ(facts->subject.view(),
+              "O=B\xC3\xBC"
+              "cher\\0A& \\01,CN=gw.example");
+    EXPECT_EQ(facts->issuer, facts->subject);
+    EXPECT_EQ(facts->names, (Strings{"gw.example", "10.0.0.1", "2001:db8::1"}));
+    EXPECT_EQ(openssl({"x509", "-in", pem, "-noout", "-dates", "-dateopt", "iso_8601"}),
+              "notBefore=" + std::string(facts->notBeforeText.replace(" UTC", "Z").view()) +
+                  "\nnotAfter=" + std::string(facts->notAfterText.replace(" UTC", "Z").view()) + "\n");
+    EXPECT_EQ(facts->notAfter - facts->notBefore, 30 * 24 * 3600);
+    EXPECT_NEAR(static_cast<double>(facts->notBefore), static_cast<double>(std::time(nullptr)), 60.0);
+    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with(std::string(facts->fingerprint.view()) + "\n"));
+    const std::string key = directory.write("pub.pem", openssl({"x509", "-in", pem, "-noout", "-pubkey"}));
+    openssl({"pkey", "-pubin", "-in", key, "-outform", "DER", "-out", der});
+    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with(std::string(facts->keyFingerprint.view()) + "\n"));
+    EXPECT_EQ(facts->keyKind, "RSA");
+    EXPECT_EQ(facts->keyBits, 2048);
+    EXPECT_EQ(facts->verifyText, "self-signed certificate");
+
+    // OpenSSL's codes, as x509_vfy.h has them.
+    using Reason = PeerCertificate::Reason;
+    const std::pair<long, Reason> reasons[] = {
+        {0, Reason::OtherName},   {62, Reason::OtherName},     {18, Reason::SelfSigned}, {19, Reason::UnknownIssuer},
+        {9, Reason::NotYetValid}, {20, Reason::UnknownIssuer}, {10, Reason::Expired},    {66, Reason::Weak},
+        {23, Reason::Revoked},    {1, Reason::Other}};
+    for (const auto& [code, reason] : reasons) {
+        EXPECT_EQ(PeerCertificate::describe(certificate, code)->reason, reason) << code;
+    }
+    for (unsigned length = 0; length < certificate.length(); ++length) {
+        EXPECT_EQ(PeerCertificate::describe(Memory::copy(bytes.data(), length), 18), nullptr) << length;
+    }
 }
 
 }  // namespace
