@@ -1,14 +1,16 @@
 #include "libs/curl/curleasy.h"
 
 #include <curl/curl.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
 #include "libs/base/exception.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
+#include "libs/curl/curlbody.h"
+#include "libs/curl/curlurl.h"
 #include "libs/curl/errors.h"
 #include "libs/curl/sites.h"
 
@@ -18,20 +20,15 @@ namespace {
 /// What libcurl reads from the network at a time, at most.
 constexpr long kReceiveBuffer = 256 * 1024;
 
-/// Close-on-exec from the start, so that no program that another thread starts meanwhile inherits the connection.
-curl_socket_t openSocket(void* /*data*/, curlsocktype /*purpose*/, curl_sockaddr* address) noexcept {
-    return ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-}
+/// libcurl 7.88 sends cookies only as long as they end within the first 8190 bytes of the request; where not even the
+/// first one does, it sends a head without an end, and waits for ever. URL, user agent and cookies together may have
+/// what is left of that for the lines around them.
+constexpr unsigned kLongestWithCookies = 8190 - 512;
+/// libcurl takes no head of more than 1 MiB.
+constexpr unsigned kLongestHead = 1024 * 1024 - 8190;
+constexpr int kFieldsBeforeName = 5;  // of a Netscape cookie line
 
 }  // namespace
-
-/// Where the body of one request goes.
-struct CurlEasyWrapper::Body {
-    IWriter& out;
-    std::uint64_t limit;
-    std::uint64_t received = 0;
-    bool tooLong = false;
-};
 
 CurlEasyWrapper::CurlEasyWrapper() : m_handle(curl_easy_init()) {
     static_assert(CURL_ERROR_SIZE == std::tuple_size_v<decltype(m_errorBuffer)>);
@@ -51,12 +48,21 @@ void CurlEasyWrapper::applyOnce() {
     curl_easy_setopt(m_handle, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(m_handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(m_handle, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+    // A URL's path is the gateway's, dots and all.
+    curl_easy_setopt(m_handle, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(m_handle, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
     curl_easy_setopt(m_handle, CURLOPT_CERTINFO, 1L);
     curl_easy_setopt(m_handle, CURLOPT_SSL_OPTIONS, long{CURLSSLOPT_NO_REVOKE});
     curl_easy_setopt(m_handle, CURLOPT_WRITEFUNCTION, &onBody);
     curl_easy_setopt(m_handle, CURLOPT_HEADERFUNCTION, &onHeader);
     curl_easy_setopt(m_handle, CURLOPT_XFERINFOFUNCTION, &onProgress);
+    for (const CURLoption data :
+         {CURLOPT_HEADERDATA, CURLOPT_OPENSOCKETDATA, CURLOPT_XFERINFODATA, CURLOPT_DEBUGDATA}) {
+        curl_easy_setopt(m_handle, data, this);
+    }
+    // Shows the callback what passes; nothing is printed then.
+    curl_easy_setopt(m_handle, CURLOPT_DEBUGFUNCTION, &onDebug);
+    curl_easy_setopt(m_handle, CURLOPT_VERBOSE, 1L);
 }
 
 void CurlEasyWrapper::attachShare(void* share) { curl_easy_setopt(m_handle, CURLOPT_SHARE, share); }
@@ -98,16 +104,12 @@ void CurlEasyWrapper::setProxy(const Proxy& proxy) {
 void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
     curl_easy_setopt(m_handle, CURLOPT_URL, url.str());
     curl_easy_setopt(m_handle, CURLOPT_WRITEDATA, &body);
-    curl_easy_setopt(m_handle, CURLOPT_HEADERDATA, &m_responseHeader);
     if (!m_userAgent.empty()) {
         curl_easy_setopt(m_handle, CURLOPT_USERAGENT, m_userAgent.str());
     }
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYHOST, m_verifySsl ? 2L : 0L);
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYPEER, m_verifySsl ? 1L : 0L);
     curl_easy_setopt(m_handle, CURLOPT_NOPROGRESS, m_cancelled != nullptr || m_listener != nullptr ? 0L : 1L);
-    curl_easy_setopt(m_handle, CURLOPT_XFERINFODATA, this);
-    curl_easy_setopt(m_handle, CURLOPT_SSL_CTX_FUNCTION, &onTls);
-    curl_easy_setopt(m_handle, CURLOPT_SSL_CTX_DATA, this);
     if (post.empty()) {
         curl_easy_setopt(m_handle, CURLOPT_HTTPGET, 1L);
     } else {
@@ -119,114 +121,79 @@ void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
 
 bool CurlEasyWrapper::request(const String& url, IWriter& out, std::uint64_t limit, const String& post) {
     m_responseHeader = http::ResponseHeader();
-    m_errorBuffer[0] = '\0';
+    m_headEnded = false;
+    m_socketError = 0;
+    m_tlsMessages = TlsMessages();
+    m_peerCertificate = nullptr;
+    fail(CURLE_OK, String());
     Body body{out, limit};
-    const String terminated = url;
+    const std::optional<String> wire = wireUrl(url);
     if (url.find('\0') != String::npos) {
         // A C string would end there and name another resource.
-        m_lastErrorCode = CURLE_URL_MALFORMAT;
+        fail(CURLE_URL_MALFORMAT, String());
     } else if (m_cancelled != nullptr && *m_cancelled) {
-        m_lastErrorCode = CURLE_ABORTED_BY_CALLBACK;
+        fail(CURLE_ABORTED_BY_CALLBACK, String());
+    } else if (!wire) {
+        fail(CURLE_URL_MALFORMAT, "The URL names no host, or a port that is none");
     } else {
-        apply(terminated, body, post);
-        m_lastErrorCode = curl_easy_perform(m_handle);
-        // Nothing that ends with this call stays known to libcurl.
-        curl_easy_setopt(m_handle, CURLOPT_WRITEDATA, nullptr);
-        curl_easy_setopt(m_handle, CURLOPT_POSTFIELDS, nullptr);
-        curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
+        perform(*wire, body, post);
     }
-    m_failure = classify(body);
+    m_failure = failureOf(endOf(wire.value_or(String()), body));
     if (m_lastErrorCode != CURLE_OK) {
         logFailure(body);
     }
     return m_lastErrorCode == CURLE_OK;
 }
 
-void CurlEasyWrapper::logFailure(const Body& body) const {
-    if (body.tooLong) {
-        log(LogCategory::Error, "CurlEasyWrapper", "request",
-            String("Body is longer than the limit of " + toString(body.limit) + " bytes"));
+void CurlEasyWrapper::perform(const String& url, Body& body, const String& post) {
+    apply(url, body, post);
+    const unsigned bytes = headBytes(url);
+    const unsigned most = cookieBytes() != 0 ? kLongestWithCookies : kLongestHead;
+    body.requestTooLong = bytes > most;
+    if (body.requestTooLong) {
+        fail(CURLE_SEND_ERROR,
+             "URL and cookies have " + toString(bytes) + " bytes, at most " + toString(most) + " can be sent");
+    } else {
+        m_lastErrorCode = curl_easy_perform(m_handle);
+        curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
+        judge(url);
     }
-    const char* text = curl_easy_strerror(static_cast<CURLcode>(m_lastErrorCode));
-    log(LogCategory::Error, "CurlEasyWrapper", "request",
-        String(text + (" (#" + toString(m_lastErrorCode) + ") [" + String(m_errorBuffer.data()) + "]")));
+    // Nothing that ends with this call stays known to libcurl.
+    curl_easy_setopt(m_handle, CURLOPT_WRITEDATA, nullptr);
+    curl_easy_setopt(m_handle, CURLOPT_POSTFIELDS, nullptr);
 }
 
-int CurlEasyWrapper::proxyStatus() const noexcept {
-    long status = 0;
-    curl_easy_getinfo(m_handle, CURLINFO_HTTP_CONNECTCODE, &status);
-    return static_cast<int>(status);
+/// The outcome, in words for the error buffer.
+void CurlEasyWrapper::fail(int code, const String& words) {
+    m_lastErrorCode = code;
+    // The words may be the buffer's own.
+    const std::size_t length = std::min<std::size_t>(words.length(), m_errorBuffer.size() - 1);
+    std::memmove(m_errorBuffer.data(), words.array(), length);
+    m_errorBuffer[length] = '\0';
 }
 
-TransferFailure CurlEasyWrapper::classify(const Body& body) const noexcept {
-    constexpr int kEstablished = 200;
-    if (body.tooLong) {
-        return TransferFailure::BodyTooLong;
-    }
-    if (m_lastErrorCode == CURLE_RECV_ERROR && proxyStatus() != 0 && proxyStatus() != kEstablished) {
-        return TransferFailure::Proxy;
-    }
-    long systemError = 0;
-    curl_easy_getinfo(m_handle, CURLINFO_OS_ERRNO, &systemError);
-    return failureOf(m_lastErrorCode, static_cast<int>(systemError));
-}
-
-int CurlEasyWrapper::onTls(void* /*curl*/, void* context, void* self) noexcept {
-    const CurlEasyWrapper& wrapper = *static_cast<CurlEasyWrapper*>(self);
-    if (wrapper.m_tlsWitness != nullptr) {
-        wrapper.m_tlsWitness->attach(context);
-    }
-    return CURLE_OK;
-}
-
-std::size_t CurlEasyWrapper::onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept {
-    // No exception may pass through libcurl: its handle would be unusable, and leak.
-    try {
-        Body& body = *static_cast<Body*>(data);
-        const std::size_t length = size * count;
-        if (body.limit != 0 && length > body.limit - body.received) {
-            body.tooLong = true;
-            return 0;
+/// Name and value of every cookie that the session holds, also of those for other hosts.
+unsigned CurlEasyWrapper::cookieBytes() const {
+    curl_slist* lines = nullptr;
+    curl_easy_getinfo(m_handle, CURLINFO_COOKIELIST, &lines);
+    unsigned bytes = 0;
+    for (const curl_slist* line = lines; line != nullptr; line = line->next) {
+        const std::string_view text(line->data);
+        // The sixth field and the seventh are the name and the value.
+        std::size_t name = 0;
+        for (int field = 0; field < kFieldsBeforeName; ++field) {
+            name = text.find('\t', name) + 1;
         }
-        body.received += length;
-        body.out.write(bytes, static_cast<unsigned>(length));
-        return length;
-    } catch (const Exception& caught) {
-        logCaught(caught, curlsites::kBodyHandler);
-    } catch (...) {
-        log(LogCategory::Error, "CurlEasyWrapper", "request", "unhandled exception");
+        bytes += static_cast<unsigned>(text.size() - name + std::strlen("; "));
     }
-    // Too few bytes taken: libcurl ends the transfer. (Never 0 for an empty piece, which libcurl does not deliver.)
-    return 0;
+    curl_slist_free_all(lines);
+    return bytes;
 }
 
-std::size_t CurlEasyWrapper::onHeader(char* bytes, std::size_t size, std::size_t count, void* data) noexcept {
-    try {
-        auto& header = *static_cast<http::ResponseHeader*>(data);
-        const String line = String::copy(bytes, static_cast<unsigned>(size * count));
-        if (line.starts("HTTP/1.")) {
-            header = http::ResponseHeader(line);
-        } else {
-            header.addLine(line);
-        }
-    } catch (...) {
-        log(LogCategory::Error, "CurlEasyWrapper", "request", "header line lost");
-    }
-    return size * count;
-}
-
-int CurlEasyWrapper::onProgress(void* self, std::int64_t expected, std::int64_t received, std::int64_t,
-                                std::int64_t) noexcept {
-    const CurlEasyWrapper& wrapper = *static_cast<CurlEasyWrapper*>(self);
-    if (wrapper.m_cancelled != nullptr && *wrapper.m_cancelled) {
-        // Else libcurl would wait for a resolver that is still asking.
-        curl_easy_setopt(wrapper.m_handle, CURLOPT_QUICK_EXIT, 1L);
-        return 1;
-    }
-    if (wrapper.m_listener != nullptr) {
-        wrapper.m_listener->onTransfer(static_cast<std::uint64_t>(received), static_cast<std::uint64_t>(expected));
-    }
-    return 0;
+/// About what the request's head takes up to the end of its cookies.
+unsigned CurlEasyWrapper::headBytes(const String& url) const {
+    // User information goes in Base64.
+    return url.length() + authorityOf(url).getUserInformation().length() + m_userAgent.length() + cookieBytes();
 }
 
 }  // namespace tessel

@@ -3,15 +3,22 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 
 #include "libs/base/serialize.h"
 #include "libs/base/string.h"
-#include "libs/curl/tlswitness.h"
+#include "libs/curl/tlsmessages.h"
 #include "libs/curl/transferfailure.h"
 #include "libs/http/header.h"
 #include "libs/http/proxy.h"
 
+struct curl_sockaddr;
+
 namespace tessel {
+
+namespace tls {
+struct PeerCertificate;
+}
 
 /// Hears how far a transfer is.
 class ITransferListener {
@@ -44,11 +51,11 @@ public:
     void setCancelFlag(const std::atomic<bool>* cancelled) noexcept { m_cancelled = cancelled; }
     /// Told how far each transfer is; null for nobody. Must outlive the requests.
     void setListener(ITransferListener* listener) noexcept { m_listener = listener; }
-    /// Looks on while TLS is agreed on; null for nobody. Must outlive this object, whose connection refers to it.
-    void setTlsWitness(ITlsWitness* witness) noexcept { m_tlsWitness = witness; }
 
     /// Performs one request; the body goes to `out`, at most `limit` bytes of it (0: any number). See
     /// CurlSession::request() for the rest. Raises nothing that `out` raises.
+    /// What libcurl lets pass is a failure here: an answer whose head is cut, or whose body ends with nothing but a TLS
+    /// connection that was not closed.
     bool request(const String& url, IWriter& out, std::uint64_t limit, const String& post);
 
     /// The CURLcode of the last request, 0 before the first.
@@ -57,13 +64,18 @@ public:
     [[nodiscard]] TransferFailure failure() const noexcept { return m_failure; }
     /// The HTTP status of the proxy's last answer to CONNECT, 0 without one.
     [[nodiscard]] int proxyStatus() const noexcept;
+    /// What was received of TLS during the last request.
+    [[nodiscard]] const TlsMessages& tlsMessages() const noexcept { return m_tlsMessages; }
     /// See RequestInfo::getPeerCertificate().
-    [[nodiscard]] std::shared_ptr<const tls::PeerCertificate> peerCertificate() const noexcept {
-        return m_tlsWitness != nullptr ? m_tlsWitness->refused() : nullptr;
+    void setPeerCertificate(std::shared_ptr<const tls::PeerCertificate> certificate) noexcept {
+        m_peerCertificate = std::move(certificate);
+    }
+    [[nodiscard]] const std::shared_ptr<const tls::PeerCertificate>& peerCertificate() const noexcept {
+        return m_peerCertificate;
     }
     /// What OpenSSL said of the server's certificate (an X509_V_ code), whether it was to be checked or not.
     [[nodiscard]] long sslVerifyResult() const noexcept { return m_verifyResult; }
-    /// libcurl's own words about it; empty when it has none. Valid until the next request.
+    /// libcurl's own words about it, without user information; empty when it has none. Valid until the next request.
     [[nodiscard]] const char* errorBuffer() const noexcept { return m_errorBuffer.data(); }
     /// Of the last answer, without those of interim answers (RFC 9110, 15.2).
     [[nodiscard]] const http::ResponseHeader& responseHeader() const noexcept { return m_responseHeader; }
@@ -71,27 +83,42 @@ public:
 private:
     struct Body;
 
-    void apply(const String& url, Body& body, const String& post);
     void applyOnce();
+    void apply(const String& url, Body& body, const String& post);
+    void perform(const String& url, Body& body, const String& post);
+    void fail(int code, const String& words);
+    [[nodiscard]] unsigned cookieBytes() const;
+    [[nodiscard]] unsigned headBytes(const String& url) const;
+
+    // How it ended: curloutcome.cpp.
+    void judge(const String& url);
+    [[nodiscard]] bool bodyEndsWithConnection() const;
+    [[nodiscard]] bool failedAtProxy(const String& url) const;
+    [[nodiscard]] TransferEnd endOf(const String& url, const Body& body) const;
     void logFailure(const Body& body) const;
-    [[nodiscard]] TransferFailure classify(const Body& body) const noexcept;
+
+    // What libcurl calls: curlcallbacks.cpp.
     static std::size_t onBody(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
-    static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* data) noexcept;
+    static std::size_t onHeader(char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
     static int onProgress(void* self, std::int64_t expected, std::int64_t received, std::int64_t,
                           std::int64_t) noexcept;
-    static int onTls(void* curl, void* context, void* self) noexcept;
+    static int onDebug(void* curl, int what, char* bytes, std::size_t length, void* self) noexcept;
+    static int openSocket(void* self, int purpose, curl_sockaddr* address) noexcept;
 
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
     std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
     int m_lastErrorCode = 0;
     TransferFailure m_failure = TransferFailure::None;
+    bool m_headEnded = false;  // the last answer's, by an empty line
+    int m_socketError = 0;     // errno of a socket that could not be had
     long m_verifyResult = 0;
     String m_userAgent;
     http::ResponseHeader m_responseHeader;
     const std::atomic<bool>* m_cancelled = nullptr;
     ITransferListener* m_listener = nullptr;
-    ITlsWitness* m_tlsWitness = nullptr;
+    TlsMessages m_tlsMessages;
+    std::shared_ptr<const tls::PeerCertificate> m_peerCertificate;
 };
 
 }  // namespace tessel

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "libs/base/log.h"
+#include "libs/curl/curlurl.h"
 #include "libs/curl/sites.h"
 
 namespace tessel {
@@ -61,7 +62,25 @@ void CurlInitializer::initialize() {
 
 String CurlInitializer::getCurlFullVersion() {
     initialize();
-    return String::copy(curl_version());
+    const curl_version_info_data& info = *curl_version_info(CURLVERSION_NOW);
+    String text = "libcurl/" + String::copy(info.version);
+    const auto add = [&text](const char* name, const char* version) {
+        if (version != nullptr && *version != '\0') {
+            text.append(" ", name, version);
+        }
+    };
+    // In curl_version()'s order; those without a name here bring their own.
+    add("", info.ssl_version);
+    add("zlib/", info.libz_version);
+    add("brotli/", info.brotli_version);
+    add("zstd/", info.zstd_version);
+    add("c-ares/", info.ares);
+    add("libidn2/", info.libidn);
+    add("", info.libssh_version);
+    add("nghttp2/", info.nghttp2_version);
+    add("", info.quic_version);
+    add("libgsasl/", info.gsasl_version);
+    return text;
 }
 
 CurlSession::Share::Share(CurlSession& session) : m_handle(newShare()) {
@@ -87,7 +106,12 @@ bool CurlSession::verifySSL(const String& /*url*/) { return true; }
 
 Proxy CurlSession::getProxy(const String& /*url*/) { return {}; }
 
-std::unique_ptr<ITlsWitness> CurlSession::watchTls() { return nullptr; }
+bool CurlSession::carriesCookies(const String& /*url*/) { return true; }
+
+std::shared_ptr<const tls::PeerCertificate> CurlSession::describeCertificate(const Memory& /*der*/,
+                                                                             long /*verifyError*/) {
+    return nullptr;
+}
 
 void CurlSession::setUserAgent(const String& userAgent) {
     const std::lock_guard lock(m_mutex);
@@ -105,23 +129,25 @@ http::SetCookie CurlSession::keptByLibcurl(http::SetCookie cookie, unsigned vers
 void CurlSession::setCookie(const http::SetCookie& cookie) {
     const std::lock_guard lock(m_mutex);
     const unsigned version = curl_version_info(CURLVERSION_NOW)->version_num;
-    const String line = keptByLibcurl(cookie, version).toNetscapeFormat();
+    http::SetCookie kept = keptByLibcurl(cookie, version);
+    static_cast<void>(kept.toNetscapeFormat());  // raises for what is written below in another form
     // libcurl runs empty fields together and would take the next one for the domain.
     if (!cookie.getDomain().empty()) {
-        m_cookieHandle.addCookieLine(line);
+        kept.setDomain(cookieDomain(cookie.getDomain()));
+        m_cookieHandle.addCookieLine(kept.toNetscapeFormat());
     }
 }
 
 bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
                            ITransferListener* listener) {
     const Lock turn(m_transfer);
-    const std::unique_ptr<ITlsWitness> witness = watchTls();
     CurlEasyWrapper handle;
-    handle.attachShare(m_share.handle());
-    handle.enableCookies();
+    if (carriesCookies(url)) {
+        handle.attachShare(m_share.handle());
+        handle.enableCookies();
+    }
     handle.setCancelFlag(&m_cancelled);
     handle.setListener(listener);
-    handle.setTlsWitness(witness.get());
     {
         const std::lock_guard lock(m_mutex);
         handle.setUserAgent(m_userAgent);
@@ -130,6 +156,13 @@ bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit,
     handle.setProxy(getProxy(url));
     const bool arrived = handle.request(url, out, limit, post);
     if (info != nullptr) {
+        if (handle.failure() == TransferFailure::Certificate) {
+            // libcurl compares the names before it asks what OpenSSL said, and until then says this.
+            constexpr long kNotAsked = 1;
+            const long error = handle.sslVerifyResult();
+            handle.setPeerCertificate(
+                describeCertificate(handle.tlsMessages().certificate(), error == kNotAsked ? 0 : error));
+        }
         info->readFromCurl(handle);
     }
     return arrived;

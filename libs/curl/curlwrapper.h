@@ -22,7 +22,8 @@ class CurlInitializer {
 public:
     /// Initialises libcurl on the first call; it stays so until the process ends, since threads may outlive main().
     static void initialize();
-    /// libcurl's version text, with those of the libraries it uses.
+    /// libcurl's version text, with those of the libraries that it tells of at once. (curl_version() names one more,
+    /// OpenLDAP, whose start loads plug-ins and asks the network for this machine's name.)
     static String getCurlFullVersion();
 };
 
@@ -43,17 +44,24 @@ public:
     CurlSession& operator=(const CurlSession&) = delete;
 
     /// Whether the certificate of the URL's server is checked, and which proxy is used: asked once for each request,
-    /// on its thread, when its turn has come. They must not make requests of this session.
+    /// with its URL as it was given, on its thread, when its turn has come. They must not make requests of this
+    /// session.
     virtual bool verifySSL(const String& url);
     virtual Proxy getProxy(const String& url);
     virtual ~CurlSession();
-    /// Who looks on while the request's TLS is agreed on, so that its outcome says whose certificate was refused; null
-    /// for nobody. Asked and bound as the two above.
-    virtual std::unique_ptr<ITlsWitness> watchTls();
+    // Asked and bound as the two above.
+    /// Whether the request carries the session's cookies and keeps those of its answer. At first always; libcurl then
+    /// sends secure ones over https only, and over http to this machine.
+    virtual bool carriesCookies(const String& url);
+    /// What RequestInfo::getPeerCertificate() gives for a request that failed for the server's certificate: the facts
+    /// of this one (DER), refused for this code of OpenSSL's (X509_V_..., 0 when only its names were wrong). At first
+    /// null.
+    virtual std::shared_ptr<const tls::PeerCertificate> describeCertificate(const Memory& der, long verifyError);
 
     void setUserAgent(const String& userAgent);
-    /// Raises HeaderException for a cookie that cannot be written safely (see SetCookie). One without domain belongs
-    /// to no host and is never sent.
+    /// Raises HeaderException for a cookie that cannot be written safely (see SetCookie). Its domain is a host without
+    /// port, an IPv6 address without brackets, an international name in either form. One without domain belongs to no
+    /// host and is never sent.
     void setCookie(const http::SetCookie& cookie);
     /// The cookie as the libcurl of this version number (as in LIBCURL_VERSION_NUM) has to be given it: 8.1.0 up to
     /// 8.3.x keep a session cookie only with a "max-age" of its own.
@@ -65,7 +73,9 @@ public:
 
     /// GET, or POST of the bytes when they are not empty; the body is appended to `out`. True when a whole answer
     /// arrived, whatever its HTTP status; else the failure is logged, and `out` may hold a part of the body. `info` is
-    /// filled in either case. An exception of the IWriter ends the transfer with failure and is logged, not raised.
+    /// filled in either case. Nothing is sent for a URL without a host, nor for one that is too long: about 1 MB, or
+    /// 7678 bytes together with all cookies and the user agent. An exception of the IWriter ends the transfer with
+    /// failure and is logged, not raised.
     bool request(const String& url, Memory& out);
     bool request(const String& url, IWriter& out);
     bool request(const String& url, Memory& out, const String& post);

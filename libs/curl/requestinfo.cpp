@@ -14,7 +14,7 @@ void RequestInfo::readFromCurl(const CurlEasyWrapper& handle) {
     m_responseHeader = handle.responseHeader();
     m_failure = handle.failure();
     m_proxyStatus = m_failure == TransferFailure::Proxy ? handle.proxyStatus() : 0;
-    m_certificate = m_failure == TransferFailure::Certificate ? handle.peerCertificate() : nullptr;
+    m_certificate = handle.peerCertificate();
 }
 
 String RequestInfo::format() const {

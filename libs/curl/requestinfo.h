@@ -37,8 +37,8 @@ public:
     [[nodiscard]] TransferFailure failure() const noexcept { return m_failure; }
     /// The HTTP status of a proxy that refused, such as 407; 0 otherwise.
     [[nodiscard]] int getProxyStatus() const noexcept { return m_proxyStatus; }
-    /// With failure Certificate, whose certificate was refused and why, where the session watches for it (see
-    /// CurlSession::watchTls()); else null. Never changes; valid as long as this value or a copy of it.
+    /// With failure Certificate, whose certificate was refused and why, where the session has words for it (see
+    /// CurlSession::describeCertificate()); else null. Never changes; valid as long as this value or a copy of it.
     [[nodiscard]] const tls::PeerCertificate* getPeerCertificate() const noexcept { return m_certificate.get(); }
 
     /// "Code: 6(Could not resolve host name)", and behind a line break what libcurl said, if anything.

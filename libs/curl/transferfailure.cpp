@@ -3,11 +3,12 @@
 #include <curl/curl.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace tessel {
 namespace {
 
-TransferFailure unconnected(int systemError) noexcept {
+TransferFailure notConnected(int systemError) noexcept {
     switch (systemError) {
         case ETIMEDOUT:
             return TransferFailure::Silent;
@@ -28,17 +29,28 @@ TransferFailure unconnected(int systemError) noexcept {
 
 }  // namespace
 
-TransferFailure failureOf(int curlCode, int systemError) noexcept {
-    switch (curlCode) {
+TransferFailure failureOf(const TransferEnd& end) noexcept {
+    if (end.requestTooLong) {
+        return TransferFailure::RequestTooLong;
+    }
+    if (end.bodyTooLong) {
+        return TransferFailure::BodyTooLong;
+    }
+    if (end.atProxy) {
+        return TransferFailure::Proxy;
+    }
+    switch (end.curlCode) {
         case CURLE_OK:
             return TransferFailure::None;
         case CURLE_UNSUPPORTED_PROTOCOL:
+            return end.asked ? TransferFailure::NotHttp : TransferFailure::Url;
         case CURLE_URL_MALFORMAT:
             return TransferFailure::Url;
         case CURLE_COULDNT_RESOLVE_HOST:
-            return TransferFailure::Name;
+            return std::strstr(end.text, "thread failed") != nullptr ? TransferFailure::Resources
+                                                                     : TransferFailure::Name;
         case CURLE_COULDNT_CONNECT:
-            return unconnected(systemError);
+            return notConnected(end.systemError);
         case CURLE_OPERATION_TIMEDOUT:
             return TransferFailure::Silent;
         case CURLE_COULDNT_RESOLVE_PROXY:
@@ -66,6 +78,7 @@ TransferFailure failureOf(int curlCode, int systemError) noexcept {
         case CURLE_ABORTED_BY_CALLBACK:
             return TransferFailure::Cancelled;
         case CURLE_OUT_OF_MEMORY:
+            return end.asked ? TransferFailure::NotHttp : TransferFailure::Resources;
         case CURLE_FAILED_INIT:
             return TransferFailure::Resources;
         default:

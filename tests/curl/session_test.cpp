@@ -1,5 +1,6 @@
 // What the requests of one session share, over HTTPS, and how they reach the programs in front of real gateways.
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <stdlib.h>
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "libs/curl/curlwrapper.h"
+#include "libs/openssl/peercertificate.h"
 #include "libs/openssl/selfsignedcertificate.h"
 #include "tests/support/childprocess.h"
 
@@ -18,10 +20,27 @@ using nebrix::test::ChildProcess;
 
 namespace {
 
-/// The files of a certificate for 127.0.0.1 that signed itself.
+/// A PEM file that handles made from now on trust instead of the machine's; empty for none.
+std::string g_trusted;
+
+}  // namespace
+
+// The linker puts it in front of libcurl's.
+extern "C" CURL* __real_curl_easy_init();
+extern "C" CURL* __wrap_curl_easy_init() {
+    CURL* const handle = __real_curl_easy_init();
+    if (!g_trusted.empty()) {
+        curl_easy_setopt(handle, CURLOPT_CAINFO, g_trusted.c_str());
+    }
+    return handle;
+}
+
+namespace {
+
+/// The files of a certificate that signed itself.
 struct CertificateFiles {
-    CertificateFiles() {
-        const tls::SelfSignedCertificate made({{"localhost"}, {"127.0.0.1"}});
+    explicit CertificateFiles(const char* name = "localhost", int days = 1) {
+        const tls::SelfSignedCertificate made({{name}, {"127.0.0.1"}}, tls::SelfSignedCertificate::Key::EcP256, days);
         made.writeFiles(String::copy(certificate), String::copy(key));
     }
     nebrix::test::TemporaryDirectory directory;
@@ -32,10 +51,12 @@ struct CertificateFiles {
 /// HTTPS on loopback with one handler for every GET.
 class HttpsServer {
 public:
-    explicit HttpsServer(const httplib::Server::Handler& handler)
-        : m_server(m_files.certificate.c_str(), m_files.key.c_str()) {
+    explicit HttpsServer(const httplib::Server::Handler& handler, const char* address = "127.0.0.1",
+                         const CertificateFiles& files = CertificateFiles())
+        : m_server(files.certificate.c_str(), files.key.c_str()) {
         m_server.Get(".*", handler);
-        m_port = m_server.bind_to_any_port("127.0.0.1");
+        m_server.set_keep_alive_max_count(1);
+        m_port = m_server.bind_to_any_port(address);
         m_thread = std::thread([this] { m_server.listen_after_bind(); });
         while (!m_server.is_running()) {
             std::this_thread::yield();
@@ -45,12 +66,15 @@ public:
         m_server.stop();
         m_thread.join();
     }
-    [[nodiscard]] String url() const { return String::copy("https://127.0.0.1:" + std::to_string(m_port) + "/"); }
+    [[nodiscard]] String url(const std::string& host = "127.0.0.1") const {
+        return String::copy("https://" + host + ":" + std::to_string(m_port) + "/");
+    }
 
     [[nodiscard]] int port() const { return m_port; }
 
+    [[nodiscard]] SSL_CTX* context() const { return m_server.ssl_context(); }
+
 private:
-    CertificateFiles m_files;
     httplib::SSLServer m_server;
     int m_port = 0;
     std::thread m_thread;
@@ -79,6 +103,102 @@ TEST(Session, ChecksCertificatesAsTheSubclassSays) {
     EXPECT_EQ(session.info.getCode(), 60);
     EXPECT_EQ(body.view(), "hello");
     EXPECT_FALSE(CurlSession().request(server.url(), body)) << "unless a subclass says otherwise";
+}
+
+/// Checks every certificate.
+struct CheckingSession : CurlSession {
+    RequestInfo info;
+    std::shared_ptr<const tls::PeerCertificate> describeCertificate(const Memory& der, long verifyError) override {
+        return tls::PeerCertificate::describe(der, verifyError);
+    }
+};
+
+TEST(Session, SaysWhoseCertificateItRefusedAndWhy) {
+    using Reason = tls::PeerCertificate::Reason;
+    const struct {
+        const char* name;
+        int days;
+        bool trusted;
+        const char* host;
+        std::optional<Reason> reason;
+    } cases[] = {{"localhost", 1, true, "localhost", std::nullopt},
+                 {"localhost", 1, true, "127.0.0.1", std::nullopt},
+                 {"other.example", 1, true, "localhost", Reason::OtherName},
+                 {"localhost", 1, false, "localhost", Reason::SelfSigned},
+                 {"localhost", 0, true, "localhost", Reason::Expired}};
+    for (const auto& [name, days, trusted, host, reason] : cases) {
+        const CertificateFiles files(name, days);
+        const HttpsServer server([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); },
+                                 "127.0.0.1", files);
+        g_trusted = trusted ? files.certificate : std::string();
+        CheckingSession session;
+        Memory body;
+        EXPECT_EQ(session.request(server.url(host), body, session.info), !reason) << name << days << host;
+        const RequestInfo info(session.info);
+        ASSERT_EQ(info.getPeerCertificate() != nullptr, reason.has_value()) << name << days << host;
+        if (reason) {
+            EXPECT_EQ(info.failure(), TransferFailure::Certificate);
+            EXPECT_EQ(info.getPeerCertificate()->reason, *reason) << info.getPeerCertificate()->verifyText.str();
+            EXPECT_EQ(info.getPeerCertificate()->names, (Strings{name, "127.0.0.1"}));
+        }
+    }
+    g_trusted.clear();
+}
+
+TEST(Session, ABodyThatEndsWithTheConnectionNeedsItsGoodbye) {
+    for (const bool goodbye : {true, false}) {
+        const HttpsServer server([goodbye](const auto&, httplib::Response& answer) {
+            answer.set_content_provider("text/plain", [goodbye](std::size_t, httplib::DataSink& sink) {
+                sink.write("hello", 5);
+                sink.done();
+                return goodbye;
+            });
+        });
+        Session session;
+        Memory body;
+        EXPECT_EQ(session.request(server.url(), body, session.info), goodbye);
+        EXPECT_EQ(body.view(), "hello");
+        EXPECT_EQ(session.info.failure(), goodbye ? TransferFailure::None : TransferFailure::Cut);
+    }
+}
+
+TEST(Session, TheCookieReachesItsHostHoweverThatIsWritten) {
+    // Where it listens, what the URL says, what the cookie says.
+    const char* cases[][3] = {{"::1", "[::1]", "::1"},
+                              {"::1", "[0:0::1]", "0:0::1"},
+                              {"127.0.0.1", "127.1", "127.1"},
+                              {"127.0.0.1",
+                               "B\xC3\xBC"
+                               "cher.localhost",
+                               "b\xC3\xBC"
+                               "cher.localhost"},
+                              {"127.0.0.1", "b%C3%BCcher.localhost", "xn--bcher-kva.localhost"},
+                              {"127.0.0.1", "XN--bcher-kva.localhost",
+                               "b\xC3\xBC"
+                               "cher.localhost"}};
+    for (const auto& [address, host, domain] : cases) {
+        const HttpsServer server(
+            [](const auto& request, auto& answer) { answer.set_content(request.get_header_value("Cookie"), "t/p"); },
+            address);
+        if (server.port() < 0) {
+            GTEST_SKIP() << "no " << address << " on this machine";
+        }
+        Session session;
+        http::SetCookie cookie("Nebrix-Id", "abc", domain, "/");
+        cookie.setSecure(true);
+        session.setCookie(cookie);
+        Memory body;
+        EXPECT_TRUE(session.request(server.url(host), body, session.info)) << session.info.format().str();
+        EXPECT_EQ(body.view(), "Nebrix-Id=abc") << host;
+    }
+}
+
+TEST(Session, TellsItsLibrariesWithoutAskingTheNetwork) {
+    const String text = CurlInitializer::getCurlFullVersion();
+    EXPECT_TRUE(text.starts("libcurl/7.") || text.starts("libcurl/8.")) << text.str();
+    EXPECT_NE(text.find(" OpenSSL/"), String::npos) << text.str();
+    EXPECT_NE(text.find(" zlib/"), String::npos) << text.str();
+    EXPECT_EQ(text.find("OpenLDAP"), String::npos) << "only curl_version() knows it, which looks the machine's name up";
 }
 
 TEST(Session, CallersTakeTurns) {

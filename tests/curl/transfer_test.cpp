@@ -11,6 +11,7 @@
 
 #include "libs/base/errors.h"
 #include "libs/curl/curlwrapper.h"
+#include "libs/curl/tlsmessages.h"
 #include "tests/support/systemlogcapture.h"
 
 using namespace tessel;
@@ -44,6 +45,10 @@ public:
         const std::lock_guard lock(m_mutex);
         return m_request;
     }
+    [[nodiscard]] int requests() const {
+        const std::lock_guard lock(m_mutex);
+        return m_requests;
+    }
 
 private:
     void serve() {
@@ -53,6 +58,7 @@ private:
             m_request.resize(65536);
             const ssize_t got = ::recv(connection, m_request.data(), m_request.size(), 0);
             m_request.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+            ++m_requests;
             ::send(connection, m_answer.data(), m_answer.size(), MSG_NOSIGNAL);
         }
     }
@@ -62,6 +68,7 @@ private:
     std::string m_port;
     mutable std::mutex m_mutex;
     std::string m_request;
+    int m_requests = 0;
     std::thread m_thread;
 };
 
@@ -99,21 +106,108 @@ TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
     ASSERT_TRUE(session.request(server.url(), body, String("a\0b", 3)));
     EXPECT_TRUE(server.lastRequest().starts_with("POST /p HTTP/1.1\r\n"));
     EXPECT_TRUE(server.lastRequest().ends_with(std::string("\r\n\r\na\0b", 7)));
+    ASSERT_TRUE(session.request(String(server.url() + "/../a/./b"), body));
+    EXPECT_TRUE(server.lastRequest().starts_with("GET /p/../a/./b HTTP/1.1\r\n"));
+    struct : CurlSession {
+        bool carriesCookies(const String&) override { return false; }
+    } without;
+    without.setCookie({"n", "v", "127.0.0.1", "/"});
+    ASSERT_TRUE(without.request(server.url(), body));
+    EXPECT_FALSE(has(server.lastRequest(), "Cookie"));
     // Another host, though the same server.
     ASSERT_TRUE(session.request(server.url("localhost"), body));
     EXPECT_FALSE(has(server.lastRequest(), "Cookie"));
     EXPECT_THROW(session.setCookie({"n", "v\nx", "h", "/"}), http::HeaderException);
 }
 
+TEST(Transfer, LongRequestsAreWholeOrRefused) {
+    const RawServer server(kOk);
+    constexpr unsigned kMost = 7678;  // with cookies: URL, agent, and name and value of each
+    const unsigned around = server.url("localhost").length() + 5 + String("Nebrix-Id=; ").length();
+    const struct {
+        unsigned path;
+        unsigned cookie;
+        bool sent;
+    } cases[] = {{kMost - around - 30, 30, true},
+                 {30, kMost - around - 30, true},
+                 {kMost - around - 30, 31, false},
+                 {kMost, 1, false},
+                 {1, 20000, false},
+                 {40000, 0, true},
+                 {1024 * 1024, 0, false}};
+    for (const auto& [path, length, sent] : cases) {
+        CurlSession session;
+        session.setUserAgent("Agent");
+        const String identifier = String::copy(std::string(length, 'i'));
+        if (length != 0) {
+            session.setCookie({"Nebrix-Id", identifier, "localhost", "/"});
+        }
+        const int before = server.requests();
+        Memory body;
+        RequestInfo info;
+        EXPECT_EQ(session.request(server.url("localhost") + String::copy(std::string(path, 'u')), body, info), sent);
+        EXPECT_EQ(info.failure(), sent ? TransferFailure::None : TransferFailure::RequestTooLong)
+            << info.format().str();
+        EXPECT_EQ(server.requests() - before, sent ? 1 : 0);
+        EXPECT_TRUE(!sent || length == 0 ||
+                    has(server.lastRequest(), "\r\nCookie: Nebrix-Id=" + std::string(identifier.view()) + "\r\n\r\n"))
+            << path;
+    }
+}
+
+TEST(Transfer, AnswersThatAreNoneOrCutFail) {
+    const std::string longLine = "HTTP/1.1 200 OK\r\nX: " + std::string(200000, 'x') + "\r\n\r\n";
+    const struct {
+        std::string answer;
+        int code;
+        TransferFailure failure;
+    } cases[] = {{"HTTP/1.1 200 OK\r\nContent-Length: 40\r\n\r\ncut", 18, TransferFailure::Cut},
+                 {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", 18, TransferFailure::Cut},
+                 {"HTTP/1.1 200 OK\r\nContent-Len", 18, TransferFailure::Cut},
+                 {"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nServer: s", 18, TransferFailure::Cut},
+                 {"", 52, TransferFailure::Cut},
+                 {"SSH-2.0-server\r\n", 1, TransferFailure::NotHttp},
+                 {longLine, 27, TransferFailure::NotHttp},
+                 {"HTTP/1.1 204 No Content\n\n", 0, TransferFailure::None},
+                 {"HTTP/1.0 200 OK\r\n\r\nuntil the end", 0, TransferFailure::None}};
+    for (const auto& [answer, code, failure] : cases) {
+        const RawServer server(answer);
+        CurlSession session;
+        Memory body;
+        RequestInfo info;
+        EXPECT_EQ(session.request(server.url(), body, info), code == 0) << answer;
+        EXPECT_EQ(info.getCode(), code) << answer;
+        EXPECT_EQ(info.failure(), failure) << answer;
+    }
+}
+
 TEST(Transfer, FailuresAreToldAndLogged) {
-    const RawServer server("HTTP/1.1 200 OK\r\nContent-Length: 40\r\n\r\ncut");
-    const std::pair<String, const char*> cases[] = {{server.url(), "18"},
-                                                    {"file:///etc/passwd", "1"},
-                                                    {"ftp://127.0.0.1/", "1"},
-                                                    {"", "3"},
-                                                    {String("http://127.0.0.1\0/", 18), "3"},
-                                                    {"http://name.invalid/", "6"}};
-    for (const auto& [url, code] : cases) {
+    const RawServer server("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n");
+    const String proxyUrl = server.url();
+    const std::string longProxy = "http://joe:" + std::string(300, 't') + "@[bad";
+    const struct {
+        const char* proxy;
+        String url;
+        const char* code;
+        TransferFailure failure;
+        int proxyStatus = 0;
+    } cases[] = {{"", "file:///etc/passwd", "1", TransferFailure::Url},
+                 {"", "ftp://127.0.0.1/", "1", TransferFailure::Url},
+                 {"", "", "3", TransferFailure::Url},
+                 {"", String("http://127.0.0.1\0/", 18), "3", TransferFailure::Url},
+                 {"", "http://user@/HOST/p", "3", TransferFailure::Url},
+                 {"", "https:/127.0.0.1/p", "3", TransferFailure::Url},
+                 {"", "http://127.0.0.1:65536/", "3", TransferFailure::Url},
+                 {"", "http://name.invalid/", "6", TransferFailure::Name},
+                 {"", "http://127.1:1/", "7", TransferFailure::Refused},
+                 {"127.0.0.1:1", "http://127.0.0.1/", "7", TransferFailure::Proxy},
+                 {"http://joe:se'c//r@t@[bad", "http://127.0.0.1/", "5", TransferFailure::Proxy},
+                 {"joe:se c//r@t@[bad", "http://127.0.0.1/", "5", TransferFailure::Proxy},
+                 {longProxy.c_str(), "http://127.0.0.1/", "5", TransferFailure::Proxy},
+                 {"x://joe:secret@h", "http://127.0.0.1/", "7", TransferFailure::Proxy},
+                 {proxyUrl.str(), "https://127.0.0.1:1/", "56", TransferFailure::Proxy, 407}};
+    for (const auto& [proxy, url, code, failure, proxyStatus] : cases) {
+        ::setenv("all_proxy", proxy, 1);
         const SystemLogCapture log;
         CurlSession session;
         Memory body;
@@ -123,7 +217,11 @@ TEST(Transfer, FailuresAreToldAndLogged) {
         const std::string detail(info.getErrorBuffer().view());
         EXPECT_EQ(log.count("ERROR CurlEasyWrapper.request " + name + " (#" + code + ") [" + detail + "]"), 1U);
         EXPECT_EQ(info.format().view(), "Code: " + (code + ("(" + name + ")")) + (detail.empty() ? "" : "\n" + detail));
+        EXPECT_EQ(info.failure(), failure) << info.format().str();
+        EXPECT_EQ(info.getProxyStatus(), proxyStatus);
+        EXPECT_FALSE(log.contains("joe")) << proxy;
     }
+    ::unsetenv("all_proxy");
     EXPECT_EQ(RequestInfo().format(), "Code: 0");
 }
 
@@ -140,6 +238,7 @@ TEST(Transfer, BodiesAreBounded) {
         session.setWriterLimit(limit);
         EXPECT_EQ(session.request(server.url(), body, info), limit == 4);
         EXPECT_EQ(info.getCode(), limit == 4 ? 0 : 23);
+        EXPECT_EQ(info.failure(), limit == 4 ? TransferFailure::None : TransferFailure::BodyTooLong);
         EXPECT_EQ(session.request(server.url(), writer), limit == 4);
         EXPECT_EQ(log.count("Body is longer than the limit of 3 bytes"), limit == 4 ? 0U : 2U);
     }
@@ -160,9 +259,32 @@ TEST(Transfer, AWritersExceptionEndsTheTransferAndIsLogged) {
     RequestInfo info;
     EXPECT_FALSE(session.request(server.url(), writer, info));
     EXPECT_EQ(info.getCode(), 23);
+    EXPECT_EQ(info.failure(), TransferFailure::WriteFailed);
     EXPECT_EQ(log.count("TRACE Exception.catch IOException:disk:7 -> curlwrapper:"), 1U);
     Memory body;
     EXPECT_TRUE(session.request(server.url(), body)) << "the session is still good";
+}
+
+TEST(TlsMessages, TellTheFirstCertificateAndTheGoodbye) {
+    using namespace std::string_literals;
+    const auto after = [](const std::string& bytes) {
+        TlsMessages messages;
+        messages.received(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+        return messages;
+    };
+    // TLS 1.2 with two certificates; TLS 1.3, with a context and extensions.
+    for (const std::string& message : {"\x0B\0\0\x0F\0\0\x0C\0\0\x04"
+                                       "cert\0\0\x02"
+                                       "ca"s,
+                                       "\x0B\0\0\x0D\0\0\0\x09\0\0\x04"
+                                       "cert\0\0"s}) {
+        EXPECT_EQ(after(message).certificate().view(), "cert");
+        for (std::size_t length = 0; length < message.size(); ++length) {
+            EXPECT_TRUE(after(message.substr(0, length)).certificate().empty()) << length;
+        }
+    }
+    EXPECT_TRUE(after("\x01\0"s).closed());
+    EXPECT_FALSE(after("\x02\x28"s).closed());
 }
 
 TEST(Transfer, ItsConnectionIsNotInherited) {
