@@ -21,7 +21,6 @@ namespace tessel::gateway {
 
 namespace {
 
-constexpr const char* kLoopback = "127.0.0.1";
 constexpr std::string_view kMediationPath = "/mediation/";
 constexpr std::string_view kMovedPath = "/moved/";
 constexpr std::string_view kResourcePath = "/resources/";
@@ -54,7 +53,10 @@ bool hasCookie(const httplib::Request& request, std::string_view pair) {
     return false;
 }
 
-std::string authorityOf(unsigned port) { return std::string(kLoopback) + ":" + std::to_string(port); }
+std::string authorityOf(const std::string& address, unsigned port) {
+    const bool bracketed = address.find(':') != std::string::npos;
+    return (bracketed ? "[" + address + "]" : address) + ":" + std::to_string(port);
+}
 
 }  // namespace
 
@@ -115,7 +117,7 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
     if (m_options.keyPath.empty()) {
         m_options.keyPath = NEBRIX_DEVELOPMENT_KEY;
     }
-    const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {kLoopback}});
+    const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
     const tls::SelfSignedCertificate client({.dns = {"nebrix-demo-client"}, .addresses = {}});
     const std::string certificate = m_scratch.path("server.pem");
     const std::string key = m_scratch.path("server-key.pem");
@@ -149,11 +151,12 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
 void DemoGateway::Implementation::start() {
     const bool fixed = m_options.port != 0;
     const int port = static_cast<int>(m_options.port);
-    const int bound = !fixed                                    ? m_server->bind_to_any_port(kLoopback)
-                      : m_server->bind_to_port(kLoopback, port) ? port
-                                                                : -1;
+    const int bound = !fixed                                            ? m_server->bind_to_any_port(m_options.address)
+                      : m_server->bind_to_port(m_options.address, port) ? port
+                                                                        : -1;
     if (bound <= 0) {
-        raise<EGateway>("cannot listen on " + String::copy(authorityOf(m_options.port)), sites::kNoPort);
+        raise<EGateway>("cannot listen on " + String::copy(authorityOf(m_options.address, m_options.port)),
+                        sites::kNoPort);
     }
     m_port = static_cast<unsigned>(bound);
     m_thread = std::thread([this] { m_server->listen_after_bind(); });
@@ -286,7 +289,8 @@ void DemoGateway::Implementation::mediate(ComponentType type, const Request& req
     }
     const std::string language = request.has_param("lang") ? request.get_param_value("lang") : "en";
     std::string answer = mediationAnswer(
-        {m_options, m_components.at(type), type, language, m_clientId, authorityOf(m_port)}, m_certificateMd5);
+        {m_options, m_components.at(type), type, language, m_clientId, authorityOf(m_options.address, m_port)},
+        m_certificateMd5);
     if (has(Fault::Oversize)) {
         answer.resize(kOversize, ' ');
     }
@@ -328,7 +332,9 @@ DemoGateway::~DemoGateway() = default;
 void DemoGateway::start() { m_implementation->start(); }
 void DemoGateway::stop() { m_implementation->stop(); }
 unsigned DemoGateway::port() const noexcept { return m_implementation->m_port; }
-std::string DemoGateway::authority() const { return authorityOf(m_implementation->m_port); }
+std::string DemoGateway::authority() const {
+    return authorityOf(m_implementation->m_options.address, m_implementation->m_port);
+}
 const std::string& DemoGateway::clientId() const noexcept { return m_implementation->m_clientId; }
 
 std::string DemoGateway::mediation(ComponentType type) const {

@@ -34,10 +34,10 @@ public:
     void stop();
 
     [[nodiscard]] unsigned port() const noexcept;
-    /// "127.0.0.1:PORT", from start() on.
+    /// "ADDRESS:PORT", from start() on.
     [[nodiscard]] std::string authority() const;
     [[nodiscard]] const std::string& clientId() const noexcept;
-    /// The string that starts a client: "https://CLIENTID@127.0.0.1:PORT/mediation/TYPE?lang=en".
+    /// The string that starts a client: "https://CLIENTID@ADDRESS:PORT/mediation/TYPE?lang=en".
     [[nodiscard]] std::string mediation(ComponentType type) const;
     /// The PEM file of the certificate that the server shows; it is removed with the gateway.
     [[nodiscard]] std::string certificatePath() const;

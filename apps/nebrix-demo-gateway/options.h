@@ -23,7 +23,9 @@ std::optional<ComponentType> typeNamed(std::string_view name);
 
 /// What the gateway is and hands out. Every secret in here is made up for demonstrations: nothing of it opens anything.
 struct GatewayOptions {
-    /// On 127.0.0.1; 0 takes a free one.
+    /// The loopback address to listen on, "127.0.0.1" or "::1".
+    std::string address = "127.0.0.1";
+    /// 0 takes a free one.
     unsigned port = 0;
     /// What clients must send as cookie "Nebrix-Id"; empty: random at each start.
     std::string clientId;

@@ -17,6 +17,7 @@
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
+#include "libs/http/authority.h"
 #include "libs/http/setcookie.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/tls.h"
@@ -338,10 +339,8 @@ void NebrixClient::loadConfiguration(MediationResponse& response) {
 
 String NebrixClient::prepareRequest() {
     http::Uri uri = http::Uri::parse(getMediation());
-    const String authority = uri.getAuthority();
-    const bool identified = authority.find('@') != String::npos;
-    const String identifier = identified ? authority.left('@') : String::null;
-    const String server = identified ? authority.right('@') : authority;
+    const http::Authority authority(uri.getAuthority());
+    const String& server = authority.getServer();
     {
         Lock lock(m_mutex);
         m_server = server;
@@ -351,7 +350,9 @@ String NebrixClient::prepareRequest() {
     uri.setParameter("clientversion", kClientVersion);
 
     CurlSession& session = m_downloadManager.session();
-    session.setCookie(http::SetCookie("Nebrix-Id", identifier, server.left(':'), "/"));
+    http::SetCookie identifier("Nebrix-Id", authority.getUserInformation(), authority.getHost(), "/");
+    identifier.setSecure(true);
+    session.setCookie(identifier);
     session.setUserAgent(String("NebrixClient ") + kClientVersion + " " + operatingSystem());
     m_downloadManager.setGateway(server);
     StaticDownloadWrapper::set(m_downloadManager);

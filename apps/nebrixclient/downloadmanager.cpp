@@ -9,6 +9,7 @@
 #include "libs/base/file.h"
 #include "libs/base/log.h"
 #include "libs/base/platform.h"
+#include "libs/http/authority.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/digest.h"
 
@@ -122,7 +123,7 @@ DownloadManager::DownloadManager(const ClientLocalConfiguration& configuration) 
 
 String DownloadManager::resolve(const String& url) const {
     http::Uri uri = http::Uri::parse(url);
-    if (uri.getAuthority().empty()) {
+    if (http::Authority(uri.getAuthority()).getHost().empty()) {
         uri.setScheme("https");
         uri.setAuthority(gateway());
         if (!uri.getPath().starts("/")) {

@@ -6,6 +6,7 @@
 #include "apps/nebrixclient/sites.h"
 #include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "libs/base/log.h"
+#include "libs/http/authority.h"
 
 namespace tessel {
 
@@ -119,7 +120,7 @@ PluginDllInstance::Parameters NebrixClientPluginDll::parameters() const {
     PluginDllInstance::Parameters to;
     to.login = from.login;
     to.organization = from.orgname;
-    to.hostname = m_client.getServer().left(':');
+    to.hostname = http::Authority(m_client.getServer()).getHost();
     to.server = from.server;
     to.suffix = from.clientid;
     to.ticket = from.ticket;

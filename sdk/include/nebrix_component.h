@@ -109,7 +109,8 @@ typedef void (*NebrixDllSetProxy2)(void* h, const char* proxy_description);
 
 // Required, all eleven in this order, before DllStart2, each once per start. May be called again for a
 // second start. Not called at all on a plug-in that opens a resource without a tunnel.
-//   hostname        the gateway's host name, without port
+//   hostname        the gateway's host as its link writes it, without port: a name, which may be an international
+//                   one in UTF-8, or an address, an IPv6 one without brackets
 //   server          the server at the tunnel's far end
 //   suffix          the client identifier
 //   cert_directory  absolute, without final "/"; the two file names that follow are inside it

@@ -52,6 +52,33 @@ TEST(Sessions, twoSignalsAtOnceAreOneOrderlyEndAndSecretsStayOutOfTheLog) {
     }
 }
 
+TEST(Sessions, theGatewaysHostIsOneHoweverItIsWritten) {
+    // Where the gateway listens; its host in the link and to the plug-in; in the exceptions.
+    const char* cases[][4] = {
+        {"::1", "[::1]", "::1", "[::1]"},
+        {"127.0.0.1", "b\u00FCcher.localhost", "b\u00FCcher.localhost", "xn--bcher-kva.localhost"}};
+    for (const auto& [address, host, told, excepted] : cases) {
+        GatewayOptions options = recordingComponents();
+        options.address = address;
+        Session session(options);
+        const std::string port = ":" + std::to_string(session.gateway().port());
+        session.home().configure({excepted + port});
+        std::vector<std::string> words = session.client(ComponentType::PluginDll);
+        const std::string authority = session.gateway().authority();
+        words.back().replace(words.back().find(authority), authority.size(), host + port);
+        ChildProcess client(words);
+        while (session.calls().find("DllGetErrors2") == std::string::npos) {
+            ASSERT_FALSE(client.wait(ChildProcess::Milliseconds(20))) << client.errors();
+        }
+        client.signal(SIGINT);
+        ASSERT_EQ(client.wait(), 0);
+        EXPECT_THAT(session.calls(), testing::HasSubstr("DllSetHostname2\t" + std::string(told) + "\n"));
+    }
+    for (const char* link : {"https://id@/127.0.0.1:1/m", "https://id@:8443/m", "https://id@gw:http/m", "/m"}) {
+        EXPECT_EQ(runProgram({NEBRIX_TEST_BIN "/nebrixclient-cli", link}).status, 2) << link;
+    }
+}
+
 TEST(Sessions, theHostCheckerPostsUntilTheGatewayHasEnough) {
     GatewayOptions options = referenceComponents();
     options.hostCheckingTimer = 0;
