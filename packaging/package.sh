@@ -1,22 +1,24 @@
 #!/usr/bin/env bash
-# Builds the programs as a release, packs them into build/release/nebrix-client_<version>_<architecture>.deb, and checks
-# the package. Ends with the status of the first step that fails.
+# Installs what is missing, builds the programs as a release, packs them into
+# build/release/nebrix-client_<version>_<architecture>.deb, and checks the package. Asks nothing and ends with the status
+# of the first step that fails.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=package
+. scripts/common.sh
 
 usage() {
     cat <<'TEXT'
 usage: packaging/package.sh [--key FILE]
-  --key FILE   the RSA public key (PEM) that components are verified against; without it the key that the build
-               directory is configured for, at first the development key
+  --key FILE   the RSA public key (PEM) that components are verified against; without it the development key
 TEXT
 }
 
-key=()
+key=(-U NEBRIX_COMPONENT_PUBLIC_KEY)
 while [ $# -gt 0 ]; do
     case $1 in
         --key)
-            [ -n "${2-}" ] || { echo "package: --key needs a file" >&2; exit 2; }
+            [ -f "${2-}" ] || { echo "package: --key needs a file, and there is none named \"${2-}\"" >&2; exit 2; }
             key=(-D "NEBRIX_COMPONENT_PUBLIC_KEY=$(realpath -- "$2")")
             shift
             ;;
@@ -31,19 +33,18 @@ contents=$(mktemp -d)
 trap 'rm -rf "$contents"' EXIT
 umask 022
 
+build_programs() {
+    cmake --preset release -D NEBRIX_BUILD_GUI=ON -D NEBRIX_BUILD_BENCH=OFF "${key[@]}"
+    cmake --build --preset release --target nebrix_installed
+}
+
 make_package() {
-    mkdir -p build
-    cmake --preset release -D NEBRIX_BUILD_GUI=ON -D NEBRIX_BUILD_BENCH=OFF "${key[@]}" >build/configure-release.log 2>&1 ||
-        { cat build/configure-release.log; return 1; }
-    cmake --build --preset release --target nebrix_installed -- --quiet
     # The same sources make the same package.
     SOURCE_DATE_EPOCH=$(dpkg-parsechangelog -l "$build/packaging/changelog" -S Timestamp)
     export SOURCE_DATE_EPOCH
     rm -f "$build"/nebrix-client_*.deb
-    (cd "$build" && cpack -G DEB >package.log 2>&1) || { cat "$build/package.log"; return 1; }
+    (cd "$build" && cpack -G DEB)
     rm -rf "$build/_CPack_Packages"
-    package=$(find "$build" -maxdepth 1 -name 'nebrix-client_*.deb')
-    [ -n "$package" ] || { echo "package: no package was made" >&2; return 1; }
 }
 
 # What lintian only mentions, if at all: the hardening of each program, and that it takes its libraries from the system.
@@ -78,7 +79,13 @@ check_package() {
     lintian "${allow_root[@]}" --fail-on error --tag-display-limit 0 "$package"
 }
 
-make_package
-check_package
+need_writable_checkout
+scripts/setup.sh --package
+echo "package: building"
+logged "the build" build/logs/package-build.log build_programs
+logged "packing" build/logs/package.log make_package
+package=$(find "$build" -maxdepth 1 -name 'nebrix-client_*.deb')
+[ -n "$package" ] || fail "no package was made"
+logged "the package's check" build/logs/package-check.log check_package
 "$build/bin/nebrixclient-cli" --version
 echo "package: $package"

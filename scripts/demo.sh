@@ -4,6 +4,8 @@
 # come out here. Installs and builds what is missing; asks nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=demo
+. scripts/common.sh
 
 usage() {
     cat <<'TEXT'
@@ -102,13 +104,13 @@ trap 'asked=yes; exit 0' INT TERM
 trap clean_up EXIT
 
 install_and_build() {
+    need_writable_checkout
     echo "== packages"
     scripts/setup.sh --demo
     echo "== build (release)"
-    mkdir -p build
-    cmake --preset release -D NEBRIX_BUILD_BENCH=OFF >build/configure-release.log 2>&1 ||
-        { cat build/configure-release.log; return 1; }
-    cmake --build --preset release
+    # With the development key, which the demo's gateway signs with, whatever key a package was made with before.
+    logged "the build" build/logs/demo-build.log \
+        configure_and_build release -U NEBRIX_COMPONENT_PUBLIC_KEY -D NEBRIX_BUILD_BENCH=OFF
 }
 
 # The gateway and the client run in sessions of their own, so that Ctrl-C at the terminal reaches this script alone,

@@ -3,6 +3,8 @@
 # what it found lies in build/fuzz/findings/<target>/ and belongs, once understood, into fuzz/seeds/<target>/.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=fuzz
+. scripts/common.sh
 
 usage() {
     echo "usage: scripts/fuzz.sh [--seconds N] [TARGET...]   (default: every target, 600 seconds each)"
@@ -23,18 +25,17 @@ case $seconds in
     *[!0-9]* | '') echo "fuzz: --seconds needs a whole number" >&2; exit 2 ;;
 esac
 
-cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz --target all_fuzz -- --quiet
+need_writable_checkout
+scripts/setup.sh --all
+logged "the build" build/logs/fuzz-build.log configure_and_build fuzz
 if [ ${#targets[@]} -eq 0 ]; then
     mapfile -t targets < <(find build/fuzz/fuzz -maxdepth 1 -type f -executable -printf '%f\n' | sort)
 fi
 
 fuzz_one() {
     local target=$1 seconds=$2 corpus="build/fuzz/corpus/$1" findings="build/fuzz/findings/$1" options=()
-    local dictionary
-    dictionary=$(find fuzz -name "$target.dict" -print -quit)
     mkdir -p "$corpus" "$findings"
-    [ -n "$dictionary" ] && options+=("-dict=$dictionary")
+    [ ! -e "fuzz/$target.dict" ] || options+=("-dict=fuzz/$target.dict")
     if "build/fuzz/fuzz/$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
         -artifact_prefix="$findings/" "${options[@]}" "$corpus" "fuzz/seeds/$target" \
         >"build/fuzz/$target.log" 2>&1; then

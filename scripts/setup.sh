@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs, as root or through sudo. Asks nothing; what is there is left alone.
 set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=setup
+. scripts/common.sh
 
 usage() {
     cat <<'TEXT'
-usage: scripts/setup.sh [--demo | --all] [--list]
-  --demo   what building the programs and running the demo needs
-  --all    what tests, benchmarks, fuzzing and the checks need as well (default)
-  --list   print the packages, one a line, and install nothing
+usage: scripts/setup.sh [--demo | --package | --all] [--list]
+  --demo     what building the programs and running the demo needs
+  --package  what packaging/package.sh needs as well
+  --all      what tests, benchmarks, fuzzing and the checks need as well (default)
+  --list     print the packages, one a line, and install nothing
 TEXT
 }
 
@@ -18,6 +22,7 @@ demo_packages=(
     ca-certificates curl openssl unzip zip procps
     libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libdbusmenu-glib-dev libx11-dev libsm-dev gettext librsvg2-bin
 )
+package_packages=(dpkg-dev file lintian desktop-file-utils appstream)
 check_packages=(
     clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -25,20 +30,21 @@ check_packages=(
     nginx-light tinyproxy valgrind python3
     xvfb xauth openbox tint2 xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
     python3-gi python3-polib python3-xlib
-    dpkg-dev file lintian desktop-file-utils appstream
 )
 
-packages=("${demo_packages[@]}" "${check_packages[@]}")
+set_name=all
 list=no
 for argument in "$@"; do
     case $argument in
-        --demo) packages=("${demo_packages[@]}") ;;
-        --all) packages=("${demo_packages[@]}" "${check_packages[@]}") ;;
+        --demo | --package | --all) set_name=${argument#--} ;;
         --list) list=yes ;;
         -h | --help) usage; exit 0 ;;
         *) echo "setup: unknown option $argument" >&2; usage >&2; exit 2 ;;
     esac
 done
+packages=("${demo_packages[@]}")
+[ "$set_name" = demo ] || packages+=("${package_packages[@]}")
+[ "$set_name" != all ] || packages+=("${check_packages[@]}")
 if [ "$list" = yes ]; then
     printf '%s\n' "${packages[@]}"
     exit 0
@@ -57,28 +63,35 @@ if [ ${#missing[@]} -eq 0 ]; then
     exit 0
 fi
 
+# A derivative names the release that it is made from beside its own.
+release=$(. /etc/os-release 2>/dev/null; echo "${DEBIAN_CODENAME:-${VERSION_CODENAME-}} ${PRETTY_NAME-another system}")
+if [ "${release%% *}" != bookworm ]; then
+    fail "this is ${release#* }; Debian 12 (bookworm) is supported, and ${#missing[@]} of its packages are missing here"
+fi
+
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then
-    if ! command -v sudo >/dev/null; then
-        echo "setup: these packages are missing, and installing them needs root or sudo: ${missing[*]}" >&2
-        exit 1
-    fi
+    by_hand="${#missing[@]} packages are missing; as root, run: $PWD/scripts/setup.sh --$set_name"
+    command -v sudo >/dev/null || fail "$by_hand"
     as_root=(sudo -n)
     if ! sudo -n true 2>/dev/null; then
         # Without a terminal sudo could only fail; with one it asks for the password itself.
-        if [ ! -t 0 ]; then
-            echo "setup: sudo needs a password; run as root: apt-get install ${missing[*]}" >&2
-            exit 1
-        fi
+        [ -t 0 ] || fail "$by_hand"
+        sudo true || fail "$by_hand"
         as_root=(sudo)
     fi
 fi
 
-apt() {
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o Dpkg::Use-Pty=0 "$@"
+install_missing() {
+    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y
+        -o Dpkg::Use-Pty=0 -o DPkg::Lock::Timeout=600)
+    "${apt[@]}" update
+    "${apt[@]}" install --no-install-recommends "${missing[@]}"
 }
 
-echo "setup: installing ${missing[*]}"
-apt update
-apt install --no-install-recommends "${missing[@]}"
-echo "setup: installed ${#missing[@]} packages"
+# Not below build/, which may be for others to write.
+log=$(mktemp --suffix=.log -t nebrix-setup-XXXXXX)
+echo "setup: installing ${#missing[@]} of ${#packages[@]} packages"
+logged "installing packages (is there a network?)" "$log" install_missing
+rm -f "$log"
+echo "setup: installed"

@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
-# Everything that the continuous integration runs: installs what is missing, checks, builds and tests. Asks nothing and
-# ends at the first step that fails, with its status.
+# The project's checks: installs what is missing, checks, builds and tests. Asks nothing and ends at the first step that
+# fails, with its status. What a step puts out lies in build/logs/.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=test
+. scripts/common.sh
 
 usage() {
     cat <<'TEXT'
 usage: scripts/test.sh [--quick | --all]
-  --quick  only the script and format checks and the tests of preset dev
+  --quick  the gate of a small change: everything but windows, built and tested with g++ alone, and clang-tidy over
+           the sources that differ from the branch main
   --all    also clang-tidy over the windows' sources, which takes long because of wxWidgets' headers
 TEXT
 }
@@ -24,23 +27,23 @@ for argument in "$@"; do
 done
 
 jobs=$(nproc)
-current="start"
-trap 'status=$?; if [ $status -ne 0 ]; then echo "=== FAILED: $current (status $status, ${SECONDS} s since the start)"; fi' EXIT
 
+# step NAME LOG COMMAND...
 step() {
-    current=$1
-    shift
-    echo "=== $current (${SECONDS} s since the start)"
-    local began=$SECONDS
-    "$@"
-    echo "--- $current: $((SECONDS - began)) s"
+    local name=$1 log=$2 began=$SECONDS
+    shift 2
+    echo "=== $name (${SECONDS} s since the start)"
+    logged "$name" "build/logs/$log.log" "$@"
+    # How a test runner counted, for whoever reads no logs.
+    grep -E '^[0-9]+% tests passed' "build/logs/$log.log" || true
+    echo "--- $name: $((SECONDS - began)) s"
 }
 
 check_scripts() {
     local script
     for script in scripts/*.sh packaging/*.sh .ci/run; do
         bash -n "$script"
-        [ -x "$script" ] || { echo "$script is not executable"; return 1; }
+        [ -x "$script" ] || [ "$script" = scripts/common.sh ] || { echo "$script is not executable"; return 1; }
     done
 }
 
@@ -50,57 +53,71 @@ own_sources() {
 }
 
 check_format() {
-    own_sources | xargs -0 clang-format-14 --dry-run -Werror
-}
-
-build() {
-    local preset=$1
-    shift
-    cmake --preset "$preset" >"build/configure-$preset.log" 2>&1 || { cat "build/configure-$preset.log"; return 1; }
-    cmake --build --preset "$preset" "$@" -- --quiet
+    own_sources | xargs -0 -n 32 -P "$jobs" clang-format-14 --dry-run -Werror
 }
 
 build_and_test() {
-    build "$1"
-    ctest --preset "$1" --no-tests=error
+    step "$1: build ($2)" "$1-build" configure_and_build "$1"
+    step "$1: tests" "$1-tests" ctest --preset "$1" --no-tests=error -j "$jobs"
 }
 
 # The sanitizer build's compile commands are clang's, which clang-tidy understands without translation.
-check_tidy() {
-    local log=build/clang-tidy.log
-    if ! run-clang-tidy-14 -quiet -j "$jobs" -p build/asan "$PWD/($tidy_folders)" >"$log" 2>&1; then
-        grep -E '(warning|error):' "$log" | sort -u
-        return 1
-    fi
+tidy_all() {
+    run-clang-tidy-14 -quiet -j "$jobs" -p build/asan "$PWD/($tidy_folders)"
+}
+
+# What differs from the branch main: sources, and for a header the source of its name.
+changed_sources() {
+    local base stem source
+    base=$(git merge-base HEAD origin/main 2>/dev/null || git merge-base HEAD main)
+    { git diff --name-only "$base"; git ls-files --others --exclude-standard; } |
+        sed -nE '/^(apps|libs|sdk)\//s/\.(h|c|cpp)$//p' | sort -u |
+        while read -r stem; do
+            for source in "$stem".c "$stem".cpp; do
+                if grep -qF "\"$PWD/$source\"" build/quick/compile_commands.json; then
+                    echo "$source"
+                fi
+            done
+        done
+}
+
+tidy_changed() {
+    local sources
+    sources=$(changed_sources)
+    [ -n "$sources" ] || { echo "no source has changed"; return; }
+    xargs -P "$jobs" -n 1 clang-tidy-14 --quiet -p build/quick --extra-arg=-Wno-unknown-warning-option <<<"$sources"
 }
 
 # libcrypto is not instrumented, so that only valgrind sees what signature checks make it read. Tests that make keys stay
 # out: one key takes up to a minute there, as chance wants it.
-check_signatures_under_valgrind() {
+signatures_under_valgrind() {
     local filter='*Signature*:*SignedDll*:*Rsa*-*Generates*' program home
+    home=$(mktemp -d)
+    trap 'rm -rf "$home"' EXIT
     for program in openssl_test core_test; do
         if ! build/dev/tests/$program --gtest_list_tests --gtest_filter="$filter" | grep -q '^  '; then
             echo "$program has no test named $filter"
             return 1
         fi
-        home=$(mktemp -d)
         HOME=$home valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite \
-            "build/dev/tests/$program" --gtest_brief=1 --gtest_filter="$filter" || { rm -rf "$home"; return 1; }
-        rm -rf "$home"
+            "build/dev/tests/$program" --gtest_brief=1 --gtest_filter="$filter"
     done
 }
 
-mkdir -p build
-step "packages" scripts/setup.sh --all
-step "scripts" check_scripts
-step "format" check_format
-step "dev: g++, build and tests" build_and_test dev
-if [ $quick = no ]; then
-    step "asan: clang, address, leak and undefined-behaviour sanitizers" build_and_test asan
-    step "tsan: clang, thread sanitizer" build_and_test tsan
-    step "valgrind over the signature tests" check_signatures_under_valgrind
-    step "clang-tidy" check_tidy
-    step "release: programs and benchmarks" build release
-    step "package" packaging/package.sh
+need_writable_checkout
+scripts/setup.sh --all
+step "scripts" scripts check_scripts
+step "format" format check_format
+if [ $quick = yes ]; then
+    build_and_test quick "g++, without windows"
+    step "clang-tidy over what has changed" clang-tidy tidy_changed
+else
+    build_and_test dev "g++"
+    build_and_test asan "clang, address, leak and undefined-behaviour sanitizers"
+    build_and_test tsan "clang, thread sanitizer"
+    step "valgrind over the signature tests" valgrind signatures_under_valgrind
+    step "clang-tidy" clang-tidy tidy_all
+    step "release: build (programs and benchmarks)" release-build configure_and_build release
+    step "package" package packaging/package.sh
 fi
 echo "=== everything passed in ${SECONDS} s"
