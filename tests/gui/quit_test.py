@@ -40,13 +40,17 @@ def is_running(pid):
 
 
 def slow_unzip(directory):
-    """A directory with an unzip that never comes to its end, to go in front of PATH."""
-    path = os.path.join(directory, "slow")
-    os.makedirs(path, exist_ok=True)
-    with open(os.path.join(path, "unzip"), "w", encoding="utf-8") as file:
-        file.write("#!/bin/sh\necho $$ >" + os.path.join(path, "pid") + "\nexec sleep 600\n")
-    os.chmod(os.path.join(path, "unzip"), 0o755)
-    return path
+    """An unzip that never comes to its end: the file that has its number, and what puts it in the system's place."""
+    pid, program = os.path.join(directory, "unzip-pid"), os.path.join(directory, "slow-unzip")
+    with open(program, "w", encoding="utf-8") as file:
+        file.write("#!/bin/sh\necho $$ >" + pid + "\nexec sleep 600\n")
+    os.chmod(program, 0o755)
+    return pid, ["unshare", "--map-root-user", "--mount", "sh", "-c",
+                 'mount --bind "$0" "$(readlink -f /usr/bin/unzip)" && exec "$@"', program]
+
+
+def namespaces_work(*kinds):
+    return subprocess.run(["unshare", "--map-root-user", *kinds, "true"], stderr=subprocess.DEVNULL).returncode == 0
 
 
 class QuitTest(Flow):
@@ -95,9 +99,9 @@ class QuitTest(Flow):
             wait_for(lambda: os.path.exists(os.path.join(self.desktop.directory, "asked")), what="question")
             return client
         if name == "unpacking":
-            directory = slow_unzip(self.desktop.directory)
-            client = self.session(env={"PATH": directory + ":" + os.environ["PATH"]})
-            wait_for(lambda: os.path.exists(os.path.join(directory, "pid")), what="unzip")
+            pid, wrapper = slow_unzip(self.desktop.directory)
+            client = self.session(wrapper=wrapper)
+            wait_for(lambda: os.path.exists(pid), what="unzip")
             return client
         if name in ("polling", "waiting-between-checks"):
             client = self.session("plugindll" if name == "polling" else "hostchecker")
@@ -115,14 +119,15 @@ class QuitTest(Flow):
                 self.check_quit(self.phase(name), name)
 
     def test_while_resolving(self):
-        probe = subprocess.run(["unshare", "--map-root-user", "--mount", "--net", "true"], stderr=subprocess.DEVNULL)
-        if probe.returncode != 0:
+        if not namespaces_work("--mount", "--net"):
             self.skipTest("no user namespaces here, which a resolver that does not answer needs")
         self.check_quit(self.phase("resolving"), "resolving")
 
     def test_while_unpacking(self):
+        if not namespaces_work("--mount"):
+            self.skipTest("no user namespaces here, which an unzip that does not end needs")
         self.check_quit(self.phase("unpacking"), "unpacking")
-        with open(os.path.join(self.desktop.directory, "slow", "pid"), encoding="ascii") as file:
+        with open(os.path.join(self.desktop.directory, "unzip-pid"), encoding="ascii") as file:
             pid = int(file.read())
         wait_for(lambda: not is_running(pid), 2, "the unpacking program gone too")
 
