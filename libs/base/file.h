@@ -114,7 +114,8 @@ public:
     static String normalise(const String& path);
     static String getCurrentDirectory();
     /// "$HOME/.Nebrix/" ("/home/$USER/.Nebrix/" without HOME, the current directory without either). Not created here.
-    /// Always absolute: a relative HOME, and the current directory, mean where the process was at the first call.
+    /// Always absolute: a relative HOME, and the current directory, mean where the process was at the first call. An
+    /// empty variable is none.
     static String getUserApplicationDataDirectory();
     /// Takes everybody's right to write, or gives it back to the owner.
     static void setReadOnly(const String& path, bool readOnly);
