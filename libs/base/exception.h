@@ -64,9 +64,11 @@ template <class E>
 }
 template <class E>
 [[noreturn]] void raise(const String& message, RaiseSite site, ErrorFacts facts) {
-    E error(message, String(site.file), site.line);
-    error.setFacts(std::move(facts));
-    throw error;
+    throw [&] {
+        E error(message, String(site.file), site.line);
+        error.setFacts(std::move(facts));
+        return error;
+    }();
 }
 
 /// Logs a caught exception in the way common to all handlers: TRACE, "Exception", "catch", the trace with the
