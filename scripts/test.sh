@@ -91,7 +91,7 @@ tidy_changed() {
 # libcrypto is not instrumented, so that only valgrind sees what signature checks make it read. Tests that make keys stay
 # out: one key takes up to a minute there, as chance wants it.
 signatures_under_valgrind() {
-    local filter='*Signature*:*SignedDll*:*Rsa*-*Generates*' program home
+    local filter='*Signature*:*SignedDll*:*Rsa*-*generates*' program home
     home=$(mktemp -d)
     trap 'rm -rf "$home"' EXIT
     for program in openssl_test core_test; do

@@ -1,6 +1,7 @@
 #include "apps/nebrixclient-cli/eventline.h"
 
 #include "apps/nebrixclient/account.h"
+#include "libs/base/printable.h"
 #include "libs/curl/requestinfo.h"
 #include "libs/json/jsonmutwrapper.h"
 
@@ -34,11 +35,6 @@ const char* nameOf(ClientStatus status) {
             return "host checking";
     }
     return "unknown";
-}
-
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7f;
 }
 
 String line(const char* event, const String& text) {
@@ -108,20 +104,6 @@ String end(const SessionEnd& end) {
         }
     }
     return json::toLine(line);
-}
-
-String printable(const String& text) {
-    constexpr const char* kDigits = "0123456789abcdef";
-    String shown;
-    for (const char c : text) {
-        if (isControl(c)) {
-            const auto byte = static_cast<unsigned char>(c);
-            shown.append("\\x", kDigits[byte >> 4U], kDigits[byte & 15U]);
-        } else {
-            shown.append(1, c);
-        }
-    }
-    return shown;
 }
 
 }  // namespace tessel::eventline

@@ -9,7 +9,7 @@ struct SessionEnd;
 
 /// The headless client's standard output: one line for each notification, in one of two fixed forms.
 ///
-/// Text: "EVENT" or "EVENT: what it says", where control bytes of the text are written as "\xNN".
+/// Text: "EVENT" or "EVENT: what it says", where what is not printable is escaped (libs/base/printable.h).
 /// JSON: one object with "event" and, where the event has them, "type" or "status" or "code" (numbers), "name" and
 /// "text". Only in this form the end of the session is a line of its own, before the notification that ends it.
 namespace eventline {
@@ -24,9 +24,6 @@ String fatalError(Form form, const String& text);
 /// How the session ended: "event" is "end", "wanted" whether somebody wanted it so, "kind" and "cause" the account's
 /// fixed words, "text" a sentence, and each further fact that the account has under its own name.
 String end(const SessionEnd& end);
-
-/// The text with every control byte written as "\xNN".
-String printable(const String& text);
 
 }  // namespace eventline
 }  // namespace tessel

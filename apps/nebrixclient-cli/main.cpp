@@ -1,6 +1,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "libs/base/console.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
+#include "libs/base/printable.h"
 #include "libs/http/authority.h"
 #include "libs/http/uri.h"
 
@@ -32,6 +34,7 @@ constexpr int kSignalled = 128;  // plus the signal's number, as shells count
 constexpr unsigned kLongestLink = 65536;
 /// Two signals so close to each other are one request.
 constexpr std::chrono::milliseconds kSameRequest{500};
+constexpr unsigned kWriteMilliseconds = 500;
 
 commandline::Grammar grammar() {
     return {
@@ -56,16 +59,25 @@ commandline::Grammar grammar() {
     };
 }
 
+/// Once the session is to end nobody waits for who reads the output.
+std::atomic<bool> g_ending{false};
+
 // Without a buffer of its own, so that it works when memory has ended.
 void complain(std::string_view text) noexcept {
-    std::fprintf(stderr, "%s: %.*s\n", kProgram, static_cast<int>(text.size()), text.data());
+    for (std::string_view piece : {std::string_view(kProgram), std::string_view(": "), text, std::string_view("\n")}) {
+        if (!platform::writeWithin(STDERR_FILENO, piece, kWriteMilliseconds) || !piece.empty()) {
+            return;
+        }
+    }
 }
 
-void complainOf(const String& text) { complain(eventline::printable(text).view()); }
+void complainOf(const String& text) { complain(printable(text).view()); }
 
 void printLine(const String& line) {
-    std::printf("%.*s\n", static_cast<int>(line.length()), line.array());
-    std::fflush(stdout);
+    const std::string text = line.str() + std::string("\n");
+    std::string_view left = text;
+    while (!left.empty() && platform::writeWithin(STDOUT_FILENO, left, kWriteMilliseconds) && !g_ending) {
+    }
 }
 
 sigset_t watchedSignals() {
@@ -90,6 +102,7 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
         }
         if (!asked.has_value()) {
             asked = Clock::now();
+            g_ending = true;
             client.cancel();
             complain("ending the session; a second signal ends the program at once");
         } else if (Clock::now() - *asked >= kSameRequest) {
@@ -102,10 +115,11 @@ void explain(const SessionEnd& end) {
     complainOf(describe(end));
     if (end.kind == EndKind::Certificate) {
         complainOf("if you trust this gateway, except it from the check: " + NebrixClient::getLocalConfPath() +
-                 " takes <nebrixclient><sslcertignoredomains><domains>" + end.host +
-                 "</domains></sslcertignoredomains></nebrixclient>");
+                   " takes <nebrixclient><sslcertignoredomains><domains>" + end.host +
+                   "</domains></sslcertignoredomains></nebrixclient>");
     }
-    complainOf(String("the log is ") + kLogFile);
+    const String log = NebrixClient::getLogFile();
+    complainOf(log == "null" ? String("no log file could be written") : String("the log is " + log));
 }
 
 int runSession(const String& mediation, const commandline::Arguments& arguments) {

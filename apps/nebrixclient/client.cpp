@@ -36,10 +36,7 @@ void routeLog(const String& file) {
     if (!console.valid()) {
         return;
     }
-    for (const LogCategory category :
-         {LogCategory::Trace, LogCategory::Error, LogCategory::Warning, LogCategory::Assert, LogCategory::Debug}) {
-        console->setStream(category, file);
-    }
+    console->setStreams(file, "nebrixclient.log");
 }
 
 String operatingSystem() {
@@ -118,12 +115,18 @@ void NebrixClient::start() {
     if (m_attemptRuns) {
         return;
     }
-    m_attemptRuns = true;
     m_restart = false;
     m_cancelled = false;
     m_downloadManager.resume();
     join();
-    Thread::run(false);
+    // Set before the thread can look at it, and taken back when there is none.
+    m_attemptRuns = true;
+    try {
+        launch();
+    } catch (...) {
+        m_attemptRuns = false;
+        throw;
+    }
 }
 
 void NebrixClient::stop() {
@@ -166,6 +169,11 @@ String NebrixClient::getServer() const {
 void NebrixClient::saveLocalConfiguration() const { m_localConfiguration.save(getLocalConfPath()); }
 
 String NebrixClient::getLocalConfPath() { return File::getUserApplicationDataDirectory() + "nebrixclient.xml"; }
+
+String NebrixClient::getLogFile() {
+    const gc::Pointer<Console> console = Console::current();
+    return console.valid() ? console->getFilename(LogCategory::Trace) : String("null");
+}
 
 String NebrixClient::getLangFromArg(const String& mediation) {
     try {

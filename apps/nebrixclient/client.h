@@ -25,15 +25,16 @@ TESSEL_EXCEPTION(ENebrixClient, Exception);
 /// driver itself never retries and has no timer. One object serves a process.
 class NebrixClient final : public ClientConfigurationDispatcher, public Thread {
 public:
-    /// Sends every log category to the log file, makes the user's application-data directory and enters it, and reads
-    /// the local configuration; a flaw in it is logged. `notify` must outlive this object. Raises EFile when the
-    /// directory cannot be had.
+    /// Sends every log category to the log file (when that is not ours, to "nebrixclient.log" in the user's
+    /// application-data directory), makes that directory and enters it, and reads the local configuration; a flaw in it
+    /// is logged. `notify` must outlive this object. Raises EFile when the directory cannot be had.
     explicit NebrixClient(INebrixClientNotify& notify, const String& logFile = kLogFile);
     /// Ends what still runs, and waits for it.
     ~NebrixClient() override;
 
     /// Starts an attempt; does nothing while one runs, and changes nothing of that one. The mediation string is a URL
-    /// whose user information is the client identifier, a secret.
+    /// whose user information is the client identifier, a secret. Like restart() it raises EThread when there is no
+    /// thread to be had.
     void run(const String& mediation);
     /// Starts a new attempt with the same mediation string. While the old one still runs, its component is asked to
     /// end and the new attempt begins when it has; status 4 is not reported in between.
@@ -61,6 +62,8 @@ public:
     /// Raises xml::EParser.
     void saveLocalConfiguration() const;
     static String getLocalConfPath();
+    /// The file that the log is written to; "null" when there is none.
+    static String getLogFile();
     /// The query parameter "lang" of a mediation string; empty without one or for what is no URI.
     static String getLangFromArg(const String& mediation);
 
@@ -79,6 +82,8 @@ protected:
     void main() override;
 
 private:
+    using Thread::launch;  // run() is the way in
+
     void readLocalConfiguration();
     void start();
     void attempt();

@@ -1,8 +1,13 @@
 #include "libs/base/console.h"
 
+#include <new>
+
 #include "libs/base/consolestream.h"
 #include "libs/base/fifonoblockpush.h"
+#include "libs/base/file.h"
+#include "libs/base/forkgate.h"
 #include "libs/base/globals.h"
+#include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/base/semaphore.h"
 #include "libs/base/thread.h"
@@ -12,7 +17,11 @@ namespace tessel {
 
 namespace {
 
+constexpr const char* kThreadName = "console";
 constexpr unsigned kPopMilliseconds = 10'000;
+constexpr unsigned kRetryMilliseconds = 100;
+// What is shorter is bounded well enough by the number of records.
+constexpr std::size_t kShortLine = 128;
 
 // Constant-initialised: log() may come before every constructor. What it points at lives as long as the process.
 constinit std::atomic<Console*> theConsole{nullptr};
@@ -25,6 +34,7 @@ thread_local constinit const void* writingHere = nullptr;
 class FlushTicket final : public gc::ObjectDelete {
 public:
     Semaphore done;
+    bool written = false;  // before done is released
 };
 
 struct Message {
@@ -35,45 +45,57 @@ struct Message {
     String text;
     gc::Pointer<FlushTicket> ticket;
 
-    /// Only wakes the thread.
+    /// Says nothing.
     [[nodiscard]] bool marker() const noexcept {
         return threadId.empty() && className.empty() && method.empty() && text.empty();
     }
 };
 
+using Queue = FifoNoBlockPush<Message>;
+static_assert(Queue::kMostRecords == Console::kMostQueuedLines);
+
+/// The path of a file in the user's own directory, which is made; "null" when it cannot be.
+String inOwnDirectory(const String& name) noexcept {
+    try {
+        const String directory = File::getUserApplicationDataDirectory();
+        File::ensureDirectory(directory);
+        return directory + name;
+    } catch (...) {
+        return "null";
+    }
+}
+
+String lostLines(unsigned long number, const char* why) {
+    return toString(number) + (number == 1 ? " line was " : " lines were ") + why;
+}
+
 }  // namespace
 
-/// The thread "console" owns m_writer while it runs and pops from m_queue.
+/// The thread "console" owns m_writer while it runs and pops from m_queue. Where it cannot be made, or in a forked
+/// child, lines are written by who logs them.
 class Console::Implementation final : public Thread {
 public:
-    Implementation() : Thread("console", 0, false), m_writer(m_streams) {
-        m_active.store(true);
-        run();
-    }
+    Implementation();
     ~Implementation() override {
         quit();
         join();
     }
 
     [[nodiscard]] bool queues() const noexcept {
-        return m_active.load(std::memory_order_acquire) && writingHere != this;
+        return m_active.load(std::memory_order_acquire) && writingHere != this &&
+               m_generation == ForkGate::generation();
     }
     void push(LogCategory category, String&& threadId, const String& className, const String& method,
-              const String& text) {
-        m_queue.fill([&](Message& message) noexcept {
-            message.category = category;
-            message.threadId = std::move(threadId);
-            message.className = className;
-            message.method = method;
-            message.text = text;
-        });
-    }
-    void quit() {
+              const String& text);
+    void print(LogCategory category, const String& threadId, const String& className, const String& method,
+               const String& text);
+    void quit() noexcept {
         if (m_active.exchange(false)) {
-            m_queue.push(Message());
+            m_queue.close();
         }
     }
-    bool flush(unsigned milliseconds);
+    bool flush(unsigned milliseconds) noexcept;
+    void countDropped() noexcept { m_dropped.fetch_add(1, std::memory_order_relaxed); }
     ConsoleStreams& streams() noexcept { return m_streams; }
 
     Mutex m_systemMutex;
@@ -87,61 +109,156 @@ protected:
 
 private:
     void handle(const Message& message);
+    void finishBatch(bool last);
+    /// Logs what was lost, and returns when the system log is to be offered again what it did not take; 0 for nothing.
+    unsigned reportLosses(LineWriter& writer, const String& threadId, bool last);
 
-    ConsoleStreams m_streams;
-    std::atomic<bool> m_active{false};
+    // What every caller reads, on a cache line that is hardly ever written.
+    alignas(64) std::atomic<bool> m_active{true};
     std::atomic<bool> m_lost{false};
-    FifoNoBlockPush<Message> m_queue;
+    const unsigned m_generation = ForkGate::generation();
+    std::atomic<unsigned long> m_dropped{0};
+
+    alignas(64) Queue m_queue{kMostQueuedBytes};
+    ConsoleStreams m_streams;
     LineWriter m_writer;
+    // The thread's: when to offer again what was not taken, 0 when nothing waits for that.
+    unsigned m_retryMilliseconds = 0;
 };
+
+Console::Implementation::Implementation() : Thread(kThreadName, 0, false), m_writer(m_streams) {
+    try {
+        launch();
+    } catch (const EThread&) {
+        m_active.store(false);
+    } catch (const std::bad_alloc&) {
+        m_active.store(false);
+    }
+}
+
+void Console::Implementation::push(LogCategory category, String&& threadId, const String& className,
+                                   const String& method, const String& text) {
+    const std::size_t length = std::size_t{threadId.length()} + className.length() + method.length() + text.length();
+    const bool queued = m_queue.fill(
+        [&](Message& message) noexcept {
+            message.category = category;
+            message.threadId = std::move(threadId);
+            message.className = className;
+            message.method = method;
+            message.text = text;
+        },
+        length > kShortLine ? length : 0);
+    if (!queued) [[unlikely]] {
+        countDropped();
+    }
+}
+
+void Console::Implementation::print(LogCategory category, const String& threadId, const String& className,
+                                    const String& method, const String& text) {
+    const ForkGate::Inside inside;
+    LineWriter writer(m_streams);
+    writer.add(category, threadId, className, method, text);
+    writer.writeOut();
+    if (!queues()) {
+        reportLosses(writer, threadId, false);
+    }
+}
 
 void Console::Implementation::main() {
     writingHere = this;
     Message message;
     while (m_active.load(std::memory_order_acquire)) {
-        if (!m_queue.pop(message, kPopMilliseconds)) {
-            continue;
-        }
+        const bool popped = m_queue.pop(message, m_retryMilliseconds == 0 ? kPopMilliseconds : m_retryMilliseconds);
+        const ForkGate::Inside inside;
         try {
-            handle(message);
+            if (popped) {
+                handle(message);
+            }
+            if (m_queue.empty()) {
+                finishBatch(false);
+            }
         } catch (...) {
             // A line that cannot be written is lost; the next one may do better.
-        }
-        if (m_queue.empty()) {
-            m_writer.writeOut();
+            countDropped();
         }
     }
-    m_writer.writeOut();
     // Lines still queued after quit() are not written, by design.
     while (m_queue.pop(message, 0)) {
         m_lost = m_lost || !message.marker();
+    }
+    try {
+        finishBatch(true);
+    } catch (...) {
+        // Memory has ended: nobody learns the numbers.
     }
 }
 
 void Console::Implementation::handle(const Message& message) {
     if (message.ticket.valid()) {
         m_writer.writeOut();
+        message.ticket->written = m_streams.retry(true);
         message.ticket->done.release();
     } else if (!message.marker()) {
         m_writer.add(message.category, message.threadId, message.className, message.method, message.text);
     }
 }
 
-bool Console::Implementation::flush(unsigned milliseconds) {
+void Console::Implementation::finishBatch(bool last) {
+    m_writer.writeOut();
+    const bool taken = m_streams.retry(false);
+    const unsigned systemLog = reportLosses(m_writer, kThreadName, last);
+    m_retryMilliseconds = taken ? systemLog : kRetryMilliseconds;
+}
+
+unsigned Console::Implementation::reportLosses(LineWriter& writer, const String& threadId, bool last) {
+    const auto report = [&](const char* method, const String& text) {
+        writer.add(LogCategory::Warning, threadId, "Console", method, text);
+    };
+    if (const unsigned long dropped = m_dropped.exchange(0, std::memory_order_relaxed); dropped != 0) {
+        report("log", lostLines(dropped, "dropped: more came than could be written"));
+    }
+    if (const unsigned long lost = m_streams.takeLost(last); lost != 0) {
+        report("write", lostLines(lost, "lost: their destination did not accept them"));
+    }
+    // The system log is the process's: its console tells of it, if there is one.
+    const Console* const console = Console::instance();
+    platform::SystemLogState systemLog{0, 0};
+    if (console == nullptr || console->m_implementation.get() == this) {
+        systemLog = platform::systemLogState(last);
+    }
+    if (systemLog.lost != 0) {
+        report("systemLog", lostLines(systemLog.lost, "not taken by the system log"));
+    }
+    writer.writeOut();
+    return systemLog.retryMilliseconds;
+}
+
+bool Console::Implementation::flush(unsigned milliseconds) noexcept {
     if (!queues()) {
         // Lines are written as they come, but for those that quit() left behind.
         return !m_lost;
     }
-    Message message;
-    message.ticket = new FlushTicket;
-    const gc::Pointer<FlushTicket> ticket = message.ticket;
-    m_queue.push(std::move(message));
-    return ticket->done.acquire(milliseconds);
+    try {
+        Message message;
+        message.ticket = new FlushTicket;
+        const gc::Pointer<FlushTicket> ticket = message.ticket;
+        m_queue.push(std::move(message));
+        return ticket->done.acquire(milliseconds) && ticket->written;
+    } catch (...) {
+        return false;
+    }
 }
 
 Console::Console() : m_implementation(std::make_unique<Implementation>()) {}
 
-Console::~Console() = default;
+Console::~Console() {
+    flush(kLastWordsMilliseconds);
+    quit();
+    if (!m_implementation->join(kJoinMilliseconds)) {
+        // Its thread is held up in something that may end one day: it keeps what it uses.
+        static_cast<void>(m_implementation.release());
+    }
+}
 
 void Console::start() {
     // Once for the process; never destroyed, so that nobody need count references to log.
@@ -164,6 +281,7 @@ void Console::log(LogCategory category, const String& className, const String& m
         logFrom(category, currentThreadName(), className, method, text);
     } catch (...) {
         // Memory has ended: the line is what can be spared.
+        m_implementation->countDropped();
     }
 }
 
@@ -172,7 +290,7 @@ void Console::log(LogCategory category, const String& threadId, const String& cl
     try {
         logFrom(category, String(threadId), className, method, text);
     } catch (...) {
-        // As above.
+        m_implementation->countDropped();
     }
 }
 
@@ -180,24 +298,45 @@ void Console::logFrom(LogCategory category, String&& threadId, const String& cla
                       const String& text) {
     if (m_implementation->queues()) {
         m_implementation->push(category, std::move(threadId), className, method, text);
-    } else {
+    } else if (!ForkGate::mute()) {
         print(category, threadId, className, method, text);
     }
 }
 
 void Console::print(LogCategory category, const String& threadId, const String& className, const String& method,
                     const String& text) {
-    LineWriter writer(m_implementation->streams());
-    writer.add(category, threadId, className, method, text);
-    writer.writeOut();
+    m_implementation->print(category, threadId, className, method, text);
 }
 
-void Console::setStream(LogCategory category, const String& destination) noexcept {
-    setStream(category, computeStream(destination), destination);
+bool Console::setStream(LogCategory category, const String& destination) noexcept {
+    std::FILE* const stream = computeStream(destination);
+    const bool opened = stream != nullptr || destination == "null";
+    return setStream(category, stream, opened ? destination : String("null")) && opened;
 }
 
-void Console::setStream(LogCategory category, std::FILE* stream, const String& name) noexcept {
-    m_implementation->streams().set(category, stream, name);
+bool Console::setStream(LogCategory category, std::FILE* stream, const String& name) noexcept {
+    const ForkGate::Inside inside;
+    return m_implementation->streams().set(category, stream, name);
+}
+
+void Console::setStreams(const String& destination, const String& otherwise) noexcept {
+    const bool usual = setStream(LogCategory::Trace, destination);
+    const String file = usual ? destination : inOwnDirectory(otherwise);
+    if (!usual) {
+        setStream(LogCategory::Trace, file);
+    }
+    for (const LogCategory category :
+         {LogCategory::Error, LogCategory::Warning, LogCategory::Assert, LogCategory::Debug}) {
+        setStream(category, file);
+    }
+    try {
+        if (!usual) {
+            log(LogCategory::Warning, "Console", "setStreams",
+                destination + " cannot be written, the log goes to " + file);
+        }
+    } catch (const std::bad_alloc&) {
+        // getFilename() tells it.
+    }
 }
 
 std::FILE* Console::computeStream(const String& destination) noexcept {
@@ -216,7 +355,7 @@ std::FILE* Console::computeStream(const String& destination) noexcept {
 String Console::getFilename(LogCategory category) const { return m_implementation->streams().name(category); }
 
 void Console::quit() noexcept { m_implementation->quit(); }
-void Console::join() noexcept { m_implementation->join(); }
+void Console::join() noexcept { m_implementation->join(kJoinMilliseconds); }
 void Console::quit_and_join() noexcept {
     quit();
     join();
@@ -273,7 +412,11 @@ void Console::setSystemLogSink(SystemLogSink sink) noexcept { theSystemLog.store
 
 void Console::systemLog(LogCategory category, const String& body) noexcept {
     const SystemLogSink sink = theSystemLog.load(std::memory_order_acquire);
-    (sink == nullptr ? &platform::systemLog : sink)(category, body);
+    try {
+        (sink == nullptr ? &platform::systemLog : sink)(category, body);
+    } catch (...) {
+        // The file has the line.
+    }
 }
 
 }  // namespace tessel

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdint>
-#include <cstring>
 #include <string_view>
 #include <utility>
+
+#include "libs/base/printable.h"
 
 namespace tessel {
 
@@ -14,38 +14,6 @@ namespace {
 
 constexpr std::array<const char*, kLogCategories> kLabels = {"TRACE", "DEBUG", "ERROR", "ASSERT", "WARNING"};
 constexpr std::string_view kCutMark = "...";
-
-constexpr bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
-
-bool hasControl(std::string_view text) noexcept {
-    // Eight bytes at a time; a byte may be taken for a control byte wrongly only above one that is.
-    constexpr std::uint64_t kOnes = 0x0101010101010101;
-    std::uint64_t found = 0;
-    while (text.size() >= sizeof(std::uint64_t)) {
-        std::uint64_t bytes = 0;
-        std::memcpy(&bytes, text.data(), sizeof bytes);
-        const std::uint64_t deleted = bytes ^ (kOnes * 0x7f);
-        found |= ((bytes - kOnes * 0x20) & ~bytes) | ((deleted - kOnes) & ~deleted);
-        text.remove_prefix(sizeof bytes);
-    }
-    return (found & (kOnes * 0x80)) != 0 || std::any_of(text.begin(), text.end(), isControl);
-}
-
-void appendEscaped(std::string& text, std::string_view piece, std::size_t longest) {
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    for (const char c : piece) {
-        if (text.size() > longest) {
-            return;
-        }
-        if (isControl(c)) {
-            text += "\\x";
-            text += kDigits[static_cast<unsigned char>(c) >> 4U];
-            text += kDigits[static_cast<unsigned char>(c) & 15U];
-        } else {
-            text += c;
-        }
-    }
-}
 
 /// Cuts to `longest` bytes, the mark included and no UTF-8 sequence torn.
 void cut(std::string& text, std::size_t longest) {
@@ -76,7 +44,7 @@ void appendBody(std::string& text, LogCategory category, const String& threadId,
     bool plain = true;
     const auto measure = [&](std::string_view piece) {
         length += piece.size();
-        plain = plain && !hasControl(piece);
+        plain = plain && isPrintable(piece);
     };
     std::for_each(pieces.begin(), pieces.end(), measure);
     std::for_each(rest.begin(), rest.end(), measure);
@@ -89,7 +57,7 @@ void appendBody(std::string& text, LogCategory category, const String& threadId,
     }
     std::string body;
     body.reserve(std::min<std::size_t>(length, longest) + 64);
-    const auto append = [&](std::string_view piece) { appendEscaped(body, piece, longest); };
+    const auto append = [&](std::string_view piece) { appendPrintable(body, piece, longest); };
     std::for_each(pieces.begin(), pieces.end(), append);
     std::for_each(rest.begin(), rest.end(), append);
     if (body.size() > longest) {

@@ -11,7 +11,8 @@ namespace tessel {
 const char* categoryLabel(LogCategory category) noexcept;
 
 /// Appends a line's body to the text: "[thread] LABEL Class.method text", or "[thread] LABEL Class: text" without a
-/// method. Control bytes become "\xNN" and the body ends in "..." where it would grow beyond `longest` bytes.
+/// method. What is not printable is escaped (printable.h) and the body ends in "..." where it would grow beyond
+/// `longest` bytes.
 /// One reservation in the ordinary case.
 void appendBody(std::string& text, LogCategory category, const String& threadId, const String& className,
                 const String& method, const String& message, unsigned longest);

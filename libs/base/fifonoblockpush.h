@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -23,11 +24,30 @@ namespace tessel {
 ///   sleep: the marker goes in only if there is nothing (otherwise it is taken at once); then the thread sleeps on
 ///     m_wakeups, whose value it read before it looked whether the marker still stands: a push between the two
 ///     changes the value and the sleep ends before it begins.
-/// A full queue does not exist: it grows as memory allows. An empty one makes pop() wait. Order is that of the swaps.
+///   weight: what a push gives as the value's weight, if any, is added to m_weight before the value is queued and taken
+///     off, for many at once, after it was popped (both relaxed: the number says nothing about other memory). The sum
+///     is never less than what is queued weighs; a value that would take it beyond the bound is refused.
+///   close: m_closed is set before m_wakeups changes, and sleep looks at the two in the other order.
+/// A full queue, of weight or of records (recordcache.h), refuses what fill() brings. An empty one makes pop() wait.
+/// Order is that of the swaps.
 template <class T>
 class FifoNoBlockPush {
+    // On cache lines of its own: it travels between cores.
+    struct alignas(64) Record {
+        Record* next = nullptr;
+        union {
+            Record* nextBatch = nullptr;  // in the cache
+            std::size_t weight;           // in the queue
+        };
+        T value;
+    };
+    using Cache = RecordCache<Record>;
+
 public:
-    FifoNoBlockPush() = default;
+    static constexpr unsigned kMostRecords = Cache::kMostRecords;
+
+    explicit FifoNoBlockPush(std::size_t mostWeight = static_cast<std::size_t>(-1)) noexcept
+        : m_mostWeight(mostWeight) {}
     FifoNoBlockPush(const FifoNoBlockPush&) = delete;
     FifoNoBlockPush& operator=(const FifoNoBlockPush&) = delete;
     /// Drops what was not popped; nobody pushes any more.
@@ -37,25 +57,38 @@ public:
         drop(m_newest.load(std::memory_order_acquire));
     }
 
-    /// Any thread. Raises std::bad_alloc when there is no record and no memory for one.
+    /// Any thread; also beyond the bounds. Raises std::bad_alloc when there is no record and no memory for one.
     void push(T&& value) {
-        fill([&value](T& place) noexcept { place = std::move(value); });
+        Record* const record = Cache::take(false);
+        record->value = std::move(value);
+        record->weight = 0;
+        queue(record);
     }
 
     /// The same without a copy on the way: the function, which must not raise, sets a value that was moved from.
+    /// False, and nothing is queued, when the queue is full.
     template <class Function>
-    void fill(Function function) {
+    bool fill(Function function, std::size_t weight) {
         static_assert(noexcept(function(std::declval<T&>())));
-        Record* const record = Cache::take();
-        function(record->value);
-        Record* seen = m_newest.load(std::memory_order_relaxed);
-        do {
-            record->next = seen == asleep() ? nullptr : seen;
-        } while (!m_newest.compare_exchange_weak(seen, record, std::memory_order_release, std::memory_order_relaxed));
-        if (seen == asleep()) {
-            m_wakeups.fetch_add(1, std::memory_order_release);
-            platform::wakeOne(m_wakeups);
+        Record* const record = Cache::take(true);
+        if (record == nullptr) [[unlikely]] {
+            return false;
         }
+        if (weight != 0 && m_weight.fetch_add(weight, std::memory_order_relaxed) + weight > m_mostWeight) [[unlikely]] {
+            m_weight.fetch_sub(weight, std::memory_order_relaxed);
+            Cache::destroy(record);
+            return false;
+        }
+        function(record->value);
+        record->weight = weight;
+        queue(record);
+        return true;
+    }
+
+    /// Any thread: from now on pop() waits no more.
+    void close() noexcept {
+        m_closed.store(true, std::memory_order_release);
+        wake();
     }
 
     /// The popping thread: the oldest value, waiting for one at most this long; false when there is none.
@@ -71,6 +104,7 @@ public:
             __builtin_prefetch(reinterpret_cast<const char*>(m_taken) + 64);
         }
         value = std::move(record->value);
+        m_spentWeight += record->weight;
         recycle(record);
         return true;
     }
@@ -81,13 +115,20 @@ public:
     }
 
 private:
-    // On cache lines of its own: it travels between cores.
-    struct alignas(64) Record {
-        Record* next = nullptr;
-        Record* nextBatch = nullptr;
-        T value;
-    };
-    using Cache = RecordCache<Record>;
+    void queue(Record* record) noexcept {
+        Record* seen = m_newest.load(std::memory_order_relaxed);
+        do {
+            record->next = seen == asleep() ? nullptr : seen;
+        } while (!m_newest.compare_exchange_weak(seen, record, std::memory_order_release, std::memory_order_relaxed));
+        if (seen == asleep()) {
+            wake();
+        }
+    }
+
+    void wake() noexcept {
+        m_wakeups.fetch_add(1, std::memory_order_release);
+        platform::wakeOne(m_wakeups);
+    }
 
     // An address that no record has: that of a byte inside this queue.
     Record* asleep() noexcept { return reinterpret_cast<Record*>(&m_marker); }
@@ -121,7 +162,8 @@ private:
         for (;;) {
             const std::uint32_t wakeups = m_wakeups.load(std::memory_order_acquire);
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
-            if (m_newest.load(std::memory_order_relaxed) != asleep() || left.count() <= 0) {
+            if (m_newest.load(std::memory_order_relaxed) != asleep() || left.count() <= 0 ||
+                m_closed.load(std::memory_order_relaxed)) {
                 return;
             }
             platform::waitWhile(m_wakeups, wakeups, static_cast<unsigned>(left.count()));
@@ -140,25 +182,32 @@ private:
         if (m_spent != nullptr) {
             Cache::giveBack(std::exchange(m_spent, nullptr));
             m_spentCount = 0;
+            if (m_spentWeight != 0) {
+                m_weight.fetch_sub(std::exchange(m_spentWeight, 0), std::memory_order_relaxed);
+            }
         }
     }
 
     void drop(Record* chain) noexcept {
         while (chain != nullptr && chain != asleep()) {
-            const Record* const gone = chain;
+            Record* const gone = chain;
             chain = chain->next;
-            delete gone;
+            Cache::destroy(gone);
         }
     }
 
     // What pushing threads share, on a cache line apart from what is the popping thread's own.
     alignas(64) std::atomic<Record*> m_newest{nullptr};
     std::atomic<std::uint32_t> m_wakeups{0};
+    std::atomic<bool> m_closed{false};
+    std::atomic<std::size_t> m_weight{0};
+    const std::size_t m_mostWeight;
     alignas(alignof(Record)) char m_marker = 0;
 
     alignas(64) Record* m_taken = nullptr;  // oldest first
     Record* m_spent = nullptr;
     unsigned m_spentCount = 0;
+    std::size_t m_spentWeight = 0;  // of the spent records
 };
 
 }  // namespace tessel

@@ -1,31 +1,46 @@
 #include "libs/base/globals.h"
 
+#include <array>
+#include <cstddef>
+#include <new>
+
 #include "libs/base/console.h"
+#include "libs/base/forkgate.h"
 
 namespace tessel {
 
-namespace {
-
-constexpr unsigned kConsoleLimit = 5000;
-
-}  // namespace
-
 Globals& Globals::instance() noexcept {
-    // Reached from here for ever, and so no leak.
-    static Globals* const globals = new Globals;
     static const struct ExitDoor {
-        ~ExitDoor() { globals->shutDown(); }
+        ExitDoor() {
+            // Without the heap: this must not fail.
+            alignas(Globals) static std::array<std::byte, sizeof(Globals)> storage;
+            s_current.store(new (storage.data()) Globals(nullptr), std::memory_order_release);
+            ForkGate::install();
+        }
+        ExitDoor(const ExitDoor&) = delete;
+        ExitDoor& operator=(const ExitDoor&) = delete;
+        ~ExitDoor() { instance().shutDown(); }
     } door;
-    return *globals;
+    Globals* const current = s_current.load(std::memory_order_acquire);
+    return current->m_generation == ForkGate::generation() ? *current : renew(current);
 }
 
-Globals::Globals() { m_threads.init(); }
+Globals::Globals(Globals* before) : m_generation(ForkGate::generation()), m_before(before) { m_threads.init(); }
+
+Globals& Globals::renew(Globals* before) noexcept {
+    // A child begins with one thread; of several that come here at once one has its way.
+    auto* const fresh = new (std::nothrow) Globals(before);
+    if (fresh == nullptr) {
+        return *before;  // its end may wait for threads that it has not, within the limits
+    }
+    return s_current.compare_exchange_strong(before, fresh) ? *fresh : *before;
+}
 
 void Globals::shutDown() noexcept {
     m_synchroThread.waitAtExit();
     m_disposeGuard.wait();
     if (const auto console = Console::current()) {
-        console->flush(kConsoleLimit);
+        console->flush(Console::kLastWordsMilliseconds);
         console->quit_and_join();
     }
 }

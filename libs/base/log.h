@@ -10,7 +10,8 @@ enum class LogCategory : int { Trace = 0, Debug = 1, Error = 2, Assert = 3, Warn
 inline constexpr int kLogCategories = 5;
 
 /// Hands one line to the process's console (see console.h); does nothing when there is none. Any thread may call,
-/// before main() and after it. Never raises and never waits for a file while the console's thread runs.
+/// before main() and after it. Never raises and never waits for a file while the console's thread runs: when lines come
+/// faster than they are written, or memory ends, they are dropped and counted.
 ///
 /// A String that views static bytes is kept as it is until the line is written: pass String::copy() of text whose
 /// storage is temporary. The `const char* text` form copies.

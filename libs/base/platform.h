@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "libs/base/log.h"
@@ -14,8 +15,32 @@
 /// Each function may be called on any thread.
 namespace tessel::platform {
 
-/// One line to the system's log (syslog(3), identity "nebrixclient").
+/// One line to the system's log: a datagram (RFC 3164, facility user, identity "nebrixclient" and the process's number)
+/// to the socket /dev/log. Never waits: what the log's daemon does not take at once is kept, up to 64 KiB, and
+/// offered again before the next line; what is beyond that is lost and counted. A body is cut to what a datagram
+/// takes. After a daemon's restart the connection is made anew, at most once in a second. Where there never was a
+/// log, nothing is kept or counted. A daemon that listens on a stream is not reached.
 void systemLog(LogCategory category, const String& body) noexcept;
+/// Offers again what is kept.
+struct SystemLogState {
+    /// Lines lost since the last report; 0 as long as some are kept.
+    unsigned long lost;
+    /// When to ask again for the sake of what is kept, later each time in vain, at most 1000; 0 when nothing is.
+    unsigned retryMilliseconds;
+};
+/// With `last`, what is still kept then is lost.
+SystemLogState systemLogState(bool last) noexcept;
+/// Another socket in place of /dev/log, for tests; forgets what is kept and counted. A longer path than a socket can
+/// have (107 bytes) is cut.
+void setSystemLogPath(const char* path) noexcept;
+
+/// Writes to a descriptor, also to one that blocks, and takes from the text what was written. Returns when all is, or
+/// when so long nothing was accepted, or, with false, when writing fails. Regular files are not bounded in time. Where
+/// another process fills the same pipe, or a terminal the rest of its buffer, between the look and the write, that
+/// write may wait for the reader.
+bool writeWithin(int descriptor, std::string_view& text, unsigned milliseconds) noexcept;
+/// Writes out what is in the stream's buffer, unless that would wait.
+void flushWithoutWaiting(std::FILE* stream) noexcept;
 
 /// Opens a log file for appending, emptied, for its owner alone; null when it cannot be opened or is a symbolic
 /// link, no regular file or another user's. Not inherited by other programs.

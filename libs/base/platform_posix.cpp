@@ -1,27 +1,26 @@
 #include <fcntl.h>
 #include <linux/futex.h>
+#include <poll.h>
 #include <pthread.h>
+#include <stdio_ext.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
-#include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
 #include <ctime>
-#include <mutex>
 
 #include "libs/base/platform.h"
 
 namespace tessel::platform {
 
 namespace {
-
-constexpr std::array<int, kLogCategories> kPriorities = {LOG_INFO, LOG_DEBUG, LOG_ERR, LOG_CRIT, LOG_WARNING};
 
 /// Makes an opened file ours alone and empty; false for what must not be written to.
 bool takeOver(int descriptor) noexcept {
@@ -30,13 +29,25 @@ bool takeOver(int descriptor) noexcept {
            status.st_nlink == 1 && ::fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && ::ftruncate(descriptor, 0) == 0;
 }
 
-}  // namespace
-
-void systemLog(LogCategory category, const String& body) noexcept {
-    static std::once_flag opened;
-    std::call_once(opened, [] { ::openlog("nebrixclient", LOG_PID, LOG_USER); });
-    ::syslog(kPriorities[static_cast<unsigned>(category)], "%.*s", static_cast<int>(body.length()), body.array());
+/// 1 when the descriptor takes at least PIPE_BUF bytes (or fails) at once, 0 when time is up before, -1 for an error.
+int waitWritable(int descriptor, unsigned milliseconds) noexcept {
+    pollfd entry{descriptor, POLLOUT, 0};
+    int ready = -1;
+    do {
+        ready = ::poll(&entry, 1, static_cast<int>(milliseconds));
+    } while (ready < 0 && errno == EINTR);
+    return ready;
 }
+
+/// What a pipe that polls as writable takes without waiting, cut behind a line where there is one: no other writer
+/// comes between then (POSIX, write()).
+std::string_view atomicPiece(std::string_view text) noexcept {
+    const std::string_view most = text.substr(0, PIPE_BUF);
+    const std::size_t end = most.rfind('\n');
+    return end == std::string_view::npos ? most : most.substr(0, end + 1);
+}
+
+}  // namespace
 
 std::FILE* openLogFile(const char* path) noexcept {
     // Non-blocking, so that a pipe planted under the name cannot hold the program; truncated only once it is known
@@ -70,6 +81,38 @@ std::vector<std::string> takeArguments(int argc, char** argv) {
 String errorText(int systemError) {
     const char* const text = systemError == 0 ? nullptr : ::strerrordesc_np(systemError);
     return text == nullptr ? String() : String::copy(text);
+}
+
+bool writeWithin(int descriptor, std::string_view& text, unsigned milliseconds) noexcept {
+    struct stat status {};
+    const bool regular = ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    while (!text.empty()) {
+        std::string_view piece = text;
+        if (!regular) {
+            const int ready = waitWritable(descriptor, milliseconds);
+            if (ready <= 0) {
+                return ready == 0;
+            }
+            piece = atomicPiece(text);
+        }
+        const ssize_t written = ::write(descriptor, piece.data(), piece.size());
+        if (written < 0 && errno != EINTR) {
+            return errno == EAGAIN;
+        }
+        text.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(written, 0)));
+    }
+    return true;
+}
+
+void flushWithoutWaiting(std::FILE* stream) noexcept {
+    if (::ftrylockfile(stream) != 0) {
+        return;
+    }
+    const std::size_t pending = ::__fpending(stream);
+    if (pending > 0 && pending <= PIPE_BUF && waitWritable(::fileno(stream), 0) > 0) {
+        ::fflush_unlocked(stream);
+    }
+    ::funlockfile(stream);
 }
 
 bool systemNames(SystemNames& out) {

@@ -14,23 +14,27 @@ namespace tessel {
 /// ever dereferences a record that another thread could take meanwhile, so there is no ABA problem and no tag. Every
 /// push onto the stack releases, the exchange acquires: what was written to a record before it was given back is
 /// seen by who takes it. A thread that finds the stack empty makes a new record; beyond kMostBatches what is given
-/// back is deleted. Nothing waits for another thread.
+/// back is deleted. Nothing waits for another thread. There are never more than kMostRecords: what a queue may take of
+/// memory is bounded without a word that every push changes. (Threads keep at most kBatch records each for
+/// themselves: five hundred of them leave half of all to the one that needs most.)
 template <class Record>
 class RecordCache {
 public:
     static constexpr unsigned kBatch = 64;
     static constexpr unsigned kMostBatches = 512;
+    static constexpr unsigned kMostRecords = 65536;
 
-    /// A record in the state in which it was given back, or a new one. Any thread.
-    static Record* take() {
+    /// A record in the state in which it was given back, or a new one; null when there are kMostRecords, or, beyond the
+    /// bound, one more. Any thread. Raises std::bad_alloc.
+    static Record* take(bool bounded) {
         if (s_gone) [[unlikely]] {
-            return new Record;
+            return make(bounded);
         }
         Local& local = here();
         if (local.first == nullptr) {
             local.first = takeBatch();
             if (local.first == nullptr) {
-                return new Record;
+                return make(bounded);
             }
         }
         Record* record = local.first;
@@ -47,15 +51,21 @@ public:
     static void giveBack(Record* first) noexcept {
         if (s_batches.load(std::memory_order_relaxed) >= kMostBatches) {
             while (first != nullptr) {
-                const Record* gone = first;
+                Record* const gone = first;
                 first = first->next;
-                delete gone;
+                destroy(gone);
             }
             return;
         }
         s_batches.fetch_add(1, std::memory_order_relaxed);
         first->nextBatch = nullptr;
         putBack(first, first);
+    }
+
+    /// Instead of giving it back. Any thread.
+    static void destroy(Record* record) noexcept {
+        delete record;
+        s_made.fetch_sub(1, std::memory_order_relaxed);
     }
 
 private:
@@ -75,6 +85,19 @@ private:
     static Local& here() {
         thread_local Local local;
         return local;
+    }
+
+    static Record* make(bool bounded) {
+        if (s_made.fetch_add(1, std::memory_order_relaxed) >= kMostRecords && bounded) {
+            s_made.fetch_sub(1, std::memory_order_relaxed);
+            return nullptr;
+        }
+        try {
+            return new Record;
+        } catch (...) {
+            s_made.fetch_sub(1, std::memory_order_relaxed);
+            throw;
+        }
     }
 
     static Record* takeBatch() noexcept {
@@ -106,6 +129,7 @@ private:
     // Constant-initialised and never destroyed: usable before main() and after it.
     alignas(64) static inline constinit std::atomic<Record*> s_top{nullptr};
     static inline constinit std::atomic<unsigned> s_batches{0};
+    static inline constinit std::atomic<unsigned> s_made{0};
     // Outlives the thread's list, for pushes while the thread's other local objects are destroyed.
     static inline thread_local constinit bool s_gone = false;
 };

@@ -38,6 +38,7 @@ inline constexpr RaiseSite kZipUnpacked{"libs/base/zip", 103};
 inline constexpr RaiseSite kZipUnpack{"libs/base/zip", 118};
 inline constexpr RaiseSite kZipHandler{"libs/base/zip", 140};
 
+inline constexpr RaiseSite kThreadLaunch{"libs/base/thread", 61};
 inline constexpr RaiseSite kThreadHandler{"libs/base/thread", 96};
 
 }  // namespace tessel::sites

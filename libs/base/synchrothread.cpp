@@ -1,12 +1,22 @@
 #include "libs/base/synchrothread.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
+#include <string>
+#include <string_view>
 
+#include "libs/base/platform.h"
 #include "libs/base/threadprivate.h"
 
 namespace tessel {
+
+namespace {
+
+constexpr unsigned kReportMilliseconds = 500;
+
+}  // namespace
 
 void SynchroThread::add(std::shared_ptr<ThreadPrivate> thread) {
     const Lock lock(m_mutex);
@@ -54,12 +64,14 @@ void SynchroThread::waitAtExit() {
         const Lock lock(m_mutex);
         survivors = m_running;
     }
-    std::fprintf(stderr, "SynchroThread::~SynchroThread\tcannot wait for all threads termination for: %us\n",
-                 m_limit / 1000);
-    std::fprintf(stderr, "got %u remaining threads\nSurvivors:\n", static_cast<unsigned>(survivors.size()));
+    std::string report = "SynchroThread::~SynchroThread\tcannot wait for all threads termination for: " +
+                         std::to_string(m_limit / 1000) + "s\ngot " + std::to_string(survivors.size()) +
+                         " remaining threads\nSurvivors:\n";
     for (const auto& survivor : survivors) {
-        std::fprintf(stderr, "%s\n", survivor->name().str());
+        report.append(survivor->name().view()).append("\n");
     }
+    std::string_view left = report;
+    platform::writeWithin(STDERR_FILENO, left, kReportMilliseconds);
 }
 
 }  // namespace tessel

@@ -2,13 +2,28 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <new>
 #include <thread>
 
+#include "libs/base/console.h"
 #include "libs/base/globals.h"
 #include "libs/base/threadname.h"
 #include "libs/base/threadprivate.h"
 
 namespace tessel {
+
+namespace {
+
+[[noreturn]] void endProcess() {
+    constexpr unsigned kLastWordsMilliseconds = 1000;
+    if (Console* const console = Console::instance()) {
+        console->flush(kLastWordsMilliseconds);
+    }
+    std::abort();
+}
+
+}  // namespace
 
 Thread::Thread(const String& name, Priority priority, bool synchronised)
     : m_private(std::make_shared<ThreadPrivate>(*this, name, priority, synchronised)) {
@@ -20,7 +35,18 @@ Thread::Thread(const String& name) : m_private(std::make_shared<ThreadPrivate>(*
 
 Thread::~Thread() { m_private->abandon(); }
 
-void Thread::run(bool noWait) { m_private->run(noWait); }
+void Thread::launch(bool noWait) { m_private->launch(noWait); }
+
+void Thread::run(bool noWait) {
+    try {
+        launch(noWait);
+    } catch (const EThread&) {
+        endProcess();
+    } catch (const std::bad_alloc&) {
+        endProcess();
+    }
+}
+
 bool Thread::join(unsigned long timeoutMs) { return m_private->join(timeoutMs); }
 void Thread::killThread() { m_private->kill(); }
 

@@ -2,12 +2,16 @@
 
 #include <memory>
 
+#include "libs/base/exception.h"
 #include "libs/base/mutex.h"
 #include "libs/base/string.h"
 
 namespace tessel {
 
 class ThreadPrivate;
+
+/// A thread could not be created.
+TESSEL_EXCEPTION(EThread, Exception);
 
 /// What a thread keeps for a key; deleted when the thread ends or the key is set anew.
 class ThreadLocalData {
@@ -20,6 +24,7 @@ public:
 ///
 /// The derived class's destructor must see to it that the thread has ended (join()): main() uses its members.
 /// Every operation may be called on any thread.
+/// In a forked child no Thread runs, but may be run again: join() does not wait for what runs in the parent.
 class Thread {
 public:
     /// 0 runs as others do, above 0 better, below 0 worse: advice to the scheduler, in steps of niceness.
@@ -33,7 +38,10 @@ public:
     virtual ~Thread();
 
     /// Starts main() on a thread of its own; does nothing while that thread runs. Unless noWait, returns only when
-    /// the new thread has begun. A thread that cannot be created is logged and ends the process.
+    /// the new thread has begun. A thread that cannot be created is logged and raises EThread with the system's error
+    /// code (pthread_create(3)); the object is then as it was before and may try again.
+    void launch(bool noWait = false);
+    /// The same for who cannot go on without the thread: one that cannot be created is logged and aborts the process.
     void run(bool noWait = false);
     /// Waits until the thread has ended, kNoLimit or so many milliseconds; whether it has. A thread that was never
     /// run has ended; joining oneself returns false at once.

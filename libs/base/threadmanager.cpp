@@ -11,36 +11,39 @@ void MainThread::adopt() { m_private->adoptInitialThread(); }
 void MainThread::main() { log(LogCategory::Error, "MainThread", "main", "NEVER CALL ME"); }
 
 void ThreadManager::init() {
-    m_mainThread = std::make_unique<MainThread>();
+    try {
+        m_mainThread = std::make_unique<MainThread>();
+    } catch (...) {
+        // The initial thread is then one that was made by others.
+    }
     m_keyMade = ::pthread_key_create(&m_key, nullptr) == 0;
     if (!m_keyMade) {
         log(LogCategory::Error, "ThreadManager", "init", "Unable to create the currentThreadKey");
     }
-    if (platform::isInitialThread()) {
+    if (m_mainThread != nullptr && platform::isInitialThread()) {
         adoptInitialThread();
     }
 }
 
 void ThreadManager::adoptInitialThread() {
     m_mainThread->adopt();
+    setCurrent(m_mainThread->m_private.get());
+}
+
+void ThreadManager::setCurrent(ThreadPrivate* thread) noexcept {
     if (m_keyMade) {
-        ::pthread_setspecific(m_key, m_mainThread->m_private.get());
+        ::pthread_setspecific(m_key, thread);
     }
 }
 
-void ThreadManager::add(ThreadPrivate& thread) {
-    if (m_keyMade) {
-        ::pthread_setspecific(m_key, &thread);
-    }
+void ThreadManager::add(std::shared_ptr<ThreadPrivate> thread) {
     const Lock lock(m_section);
-    m_running.emplace(&thread, thread.shared_from_this());
+    const ThreadPrivate* const key = thread.get();
+    m_running.insert_or_assign(key, std::move(thread));
 }
 
-void ThreadManager::remove(ThreadPrivate& thread) {
+void ThreadManager::remove(const ThreadPrivate& thread) {
     std::shared_ptr<ThreadPrivate> dropped;
-    if (m_keyMade) {
-        ::pthread_setspecific(m_key, nullptr);
-    }
     const Lock lock(m_section);
     if (const auto found = m_running.find(&thread); found != m_running.end()) {
         dropped = std::move(found->second);
@@ -53,7 +56,7 @@ Thread* ThreadManager::current() noexcept {
         return nullptr;
     }
     auto* thread = static_cast<ThreadPrivate*>(::pthread_getspecific(m_key));
-    if (thread == nullptr && platform::isInitialThread()) {
+    if (thread == nullptr && m_mainThread != nullptr && platform::isInitialThread()) {
         // The globals were made by another thread.
         adoptInitialThread();
         return m_mainThread.get();

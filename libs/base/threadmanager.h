@@ -33,9 +33,11 @@ public:
     /// Makes the key of the current thread, and the object of the initial one. Called once, before anything else.
     void init();
 
-    /// Called by the running thread itself when it begins and when it ends.
-    void add(ThreadPrivate& thread);
-    void remove(ThreadPrivate& thread);
+    /// From just before the thread is created (std::bad_alloc when it cannot be noted) until it ends or is not created.
+    void add(std::shared_ptr<ThreadPrivate> thread);
+    void remove(const ThreadPrivate& thread);
+    /// Called by the running thread itself when it begins, and with null when it ends.
+    void setCurrent(ThreadPrivate* thread) noexcept;
 
     /// The toolkit thread that calls, or null on a thread made by others.
     [[nodiscard]] Thread* current() noexcept;
@@ -49,11 +51,11 @@ private:
 
     bool m_keyMade = false;  // constant after init()
     pthread_key_t m_key{};
-    std::unique_ptr<MainThread> m_mainThread;
+    std::unique_ptr<MainThread> m_mainThread;  // null when there was no memory for it
 
     mutable Mutex m_section;
     // Guarded by m_section:
-    std::map<ThreadPrivate*, std::shared_ptr<ThreadPrivate>> m_running;
+    std::map<const ThreadPrivate*, std::shared_ptr<ThreadPrivate>> m_running;
 };
 
 }  // namespace tessel

@@ -4,6 +4,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <thread>
 
 #include "libs/base/mutex.h"
 #include "libs/base/numbers.h"
@@ -39,12 +40,20 @@ String readName() {
 }
 
 /// The name as static bytes: a line in a log then takes no count that all threads share. Beyond so many different
-/// names they stay counted.
+/// names they stay counted, and where the table is busy for long, as it may be for ever in a forked child.
 String intern(const String& name) {
     constexpr unsigned kMostNames = 1024;
+    constexpr int kMostTries = 1000;
     static auto* const mutex = new Mutex;
     static auto* const names = new std::set<std::string, std::less<>>;
-    const Lock lock(*mutex);
+    UniqueLock lock(*mutex, std::try_to_lock);
+    for (int tries = 1; !lock.owns_lock(); ++tries) {
+        if (tries == kMostTries) {
+            return name;
+        }
+        std::this_thread::yield();
+        static_cast<void>(lock.try_lock());
+    }
     auto found = names->find(name.view());
     if (found == names->end()) {
         if (names->size() >= kMostNames) {

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
-#include "libs/base/console.h"
 #include "libs/base/exception.h"
 #include "libs/base/globals.h"
 #include "libs/base/log.h"
@@ -37,12 +37,11 @@ String launchError(int code) {
 }
 
 [[noreturn]] void launchFailed(int code) {
-    log(LogCategory::Error, "Thread", "run", launchError(code));
-    log(LogCategory::Error, "Thread", "run", std::strerror(code));
-    if (const auto console = Console::current()) {
-        console->flush(1000);
-    }
-    std::abort();
+    const String words = launchError(code);
+    const String reason = String::copy(std::strerror(code));
+    log(LogCategory::Error, "Thread", "run", words);
+    log(LogCategory::Error, "Thread", "run", reason);
+    throw EThread(code, words + ": " + reason, String(sites::kThreadLaunch.file), sites::kThreadLaunch.line);
 }
 
 }  // namespace
@@ -53,10 +52,11 @@ ThreadPrivate::ThreadPrivate(Thread& owner, const String& name, Thread::Priority
 /// What a running thread is known by while its main() runs; leaves also when the thread is cancelled.
 class ThreadPrivate::Presence {
 public:
-    explicit Presence(ThreadPrivate& self) : m_self(self) { Globals::instance().threads().add(m_self); }
+    explicit Presence(ThreadPrivate& self) : m_self(self) { Globals::instance().threads().setCurrent(&m_self); }
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;
     ~Presence() {
+        Globals::instance().threads().setCurrent(nullptr);
         Globals::instance().threads().remove(m_self);
         m_self.leave();
     }
@@ -67,7 +67,6 @@ private:
 
 void* ThreadPrivate::threadFunction(void* argument) {
     const std::unique_ptr<std::shared_ptr<ThreadPrivate>> self(static_cast<std::shared_ptr<ThreadPrivate>*>(argument));
-    // Known before it counts as begun: who waited in run() finds it in the registry.
     const Presence presence(**self);
     (*self)->begin();
     (*self)->callMain();
@@ -114,48 +113,76 @@ void ThreadPrivate::leave() {
     m_endedCondition.broadcast();
 }
 
-void ThreadPrivate::run(bool noWait) {
+void ThreadPrivate::launch(bool noWait) {
     UniqueLock lock(m_mutex);
     if (active()) {
         return;
     }
     reap();
     m_state = State::Starting;
+    m_generation.store(ForkGate::generation());
     ++m_run;
-    // Counted before it begins, so that an exit of the process at any moment finds it.
-    if (m_synchronised) {
-        Globals::instance().synchroThread().add(shared_from_this());
+    if (const int code = create(); code != 0) {
+        m_state = State::Idle;
+        lock.unlock();
+        launchFailed(code);
     }
-    create();
+    m_reapable = true;
     while (!noWait && m_state == State::Starting) {
         m_started.wait(lock);
     }
 }
 
-void ThreadPrivate::create() {
+int ThreadPrivate::create() {
     pthread_attr_t attributes;
     ::pthread_attr_init(&attributes);
     int code = m_stackSize == 0 ? 0 : ::pthread_attr_setstacksize(&attributes, m_stackSize);
-    auto self = std::make_unique<std::shared_ptr<ThreadPrivate>>(shared_from_this());
     if (code == 0) {
-        code = ::pthread_create(&m_handle, &attributes, &threadFunction, self.get());
+        try {
+            // Nothing that the new thread does at its beginning may need memory: there would be nobody to tell.
+            auto self = std::make_unique<std::shared_ptr<ThreadPrivate>>(shared_from_this());
+            enlist();
+            code = ::pthread_create(&m_handle, &attributes, &threadFunction, self.get());
+            if (code == 0) {
+                static_cast<void>(self.release());
+            }
+        } catch (const std::bad_alloc&) {
+            code = ENOMEM;
+        }
     }
     ::pthread_attr_destroy(&attributes);
     if (code != 0) {
-        launchFailed(code);
+        strikeOff();
     }
-    static_cast<void>(self.release());
-    m_reapable = true;
+    return code;
+}
+
+void ThreadPrivate::enlist() {
+    Globals::instance().threads().add(shared_from_this());
+    // Counted before it begins, so that an exit of the process at any moment finds it.
+    if (m_synchronised) {
+        Globals::instance().synchroThread().add(shared_from_this());
+    }
+}
+
+void ThreadPrivate::strikeOff() {
+    Globals::instance().threads().remove(*this);
+    if (m_synchronised) {
+        Globals::instance().synchroThread().remove(*this);
+    }
 }
 
 void ThreadPrivate::reap() {
     // After its end the thread needs the mutex no more, so that it may be held here.
-    if (std::exchange(m_reapable, false)) {
+    if (std::exchange(m_reapable, false) && !elsewhere()) {
         ::pthread_join(m_handle, nullptr);
     }
 }
 
 bool ThreadPrivate::join(unsigned long timeoutMs) {
+    if (elsewhere()) {
+        return true;
+    }
     if (isMyThread()) {
         return false;
     }
@@ -191,6 +218,9 @@ void ThreadPrivate::kill() {
 }
 
 void ThreadPrivate::abandon() {
+    if (elsewhere()) {
+        return;
+    }
     const bool mine = isMyThread();
     const Lock lock(m_mutex);
     m_owner = nullptr;
@@ -209,6 +239,9 @@ void ThreadPrivate::adoptInitialThread() {
 }
 
 bool ThreadPrivate::isRunning() const {
+    if (elsewhere()) {
+        return false;
+    }
     const Lock lock(m_mutex);
     return active();
 }

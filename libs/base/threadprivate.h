@@ -2,10 +2,12 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 
 #include "libs/base/condition.h"
+#include "libs/base/forkgate.h"
 #include "libs/base/thread.h"
 
 namespace tessel {
@@ -22,7 +24,7 @@ public:
     ThreadPrivate& operator=(const ThreadPrivate&) = delete;
     ~ThreadPrivate() = default;
 
-    void run(bool noWait);
+    void launch(bool noWait);
     bool join(unsigned long timeoutMs);
     void kill();
     /// The Thread object goes: what has ended is reaped, what still runs is left to itself.
@@ -54,12 +56,23 @@ private:
     void begin();
     void callMain() noexcept(false);
     void leave();
-    void create();
+    /// Creates the thread; the system's error code, or 0.
+    int create();
+    /// Notes the thread where it is looked for, or takes that back.
+    void enlist();
+    void strikeOff();
     void reap();
-    [[nodiscard]] bool active() const noexcept { return m_state == State::Starting || m_state == State::Running; }
+    [[nodiscard]] bool active() const noexcept {
+        return !elsewhere() && (m_state == State::Starting || m_state == State::Running);
+    }
+    /// Whether what was run last was run in a process that this one is a forked child of: it is not here, and who
+    /// waited for it or held the mutex then may not be either.
+    [[nodiscard]] bool elsewhere() const noexcept { return m_generation.load() != ForkGate::generation(); }
 
     const Thread::Priority m_priority;
     const bool m_synchronised;
+
+    std::atomic<unsigned> m_generation{ForkGate::generation()};  // of the last run
 
     Condition m_started;
     Condition m_endedCondition;

@@ -1,11 +1,13 @@
 #include "tests/base/allocationcounter.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
 thread_local unsigned long t_allocations = 0;
+std::atomic<unsigned long> g_untilFailure{0};
 
 }  // namespace
 
@@ -31,23 +33,38 @@ void ignoreRelease(const volatile void*) {}
 
 #else
 
-void* operator new(std::size_t size) {
+static void* checked(void* storage) {
     ++t_allocations;
-    void* storage = std::malloc(size == 0 ? 1 : size);
+    if (g_untilFailure.load() != 0 && g_untilFailure.fetch_sub(1) == 1) {
+        std::free(storage);
+        storage = nullptr;
+    }
     if (storage == nullptr) {
         throw std::bad_alloc();
     }
     return storage;
 }
 
+void* operator new(std::size_t size) { return checked(std::malloc(size == 0 ? 1 : size)); }
+
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return checked(std::aligned_alloc(static_cast<std::size_t>(alignment), size));
+}
+
 void operator delete(void* storage) noexcept { std::free(storage); }
 
 void operator delete(void* storage, std::size_t) noexcept { std::free(storage); }
+
+void operator delete(void* storage, std::align_val_t) noexcept { std::free(storage); }
+
+void operator delete(void* storage, std::size_t, std::align_val_t) noexcept { std::free(storage); }
 
 #endif
 
 namespace test {
 
 unsigned long allocations() noexcept { return t_allocations; }
+
+void failAllocation(unsigned long number) noexcept { g_untilFailure.store(number); }
 
 }  // namespace test

@@ -2,18 +2,28 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <memory>
+#include <regex>
 #include <sstream>
 #include <thread>
 #include <tuple>
 #include <vector>
 
 #include "libs/base/consoleline.h"
+#include "libs/base/file.h"
 #include "libs/base/numbers.h"
+#include "libs/base/platform.h"
 #include "libs/base/semaphore.h"
+#include "tests/base/allocationcounter.h"
 #include "tests/support/logfile.h"
+#include "tests/support/privatehome.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
 
@@ -25,6 +35,7 @@ using namespace nebrix::test;
 using ::testing::ContainsRegex;
 using ::testing::EndsWith;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 constexpr LogCategory kAll[] = {LogCategory::Trace, LogCategory::Debug, LogCategory::Error, LogCategory::Assert,
                                 LogCategory::Warning};
@@ -33,10 +44,53 @@ constexpr LogCategory kAll[] = {LogCategory::Trace, LogCategory::Debug, LogCateg
 struct ConsoleTest : ::testing::Test {
     void log(LogCategory category, const String& text) { console->log(category, "Class", "method", text); }
     String file(const char* name) { return String::copy(directory.path(name)); }
+    [[nodiscard]] std::string written(const char* name) const { return readFile(directory.path(name)); }
+    /// The number in front of these words in the file of warnings, once it is there.
+    unsigned long reported(const char* words);
 
     SystemLogCapture system;
     TemporaryDirectory directory;
     gc::Pointer<Console> console{new Console};
+};
+
+unsigned long ConsoleTest::reported(const char* words) {
+    std::smatch match;
+    const std::regex line("WARNING Console\\.\\w+ ([0-9]+) lines? (was|were) " + std::string(words));
+    for (int tries = 0; tries < 10'000; ++tries) {
+        Semaphore().acquire(1);
+        const std::string text = written("log");
+        if (std::regex_search(text, match, line)) {
+            return std::stoul(match[1]);
+        }
+    }
+    return 0;
+}
+
+/// A datagram socket under a name, in the place of a log daemon's.
+class Daemon {
+public:
+    explicit Daemon(const std::string& path) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        ::unlink(path.c_str());
+        EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    }
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+    ~Daemon() { ::close(m_socket); }
+    /// The next datagram; empty when none comes.
+    [[nodiscard]] std::string receive() const {
+        std::string text(512 * 1024, '\0');
+        pollfd entry{m_socket, POLLIN, 0};
+        ::poll(&entry, 1, 30'000);
+        const ssize_t length = ::recv(m_socket, text.data(), text.size(), MSG_DONTWAIT);
+        text.resize(static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+        return text;
+    }
+
+private:
+    int m_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
 
 TEST(ConsoleLine, bodiesAreBoundedAndOfOneLine) {
@@ -45,6 +99,12 @@ TEST(ConsoleLine, bodiesAreBoundedAndOfOneLine) {
         {"m", "a\r\nb\t\x7f\x01", ".m a\\x0d\\x0ab\\x09\\x7f\\x01"},
         {"m", "0123456789abcdef\n", ".m 0123456789abcdef\\x0a"},
         {"m", "caf\xc3\xa9 \xe2\x82\xac", ".m caf\xc3\xa9 \xe2\x82\xac"},
+        {"m", "\xc2\x80\xc2\xa0\xc2\x9f", ".m \\xc2\\x80\xc2\xa0\\xc2\\x9f"},
+        {"m", "\xd8\x9c\xe2\x80\x8f", ".m \\xd8\\x9c\\xe2\\x80\\x8f"},
+        {"m", "\xe2\x80\xa8\xe2\x80\xaf", ".m \\xe2\\x80\\xa8\xe2\x80\xaf"},
+        {"m", "\xe2\x81\xa6\xf0\x9f\x99\x82", ".m \\xe2\\x81\\xa6\xf0\x9f\x99\x82"},
+        {"m", "\x9b\xc3(\xed\xa0\x80", ".m \\x9b\\xc3(\\xed\\xa0\\x80"},
+        {"m", "\xe0\x82\x9b\xe2\x80", ".m \\xe0\\x82\\x9b\\xe2\\x80"},
         {"m", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", ".m xxxxxxxxxxxxxxxxxxxx..."},
         {"m", "xxxxxxxxxxxxxxxxxx\xe2\x82\xac\xe2\x82\xac", ".m xxxxxxxxxxxxxxxxxx..."},
         {"m", "xxxxxxxxxxxxxxxxxxxxxxx", ".m xxxxxxxxxxxxxxxxxxxxxxx"},
@@ -174,6 +234,134 @@ TEST_F(ConsoleTest, whatIsQueuedAtQuitIsLostAndLaterLinesAreWrittenAtOnce) {
     log(LogCategory::Trace, "at once");
     EXPECT_THAT(readFile(directory.path("log")), EndsWith("[main] TRACE Class.method at once\n"));
     console->quit_and_join();
+}
+
+TEST_F(ConsoleTest, aFullSystemLogDelaysNothingAndItsLossIsCounted) {
+    constexpr unsigned kLines = 3000;
+    console = Console::current();  // who tells of the system log
+    auto daemon = std::make_unique<Daemon>(directory.path("socket"));
+    platform::setSystemLogPath(directory.path("socket").c_str());
+    Console::setSystemLogSink(nullptr);
+    for (const LogCategory category : kAll) {
+        console->setStream(category, "null");
+    }
+    console->setStream(LogCategory::Trace, file("log"));
+    for (unsigned i = 0; i < kLines; ++i) {
+        log(LogCategory::Trace, String("line " + toString(i) + String::copy(std::string(100, 'x').c_str())));
+    }
+    ASSERT_TRUE(console->flush(5000));
+    EXPECT_EQ(LogFile(directory.path("log")).count("TRACE", "Class.method", "*"), kLines);
+    console->setStream(LogCategory::Warning, file("log"));  // empties it
+    EXPECT_THAT(daemon->receive(),
+                ContainsRegex("^<14>[A-Z][a-z][a-z] [ 1-3][0-9] [0-9:]{8} nebrixclient\\[" +
+                              std::to_string(::getpid()) + "\\]: \\[main\\] TRACE Class.method line 0x+$"));
+    unsigned taken = 2;  // that one, and the one that says what was lost
+    for (std::string next; (next = daemon->receive()).find("not taken") == std::string::npos && !next.empty();) {
+        ++taken;
+    }
+    EXPECT_EQ(taken + reported("not taken by the system log"), kLines + 1);
+
+    daemon = std::make_unique<Daemon>(directory.path("socket"));  // started anew
+    log(LogCategory::Error, "after");
+    console->flush(5000);
+    EXPECT_THAT(daemon->receive(), StartsWith("<11>"));
+    platform::systemLog(LogCategory::Trace, String::copy(std::string(400'000, 'x').c_str()));
+    EXPECT_GT(daemon->receive().size(), 50'000U) << "cut to what a datagram takes";
+    Console::setSystemLogSink([](LogCategory, const String&) {});
+    for (const LogCategory category : kAll) {
+        console->setStream(category, "stdout");
+    }
+}
+
+TEST_F(ConsoleTest, aPipeThatNobodyReadsStopsNoFileAndItsLossIsCounted) {
+    constexpr long kLines = 20'000;
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    console->setStream(LogCategory::Trace, ::fdopen(ends[1], "w"), "pipe");
+    console->setStream(LogCategory::Warning, file("log"));
+    for (long i = 0; i < kLines; ++i) {
+        log(LogCategory::Trace, String("line " + toString(i)));
+    }
+    log(LogCategory::Warning, "beside it");
+    EXPECT_FALSE(console->flush(30'000)) << "and says so at once";
+    EXPECT_THAT(written("log"), EndsWith("beside it\n"));
+    long lines = 0;
+    std::thread reader([&] {
+        std::string text(1 << 16, '\0');
+        for (ssize_t n = 0; (n = ::read(ends[0], text.data(), text.size())) > 0;) {
+            lines += std::count(text.begin(), text.begin() + n, '\n');
+        }
+    });
+    const auto lost = static_cast<long>(reported("lost: their destination did not accept them"));
+    console->setStream(LogCategory::Trace, "null");  // closes it
+    reader.join();
+    ::close(ends[0]);
+    EXPECT_EQ(lines + lost, kLines);
+}
+
+TEST_F(ConsoleTest, theQueueIsBoundedAndWhatItDropsIsCounted) {
+    console->setStream(LogCategory::Error, "null");
+    console->setStream(LogCategory::Warning, file("log"));
+    Console::setSystemLogSink([](LogCategory, const String&) {
+        sinkEntered.release();
+        sinkMayLeave.acquire();
+    });
+    log(LogCategory::Error, "held");
+    sinkEntered.acquire();
+    Console::setSystemLogSink([](LogCategory, const String&) {});
+    constexpr unsigned kLong = 20;
+    constexpr unsigned kBytes = 1024 * 1024;
+    const String text = String::copy(std::string(kBytes - sizeof "mainClassmethod" + 1, 'x').c_str());
+    for (unsigned i = 0; i < kLong; ++i) {
+        log(LogCategory::Error, text);
+    }
+    constexpr unsigned kShort = 2000;
+    for (unsigned i = 0; i < Console::kMostQueuedLines + kShort; ++i) {
+        log(LogCategory::Error, "short");
+    }
+    sinkMayLeave.release();
+    const unsigned long dropped = reported("dropped: more came than could be written");
+    EXPECT_GE(dropped, kLong + kShort);
+    EXPECT_LT(dropped, kLong + kShort + 500) << "but for records that threads keep";
+}
+
+TEST_F(ConsoleTest, aSinkThatRaisesAndMemoryThatEndsCostALineAtMost) {
+    console->setStream(LogCategory::Trace, file("log"));
+    Console::setSystemLogSink([](LogCategory, const String&) { throw 5; });
+    log(LogCategory::Trace, "raised");
+    EXPECT_TRUE(console->flush(30'000));
+    for (unsigned long number = 1; number < 60; ++number) {
+        test::failAllocation(number);
+        console->log(LogCategory::Trace, "thread", "Class", "method", "doubtful\n");
+        console->flush(30'000);
+        test::failAllocation(0);
+        log(LogCategory::Trace, String("certain " + toString(number)));
+        ASSERT_TRUE(console->flush(30'000)) << number;
+        EXPECT_THAT(written("log"), EndsWith("certain " + std::to_string(number) + "\n"));
+    }
+}
+
+TEST_F(ConsoleTest, aConsoleOfOnesOwnWritesWhatIsQueuedAtItsEnd) {
+    console->setStream(LogCategory::Trace, file("log"));
+    for (int i = 0; i < 5000; ++i) {
+        log(LogCategory::Trace, "text");
+    }
+    console.clear();
+    EXPECT_EQ(LogFile(directory.path("log")).count("TRACE", "Class.method", "text"), 5000U);
+}
+
+TEST_F(ConsoleTest, aFileThatIsNotOursGivesWayToOneInTheUsersDirectory) {
+    const PrivateHome home;
+    ASSERT_EQ(::symlink("elsewhere", directory.path("log").c_str()), 0);
+    console->setStreams(file("log"), "own.log");
+    const String own = File::getUserApplicationDataDirectory() + "own.log";
+    for (const LogCategory category : kAll) {
+        EXPECT_EQ(console->getFilename(category), own);
+    }
+    EXPECT_TRUE(console->flush(30'000));
+    EXPECT_THAT(readFile(own.str()), EndsWith("cannot be written, the log goes to " + std::string(own.view()) + "\n"));
+    EXPECT_FALSE(console->setStream(LogCategory::Trace, file("log")));
+    EXPECT_EQ(console->getFilename(LogCategory::Trace), "null");
 }
 
 TEST_F(ConsoleTest, tellsTheSystem) {

@@ -1,7 +1,10 @@
 // Ends in the way that its argument names; the exit test looks at what comes out.
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "libs/base/console.h"
@@ -37,6 +40,52 @@ private:
     unsigned m_milliseconds;
 };
 
+/// Lets standard output be a pipe that nobody reads, and logs more than it holds.
+void fillOutput() {
+    int ends[2];
+    if (::pipe(ends) != 0 || ::dup2(ends[1], STDOUT_FILENO) < 0) {
+        std::abort();
+    }
+    Console::start();
+    for (int i = 0; i < 20'000; ++i) {
+        log(LogCategory::Error, "Probe", "main", "line ", i);
+    }
+}
+
+/// Has no thread created any more.
+void refuseThreads() {
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    ::pthread_attr_setstacksize(&attributes, 1UL << 46U);
+    ::pthread_setattr_default_np(&attributes);
+    Console::start();
+    log(LogCategory::Error, "Probe", "main", "written by its caller");
+}
+
+/// Forks while the console writes and there is all that an exit waits for; each child logs a line and exits.
+void forkOften(Waiter& waiter) {
+    Console::start();
+    waiter.held = new gc::ObjectDispose;
+    waiter.run();
+    bool ended = true;
+    for (int i = 0; i < 6; ++i) {
+        for (int line = 0; line < 200; ++line) {
+            log(LogCategory::Trace, "Probe", "main", "line ", line);
+        }
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::alarm(20);
+            waiter.join();
+            log(LogCategory::Error, "Probe", "main", "of the child");
+            std::exit(0);
+        }
+        int status = -1;
+        ended = ::waitpid(child, &status, 0) == child && status == 0 && ended;
+    }
+    Console::instance()->flush(30'000);
+    ::_exit(ended ? 0 : 1);
+}
+
 }  // namespace
 
 int main(int, char** arguments) {
@@ -57,6 +106,12 @@ int main(int, char** arguments) {
         waiter->run();
     } else if (how == "finishing") {
         waiter->run();
+    } else if (how == "blocked") {
+        fillOutput();
+    } else if (how == "threadless") {
+        refuseThreads();
+    } else if (how == "forked") {
+        forkOften(*new Waiter("parent's", 60'000, true));
     }
     std::fprintf(stderr, "left main\n");
     return 0;

@@ -30,6 +30,28 @@ TEST(Exit, whatIsQueuedIsWrittenAndLaterLinesAtOnce) {
     EXPECT_THAT(end.output, Not(HasSubstr("before main")));
 }
 
+TEST(Exit, neitherAPipeThatNobodyReadsNorAMissingThreadHoldsTheProcess) {
+    const Finished blocked = probe("blocked");
+    EXPECT_EQ(blocked.status, 0);
+    EXPECT_EQ(blocked.errors, "left main\n");
+    const Finished threadless = probe("threadless");
+    EXPECT_EQ(threadless.status, 0);
+    EXPECT_THAT(threadless.output, HasSubstr("[main] ERROR Probe.main written by its caller\n"));
+}
+
+TEST(Exit, aForkedChildEndsAndItsLinesAreWrittenOnce) {
+    // What the threads hold that a child has not would be taken for leaks.
+    const Finished end = nebrix::test::runProgram({"env", "ASAN_OPTIONS=detect_leaks=0", NEBRIX_EXIT_PROBE, "forked"});
+    EXPECT_EQ(end.status, 0);
+    std::size_t lines = 0;
+    for (std::size_t at = 0; (at = end.output.find("of the child\n", at)) != std::string::npos; ++at) {
+        ++lines;
+    }
+    EXPECT_EQ(lines, 6U);
+    EXPECT_EQ(std::count(end.output.begin(), end.output.end(), '\n'), 6 * (200 + 1 + 1))
+        << "each child's destructor logs, too";
+}
+
 TEST(Exit, survivorsAreReportedAfterFiveSeconds) {
     const auto start = std::chrono::steady_clock::now();
     const Finished end = probe("survivors");

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <thread>
 
@@ -128,6 +130,26 @@ TEST(Thread, waitEndsByWakeUp) {
     }
     task.wakeUp();
     EXPECT_TRUE(task.join(30'000));
+}
+
+TEST(Thread, onePerhapsCannotBeCreatedAndThenMayTryAgain) {
+    bool ran = false;
+    Task task([&] { ran = true; });
+    const unsigned others = Globals::instance().threads().count();
+    task.setStackSize(1UL << 46U);
+    try {
+        task.launch();
+        FAIL();
+    } catch (const EThread& caught) {
+        EXPECT_EQ(caught.getErrorCode(), EAGAIN);
+        EXPECT_EQ(caught.getMessage(),
+                  "Not enough system resources to create the thread: " + String::copy(std::strerror(EAGAIN)));
+    }
+    EXPECT_TRUE(!task.isRunning() && task.join());
+    EXPECT_EQ(Globals::instance().threads().count(), others);
+    task.setStackSize(0);
+    task.launch();
+    EXPECT_TRUE(task.join() && ran);
 }
 
 TEST(FifoNoBlockPush, popTimesOutAndEveryPushWakesASleeper) {

@@ -99,7 +99,7 @@ protected:
     const Act& m_act = GetParam();
 };
 
-TEST_P(Acts, AreAnsweredByTheseNotificationsAlone) {
+TEST_P(Acts, areAnsweredByTheseNotificationsAlone) {
     ASSERT_NO_FATAL_FAILURE(reach());
     if (!in("dispatch")) {
         act();
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Driver, Acts, testing::ValuesIn(kActs),
 
 class ClientTest : public DriverTest {};
 
-TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
+TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
     serve();
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_notify.waitFor("vpn up"));
@@ -163,7 +163,7 @@ TEST_F(ClientTest, ATunnelRunsFromTheLinkUntilItIsStopped) {
     EXPECT_TRUE(logged("[nebrixclient] TRACE NebrixClientPluginDll.loadDll Module loaded"));
 }
 
-TEST_F(ClientTest, AStopThatMeetsTheComponentAtAnyMomentIsKept) {
+TEST_F(ClientTest, aStopThatMeetsTheComponentAtAnyMomentIsKept) {
     serve();
     for (unsigned round = 0; round < 8; ++round) {
         m_notify.clear();
@@ -180,7 +180,7 @@ TEST_F(ClientTest, AStopThatMeetsTheComponentAtAnyMomentIsKept) {
     }
 }
 
-TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
+TEST_F(ClientTest, aDriverThatGoesEndsWhatRuns) {
     serve({Fault::Silent});
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_gateway->requests().waitFor("/mediation/", 1, std::chrono::seconds(20)));
@@ -192,7 +192,7 @@ TEST_F(ClientTest, ADriverThatGoesEndsWhatRuns) {
     EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
 }
 
-TEST_F(ClientTest, ACancelLastsUntilTheNextAttempt) {
+TEST_F(ClientTest, aCancelLastsUntilTheNextAttempt) {
     for (const Fault fault : {Fault::Silent, Fault::ArchiveSilent}) {
         serve({fault});
         start(ComponentType::Hostchecker);

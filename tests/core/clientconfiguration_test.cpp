@@ -37,7 +37,7 @@ struct Catcher final : ClientConfigurationDispatcher {
     NoTunnelClientPluginDllConfiguration* noTunnel = nullptr;
 };
 
-TEST(ClientConfiguration, ReadsEachTypeWholeAndDispatchesItToItsOverload) {
+TEST(ClientConfiguration, readsEachTypeWholeAndDispatchesItToItsOverload) {
     const auto configuration = load(object("plugindll", kPlugin));
     Catcher caught;
     configuration->accept(caught);
@@ -65,7 +65,7 @@ TEST(ClientConfiguration, ReadsEachTypeWholeAndDispatchesItToItsOverload) {
     EXPECT_THROW(static_cast<void>(others.hostchecker->hostcheckerDlls.current()), EConfUsingMissingOptionalConf);
 }
 
-TEST(ClientConfiguration, RefusesTypesItDoesNotKnow) {
+TEST(ClientConfiguration, refusesTypesItDoesNotKnow) {
     for (const char* type : {"PluginDll", "", "plugindll "}) {
         EXPECT_THROW(load(object(type, kPlugin)), EClientConfiguration) << type;
     }
@@ -73,7 +73,7 @@ TEST(ClientConfiguration, RefusesTypesItDoesNotKnow) {
     EXPECT_THROW(load(R"({"type":null})"), EConfMissingKey);
 }
 
-TEST(ClientConfiguration, EveryRequiredKeyIsMissed) {
+TEST(ClientConfiguration, everyRequiredKeyIsMissed) {
     const std::pair<std::string, std::string> kinds[] = {
         {"plugindll", kPlugin}, {"plugindllnotunnel", kNoTunnel}, {"hostchecker", kHostchecker}};
     for (const auto& [type, keys] : kinds) {
@@ -94,7 +94,7 @@ TEST(ClientConfiguration, EveryRequiredKeyIsMissed) {
     }
 }
 
-TEST(MediationResponse, ReadsItsKeysAndSaysWhatFails) {
+TEST(MediationResponse, readsItsKeysAndSaysWhatFails) {
     const std::tuple<const char*, int> bad[] = {{"", 59},
                                                 {"<html>", 59},
                                                 {R"({"success":true,"result":{})", 59},
@@ -121,7 +121,7 @@ TEST(MediationResponse, ReadsItsKeysAndSaysWhatFails) {
     EXPECT_EQ(refusal.exception(), "why");
 }
 
-TEST(PlainName, TakesWhatMayBecomeAFileNameAndNothingElse) {
+TEST(PlainName, takesWhatMayBecomeAFileNameAndNothingElse) {
     const String longest = String().append(255, 'a');
     for (const String& name :
          {String("liba.so"), String("a b"), String(".hidden"), String("-x"), String("caf\xc3\xa9"), longest}) {

@@ -20,7 +20,7 @@ protected:
     ClientLocalConfiguration m_configuration;
 };
 
-TEST_F(ClientLocalConfigurationTest, ReadsTheSwitches) {
+TEST_F(ClientLocalConfigurationTest, readsTheSwitches) {
     const std::tuple<const char*, bool, bool> cases[] = {
         {"<nebrixclient/>", true, true},
         {"<nebrixclient><plugindll><download>FALSE</download></plugindll></nebrixclient>", false, true},
@@ -34,7 +34,7 @@ TEST_F(ClientLocalConfigurationTest, ReadsTheSwitches) {
     }
 }
 
-TEST_F(ClientLocalConfigurationTest, WhatIsSavedComesBack) {
+TEST_F(ClientLocalConfigurationTest, whatIsSavedComesBack) {
     const List<String> domains{"a:8443", "b", "a:8443", " <&> ", ""};
     const String password = " \r\n<p>&amp;\"'\x01\xff\xc3 \t";
     m_configuration.setSslCertIgnoreDomains(domains);
@@ -51,7 +51,7 @@ TEST_F(ClientLocalConfigurationTest, WhatIsSavedComesBack) {
     EXPECT_NE(nebrix::test::readFile(path.str()).find("<password>plain</password>"), std::string::npos);
 }
 
-TEST_F(ClientLocalConfigurationTest, AnUnreadableFileLeavesTheValuesAndKeepsItsTextOutOfTheLog) {
+TEST_F(ClientLocalConfigurationTest, anUnreadableFileLeavesTheValuesAndKeepsItsTextOutOfTheLog) {
     const nebrix::test::SystemLogCapture log;
     m_configuration.setSslCertIgnoreDomains({"kept"});
     for (const char* text : {"", "no markup", "<other/>", "<nebrixclient",
@@ -63,13 +63,13 @@ TEST_F(ClientLocalConfigurationTest, AnUnreadableFileLeavesTheValuesAndKeepsItsT
     EXPECT_FALSE(log.contains("hunter2"));
 }
 
-TEST_F(ClientLocalConfigurationTest, CredentialsNeedLoginAndPassword) {
+TEST_F(ClientLocalConfigurationTest, credentialsNeedLoginAndPassword) {
     EXPECT_THROW(read("<nebrixclient><proxy><credentials><login>a</login></credentials></proxy></nebrixclient>"),
                  EConfMissingKey);
     EXPECT_NO_THROW(read("<nebrixclient><proxy/></nebrixclient>"));
 }
 
-TEST_F(ClientLocalConfigurationTest, TheSessionChecksEveryCertificateButTheExceptedOnes) {
+TEST_F(ClientLocalConfigurationTest, theSessionChecksEveryCertificateButTheExceptedOnes) {
     m_configuration.setSslCertIgnoreDomains(
         {"gw:8443", "Other", "", "b\u00FCcher.example", "xn--strae-oqa.example", "me@[::1]:1"});
     m_configuration.setCredentials(Credentials("me", "pw", "d"));

@@ -26,7 +26,7 @@ protected:
     nebrix::test::SystemLogCapture m_log;
 };
 
-TEST_F(ComponentLibraryTest, GivesTextsBackAndResultsOn) {
+TEST_F(ComponentLibraryTest, givesTextsBackAndResultsOn) {
     PluginDllInstance plugin(component("test-plugin"), "2.1", "/dir/");
     forget();
     EXPECT_EQ(plugin.getLogs(), "log of the recorder");
@@ -34,7 +34,7 @@ TEST_F(ComponentLibraryTest, GivesTextsBackAndResultsOn) {
     EXPECT_EQ(calls(), "DllGetLogs2\nDllReleaseStr\tlog of the recorder\nDllExecute2\ta\tb\t-7\n");
 }
 
-TEST_F(ComponentLibraryTest, DescribesTheProxyInSevenFields) {
+TEST_F(ComponentLibraryTest, describesTheProxyInSevenFields) {
     PluginDllInstance plugin(component("test-plugin"), "1", "/");
     forget();
     plugin.setProxy(false, Proxy());
@@ -42,7 +42,7 @@ TEST_F(ComponentLibraryTest, DescribesTheProxyInSevenFields) {
     EXPECT_EQ(calls(), "DllSetProxy2\t0|none|||||save:no\nDllSetProxy2\t1|https|host:3128|me|p|w|CORP|save:no\n");
 }
 
-TEST_F(ComponentLibraryTest, OptionalEntriesMayBeMissing) {
+TEST_F(ComponentLibraryTest, optionalEntriesMayBeMissing) {
     PluginDllInstance plugin(component("test-plugin-no-optional"), "1", "/");
     EXPECT_TRUE(m_log.contains(
         "ERROR PluginDllInstance.PluginDllInstance LaunchSafeResource missing. LaunchSafeResource disabled"));
@@ -56,7 +56,7 @@ TEST_F(ComponentLibraryTest, OptionalEntriesMayBeMissing) {
     EXPECT_NO_THROW(plugin.configure(parameters));
 }
 
-TEST_F(ComponentLibraryTest, RefusesWhatLacksARequiredEntryOrMakesNoInstance) {
+TEST_F(ComponentLibraryTest, refusesWhatLacksARequiredEntryOrMakesNoInstance) {
     EXPECT_THROW(PluginDllInstance(component("test-plugin-no-release"), "1", "/"), EModuleLoader);
     EXPECT_TRUE(m_log.contains("ERROR ModuleLoader.ModuleLoader Unable to load \"DllReleaseStr\": "));
     EXPECT_THROW(PluginDllInstance("/nonexistent/liba.so", "1", "/"), EModuleLoader);
@@ -71,7 +71,7 @@ TEST_F(ComponentLibraryTest, RefusesWhatLacksARequiredEntryOrMakesNoInstance) {
     EXPECT_THROW(HostCheckerDllInstance{component("test-hostchecker-no-rules")}, EModuleLoader);
 }
 
-TEST_F(ComponentLibraryTest, NullTextsCountAsEmpty) {
+TEST_F(ComponentLibraryTest, nullTextsCountAsEmpty) {
     EXPECT_EQ(PluginDllInstance(component("test-plugin-null-errors"), "1", "/").getErrors(), "");
     EXPECT_EQ(HostCheckerDllInstance(component("test-hostchecker-null-rules")).getValidRules("r"), "");
 }

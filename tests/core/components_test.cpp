@@ -53,7 +53,7 @@ const Outcome kOutcomes[] = {
 
 class ComponentsTest : public DriverTest {};
 
-TEST_F(ComponentsTest, EachKindHasItsNotificationsAndCallsInOrder) {
+TEST_F(ComponentsTest, eachKindHasItsNotificationsAndCallsInOrder) {
     for (const Outcome& expected : kOutcomes) {
         gateway::GatewayOptions options = nebrix::test::recordingComponents();
         options.hostCheckingRequest = "the request";
@@ -71,14 +71,14 @@ TEST_F(ComponentsTest, EachKindHasItsNotificationsAndCallsInOrder) {
     }
 }
 
-TEST_F(ComponentsTest, APluginThatAsksForTheEndIsStopped) {
+TEST_F(ComponentsTest, aPluginThatAsksForTheEndIsStopped) {
     serve();
     say(R"([{"code":8,"reason":2}])");
     EXPECT_EQ(run(ComponentType::PluginDll), (Lines{"dispatch 2", "end component", "status 4"}));
     EXPECT_TRUE(calls().ends_with("DllGetErrors2\nDllReleaseStr\t[{\"code\":8,\"reason\":2}]\nDllStop2\n")) << calls();
 }
 
-TEST_F(ComponentsTest, TheHostCheckIsRepeatedAsOftenAsTheGatewayWants) {
+TEST_F(ComponentsTest, theHostCheckIsRepeatedAsOftenAsTheGatewayWants) {
     gateway::GatewayOptions options = nebrix::test::recordingComponents();
     options.continuedPosts = 1;
     serve(options);
@@ -87,7 +87,7 @@ TEST_F(ComponentsTest, TheHostCheckIsRepeatedAsOftenAsTheGatewayWants) {
     EXPECT_EQ(m_gateway->hostChecks(), Lines(2, "rule-a,rule-b"));
 }
 
-TEST_F(ComponentsTest, CertificatesLieInADirectoryOfTheirServersOwn) {
+TEST_F(ComponentsTest, certificatesLieInADirectoryOfTheirServersOwn) {
     serve();
     const std::pair<const char*, const char*> servers[] = {{"vpn-1.Example:8443", "vpn-1.Example_8443"},
                                                            {"..", "__"},
@@ -102,7 +102,7 @@ TEST_F(ComponentsTest, CertificatesLieInADirectoryOfTheirServersOwn) {
     }
 }
 
-TEST_F(ComponentsTest, AnArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) {
+TEST_F(ComponentsTest, anArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) {
     serve();
     (void)run(ComponentType::Hostchecker);
     Dll dll;
@@ -130,7 +130,7 @@ TEST_F(ComponentsTest, AnArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) 
     EXPECT_TRUE(logged("WARNING Test.downloadDll No \"md5\" is announced for hostchecker-1.0.0.zip: "));
 }
 
-TEST_F(ComponentsTest, CopiesForOlderInstallationsReplaceWhatIsThere) {
+TEST_F(ComponentsTest, copiesForOlderInstallationsReplaceWhatIsThere) {
     serve();
     ComponentDownload files(*m_client, "Test", "T_", String::copy(m_home.data("Plugin")), true);
     Dll dll;

@@ -27,7 +27,7 @@ protected:
     }();
 };
 
-TEST_F(DownloadManagerTest, TakesPathsFromTheGatewayAndUrlsAsTheyAre) {
+TEST_F(DownloadManagerTest, takesPathsFromTheGatewayAndUrlsAsTheyAre) {
     manager().setGateway("gw:8443");
     const std::pair<const char*, const char*> cases[] = {{"/c/a.zip", "https://gw:8443/c/a.zip"},
                                                          {"a.zip", "https://gw:8443/a.zip"},
@@ -41,7 +41,7 @@ TEST_F(DownloadManagerTest, TakesPathsFromTheGatewayAndUrlsAsTheyAre) {
     }
 }
 
-TEST_F(DownloadManagerTest, KeepsAFileOnlyWhenItHasTheAnnouncedDigest) {
+TEST_F(DownloadManagerTest, keepsAFileOnlyWhenItHasTheAnnouncedDigest) {
     // What lies there, the announced MD5, and whether the file is fetched.
     const std::tuple<const char*, const char*, bool> cases[] = {{"abc", "900150983cd24fb0d6963f7d28e17f72", false},
                                                                 {"abd", "900150983cd24fb0d6963f7d28e17f72", true},
@@ -66,7 +66,7 @@ TEST_F(DownloadManagerTest, KeepsAFileOnlyWhenItHasTheAnnouncedDigest) {
     EXPECT_THROW((void)manager().downloadFromConfig(m_welcome, path("new")), EClientConfiguration);
 }
 
-TEST_F(DownloadManagerTest, SaysWhyAFileIsNotHad) {
+TEST_F(DownloadManagerTest, saysWhyAFileIsNotHad) {
     const auto size = static_cast<unsigned>(std::string(kWelcome).size());
     std::filesystem::create_directories(m_home.data("directory"));
     // The URL, the largest file, where to, and the end's kind, cause and HTTP status.
@@ -87,7 +87,7 @@ TEST_F(DownloadManagerTest, SaysWhyAFileIsNotHad) {
     EXPECT_TRUE(m_progress.begun() && m_progress.over());
 }
 
-TEST_F(DownloadManagerTest, GivesUpUntilItIsResumedAndLeavesNothing) {
+TEST_F(DownloadManagerTest, givesUpUntilItIsResumedAndLeavesNothing) {
     manager().cancel();
     EXPECT_FALSE(manager().downloadFileTo("/resources/welcome.txt", path("file")));
     EXPECT_FALSE(std::filesystem::exists(m_home.data("file")));
@@ -97,7 +97,7 @@ TEST_F(DownloadManagerTest, GivesUpUntilItIsResumedAndLeavesNothing) {
     EXPECT_EQ(m_progress.expected(), std::string(kWelcome).size());
 }
 
-TEST_F(DownloadManagerTest, ServesPluginsDuringASessionOnly) {
+TEST_F(DownloadManagerTest, servesPluginsDuringASessionOnly) {
     const std::string to = m_home.data("file");
     const auto callback = [&] { return StaticDownloadWrapper::downloadFileTo("/resources/welcome.txt", to.c_str()); };
     EXPECT_FALSE(callback());

@@ -37,7 +37,7 @@ const Poll kPolls[] = {
      {"vpn still here"},
      false}};
 
-TEST(PluginStatus, TurnsListsIntoNotificationsAndStops) {
+TEST(PluginStatus, turnsListsIntoNotificationsAndStops) {
     for (const Poll& poll : kPolls) {
         SCOPED_TRACE(poll.lists.front());
         NotifyRecorder notify;

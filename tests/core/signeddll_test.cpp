@@ -57,14 +57,14 @@ protected:
 
 tls::RSA SignatureTest::s_key;
 
-TEST_F(SignatureTest, AGenuineLibraryPasses) {
+TEST_F(SignatureTest, aGenuineLibraryPasses) {
     EXPECT_TRUE(verify());
     edit("signature",
          [](const std::string& text) { return "\n" + text.substr(0, 64) + "\r\n " + text.substr(64) + "\n"; });
     EXPECT_TRUE(verify());
 }
 
-TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
+TEST_F(SignatureTest, everyEditedFieldFailsInItsOwnWay) {
     const auto append = [](const std::string& text) { return text + "x"; };
     const auto swapCase = [](std::string text) {
         for (char& c : text) {
@@ -95,14 +95,14 @@ TEST_F(SignatureTest, EveryEditedFieldFailsInItsOwnWay) {
     }
 }
 
-TEST_F(SignatureTest, FieldsThatRunIntoEachOtherAreSignedAsTheirSum) {
+TEST_F(SignatureTest, fieldsThatRunIntoEachOtherAreSignedAsTheirSum) {
     // What is signed is the plain concatenation: the pin of a deliberate oddity.
     edit("version", [](const std::string&) { return std::string("2.1tun"); });
     edit("name", [](const std::string&) { return std::string("nel"); });
     EXPECT_TRUE(verify());
 }
 
-TEST_F(SignatureTest, EveryUnusableSignatureFileHasItsLine) {
+TEST_F(SignatureTest, everyUnusableSignatureFileHasItsLine) {
     const std::tuple<const char*, const char*, int> cases[] = {
         {nullptr, "Missing signature file: ", 74},
         {"<dll><version>1</version><name>n</name><signdate>d</signdate><sha256>h</sha256></dll>",
@@ -127,7 +127,7 @@ TEST_F(SignatureTest, EveryUnusableSignatureFileHasItsLine) {
     }
 }
 
-TEST_F(SignatureTest, TheCompiledInKeyRefusesWhatItDidNotSign) {
+TEST_F(SignatureTest, theCompiledInKeyRefusesWhatItDidNotSign) {
     ASSERT_TRUE(kComponentPublicKeyIsDevelopment);
     try {
         verifyDllSignature(String::copy(m_library), String::copy(m_signature));

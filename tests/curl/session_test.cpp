@@ -93,7 +93,7 @@ struct Session : CurlSession {
     }
 };
 
-TEST(Session, ChecksCertificatesAsTheSubclassSays) {
+TEST(Session, checksCertificatesAsTheSubclassSays) {
     const HttpsServer server([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
     Session session;
     Memory body;
@@ -113,7 +113,7 @@ struct CheckingSession : CurlSession {
     }
 };
 
-TEST(Session, SaysWhoseCertificateItRefusedAndWhy) {
+TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
     using Reason = tls::PeerCertificate::Reason;
     const struct {
         const char* name;
@@ -145,7 +145,7 @@ TEST(Session, SaysWhoseCertificateItRefusedAndWhy) {
     g_trusted.clear();
 }
 
-TEST(Session, ABodyThatEndsWithTheConnectionNeedsItsGoodbye) {
+TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
     for (const bool goodbye : {true, false}) {
         const HttpsServer server([goodbye](const auto&, httplib::Response& answer) {
             answer.set_content_provider("text/plain", [goodbye](std::size_t, httplib::DataSink& sink) {
@@ -162,7 +162,7 @@ TEST(Session, ABodyThatEndsWithTheConnectionNeedsItsGoodbye) {
     }
 }
 
-TEST(Session, TheCookieReachesItsHostHoweverThatIsWritten) {
+TEST(Session, theCookieReachesItsHostHoweverThatIsWritten) {
     // Where it listens, what the URL says, what the cookie says.
     const char* cases[][3] = {{"::1", "[::1]", "::1"},
                               {"::1", "[0:0::1]", "0:0::1"},
@@ -193,7 +193,7 @@ TEST(Session, TheCookieReachesItsHostHoweverThatIsWritten) {
     }
 }
 
-TEST(Session, TellsItsLibrariesWithoutAskingTheNetwork) {
+TEST(Session, tellsItsLibrariesWithoutAskingTheNetwork) {
     const String text = CurlInitializer::getCurlFullVersion();
     EXPECT_TRUE(text.starts("libcurl/7.") || text.starts("libcurl/8.")) << text.str();
     EXPECT_NE(text.find(" OpenSSL/"), String::npos) << text.str();
@@ -201,7 +201,7 @@ TEST(Session, TellsItsLibrariesWithoutAskingTheNetwork) {
     EXPECT_EQ(text.find("OpenLDAP"), String::npos) << "only curl_version() knows it, which looks the machine's name up";
 }
 
-TEST(Session, CallersTakeTurns) {
+TEST(Session, callersTakeTurns) {
     std::atomic<int> active = 0;
     std::atomic<int> most = 0;
     const HttpsServer server([&](const httplib::Request& request, httplib::Response& answer) {
@@ -232,7 +232,7 @@ TEST(Session, CallersTakeTurns) {
     EXPECT_NE(body.view().find("seen=1"), body.view().npos) << "the server's own cookie is kept";
 }
 
-TEST(Session, CancelEndsASilentTransfer) {
+TEST(Session, cancelEndsASilentTransfer) {
     std::promise<void> asked;
     std::promise<void> release;
     std::once_flag once;
@@ -255,7 +255,7 @@ TEST(Session, CancelEndsASilentTransfer) {
     EXPECT_TRUE(session.request(server.url(), body));
 }
 
-TEST(Session, SessionCookiesGetAMaxAgeWhereLibcurlNeedsOne) {
+TEST(Session, sessionCookiesGetAMaxAgeWhereLibcurlNeedsOne) {
     const std::tuple<unsigned, const char*, const char*, const char*> cases[] = {
         {0x0800FF, "", "", ""}, {0x080100, "", "", "9999999999"}, {0x0803FF, "", "0", "9999999999"},
         {0x080400, "", "", ""}, {0x080200, "5", "", "5"},         {0x080200, "", "1767225600", ""}};
@@ -290,7 +290,7 @@ protected:
     std::optional<ChildProcess> m_program;
 };
 
-TEST_F(Peers, NginxWithHttp2) {
+TEST_F(Peers, nginxWithHttp2) {
     const auto& directory = m_files.directory;
     const std::string conf = directory.write(
         "nginx.conf",
@@ -307,7 +307,7 @@ TEST_F(Peers, NginxWithHttp2) {
     EXPECT_TRUE(session.info.getResponseHeader().getStatusLine().starts("HTTP/1.1 200"));
 }
 
-TEST_F(Peers, TinyproxyNamedByTheEnvironmentOrTheSession) {
+TEST_F(Peers, tinyproxyNamedByTheEnvironmentOrTheSession) {
     const HttpsServer gateway([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
     const std::string url(gateway.url().view());
     const std::string conf = m_files.directory.write(

@@ -76,7 +76,7 @@ constexpr char kOk[] = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nbody";
 
 bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
+TEST(Transfer, keepsOnlyTheLastAnswersHeader) {
     const RawServer server(
         "HTTP/1.1 100 Continue\r\nX-Interim: 1\r\n\r\nHTTP/1.1 103 Early Hints\r\nLink: x\r\n\r\n"
         "HTTP/1.1 302 Found\r\nLocation: /q\r\nX-Last: yes\r\nContent-Length: 4\r\n\r\nbody");
@@ -92,7 +92,7 @@ TEST(Transfer, KeepsOnlyTheLastAnswersHeader) {
     EXPECT_FALSE(info.getResponseHeader().has("Link"));
 }
 
-TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
+TEST(Transfer, sendsAgentCookiesAndPostedBytes) {
     const RawServer server(kOk);
     CurlSession session;
     session.setUserAgent("Agent 1");
@@ -120,7 +120,7 @@ TEST(Transfer, SendsAgentCookiesAndPostedBytes) {
     EXPECT_THROW(session.setCookie({"n", "v\nx", "h", "/"}), http::HeaderException);
 }
 
-TEST(Transfer, LongRequestsAreWholeOrRefused) {
+TEST(Transfer, longRequestsAreWholeOrRefused) {
     const RawServer server(kOk);
     constexpr unsigned kMost = 7678;  // with cookies: URL, agent, and name and value of each
     const unsigned around = server.url("localhost").length() + 5 + String("Nebrix-Id=; ").length();
@@ -155,7 +155,7 @@ TEST(Transfer, LongRequestsAreWholeOrRefused) {
     }
 }
 
-TEST(Transfer, AnswersThatAreNoneOrCutFail) {
+TEST(Transfer, answersThatAreNoneOrCutFail) {
     const std::string longLine = "HTTP/1.1 200 OK\r\nX: " + std::string(200000, 'x') + "\r\n\r\n";
     const struct {
         std::string answer;
@@ -181,7 +181,7 @@ TEST(Transfer, AnswersThatAreNoneOrCutFail) {
     }
 }
 
-TEST(Transfer, FailuresAreToldAndLogged) {
+TEST(Transfer, failuresAreToldAndLogged) {
     const RawServer server("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n");
     const String proxyUrl = server.url();
     const std::string longProxy = "http://joe:" + std::string(300, 't') + "@[bad";
@@ -225,7 +225,7 @@ TEST(Transfer, FailuresAreToldAndLogged) {
     EXPECT_EQ(RequestInfo().format(), "Code: 0");
 }
 
-TEST(Transfer, BodiesAreBounded) {
+TEST(Transfer, bodiesAreBounded) {
     const RawServer server(kOk);
     CurlSession session;
     for (const unsigned limit : {3U, 4U}) {
@@ -250,7 +250,7 @@ struct ActingWriter final : IWriter {
     void write(const char*, unsigned) override { action(); }
 };
 
-TEST(Transfer, AWritersExceptionEndsTheTransferAndIsLogged) {
+TEST(Transfer, aWritersExceptionEndsTheTransferAndIsLogged) {
     const RawServer server(kOk);
     const SystemLogCapture log;
     CurlSession session;
@@ -265,7 +265,7 @@ TEST(Transfer, AWritersExceptionEndsTheTransferAndIsLogged) {
     EXPECT_TRUE(session.request(server.url(), body)) << "the session is still good";
 }
 
-TEST(TlsMessages, TellTheFirstCertificateAndTheGoodbye) {
+TEST(TlsMessages, tellTheFirstCertificateAndTheGoodbye) {
     using namespace std::string_literals;
     const auto after = [](const std::string& bytes) {
         TlsMessages messages;
@@ -287,7 +287,7 @@ TEST(TlsMessages, TellTheFirstCertificateAndTheGoodbye) {
     EXPECT_FALSE(after("\x02\x28"s).closed());
 }
 
-TEST(Transfer, ItsConnectionIsNotInherited) {
+TEST(Transfer, itsConnectionIsNotInherited) {
     const RawServer server(kOk);
     ActingWriter writer;
     int connections[2] = {};  // those that another program would inherit, and the others

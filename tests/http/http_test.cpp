@@ -15,7 +15,7 @@ namespace {
 std::string text(const String& value) { return std::string(value.view()); }
 String bytes(const std::string& value) { return String::copy(value); }
 
-TEST(Uri, SplitsIntoItsPartsAndRebuilds) {
+TEST(Uri, splitsIntoItsPartsAndRebuilds) {
     // The text, its parts, and what is rebuilt where that is not the text again.
     const std::string cases[][3] = {{"https://id@gw:8443/a/b?x=1&y#f?g", "https|id@gw:8443|/a/b|x=1&y|f?g", ""},
                                     {"//h", "|h|||", ""},
@@ -38,7 +38,7 @@ TEST(Uri, SplitsIntoItsPartsAndRebuilds) {
     }
 }
 
-TEST(Uri, ParametersKeepTheirFirstPlaceAndLastValue) {
+TEST(Uri, parametersKeepTheirFirstPlaceAndLastValue) {
     Uri uri = Uri::parse("https://id@gw/m?a=1&c=3&a=2");
     EXPECT_EQ(uri.getParameterNames(), (Strings{"a", "c"}));
     uri.setParameter("clientversion", "8");
@@ -52,7 +52,7 @@ TEST(Uri, ParametersKeepTheirFirstPlaceAndLastValue) {
     EXPECT_EQ(text(copy.getFullUri()), "http://gw/m?a=2&c&clientversion=8");
 }
 
-TEST(UriDeathTest, SumsBeyondAStringAbort) {
+TEST(UriDeathTest, sumsBeyondAStringAbort) {
     // Pages that are only read take no memory; each of their bytes becomes three.
     constexpr unsigned kLength = 0x5555'5600;
     const void* pages = ::mmap(nullptr, kLength, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -69,7 +69,7 @@ TEST(UriDeathTest, SumsBeyondAStringAbort) {
     EXPECT_DEATH((void)Uri::encode(large), "assertion failed: upperSize >= size");
 }
 
-TEST(Uri, RefusesWhatThePatternDoesNotMatch) {
+TEST(Uri, refusesWhatThePatternDoesNotMatch) {
     const nebrix::test::SystemLogCapture log;
     const std::string longest(Uri::kMaxLength, 'x');
     EXPECT_EQ(Uri::parse(bytes(longest)).getPath().length(), Uri::kMaxLength);
@@ -87,7 +87,7 @@ TEST(Uri, RefusesWhatThePatternDoesNotMatch) {
     EXPECT_EQ(log.count("secret") + log.count("ss"), 0U);
 }
 
-TEST(Authority, IsTakenApart) {
+TEST(Authority, isTakenApart) {
     // User information, host and port as written; the server on the wire, or that there is none.
     const char* const no = nullptr;
     const struct {
@@ -152,7 +152,7 @@ TEST(Authority, IsTakenApart) {
     }
 }
 
-TEST(Authority, TextsLoseTheirUserInformation) {
+TEST(Authority, textsLoseTheirUserInformation) {
     const char* cases[][2] = {{"https://id@gw/m", "https://gw/m"},
                               {"https://i/d?x@gw/m?mail=a@b", "https://b"},
                               {"id@gw", "gw"},
@@ -165,7 +165,7 @@ TEST(Authority, TextsLoseTheirUserInformation) {
     }
 }
 
-TEST(Uri, PercentEncoding) {
+TEST(Uri, percentEncoding) {
     const std::string cases[][2] = {
         {"a b~-_.Z9", "a%20b~-_.Z9"}, {"", ""}, {std::string("\0\xFF/?", 4), "%00%FF%2F%3F"}};
     for (const auto& [in, out] : cases) {
@@ -177,7 +177,7 @@ TEST(Uri, PercentEncoding) {
     EXPECT_EQ(text(Uri::decode("%4a%4A+%4%%zz%4")), "JJ+%4%%zz%4");
 }
 
-TEST(Header, KeepsLinesByNameInAnyCase) {
+TEST(Header, keepsLinesByNameInAnyCase) {
     Header header;
     for (const char* line :
          {"Content-Type:  text/plain \r\n", "X-A: 1\r\n", "x-a:2", " and\r\n", "no colon\r\n", "\tlost with it\r\n",
@@ -199,7 +199,7 @@ TEST(Header, KeepsLinesByNameInAnyCase) {
     }
 }
 
-TEST(Header, DropsWhatIsBeyondItsBoundsWithOneLogLine) {
+TEST(Header, dropsWhatIsBeyondItsBoundsWithOneLogLine) {
     const nebrix::test::SystemLogCapture log;
     Header many;
     for (unsigned i = 0; i < Header::kMaxLines + 5; ++i) {
@@ -219,7 +219,7 @@ TEST(Header, DropsWhatIsBeyondItsBoundsWithOneLogLine) {
     EXPECT_EQ(folded.dropped(), 738U);
 }
 
-TEST(ResponseHeader, TakesTheCodeFromTheStatusLine) {
+TEST(ResponseHeader, takesTheCodeFromTheStatusLine) {
     const std::pair<const char*, int> cases[] = {{"HTTP/1.1 200 OK\r\n", 200},
                                                  {"HTTP/1.0  404", 404},
                                                  {"HTTP/1.1 500x", 500},
@@ -233,7 +233,7 @@ TEST(ResponseHeader, TakesTheCodeFromTheStatusLine) {
     }
 }
 
-TEST(SetCookie, NetscapeLine) {
+TEST(SetCookie, netscapeLine) {
     SetCookie cookie("Nebrix-Id", "", "gw.example", "/");
     EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tFALSE\t0\tNebrix-Id\t");
     cookie.setSecure(true);
@@ -242,7 +242,7 @@ TEST(SetCookie, NetscapeLine) {
     EXPECT_EQ(text(cookie.toNetscapeFormat()), "gw.example\tFALSE\t/\tTRUE\t1767225600\tNebrix-Id\ta b;\xC3\xA9");
 }
 
-TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
+TEST(SetCookie, refusesFieldsThatWouldForgeALine) {
     std::vector<SetCookie> cookies{
         {"", "v", "d", "/"}, {"n", "v", "#HttpOnly_d", "/"}, {"n", "v", "Set-Cookie: x=y", "/"}};
     for (const String& bad : {String("x\ny"), String("x\ty"), String("x\r"), String("x\0y", 3)}) {
@@ -254,7 +254,7 @@ TEST(SetCookie, RefusesFieldsThatWouldForgeALine) {
     }
 }
 
-TEST(SetCookie, Expiry) {
+TEST(SetCookie, expiry) {
     // "max-age", "expires", the field at 1000 seconds after 1970.
     const char* cases[][3] = {{"", "", "0"},
                               {"60", "", "1060"},
@@ -273,7 +273,7 @@ TEST(SetCookie, Expiry) {
     }
 }
 
-TEST(SetCookie, ReadsAHeaderValue) {
+TEST(SetCookie, readsAHeaderValue) {
     const SetCookie cookie = SetCookie::parse(" n = v=w ;PATH=/p; domain=.d;Max-Age=5;x;Expires=e;secure;path=/q;");
     EXPECT_EQ(text(cookie.getName() + "|" + cookie.getValue() + "|" + cookie.getPath() + "|" + cookie.getDomain() +
                    "|" + cookie.getMaxAge() + "|" + cookie.getExpires()),
@@ -284,7 +284,7 @@ TEST(SetCookie, ReadsAHeaderValue) {
     }
 }
 
-TEST(Credentials, DomainLoginGoesBothWays) {
+TEST(Credentials, domainLoginGoesBothWays) {
     const char* cases[][3] = {{"", "joe", "joe"}, {"DOM", "a\\b", "DOM\\a\\b"}, {"DOM", "", "DOM\\"}, {"", "", ""}};
     for (const auto& [domain, login, text] : cases) {
         Credentials credentials(login, "secret", domain);
@@ -296,7 +296,7 @@ TEST(Credentials, DomainLoginGoesBothWays) {
     }
 }
 
-TEST(Proxy, IsReadByKey) {
+TEST(Proxy, isReadByKey) {
     const std::pair<const char*, const char*> types[] = {
         {"socks4", "socks4"}, {"sock5", "socks5"}, {"http", "https"}, {"connect", "https"}, {"socks5", "none"}};
     for (const auto& [name, meant] : types) {

@@ -35,7 +35,7 @@ std::string raised(Action action) {
     return "nothing";
 }
 
-TEST(JsonWrapper, ReachesMembers) {
+TEST(JsonWrapper, reachesMembers) {
     const JSONWrapperFromString json("{\"b\": {\"x\": 1}, \"a\": null}");
     EXPECT_EQ(json["b"]["x"].asInt32(), 1);
     EXPECT_EQ(json["none"].getType(), JSON::nullValue);
@@ -46,7 +46,7 @@ TEST(JsonWrapper, ReachesMembers) {
     EXPECT_THROW((void)json["b"]["x"]["y"], std::exception);
 }
 
-TEST(JsonWrapper, ConvertsWhatTheLibraryConverts) {
+TEST(JsonWrapper, convertsWhatTheLibraryConverts) {
     const JSONWrapperFromString json("[12, true, -0.5, \"a\\u0000b\", null, \"12\", 1e99, -1, {}]");
     // Each as a text, an int, an unsigned and a bool.
     const char* cases[][4] = {{"12", "12", "12", "1"},
@@ -79,7 +79,7 @@ TEST(JsonWrapper, ConvertsWhatTheLibraryConverts) {
     }
 }
 
-TEST(JsonWrapper, RefusesWhatIsNoJsonAndQuotesNothing) {
+TEST(JsonWrapper, refusesWhatIsNoJsonAndQuotesNothing) {
     const std::string deep(2000, '[');
     std::string many = "[1";
     std::string withoutCommas = "{\"a\":1";
@@ -102,7 +102,7 @@ TEST(JsonWrapper, RefusesWhatIsNoJsonAndQuotesNothing) {
     }
 }
 
-TEST(JsonWrapper, AcceptsWhatTheClassicReaderAccepts) {
+TEST(JsonWrapper, acceptsWhatTheClassicReaderAccepts) {
     for (const std::string& text :
          {std::string("1 trailing"), std::string("[1] // comment"), std::string("[1]\0x", 5),
           std::string("{\"a\":1,\"a\":2}"), std::string("[\"\xff\xfe\"]"), std::string("[1,,2]").replace(3, 1, "")}) {
@@ -117,7 +117,7 @@ TEST(JsonWrapper, AcceptsWhatTheClassicReaderAccepts) {
     EXPECT_EQ(JSONWrapperFromString(owned("[\"" + commas + "\"]")).size(), 1U) << "in a string they are no values";
 }
 
-TEST(JsonText, IsBuiltPieceByPiece) {
+TEST(JsonText, isBuiltPieceByPiece) {
     JSONMutWrapper list;
     list.append("x").append(-1).append(2U).append(true);
     JSONMutWrapper json = JSONMutWrapper::object();
@@ -132,7 +132,7 @@ TEST(JsonText, IsBuiltPieceByPiece) {
               "{\n\t\"a\" : {},\n\t\"b\" : \n\t[\n\t\t1,\n\t\t\"x\\ny\"\n\t]\n}");
 }
 
-TEST(JsonReader, TakesMembersAsOftenAsAsked) {
+TEST(JsonReader, takesMembersAsOftenAsAsked) {
     const JSONWrapperFromString json("{\"Key\": \"v\", \"a\": null, \"n\": 7, \"deep\": {\"x\": true}}");
     JSONReader& reader = *json.getReader();
     EXPECT_EQ(&reader["Key"], &reader["Key"]);
@@ -148,7 +148,7 @@ TEST(JsonReader, TakesMembersAsOftenAsAsked) {
     EXPECT_EQ(raised([&] { valueOf<String>(reader["a"]); }), "EJsonKeyReader:JSONReader:43");
 }
 
-TEST(JsonReaderDeathTest, ArraysAreReadByAskingAgain) {
+TEST(JsonReaderDeathTest, arraysAreReadByAskingAgain) {
     const JSONWrapperFromString json("{\"list\": [1, 2], \"other\": 3}");
     JSONReader& reader = *json.getReader();
     IKeyReader& list = reader["list"];
@@ -162,7 +162,7 @@ TEST(JsonReaderDeathTest, ArraysAreReadByAskingAgain) {
     EXPECT_DEATH(JSONArrayReader wrong(json), "json.getType\\(\\) == JSON::arrayValue");
 }
 
-TEST(JsonReader, WrongTypesRaiseAtTheirSites) {
+TEST(JsonReader, wrongTypesRaiseAtTheirSites) {
     const JSONWrapperFromString json("{\"text\": \"12\", \"real\": 1e99, \"object\": {}, \"list\": []}");
     JSONReader& reader = *json.getReader();
     EXPECT_EQ(raised([&] { valueOf<int>(reader["text"]); }), "EKeyReader:JSONReader:91");

@@ -12,7 +12,7 @@
 namespace tessel::tls {
 namespace {
 
-TEST(Digest, KnownAnswers) {
+TEST(Digest, knownAnswers) {
     // FIPS 180-4 and RFC 1321 examples.
     const char* cases[][3] = {{"md5", "", "d41d8cd98f00b204e9800998ecf8427e"},
                               {"MD5", "abc", "900150983cd24fb0d6963f7d28e17f72"},
@@ -48,7 +48,7 @@ protected:
 
 RSA Rsa::s_pair;
 
-TEST_F(Rsa, VerifiesWhatItsOtherHalfSignedAndNothingElse) {
+TEST_F(Rsa, verifiesWhatItsOtherHalfSignedAndNothingElse) {
     const String text("content");
     const Memory signature = s_pair.sign(data(text), text.length());
     ASSERT_EQ(signature.length(), 256U);
@@ -65,7 +65,7 @@ TEST_F(Rsa, VerifiesWhatItsOtherHalfSignedAndNothingElse) {
     }
 }
 
-TEST_F(Rsa, GeneratesPairsOfTheirOwn) {
+TEST_F(Rsa, generatesPairsOfTheirOwn) {
     const String text("content");
     RSA made;
     made.generate();
@@ -74,7 +74,7 @@ TEST_F(Rsa, GeneratesPairsOfTheirOwn) {
     EXPECT_EQ(verify(s_pair.publicPem(), text, signature), 0);
 }
 
-TEST_F(Rsa, ASignatureCutByItsLastByteNeverVerifies) {
+TEST_F(Rsa, aSignatureCutByItsLastByteNeverVerifies) {
     // One whose last byte a filling with zero bytes would give back.
     Memory signature;
     String text;
@@ -85,7 +85,7 @@ TEST_F(Rsa, ASignatureCutByItsLastByteNeverVerifies) {
     EXPECT_EQ(s_pair.verify(data(text), text.length(), Memory::copy(signature.array(), 255)), 0);
 }
 
-TEST_F(Rsa, LoadsKeysAsOpensslDoes) {
+TEST_F(Rsa, loadsKeysAsOpensslDoes) {
     const String publicPem = s_pair.publicPem();
     const String privatePem = s_pair.privatePem();
     const nebrix::test::TemporaryDirectory directory;
@@ -120,7 +120,7 @@ TEST_F(Rsa, LoadsKeysAsOpensslDoes) {
     }
 }
 
-TEST_F(Rsa, WithoutTheHalfItNeeds) {
+TEST_F(Rsa, withoutTheHalfItNeeds) {
     RSA half;
     ASSERT_EQ(half.loadFromMem(s_pair.publicPem().str(), "", true), 1);
     EXPECT_THROW(half.sign(data("x"), 1), ELibContext);
@@ -130,7 +130,7 @@ TEST_F(Rsa, WithoutTheHalfItNeeds) {
     EXPECT_DEATH(static_cast<void>(half.verify(data("x"), 1, Memory())), "rsa_wrapper:96: .*m_rsa != 0");
 }
 
-TEST(PeerCertificate, SaysWhatOpensslSays) {
+TEST(PeerCertificate, saysWhatOpensslSays) {
     const nebrix::test::TemporaryDirectory directory;
     const std::string pem = directory.path("cert.pem");
     const std::string der = directory.path("cert.der");

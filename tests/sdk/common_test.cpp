@@ -7,7 +7,7 @@ extern "C" {
 
 namespace {
 
-TEST(ComponentText, JsonStringsComeBackAsTheyWere) {
+TEST(ComponentText, jsonStringsComeBackAsTheyWere) {
     const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"a\"b\\c/d \x01\n\t\x1f\x7f", "a\"b\\c/d \x01\n\t\x1f\x7f"},
@@ -25,7 +25,7 @@ TEST(ComponentText, JsonStringsComeBackAsTheyWere) {
     }
 }
 
-TEST(ComponentText, StopsAtItsLimitAndRecovers) {
+TEST(ComponentText, stopsAtItsLimitAndRecovers) {
     nebrix_text text = NEBRIX_TEXT_INIT(4);
     nebrix_text_append(&text, "abc");
     nebrix_text_append(&text, "de");
@@ -39,7 +39,7 @@ TEST(ComponentText, StopsAtItsLimitAndRecovers) {
     nebrix_text_free(&text);
 }
 
-TEST(ComponentLog, DropsItsOldestLinesWhole) {
+TEST(ComponentLog, dropsItsOldestLinesWhole) {
     nebrix_log log;
     nebrix_log_init(&log);
     for (int i = 0; i < 5000; ++i)

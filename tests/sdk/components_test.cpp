@@ -36,7 +36,7 @@ protected:
     Plugin m_plugin{"tunnel"};
 };
 
-TEST_F(Tunnel, GoesThroughItsStatesAndRepeatsTheLast) {
+TEST_F(Tunnel, goesThroughItsStatesAndRepeatsTheLast) {
     ASSERT_EQ(m_plugin.execute("step-ms", "5"), 0);
     EXPECT_EQ(m_plugin.poll(), Messages{});
     start();
@@ -55,7 +55,7 @@ TEST_F(Tunnel, GoesThroughItsStatesAndRepeatsTheLast) {
 }
 
 // The longest pace shows that the stop does not wait for the step.
-TEST_F(Tunnel, StopsWhileConnectingAndStartsAgain) {
+TEST_F(Tunnel, stopsWhileConnectingAndStartsAgain) {
     ASSERT_EQ(m_plugin.execute("step-ms", "60000"), 0);
     for (int round = 0; round < 2; ++round) {
         const auto begin = std::chrono::steady_clock::now();
@@ -69,7 +69,7 @@ TEST_F(Tunnel, StopsWhileConnectingAndStartsAgain) {
     }
 }
 
-TEST_F(Tunnel, AsksForTheEndWhenSomethingIsMissing) {
+TEST_F(Tunnel, asksForTheEndWhenSomethingIsMissing) {
     const auto expect = [&](const char* login, const char* ticket, const char* server, const Messages& expected) {
         start(login, ticket, server);
         EXPECT_EQ(m_plugin.poll(), expected);
@@ -83,7 +83,7 @@ TEST_F(Tunnel, AsksForTheEndWhenSomethingIsMissing) {
     m_plugin.call(NEBRIX_NAME_STOP);
 }
 
-TEST_F(Tunnel, KeepsSecretsOutOfItsLog) {
+TEST_F(Tunnel, keepsSecretsOutOfItsLog) {
     m_plugin.set(NEBRIX_NAME_SET_SESSION_ID, "session-secret");
     m_plugin.set(NEBRIX_NAME_SET_CERT_PASSWORD, "password-secret");
     m_plugin.set(NEBRIX_NAME_SET_PROXY, "1|http|proxy|user|proxy-secret||save:no");
@@ -98,7 +98,7 @@ TEST_F(Tunnel, KeepsSecretsOutOfItsLog) {
     EXPECT_NE(log.find("cannot read /nonexistent/client.p12\n"), std::string::npos) << log;
 }
 
-TEST_F(Tunnel, ExecuteKnowsItsCommandsOnly) {
+TEST_F(Tunnel, executeKnowsItsCommandsOnly) {
     for (const char* unknown : {"", "State", "reconnect"})
         EXPECT_EQ(m_plugin.execute(unknown), -1) << unknown;
     EXPECT_EQ(m_plugin.execute("step-ms", "60000"), 0);
@@ -135,7 +135,7 @@ protected:
         m_plugin.entry<NebrixDllSetDownloadDelegate2>(NEBRIX_NAME_SET_DOWNLOAD_DELEGATE);
 };
 
-TEST_F(NoTunnel, FetchesAFileForItsOwnerAlone) {
+TEST_F(NoTunnel, fetchesAFileForItsOwnerAlone) {
     EXPECT_EQ(launch(1, "plan 100%.txt"), 1);
     EXPECT_EQ(g_url, "/resources/plan%20100%25.txt");
     const std::string path = m_directory.path("Resources/plan 100%.txt");
@@ -147,7 +147,7 @@ TEST_F(NoTunnel, FetchesAFileForItsOwnerAlone) {
     EXPECT_NE(m_plugin.text(NEBRIX_NAME_GET_LOGS).find("cannot fetch /resources/"), std::string::npos);
 }
 
-TEST_F(NoTunnel, RefusesWhatItDoesNotKnow) {
+TEST_F(NoTunnel, refusesWhatItDoesNotKnow) {
     g_url.clear();
     EXPECT_EQ(launch(0, "a"), -1);
     EXPECT_EQ(launch(2, "a"), -1);
@@ -158,7 +158,7 @@ TEST_F(NoTunnel, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(g_url, "") << "nothing may be fetched";
 }
 
-TEST_F(NoTunnel, StartsTheNamedViewerOnly) {
+TEST_F(NoTunnel, startsTheNamedViewerOnly) {
     const std::string seen = m_directory.path("seen");
     const std::string viewer =
         m_directory.write("viewer", "#!/bin/sh\ncat \"$1\" >" + seen + ".new && mv " + seen + ".new " + seen + "\n");

@@ -21,7 +21,7 @@ std::string evaluate(const std::string& root, const std::string& request) {
     return text;
 }
 
-TEST(HostCheckerVersion, OrdersAsPackageManagersDo) {
+TEST(HostCheckerVersion, ordersAsPackageManagersDo) {
     // Ascending.
     const std::vector<std::string> versions = split(
         "1.0~~ 1.0~~a 1.0~rc1 1.0 1.0-1 1.0-1+b1 1.0-1.1 1.0-10 1.0a 1.0+x 1.0.1 1.2 1.10 12 99999999999999999999 "
@@ -57,7 +57,7 @@ protected:
     TemporaryDirectory m_root;
 };
 
-TEST_F(HostCheckerRules, JudgeEachConditionOnItsFacts) {
+TEST_F(HostCheckerRules, judgeEachConditionOnItsFacts) {
     const auto expect = [&](const char* answer, const char* conditions) {
         for (const std::string& condition : split(conditions, ';'))
             EXPECT_EQ(evaluate(m_root.path(), "rule " + condition), answer) << condition;
@@ -75,7 +75,7 @@ TEST_F(HostCheckerRules, JudgeEachConditionOnItsFacts) {
            "os debian => 12;not os debian < 12 or so");
 }
 
-TEST_F(HostCheckerRules, ReadWholeRequests) {
+TEST_F(HostCheckerRules, readWholeRequests) {
     const std::string is = " file /etc\n";
     const std::string isNot = " file /none\n";
     std::string many;
@@ -97,7 +97,7 @@ TEST_F(HostCheckerRules, ReadWholeRequests) {
     EXPECT_EQ(evaluate("/nonexistent", "a os debian\nb kernel Linux\nc package x\nd process x\ne not file /etc"), "e");
 }
 
-TEST(HostChecker, LooksAtThisMachine) {
+TEST(HostChecker, looksAtThisMachine) {
     const Component component("hostchecker");
     const auto rules = component.entry<NebrixGetValidRules>(NEBRIX_NAME_GET_VALID_RULES);
     component.entry<NebrixInitHostCheckerDll>(NEBRIX_NAME_INIT_HOST_CHECKER)("", "", "/tmp/", "host", "en");

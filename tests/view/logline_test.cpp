@@ -5,7 +5,7 @@
 namespace tessel::view {
 namespace {
 
-TEST(LogLine, IsTakenApartOrAContinuation) {
+TEST(LogLine, isTakenApartOrAContinuation) {
     const std::tuple<std::string, std::string, int, const char*> cases[] = {
         {"21-11-26 07:08:09.0", "main 7", 0, "A.b text [x] y"},
         {"21-11-26 07:08:09.123", "", 4, "A: "},

@@ -42,7 +42,7 @@ protected:
     const String m_name = String::copy(m_path);
 };
 
-TEST_F(LogTailTest, FollowsWhatIsAppendedLineByLine) {
+TEST_F(LogTailTest, followsWhatIsAppendedLineByLine) {
     LogTail tail(m_name);
     EXPECT_EQ(tail.poll(), Change::Unreadable);
     write("");
@@ -56,7 +56,7 @@ TEST_F(LogTailTest, FollowsWhatIsAppendedLineByLine) {
     EXPECT_EQ(pollAll(tail), "a\n\nhalf\nc\n");
 }
 
-TEST_F(LogTailTest, StartsAtALineNearTheEndAndGoesBack) {
+TEST_F(LogTailTest, startsAtALineNearTheEndAndGoesBack) {
     const std::string text = numbered(20'000);
     write(text);
     for (const std::size_t firstBytes : {0U, 9U, 10U, 15U, 199'999U, 900'000U}) {
@@ -70,7 +70,7 @@ TEST_F(LogTailTest, StartsAtALineNearTheEndAndGoesBack) {
     }
 }
 
-TEST_F(LogTailTest, HoldsNoMoreThanItsShare) {
+TEST_F(LogTailTest, holdsNoMoreThanItsShare) {
     const std::string text = numbered(100);
     write(text);
     LogTail tail(m_name, 50, 10);
@@ -93,7 +93,7 @@ TEST_F(LogTailTest, HoldsNoMoreThanItsShare) {
     EXPECT_TRUE(wide.startsLater());
 }
 
-TEST_F(LogTailTest, GivesLinesLongerThanAPieceInPartsWhenGoingBack) {
+TEST_F(LogTailTest, givesLinesLongerThanAPieceInPartsWhenGoingBack) {
     write("first\n" + std::string(LogTail::kPiece * 2, 'x') + "\nlast\n");
     LogTail tail(m_name, 5);
     EXPECT_EQ(pollAll(tail), "last\n");
@@ -104,7 +104,7 @@ TEST_F(LogTailTest, GivesLinesLongerThanAPieceInPartsWhenGoingBack) {
     EXPECT_EQ(std::count(all.begin(), all.end(), 'x'), static_cast<std::ptrdiff_t>(LogTail::kPiece * 2));
 }
 
-TEST_F(LogTailTest, StartsAnewWithAnotherFile) {
+TEST_F(LogTailTest, startsAnewWithAnotherFile) {
     write("one\ntwo\n");
     LogTail tail(m_name);
     pollAll(tail);

@@ -9,7 +9,7 @@
 namespace tessel::view {
 namespace {
 
-TEST(StatusKey, IsEmptyForTheEndAndForUnknownNumbers) {
+TEST(StatusKey, isEmptyForTheEndAndForUnknownNumbers) {
     std::string keys;
     for (int status = 0; status < 7; ++status) {
         keys += statusKey(status) + std::string(",");
@@ -42,7 +42,7 @@ std::string run(const std::string& script) {
     return phrase.address.has_value() ? told + " " + phrase.address->str() : told;
 }
 
-TEST(PanelState, FollowsStatusesLinesTicksAndDownloads) {
+TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
     const std::pair<const char*, const char*> cases[] = {
         // A driver status hides itself at the second tick after the last one.
         {". S . S . . .", "- shown - shown - hidden - P 0"},
@@ -68,7 +68,7 @@ TEST(PanelState, FollowsStatusesLinesTicksAndDownloads) {
     }
 }
 
-TEST(PanelGeometry, GrowsInHundredsAndNeverShrinks) {
+TEST(PanelGeometry, growsInHundredsAndNeverShrinks) {
     const std::tuple<Size, Size, bool, std::optional<Size>> cases[] = {
         {{341, 129}, {300, 100}, true, Size{300, 100}},  {{341, 129}, {341, 129}, false, std::nullopt},
         {{341, 129}, {405, 129}, false, Size{500, 129}}, {{400, 129}, {500, 100}, false, Size{600, 129}},

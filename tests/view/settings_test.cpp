@@ -5,7 +5,7 @@
 namespace tessel::view {
 namespace {
 
-TEST(SettingsFields, AreWrittenAndReadBack) {
+TEST(SettingsFields, areWrittenAndReadBack) {
     const SettingsFields cases[] = {{"LAB\\you\\x", "secret", {"b", "a", "A"}}, {"you", "", {}}};
     ClientLocalConfiguration configuration;
     for (const SettingsFields& fields : cases) {
@@ -19,7 +19,7 @@ TEST(SettingsFields, AreWrittenAndReadBack) {
     }
 }
 
-TEST(SettingsFields, AddADomainOnceInEachCase) {
+TEST(SettingsFields, addADomainOnceInEachCase) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""}, {" \t\r\n", ""}, {"gw", ""}, {"gw \t", ""}, {"GW ", "GW"}, {" new\n", " new"}, {"a name", "a name"}};
     for (const auto& [typed, added] : cases) {

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint64_t kMost = ~std::uint64_t{0};
 
-TEST(TransferProgress, TellsThePartThatIsThere) {
+TEST(TransferProgress, tellsThePartThatIsThere) {
     const std::tuple<std::uint64_t, std::uint64_t, unsigned> cases[] = {
         {5, 0, 0}, {2, 3, 666}, {999, 1000, 999}, {4, 3, 1000}, {kMost / 2, kMost, 500}, {kMost, kMost, 1000}};
     for (const auto& [received, total, permille] : cases) {
@@ -17,7 +17,7 @@ TEST(TransferProgress, TellsThePartThatIsThere) {
     }
 }
 
-TEST(TransferProgress, TellsTheRateOfTheLastSeconds) {
+TEST(TransferProgress, tellsTheRateOfTheLastSeconds) {
     // Pairs of clock and bytes received.
     const std::pair<std::vector<std::pair<std::uint64_t, std::uint64_t>>, std::uint64_t> cases[] = {
         {{}, 0},
@@ -41,7 +41,7 @@ TEST(TransferProgress, TellsTheRateOfTheLastSeconds) {
     }
 }
 
-TEST(Amount, IsInTheLargestUnit) {
+TEST(Amount, isInTheLargestUnit) {
     const std::tuple<std::uint64_t, const char*, std::uint64_t> cases[] = {
         {999, "UNIT_B %s", 9990},        {1000, "UNIT_KB %s", 10},
         {1050, "UNIT_KB %s", 11},        {999'949, "UNIT_KB %s", 9999},

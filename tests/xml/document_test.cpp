@@ -50,7 +50,7 @@ std::string picture(const std::string& document) {
     }
 }
 
-TEST(XmlDocument, IsReadAsThisTree) {
+TEST(XmlDocument, isReadAsThisTree) {
     const std::pair<const char*, const char*> cases[] = {
         {"<Root><Name>x</Name></Root>", "root(name(|x|))"},
         {"<a><b>1</c></a>", "a(b(|1|))"},
@@ -89,7 +89,7 @@ TEST(XmlDocument, IsReadAsThisTree) {
     EXPECT_EQ(root->getNamespace("q"), "");
 }
 
-TEST(XmlFailure, CarriesTheSiteOfTheConstructUnlessItIsForgiven) {
+TEST(XmlFailure, carriesTheSiteOfTheConstructUnlessItIsForgiven) {
     const char* cases[][3] = {
         {"<a xmlns=1 xmlns=2 />", "a{1}", "TRACE Element.parse redefinition of xmlns attribute"},
         {"<p:a xmlns=1 xmlns:p=2 />", "a{1}", "TRACE Element.parse redefinition of xmlns attribute : p"},
@@ -124,7 +124,7 @@ TEST(XmlFailure, CarriesTheSiteOfTheConstructUnlessItIsForgiven) {
     EXPECT_THROW((void)Element("a").getAttributeValue("b"), EXmlNoAttribute);
 }
 
-TEST(XmlFailure, WithheldExcerptsQuoteNothing) {
+TEST(XmlFailure, withheldExcerptsQuoteNothing) {
     for (const char* text : {"<secret>secret", "<secret x='secret>", "<a><secret", "<a><?xml secret", "<a><!-- secret",
                              "<a secret:x/>", "<!-- secret", "<a xmlns=1 secret:x=1 >"}) {
         const nebrix::test::SystemLogCapture log;
@@ -158,7 +158,7 @@ std::string numbered(const char* before, const char* after, unsigned count) {
     return out;
 }
 
-TEST(XmlHostile, ParsesInLinearTime) {
+TEST(XmlHostile, parsesInLinearTime) {
     const nebrix::test::SystemLogCapture log;
     std::vector<std::string> inputs{
         "<a>" + repeated("x"),
@@ -184,7 +184,7 @@ TEST(XmlHostile, ParsesInLinearTime) {
     EXPECT_LT(log.lines().size(), inputs.size() * (Storage::kMostLogLines + 3));
 }
 
-TEST(XmlHostile, NestingIsLimited) {
+TEST(XmlHostile, nestingIsLimited) {
     const nebrix::test::SystemLogCapture log;
     const auto nested = [](unsigned depth) { return repeated("<a>", std::size_t{3} * depth); };
     EXPECT_TRUE(picture(nested(Storage::kDeepestNesting)).starts_with("a(a("));
@@ -194,7 +194,7 @@ TEST(XmlHostile, NestingIsLimited) {
     EXPECT_EQ(picture(repeated("<a>")), "EXmlElement:element:305");
 }
 
-TEST(XmlHostile, ListsAreReadInLinearTime) {
+TEST(XmlHostile, listsAreReadInLinearTime) {
     const auto root = StringParser::parse(owned("<r>" + repeated("<junk/>") + repeated("<i>1</i>") + "</r>"));
     KeyReader reader(*root);
     unsigned read = 0;

@@ -30,7 +30,7 @@ String textOf(KeyReader& reader) {
     return value;
 }
 
-TEST(XmlKeyReader, GivesEachElementOnce) {
+TEST(XmlKeyReader, givesEachElementOnce) {
     const auto root = StringParser::parse("<r><server>1</server><x/>t<Server>2</Server><other>3</other></r>");
     KeyReader reader(*root);
     EXPECT_EQ(reader.size("server"), 2U);
@@ -60,7 +60,7 @@ T readAs(const char* text) {
     return value;
 }
 
-TEST(XmlKeyReader, NumbersNeverFailAndBooleansAreWords) {
+TEST(XmlKeyReader, numbersNeverFailAndBooleansAreWords) {
     const std::pair<const char*, int> numbers[] = {{"80x", 80}, {"", 0}, {"-1", -1}, {"+7", 7}, {"65537", 65537}};
     for (const auto& [text, number] : numbers) {
         EXPECT_EQ(readAs<int>(text), number) << text;
@@ -79,7 +79,7 @@ TEST(XmlKeyReader, NumbersNeverFailAndBooleansAreWords) {
     }
 }
 
-TEST(XmlKeyReader, TakesHandWrittenTextAsItLooks) {
+TEST(XmlKeyReader, takesHandWrittenTextAsItLooks) {
     for (const char* text : {"a & b", "a&b;c", "&#0;&#;&#x;&", "&#xD800;&#1114112;&#-1;"}) {
         EXPECT_EQ(readAs<String>(text), text);
     }
@@ -87,7 +87,7 @@ TEST(XmlKeyReader, TakesHandWrittenTextAsItLooks) {
     EXPECT_EQ(readAs<String>("&#233;&#8364;&#128512;"), "\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80");
 }
 
-TEST(XmlKeyReader, ReadsBytesAndAttributes) {
+TEST(XmlKeyReader, readsBytesAndAttributes) {
     const auto root = StringParser::parse("<r a='v'>text</r>");
     KeyReader reader(*root);
     Memory bytes;
@@ -100,7 +100,7 @@ TEST(XmlKeyReader, ReadsBytesAndAttributes) {
     EXPECT_EQ(reader.getAttribute("b"), "");
 }
 
-TEST(XmlParserReader, StandsOnTheRootAndKnowsItsName) {
+TEST(XmlParserReader, standsOnTheRootAndKnowsItsName) {
     const nebrix::test::TemporaryDirectory directory;
     ParserReader reader(owned(directory.write("f.xml", "<conf><a>1</a><conf2/></conf>")));
     EXPECT_TRUE(reader.exists("a"));
@@ -111,7 +111,7 @@ TEST(XmlParserReader, StandsOnTheRootAndKnowsItsName) {
     EXPECT_EQ(textOf(inner["a"]), "1");
 }
 
-TEST(XmlParserReader, RefusesWhatCannotBeParsed) {
+TEST(XmlParserReader, refusesWhatCannotBeParsed) {
     const nebrix::test::TemporaryDirectory directory;
     const std::string path = directory.path("f.xml");
     const auto load = [&] { const ParserReader reader(owned(path)); };
@@ -166,7 +166,7 @@ Settings loaded(const String& document) {
     return settings;
 }
 
-TEST(XmlSave, LaysOutOneTagALine) {
+TEST(XmlSave, laysOutOneTagALine) {
     Settings settings;
     settings.password = "a<b";
     settings.domains = {"x", "y"};
@@ -187,7 +187,7 @@ TEST(XmlSave, LaysOutOneTagALine) {
     EXPECT_EQ(loaded(Parser::toText("root", Settings())).domains.size(), 0U);
 }
 
-TEST(XmlSave, AValueEndsTheOpenElementWhichTakesNoMore) {
+TEST(XmlSave, aValueEndsTheOpenElementWhichTakesNoMore) {
     String text;
     StringWriter sink(text);
     WriterKeyWriter writer(sink);
@@ -209,7 +209,7 @@ constexpr bool kTakes = requires(Writer& writer, T value) {
 static_assert(kTakes<IWriter, const char*> && !kTakes<IWriter, char> && !kTakes<IWriter, int*>);
 static_assert(kTakes<IKeyWriter, const char*> && !kTakes<IKeyWriter, char> && !kTakes<IKeyWriter, std::nullptr_t>);
 
-TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
+TEST(XmlSave, anyBytesComeBackAsTheyWentIn) {
     std::string every;
     for (int byte = 1; byte < 256; ++byte) {
         every += static_cast<char>(byte);
@@ -231,7 +231,7 @@ TEST(XmlSave, AnyBytesComeBackAsTheyWentIn) {
     EXPECT_TRUE(copy.domains == settings.domains);
 }
 
-TEST(XmlSave, ReplacesTheFileOrLeavesIt) {
+TEST(XmlSave, replacesTheFileOrLeavesIt) {
     const nebrix::test::TemporaryDirectory directory;
     const nebrix::test::SystemLogCapture log;
     const std::string path = directory.write("conf.xml", std::string(10'000, 'x'));

@@ -50,7 +50,7 @@ struct BackgroundWorker::Queue {
     bool ending = false;
 };
 
-BackgroundWorker::BackgroundWorker() : Thread("files", 0, true), m_queue(std::make_unique<Queue>()) { run(); }
+BackgroundWorker::BackgroundWorker() : Thread("files", 0, true), m_queue(std::make_unique<Queue>()) { launch(); }
 
 BackgroundWorker::~BackgroundWorker() {
     {

@@ -173,7 +173,8 @@ void NebrixMainFrame::showAbout() {
 void NebrixMainFrame::showLogs() {
     m_client.showLogs();
     if (!m_logWindow) {
-        m_logWindow = new NebrixClientLogWindow(nullptr, tessel::kLogFile, m_worker);
+        m_logWindow =
+            new NebrixClientLogWindow(nullptr, tessel::tesselToWxString(tessel::NebrixClient::getLogFile()), m_worker);
     }
     m_logWindow->Show();
     m_logWindow->Raise();

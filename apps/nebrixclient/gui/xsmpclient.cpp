@@ -136,7 +136,11 @@ private:
 XsmpClient::XsmpClient(std::function<void()> ended) {
     if (const char* manager = std::getenv("SESSION_MANAGER"); manager != nullptr && *manager != '\0') {
         m_speaker = std::make_unique<Speaker>(m_calls.sender(), std::move(ended));
-        m_speaker->run();
+        try {
+            m_speaker->launch();
+        } catch (const tessel::EThread&) {
+            m_speaker.reset();  // the log has it; other ways to hear of the session's end are left
+        }
     }
 }
 
