@@ -38,7 +38,7 @@ show_failure() {
     elif grep -qE "$named" "$1"; then
         grep -E -A 2 "$named" "$1" | head -n 60
     else
-        tail -n 40 "$1"
+        tail -n 10 "$1"
     fi >&2
 }
 
