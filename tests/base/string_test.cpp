@@ -246,28 +246,6 @@ TEST(StringEdit, gluesWithOneAllocation) {
     EXPECT_EQ(String(",").glue({"", ""}), ",");
 }
 
-TEST(Splitter, givesOneFieldMoreThanSeparators) {
-    using Fields = std::vector<std::string>;
-    const std::tuple<const char*, Fields, Fields> rows[] = {
-        {"", {""}, {""}},
-        {"a,b c", {"a", "b c"}, {"a", "b", "c"}},
-        {",a,, b,", {"", "a", "", " b", ""}, {"", "a", "", "", "b", ""}},
-    };
-    const auto check = [](Splitter&& splitter, const Fields& expected) {
-        Fields fields;
-        while (splitter.next()) {
-            fields.emplace_back(splitter.field().view());
-        }
-        EXPECT_EQ(fields, expected);
-        splitter.rewind();
-        EXPECT_TRUE(splitter.next() && (*splitter).view() == expected[0]);
-    };
-    for (const auto& [text, atCommas, atCommasAndBlanks] : rows) {
-        check(CharSplitter(text, ','), atCommas);
-        check(FirstOfSplitter(text, ", "), atCommasAndBlanks);
-    }
-}
-
 TEST(StringAddition, joinsEveryPairing) {
     const String s = String::copy("s");
     const StringAddition kept = s + "k";
@@ -306,21 +284,6 @@ TEST(StringAddition, staysValidWhenItsPartsAreGone) {
     EXPECT_EQ(block->gcRef(), 1) << "a temporary is taken over";
     part = "something else";
     EXPECT_EQ(String(kept), "a counted part, a temporary one");
-}
-
-TEST(StringAddition, copiesGoTheirOwnWays) {
-    std::string expected;
-    const StringAddition original = chain(12, "ab", expected);
-    StringAddition copy = original;
-    copy.add("!");
-    StringAddition assigned = copy + "?";
-    assigned = original;
-    StringAddition moved = std::move(copy);
-    EXPECT_EQ(String(assigned).view(), expected);
-    EXPECT_EQ(String(copy.add("again").add(moved)).view(),
-              "again" + expected + "!");  // NOLINT(bugprone-use-after-move)
-    moved.add(moved);
-    EXPECT_EQ(String(moved).view(), expected + "!" + expected + "!");
 }
 
 TEST(StringAddition, joinsPartsOfEveryLengthBeyondItsStoreAndAcrossThreads) {

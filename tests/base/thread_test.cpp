@@ -109,29 +109,6 @@ TEST(Thread, everyThreadHasANameForTheLog) {
         .run();
 }
 
-TEST(Thread, waitEndsByWakeUp) {
-    Mutex mutex;
-    bool asked = false;
-    Semaphore waiting;
-    Task task([&] {
-        Thread& self = *Thread::getCurrentThread();
-        const Lock lock(mutex);
-        waiting.release();
-        while (!asked) {
-            EXPECT_TRUE(self.wait(60'000, mutex));
-        }
-        EXPECT_FALSE(self.wait(1, mutex));
-    });
-    task.run();
-    waiting.acquire();
-    {
-        const Lock lock(mutex);
-        asked = true;
-    }
-    task.wakeUp();
-    EXPECT_TRUE(task.join(30'000));
-}
-
 TEST(Thread, onePerhapsCannotBeCreatedAndThenMayTryAgain) {
     bool ran = false;
     Task task([&] { ran = true; });

@@ -34,14 +34,6 @@ TEST_F(ComponentLibraryTest, givesTextsBackAndResultsOn) {
     EXPECT_EQ(calls(), "DllGetLogs2\nDllReleaseStr\tlog of the recorder\nDllExecute2\ta\tb\t-7\n");
 }
 
-TEST_F(ComponentLibraryTest, describesTheProxyInSevenFields) {
-    PluginDllInstance plugin(component("test-plugin"), "1", "/");
-    forget();
-    plugin.setProxy(false, Proxy());
-    plugin.setProxy(true, Proxy(Proxy::Type::Http, "host:3128", Credentials("me", "p|w", "CORP")));
-    EXPECT_EQ(calls(), "DllSetProxy2\t0|none|||||save:no\nDllSetProxy2\t1|https|host:3128|me|p|w|CORP|save:no\n");
-}
-
 TEST_F(ComponentLibraryTest, optionalEntriesMayBeMissing) {
     PluginDllInstance plugin(component("test-plugin-no-optional"), "1", "/");
     EXPECT_TRUE(m_log.contains(

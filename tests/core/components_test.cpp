@@ -130,22 +130,5 @@ TEST_F(ComponentsTest, anArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) 
     EXPECT_TRUE(logged("WARNING Test.downloadDll No \"md5\" is announced for hostchecker-1.0.0.zip: "));
 }
 
-TEST_F(ComponentsTest, copiesForOlderInstallationsReplaceWhatIsThere) {
-    serve();
-    ComponentDownload files(*m_client, "Test", "T_", String::copy(m_home.data("Plugin")), true);
-    Dll dll;
-    dll.pattern = "liba.so";
-    dll.md5 = "0";
-    dll.version = "2.1.0";
-    std::filesystem::create_directories(m_home.data("Plugin/T_0"));
-    for (const char* content : {"old", "new"}) {
-        nebrix::test::writeFile(m_home.data("Plugin/T_0/liba.so"), content);
-        nebrix::test::writeFile(m_home.data("Plugin/T_0/liba.so.sig"), content + std::string("s"));
-        files.copyDllForCompat(dll);
-        EXPECT_EQ(nebrix::test::readFile(m_home.data("Plugin/liba.so_2_1_0.dll")), content);
-        EXPECT_EQ(nebrix::test::readFile(m_home.data("Plugin/liba.so_2_1_0.dll.sig")), content + std::string("s"));
-    }
-}
-
 }  // namespace
 }  // namespace tessel::test

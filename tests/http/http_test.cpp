@@ -254,36 +254,6 @@ TEST(SetCookie, refusesFieldsThatWouldForgeALine) {
     }
 }
 
-TEST(SetCookie, expiry) {
-    // "max-age", "expires", the field at 1000 seconds after 1970.
-    const char* cases[][3] = {{"", "", "0"},
-                              {"60", "", "1060"},
-                              {"60", "Thu, 01 Jan 2026 00:00:00 GMT", "1060"},
-                              {"-5", "", "1"},
-                              {"9999999999", "", "10000000999"},
-                              {"99999999999999999999", "", "9223372036854775807"},
-                              {"soon", "1700000000", "1700000000"},
-                              {"", "never", "0"},
-                              {"", "Mon, 01-Jan-1900 00:00:00 GMT", "1"}};
-    for (const auto& [maxAge, expires, wanted] : cases) {
-        SetCookie cookie("n", "v", "d", "/");
-        cookie.setMaxAge(maxAge);
-        cookie.setExpires(expires);
-        EXPECT_EQ(text(cookie.getNetscapeExpire(1000)), wanted) << maxAge << "|" << expires;
-    }
-}
-
-TEST(SetCookie, readsAHeaderValue) {
-    const SetCookie cookie = SetCookie::parse(" n = v=w ;PATH=/p; domain=.d;Max-Age=5;x;Expires=e;secure;path=/q;");
-    EXPECT_EQ(text(cookie.getName() + "|" + cookie.getValue() + "|" + cookie.getPath() + "|" + cookie.getDomain() +
-                   "|" + cookie.getMaxAge() + "|" + cookie.getExpires()),
-              "n|v=w|/q|.d|5|e");
-    EXPECT_TRUE(cookie.isSecure());
-    for (const char* broken : {"", "n", "=v", " ;n=v"}) {
-        EXPECT_THROW(SetCookie::parse(broken), EBadHeader) << broken;
-    }
-}
-
 TEST(Credentials, domainLoginGoesBothWays) {
     const char* cases[][3] = {{"", "joe", "joe"}, {"DOM", "a\\b", "DOM\\a\\b"}, {"DOM", "", "DOM\\"}, {"", "", ""}};
     for (const auto& [domain, login, text] : cases) {
@@ -293,19 +263,6 @@ TEST(Credentials, domainLoginGoesBothWays) {
         credentials.setDomainLogin(credentials.getDomainLogin(true));
         EXPECT_EQ(credentials.getDomain(), domain);
         EXPECT_EQ(credentials.getLogin(), login);
-    }
-}
-
-TEST(Proxy, isReadByKey) {
-    const std::pair<const char*, const char*> types[] = {
-        {"socks4", "socks4"}, {"sock5", "socks5"}, {"http", "https"}, {"connect", "https"}, {"socks5", "none"}};
-    for (const auto& [name, meant] : types) {
-        const json::JSONWrapperFromString json(R"({"type":")" + String(name) + R"(","host":"h:1","credentials":{}})");
-        Proxy proxy;
-        const json::JSONPolyReader reader(json);
-        EXPECT_THROW(proxy.keywrite(*reader), EConfMissingKey);
-        EXPECT_EQ(proxy.getTypeString(), meant) << name;
-        EXPECT_EQ(proxy.getHost(), "h:1");
     }
 }
 

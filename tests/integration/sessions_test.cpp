@@ -278,20 +278,6 @@ TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     EXPECT_EQ(session.run().status, 3);
 }
 
-TEST(Sessions, oneSignalIsEnoughWhenTheGatewayNeverAnswers) {
-    for (const Fault fault : {Fault::Silent, Fault::ArchiveSilent}) {
-        GatewayOptions options = recordingComponents();
-        options.faults.add(fault);
-        Session session(options);
-        ChildProcess client(session.client(ComponentType::Hostchecker));
-        const char* awaited = fault == Fault::Silent ? "/mediation/" : "/components/";
-        ASSERT_TRUE(session.gateway().requests().waitFor(awaited, 1, std::chrono::seconds(30)));
-        client.signal(SIGINT);
-        EXPECT_EQ(client.wait(std::chrono::seconds(5)), 0);
-        EXPECT_FALSE(session.loaded());
-    }
-}
-
 TEST(Sessions, aSecondSignalEndsAtOnceWhenTheComponentBlocks) {
     Session session;
     setenv("NEBRIX_TEST_BLOCK", "1", 1);
