@@ -2,7 +2,8 @@
 """Runs the benchmarks of a build and prints them beside their peers as one table of ratios (ours / peer).
 
 usage: bench/table.py [BUILD/bench] [--min-time SECONDS] [--repetitions N]
-Every ratio is of the medians of one run. Times are CPU times, or wall times where threads are at work.
+Every ratio is of the medians of one run. Times are CPU times, or wall times where threads are at work. The processor
+comes first: the ratios of one say little about another.
 """
 import argparse
 import json
@@ -61,6 +62,15 @@ def run(program, arguments):
     return {b["run_name"]: b for b in json.loads(text)["benchmarks"] if b["aggregate_name"] == "median"}
 
 
+def processor():
+    """As the system names the first one, with the numbers that tell apart what shares a name."""
+    with open("/proc/cpuinfo") as file:
+        first = file.read().split("\n\n")[0]
+    facts = dict((part.strip() for part in line.split(":", 1)) for line in first.splitlines())
+    numbers = ", ".join(f"{key} {facts[key]}" for key in ("cpu family", "model", "stepping") if key in facts)
+    return f"{os.cpu_count()} x {facts.get('model name', 'a processor without a name')} ({numbers})"
+
+
 def value(results, key):
     name, counter = key if isinstance(key, tuple) else (key, None)
     found = results.get(name) or next((b for n, b in results.items() if n.startswith(name + "/")), None)
@@ -78,6 +88,7 @@ def main():
     parser.add_argument("--repetitions", type=int, default=9)
     arguments = parser.parse_args()
     results = {}
+    print(processor() + "\n")
     print("| what | beside | ratio | to reach |\n|---|---|---|---|")
     for program, what, ours, peer, name, goal in ROWS:
         if program not in results:
