@@ -104,7 +104,8 @@ struct SessionEnd {
 const char* name(EndKind kind) noexcept;
 const char* name(EndCause cause) noexcept;
 
-/// The end in one English sentence without a final stop, control characters escaped: for the log and the terminal.
+/// The end in one English sentence without a final stop. What others chose of it (a gateway's text, a path) stands
+/// there as it is: whoever shows it escapes it (libs/base/printable.h), as the log does by itself.
 String describe(const SessionEnd& end);
 
 /// What an exception that ended an attempt says about the end.

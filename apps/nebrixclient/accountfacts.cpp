@@ -5,6 +5,7 @@
 #include "apps/nebrixclient/plugindllinstance.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "libs/base/file.h"
+#include "libs/base/thread.h"
 #include "libs/curl/requestinfo.h"
 #include "libs/openssl/peercertificate.h"
 
@@ -138,6 +139,9 @@ SessionEnd endOf(const Exception& caught) {
     }
     if (isAnyOf<EFile>(caught)) {
         return endOfFile(facts);
+    }
+    if (isAnyOf<EThread>(caught)) {
+        return {.kind = EndKind::Internal, .cause = EndCause::System, .text = caught.getMessage()};
     }
     return {.kind = EndKind::Internal, .text = caught.toString()};
 }

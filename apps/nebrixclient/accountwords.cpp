@@ -133,6 +133,17 @@ String componentWords(const SessionEnd& end) {
     }
 }
 
+String internalWords(EndCause cause) {
+    switch (cause) {
+        case EndCause::Memory:
+            return "this machine gives the program too little memory";
+        case EndCause::System:
+            return "this machine gives the program too little";
+        default:
+            return "an unexpected error";
+    }
+}
+
 }  // namespace
 
 String describe(const SessionEnd& end) {
@@ -169,9 +180,7 @@ String describe(const SessionEnd& end) {
         case EndKind::NotWritable:
             return with(end.path + " cannot be read or written", end.text);
         case EndKind::Internal:
-            return with(end.cause == EndCause::Memory ? "this machine gives the program too little memory"
-                                                      : "an unexpected error",
-                        end.text);
+            return with(internalWords(end.cause), end.text);
     }
     return {};
 }

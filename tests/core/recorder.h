@@ -54,7 +54,7 @@ private:
     [[nodiscard]] Lines changesLocked() const {
         Lines changed = m_lines;
         const auto repeats = [](const auto& a, const auto& b) { return a == b && a.starts_with("vpn "); };
-        changed.erase(std::ranges::unique(changed, repeats).begin(), changed.end());
+        changed.erase(std::unique(changed.begin(), changed.end(), repeats), changed.end());
         return changed;
     }
     void add(const std::string& line) {
