@@ -129,9 +129,19 @@ TEST(Sessions, aLaterStartUsesWhatIsThereAndFetchesOnceMoreWhatFailsItsCheck) {
         {"all there", [] {}, 0, 0},
         {"empty signature file", [&] { writeFile(library + ".sig", ""); }, 0, 1},
         {"altered library", [&] { alter(library); }, 0, 1},
-        {"altered library and archive", [&] { alter(library), alter(archive); }, 1, 1},
+        {"altered library and archive",
+         [&] {
+             alter(library);
+             alter(archive);
+         },
+         1, 1},
         {"archive alone", [&] { std::filesystem::remove_all(directory); }, 0, 0},
-        {"altered archive alone", [&] { std::filesystem::remove_all(directory), alter(archive); }, 1, 0},
+        {"altered archive alone",
+         [&] {
+             std::filesystem::remove_all(directory);
+             alter(archive);
+         },
+         1, 0},
     };
     unsigned fetched = 0;
     for (const auto& [what, change, fetches, again] : rows) {
