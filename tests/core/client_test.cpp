@@ -1,6 +1,7 @@
 #include "apps/nebrixclient/client.h"
 
 #include <chrono>
+#include <ostream>
 #include <thread>
 
 #include "tests/core/drivertest.h"
@@ -17,6 +18,9 @@ struct Act {
     std::string ender;
     Lines lines;
 };
+
+/// Else GoogleTest prints the bytes, those without a value too.
+void PrintTo(const Act& act, std::ostream* out) { *out << act.phase << ", " << act.deed; }
 
 const Lines kTunnel{"dispatch 2", "vpn up", "end user", "status 4"};
 const Lines kCheck{"dispatch 3", "status 2", "status 5", "end user", "status 4"};
