@@ -93,7 +93,8 @@ tidy_changed() {
 signatures_under_valgrind() {
     local filter='*Signature*:*SignedDll*:*Rsa*-*generates*' program home
     home=$(mktemp -d)
-    trap 'rm -rf "$home"' EXIT
+    # Spelt out now: the function's variables are gone when the shell that runs it ends.
+    trap "rm -rf '$home'" EXIT
     for program in openssl_test core_test; do
         if ! build/dev/tests/$program --gtest_list_tests --gtest_filter="$filter" | grep -q '^  '; then
             echo "$program has no test named $filter"
