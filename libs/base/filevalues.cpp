@@ -9,7 +9,12 @@ namespace tessel {
 
 namespace {
 
-[[noreturn]] void raiseShort() { raise<EFile>("EFile", sites::kFileShort); }
+constexpr char kEndsEarly[] = "the file is shorter than it should be";
+constexpr char kOtherValue[] = "another value was expected there";
+
+[[noreturn]] void raiseShort(const String& path, const char* words = kEndsEarly) {
+    raise<EFile>("EFile", sites::kFileShort, {.subject = path, .words = words});
+}
 
 bool isNumberPart(char c) { return (c >= '0' && c <= '9') || c == '-' || c == '+'; }
 bool isLetter(char c) { return c >= 'a' && c <= 'z'; }
@@ -20,7 +25,7 @@ bool isLetter(char c) { return c >= 'a' && c <= 'z'; }
 template <class Value>
 void File::take(Value& value, unsigned n) {
     if (n > left()) {
-        raiseShort();
+        raiseShort(m_path);
     }
     if (n > String::kMaxLength) {
         raiseFile(sites::kFileTooLong, m_path, EFBIG);
@@ -29,7 +34,7 @@ void File::take(Value& value, unsigned n) {
     const unsigned got = read(reinterpret_cast<char*>(bytes.reserve(n)), n);
     bytes.grow(got);
     if (got != n) {
-        raiseShort();
+        raiseShort(m_path);
     }
     value = std::move(bytes);
 }
@@ -40,7 +45,7 @@ void File::read(String& value) { take(value, told(left())); }
 
 void File::read(char& value) {
     if (read(&value, 1) != 1) {
-        raiseShort();
+        raiseShort(m_path);
     }
 }
 
@@ -67,11 +72,12 @@ bool File::peek(char& next) {
 String File::readWord(bool (*belongs)(char)) {
     constexpr unsigned kLongest = 32;
     String word;
-    for (char next = 0; word.length() < kLongest && peek(next) && belongs(next); ++m_begin) {
+    char next = 0;
+    for (; word.length() < kLongest && peek(next) && belongs(next); ++m_begin) {
         word.append(1, next);
     }
     if (word.empty()) {
-        raiseShort();
+        raiseShort(m_path, peek(next) ? kOtherValue : kEndsEarly);
     }
     return word;
 }
@@ -84,7 +90,7 @@ void File::read(unsigned short& value) { value = toUint16(readWord(&isNumberPart
 void File::read(bool& value) {
     const String word = readWord(&isLetter);
     if (!(word == "true") && !(word == "false")) {
-        raiseShort();
+        raiseShort(m_path, kOtherValue);
     }
     value = word == "true";
 }
