@@ -161,7 +161,7 @@ std::optional<String> readMediation(const std::string& operand) {
 bool isMediation(const String& text) {
     try {
         return http::Authority(http::Uri::parse(text).getAuthority()).valid();
-    } catch (const Exception&) {
+    } catch (const http::EUri&) {
         return false;
     }
 }

@@ -16,12 +16,18 @@ namespace {
 
 constexpr char kPattern[] = R"(^(([^:/?#]+):)?(//([^/?#]*))?([^?#]*)(\?([^#]*))?(#(.*))?)";
 
+/// pcre2_compile()'s code for "failed to allocate heap memory" (pcre2api), which the header has no name for.
+constexpr int kCompilerLacksMemory = 121;
+
 struct Pattern {
     pcre2_code* code = nullptr;
     bool compiled = false;  // to machine code; else the pattern is interpreted
 
     Pattern() {
         pcre2_compile_context* context = pcre2_compile_context_create(nullptr);
+        if (context == nullptr) {
+            throw std::bad_alloc();
+        }
         // Said outright, since the default for what "." leaves out is chosen when PCRE2 is built.
         pcre2_set_newline(context, PCRE2_NEWLINE_LF);
         int error = 0;
@@ -30,7 +36,10 @@ struct Pattern {
                              &position, context);
         pcre2_compile_context_free(context);
         if (code == nullptr) {
-            raise<EUri>("EUri", sites::kUriPattern);
+            if (error == kCompilerLacksMemory) {
+                throw std::bad_alloc();
+            }
+            raise<UriComponentException>("UriComponentException", sites::kUriPattern);
         }
         compiled = pcre2_jit_compile(code, PCRE2_JIT_COMPLETE) == 0;
     }
@@ -75,6 +84,9 @@ bool matchWith(pcre2_match_data* data, const String& text, UriGroups& groups) {
     const Pattern& uri = pattern();
     const auto match = uri.compiled ? pcre2_jit_match : pcre2_match;
     const int found = match(uri.code, reinterpret_cast<PCRE2_SPTR>(text.array()), text.length(), 0, 0, data, nullptr);
+    if (found == PCRE2_ERROR_NOMEMORY) {
+        throw std::bad_alloc();
+    }
     const std::size_t* positions = pcre2_get_ovector_pointer(data);
     // Only a line feed in the fragment can end the match early, and no other match would then be longer.
     if (found < 1 || positions[1] != text.length()) {

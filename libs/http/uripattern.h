@@ -20,7 +20,7 @@ struct UriGroups {
 
 /// Matches the whole text, as bytes, and fills the groups; false when it does not match. The pattern is compiled on
 /// the first call and kept for the process. Any thread may call, before main() and after it. Time in line with the
-/// text's length.
+/// text's length. Raises std::bad_alloc without memory.
 bool matchUri(const String& text, UriGroups& groups);
 
 }  // namespace tessel::http
