@@ -135,14 +135,14 @@ String DownloadManager::resolve(const String& url) const {
 
 bool DownloadManager::downloadFileTo(const String& url, const String& localPath, SessionEnd* why) {
     File::ensureDirectory(File::getSubPath(localPath));
-    log(LogCategory::Trace, "DownloadManager", "downloadFileTo", String(url + " -> " + localPath));
+    log(LogCategory::Trace, "DownloadManager", "downloadFileTo", String(http::loggedUrl(url) + " -> " + localPath));
     const String uri = resolve(url);
     SessionEnd failure;
     if (transfer(uri, localPath, failure)) {
         return true;
     }
     // The misspelling is what administrators search for.
-    logError(String("Error while downloding '" + localPath + "' from '" + uri + "'"));
+    logError(String("Error while downloding '" + localPath + "' from '" + http::loggedUrl(uri) + "'"));
     if (m_cancelled) {
         removeCut(localPath);
     }

@@ -42,7 +42,7 @@ bool NebrixClientCurlSession::carriesCookies(const String& url) {
         return true;
     }
     log(LogCategory::Warning, "NebrixClientCurlSession", "carriesCookies",
-        String("Not over https, so without cookies: " + authorityOf(url).getServer()));
+        String("Not over https, so without cookies: " + authorityOf(http::loggedUrl(url)).getServer()));
     return false;
 }
 

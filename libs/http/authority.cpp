@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <charconv>
+#include <new>
 
 #include "libs/http/uri.h"
+#include "libs/http/uripattern.h"
 
 namespace tessel::http {
 namespace {
@@ -38,15 +40,19 @@ bool isPort(const String& port) {
     return error == std::errc() && end == port.end() && number >= 1 && number <= kLargestPort;
 }
 
-/// Empty when it is no name or memory ends.
+/// Empty when it is no name.
 String internationalHost(const String& host) {
     if (host.find('\0') != String::npos) {
         return {};
     }
     char* converted = nullptr;
     const auto* const name = reinterpret_cast<const unsigned char*>(host.str());
-    if (idn2_lookup_u8(name, reinterpret_cast<unsigned char**>(&converted), IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL) !=
-        IDN2_OK) {
+    const int error =
+        idn2_lookup_u8(name, reinterpret_cast<unsigned char**>(&converted), IDN2_NFC_INPUT | IDN2_NONTRANSITIONAL);
+    if (error == IDN2_MALLOC) {
+        throw std::bad_alloc();
+    }
+    if (error != IDN2_OK) {
         return {};
     }
     String ascii = String::copy(converted);
@@ -118,6 +124,22 @@ String withoutUserInformation(const String& text) {
         from = quote + 1;
     }
     return text.replaceBetween(from, text.rfind('@') + 1, String());
+}
+
+String loggedUrl(const String& url) {
+    UriGroups groups;
+    if (!matchUri(url, groups)) {
+        return withoutUserInformation(url);
+    }
+    const String authority = url.range(groups.authority.from, groups.authority.to);
+    if (authority.empty() && groups.scheme.from == groups.scheme.to) {
+        return url;  // a path
+    }
+    const unsigned at = authority.rfind('@');
+    const unsigned server = at == String::npos ? 0 : at + 1;
+    return Authority(authority.range(server)).valid()
+               ? url.replaceBetween(groups.authority.from, groups.authority.from + server, String())
+               : withoutUserInformation(url);
 }
 
 }  // namespace tessel::http

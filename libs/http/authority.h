@@ -47,4 +47,8 @@ String asciiHost(const String& host);
 /// could not be understood: takes rather too much than too little.
 String withoutUserInformation(const String& text);
 
+/// A URL as logs show it: without the user information of its authority, all else as written, an "@" of the path too.
+/// Where its authority names no server it is taken for a text that could not be understood.
+String loggedUrl(const String& url);
+
 }  // namespace tessel::http

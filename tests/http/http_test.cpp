@@ -163,6 +163,17 @@ TEST(Authority, textsLoseTheirUserInformation) {
     for (const auto& [from, wanted] : cases) {
         EXPECT_EQ(text(withoutUserInformation(String(from))), wanted);
     }
+    const char* urls[][2] = {{"https://joe:p@ss@gw:1/a@2?x=b@c#d@e", "https://gw:1/a@2?x=b@c#d@e"},
+                             {"//joe@gw", "//gw"},
+                             {"/images/a@2.png", "/images/a@2.png"},
+                             {"https://gw/a@2", "https://gw/a@2"},
+                             {"https://joe:pa/ss@gw/x", "https://gw/x"},
+                             {"https://joe:1@/ss@gw/x", "https://gw/x"},
+                             {"joe:pass@gw/x", "gw/x"},
+                             {"https://joe@gw/#a\n", "https://gw/#a\n"}};
+    for (const auto& [from, wanted] : urls) {
+        EXPECT_EQ(text(loggedUrl(String(from))), wanted);
+    }
 }
 
 TEST(Uri, percentEncoding) {
