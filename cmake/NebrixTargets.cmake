@@ -1,6 +1,7 @@
 # One call per target. Sources are named relative to the calling folder; includes are written from the repository root.
 #
-#   nebrix_library(NAME SOURCES a.cpp ... [PUBLIC libs...] [PRIVATE libs...])       static library
+#   nebrix_library(NAME SOURCES a.cpp ... [PUBLIC libs...] [PRIVATE libs...]
+#                  [HEADERS <a> ...])                                               static library
 #   nebrix_executable(NAME SOURCES ... [LIBS ...])                                  program, bin/NAME
 #   nebrix_test(NAME SOURCES ... [LIBS ...] [TIMEOUT seconds] [LOCK name] [LABELS ...]
 #               [LAUNCHER command...])                                              GoogleTest program, one ctest entry
@@ -8,11 +9,45 @@
 #   nebrix_fuzz(NAME [LIBS ...])                                                    of NAME.cpp: libFuzzer program, else
 #                                                                                   a test that replays seeds/NAME
 
+#   nebrix_shared_headers(NAME HEADERS <a> ... [LIBS ...] [OPTIONS ...])            headers that are compiled once, for
+#                                                                                   target_precompile_headers(REUSE_FROM)
+
+# Compilers refuse a compiled copy where their options differ: whoever takes it gets no option that it lacks.
+function(nebrix_shared_headers name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LIBS;OPTIONS")
+    set(empty "${CMAKE_BINARY_DIR}/generated/${name}.cpp")
+    file(CONFIGURE OUTPUT "${empty}" CONTENT "")
+    add_library(${name} OBJECT "${empty}")
+    target_link_libraries(${name} PRIVATE nebrix_options ${arg_LIBS})
+    target_compile_options(${name} PRIVATE ${arg_OPTIONS})
+    target_precompile_headers(${name} PRIVATE ${arg_HEADERS})
+endfunction()
+
+# What our own files include most of the standard library, for clang. Not for g++, whose builds see to it that each file
+# includes what it uses; and clang-tidy, which shares clang's commands, could not read its copies.
+function(nebrix_share_standard_headers name)
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        return()
+    endif()
+    if(NOT TARGET nebrix_standard_headers)
+        nebrix_shared_headers(nebrix_standard_headers HEADERS
+            <algorithm> <array> <atomic> <charconv> <chrono> <condition_variable> <cstdio> <cstring> <filesystem>
+            <functional> <map> <memory> <mutex> <optional> <string> <string_view> <thread> <utility> <vector>)
+    endif()
+    target_precompile_headers(${name} REUSE_FROM nebrix_standard_headers)
+endfunction()
+
+# HEADERS: what the library has compiled once for its files instead of the standard library's.
 function(nebrix_library name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE;HEADERS")
     add_library(${name} STATIC ${arg_SOURCES})
     target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}")
     target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} nebrix_options)
+    if(arg_HEADERS)
+        target_precompile_headers(${name} PRIVATE ${arg_HEADERS})
+    else()
+        nebrix_share_standard_headers(${name})
+    endif()
 endfunction()
 
 function(nebrix_program_ name)
@@ -44,6 +79,13 @@ function(nebrix_test_environment name)
         "XDG_CONFIG_HOME=unset:;XDG_DATA_HOME=unset:;http_proxy=unset:;https_proxy=unset:;HTTPS_PROXY=unset:;all_proxy=unset:;ALL_PROXY=unset:;no_proxy=unset:;NO_PROXY=unset:")
 endfunction()
 
+# Test cases are compiled by a sanitizer's compiler as they stand: optimising what they expand to takes it longer than the
+# rest of them, and what they test is optimised elsewhere.
+set(nebrix_test_optimisation)
+if(NEBRIX_SANITIZE)
+    set(nebrix_test_optimisation -O0)
+endif()
+
 # GoogleTest's headers are most of what the compiler reads for a test, wxWidgets' for a test of windows: taken from one
 # compiled copy, which is compiled as what takes it is, or compilers refuse it. Not GoogleTest's by g++, which gains little
 # and then warns of what it inlines from the standard library.
@@ -58,15 +100,14 @@ function(nebrix_share_test_headers name libraries)
         return()
     endif()
     if(NOT TARGET nebrix_test_headers)
-        set(empty "${CMAKE_BINARY_DIR}/generated/test_headers.cpp")
-        file(CONFIGURE OUTPUT "${empty}" CONTENT "")
-        add_library(nebrix_test_headers OBJECT "${empty}")
-        target_link_libraries(nebrix_test_headers PRIVATE nebrix_options GTest::gmock GTest::gtest)
+        nebrix_shared_headers(nebrix_test_headers
+            HEADERS <gmock/gmock.h> <gtest/gtest.h>
+            LIBS GTest::gmock GTest::gtest
+            OPTIONS -fPIE ${nebrix_test_optimisation})
         set_target_properties(nebrix_test_headers PROPERTIES POSITION_INDEPENDENT_CODE OFF)
-        target_compile_options(nebrix_test_headers PRIVATE -fPIE)
-        target_precompile_headers(nebrix_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
     endif()
     target_precompile_headers(${name} REUSE_FROM nebrix_test_headers)
+    target_compile_options(${name} PRIVATE ${nebrix_test_optimisation})
 endfunction()
 
 function(nebrix_test name)
