@@ -145,6 +145,23 @@ bool CurlEasyWrapper::request(const String& url, IWriter& out, std::uint64_t lim
     return m_lastErrorCode == CURLE_OK;
 }
 
+/// A machine's bundle takes 20 ms and more to read; of its directory OpenSSL reads what a chain needs.
+void CurlEasyWrapper::applyAuthorities() {
+    const curl_version_info_data& libcurl = *curl_version_info(CURLVERSION_NOW);
+    m_wholeBundle = m_wholeBundle || libcurl.capath == nullptr || libcurl.cainfo == nullptr;
+    curl_easy_setopt(m_handle, CURLOPT_CAINFO, m_wholeBundle ? libcurl.cainfo : nullptr);
+}
+
+void CurlEasyWrapper::transfer() {
+    m_lastErrorCode = curl_easy_perform(m_handle);
+    curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
+}
+
+/// Whether the certificate was refused for its chain rather than for its names.
+bool CurlEasyWrapper::bundleMayKnow() const noexcept {
+    return !m_wholeBundle && m_lastErrorCode == CURLE_PEER_FAILED_VERIFICATION && m_verifyResult > kCertificateNotAsked;
+}
+
 void CurlEasyWrapper::perform(const String& url, Body& body, const String& post) {
     apply(url, body, post);
     const unsigned bytes = headBytes(url);
@@ -154,8 +171,14 @@ void CurlEasyWrapper::perform(const String& url, Body& body, const String& post)
         fail(CURLE_SEND_ERROR,
              "URL and cookies have " + toString(bytes) + " bytes, at most " + toString(most) + " can be sent");
     } else {
-        m_lastErrorCode = curl_easy_perform(m_handle);
-        curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
+        applyAuthorities();
+        transfer();
+        if (bundleMayKnow()) {
+            m_wholeBundle = true;
+            m_tlsMessages = TlsMessages();
+            applyAuthorities();
+            transfer();
+        }
         judge(url);
     }
     // Nothing that ends with this call stays known to libcurl.

@@ -44,6 +44,12 @@ public:
     /// Hands a line of a Netscape cookie file to the cookie engine.
     void addCookieLine(const String& line);
     void setVerifySsl(bool verify) noexcept { m_verifySsl = verify; }
+    /// Which of the machine's authorities a request trusts from the start: those of its directory by hash alone, or of
+    /// its whole bundle as well, which libcurl then reads for each connection. A certificate that the directory does
+    /// not vouch for is judged once more, in a second connection, with the bundle.
+    void setWholeBundle(bool whole) noexcept { m_wholeBundle = whole; }
+    /// Whether the last request needed the bundle.
+    [[nodiscard]] bool wholeBundle() const noexcept { return m_wholeBundle; }
     void setUserAgent(const String& userAgent) { m_userAgent = userAgent; }
     /// Type none: libcurl's own choice, from the environment. Raises Exception for a value that is no type.
     void setProxy(const Proxy& proxy);
@@ -73,6 +79,8 @@ public:
     [[nodiscard]] const std::shared_ptr<const tls::PeerCertificate>& peerCertificate() const noexcept {
         return m_peerCertificate;
     }
+    /// libcurl compares the names before it asks what OpenSSL said, and until then says this.
+    static constexpr long kCertificateNotAsked = 1;
     /// What OpenSSL said of the server's certificate (an X509_V_ code), whether it was to be checked or not.
     [[nodiscard]] long sslVerifyResult() const noexcept { return m_verifyResult; }
     /// libcurl's own words about it, without user information; empty when it has none. Valid until the next request.
@@ -85,6 +93,9 @@ private:
 
     void applyOnce();
     void apply(const String& url, Body& body, const String& post);
+    void applyAuthorities();
+    void transfer();
+    [[nodiscard]] bool bundleMayKnow() const noexcept;
     void perform(const String& url, Body& body, const String& post);
     void fail(int code, const String& words);
     [[nodiscard]] unsigned cookieBytes() const;
@@ -107,6 +118,7 @@ private:
 
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
+    bool m_wholeBundle = false;
     std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
     int m_lastErrorCode = 0;
     TransferFailure m_failure = TransferFailure::None;

@@ -153,15 +153,15 @@ bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit,
         handle.setUserAgent(m_userAgent);
     }
     handle.setVerifySsl(verifySSL(url));
+    handle.setWholeBundle(m_wholeBundle);
     handle.setProxy(getProxy(url));
     const bool arrived = handle.request(url, out, limit, post);
+    m_wholeBundle = handle.wholeBundle();
     if (info != nullptr) {
         if (handle.failure() == TransferFailure::Certificate) {
-            // libcurl compares the names before it asks what OpenSSL said, and until then says this.
-            constexpr long kNotAsked = 1;
             const long error = handle.sslVerifyResult();
-            handle.setPeerCertificate(
-                describeCertificate(handle.tlsMessages().certificate(), error == kNotAsked ? 0 : error));
+            handle.setPeerCertificate(describeCertificate(handle.tlsMessages().certificate(),
+                                                          error == CurlEasyWrapper::kCertificateNotAsked ? 0 : error));
         }
         info->readFromCurl(handle);
     }

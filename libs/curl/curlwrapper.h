@@ -123,6 +123,7 @@ private:
     std::atomic<std::uint64_t> m_bodyLimit{kBodyLimit};
     std::atomic<std::uint64_t> m_writerLimit{0};
     std::atomic<bool> m_cancelled{false};
+    bool m_wholeBundle = false;  // a chain needed it; guarded by m_transfer
 };
 
 }  // namespace tessel
