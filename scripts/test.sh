@@ -27,16 +27,21 @@ for argument in "$@"; do
 done
 
 jobs=$(nproc)
+# On a terminal the latest line of another step may stand there.
+clear=
+if [ -t 1 ] && [ "${TERM:-dumb}" != dumb ]; then
+    clear=$'\r\e[K'
+fi
 
 # step NAME LOG COMMAND...
 step() {
     local name=$1 log=$2 began=$SECONDS
     shift 2
-    echo "=== $name (${SECONDS} s since the start)"
+    echo "$clear=== $name (${SECONDS} s since the start)"
     logged "$name" "build/logs/$log.log" "$@"
     # How a test runner counted, for whoever reads no logs.
     grep -E '^[0-9]+% tests passed' "build/logs/$log.log" || true
-    echo "--- $name: $((SECONDS - began)) s"
+    echo "$clear--- $name: $((SECONDS - began)) s"
 }
 
 check_scripts() {
@@ -67,7 +72,7 @@ run_tests() {
 # What computes without waiting: one build after the other, then what needs them. It runs in the background and takes the
 # processor time that tests, which mostly wait, leave to it; no test is kept waiting for it.
 background() {
-    chrt --idle --pid 0 "$BASHPID" 2>/dev/null || renice -n 19 -p "$BASHPID" || true
+    chrt --idle --pid 0 "$BASHPID" 2>/dev/null || renice -n 19 -p "$BASHPID" >/dev/null || true
     TERM=dumb  # two steps cannot show their latest line in the same place
     build dev "g++"
     touch "$built/dev"
