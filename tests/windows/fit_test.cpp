@@ -20,6 +20,7 @@
 namespace nebrix::test {
 namespace {
 
+const wxString kLongestHost = wxString('g', 63) + ".example:65535";
 constexpr const char* kLongestDetails =
     "https://gateway.example.org/mediation/plugindll?lang=de: Couldn't connect to server (#7) "
     "[Failed to connect to gateway.example.org port 443 after 21 ms: Couldn't connect to server]";
@@ -72,7 +73,7 @@ protected:
 TEST_P(Fit, everyTextHasRoomInItsControl) {
     gui::BackgroundWorker worker;
     NebrixClientConfigurationDialog settings(nullptr);
-    NebrixClientConnectionErrorDialog error(nullptr);
+    NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CONNECTION_PROXY %s"), kLongestHost));
     error.setErrorContent(kLongestDetails);
     NebrixClientAboutDialog about(nullptr);
     gui::StatusWindow status(nullptr, [](int) {});

@@ -53,3 +53,13 @@ void NebrixClientGuiNotifyHandler::onNextHostCheck(unsigned milliseconds) noexce
         tessel::log(tessel::LogCategory::Error, "NebrixClientGuiNotifyHandler", "onNextHostCheck", "time lost");
     }
 }
+
+void NebrixClientGuiNotifyHandler::onSessionEnd(const tessel::SessionEnd& end) noexcept {
+    try {
+        wxThreadEvent event(EVT_TYPE_CLIENTNOTIFY, ID_CLIENT_ACCOUNT);
+        event.SetPayload(end);
+        m_receiver->QueueEvent(event.Clone());
+    } catch (...) {
+        tessel::log(tessel::LogCategory::Error, "NebrixClientGuiNotifyHandler", "onSessionEnd", "account lost");
+    }
+}

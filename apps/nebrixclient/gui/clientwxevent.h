@@ -2,6 +2,7 @@
 
 #include <wx/event.h>
 
+#include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/notify.h"
 
 /// The type of every event that the session driver's thread sends to the windows.
@@ -16,6 +17,7 @@ enum ClientNotifyId : int {
     ID_CLIENT_DISPATCH = 5,       ///< integer: the component type
     ID_CLIENT_TRANSFER = 6,       ///< payload: TransferNews
     ID_CLIENT_NEXT_CHECK = 7,     ///< integer: milliseconds until the next host check
+    ID_CLIENT_ACCOUNT = 8,        ///< payload: tessel::SessionEnd; comes right before the event that ends the attempt
 };
 
 /// How far a download is.
@@ -27,7 +29,9 @@ struct TransferNews {
 
 /// The one hand-over to the GUI thread: turns each notification into an event and queues it on the receiver, which
 /// outlives this object. Called on the driver's and the components' threads; never waits, touches no window.
-class NebrixClientGuiNotifyHandler final : public tessel::INebrixClientNotify, public tessel::IProgressNotify {
+class NebrixClientGuiNotifyHandler final : public tessel::INebrixClientNotify,
+                                           public tessel::IProgressNotify,
+                                           public tessel::IAccountNotify {
 public:
     explicit NebrixClientGuiNotifyHandler(wxEvtHandler* receiver) : m_receiver(receiver) {}
 
@@ -39,6 +43,7 @@ public:
 
     void onTransfer(std::uint64_t received, std::uint64_t expected, bool over) noexcept override;
     void onNextHostCheck(unsigned milliseconds) noexcept override;
+    void onSessionEnd(const tessel::SessionEnd& end) noexcept override;
 
 private:
     void queueText(ClientNotifyId id, const tessel::String& text);

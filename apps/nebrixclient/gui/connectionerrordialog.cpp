@@ -7,8 +7,8 @@
 #include "apps/nebrixclient/gui/detailstext.h"
 #include "apps/nebrixclient/gui/wrappedtext.h"
 
-NebrixClientConnectionErrorDialog::NebrixClientConnectionErrorDialog(wxWindow* parent)
-    : ConnectionErrorDialog(parent, _("Error")) {
+NebrixClientConnectionErrorDialog::NebrixClientConnectionErrorDialog(wxWindow* parent, const wxString& message)
+    : ConnectionErrorDialog(parent, _("Error"), message) {
     const long others = m_details->GetWindowStyleFlag() & ~(wxBORDER_STATIC | wxBORDER_SIMPLE);
     m_details->SetWindowStyleFlag(others | wxBORDER_SIMPLE);
 }

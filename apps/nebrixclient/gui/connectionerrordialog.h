@@ -10,7 +10,8 @@ public:
     static constexpr int kQuit = 1;
     static constexpr int kRetry = 2;
 
-    explicit NebrixClientConnectionErrorDialog(wxWindow* parent);
+    /// `message`: why, and what to do next, translated.
+    NebrixClientConnectionErrorDialog(wxWindow* parent, const wxString& message);
 
     /// The details, shown as they are: wrapped, and scrolling beyond a third of the screen's height.
     void setErrorContent(const wxString& text);

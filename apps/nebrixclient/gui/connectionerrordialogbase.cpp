@@ -17,12 +17,12 @@ constexpr int kColumns = 60;
 
 }  // namespace
 
-ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& title)
+ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& title, const wxString& message)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     nebrix::gui::announceAsDialog(*this);
     auto* const column = new wxBoxSizer(wxVERTICAL);
-    column->Add(makeMessage(), wxSizerFlags().Expand().DoubleBorder(wxALL));
+    column->Add(makeMessage(message), wxSizerFlags().Expand().DoubleBorder(wxALL));
     makeDetails(*column);
     column->Add(makeButtons(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     SetSizer(column);
@@ -42,13 +42,13 @@ ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& t
     m_quit->Bind(wxEVT_BUTTON, &ConnectionErrorDialog::onQuit, this);
 }
 
-wxSizer* ConnectionErrorDialog::makeMessage() {
+wxSizer* ConnectionErrorDialog::makeMessage(const wxString& message) {
     auto* const row = new wxBoxSizer(wxHORIZONTAL);
     auto* const sign =
         new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(wxART_WARNING, wxART_CMN_DIALOG));
     nebrix::gui::setAccessibleName(*sign, GetTitle());
     row->Add(sign, wxSizerFlags().Top().DoubleBorder(wxRIGHT));
-    row->Add(new nebrix::gui::WrappedText(this, _("CONNECTION_ERROR"), kColumns), wxSizerFlags(1).CentreVertical());
+    row->Add(new nebrix::gui::WrappedText(this, message, kColumns), wxSizerFlags(1).CentreVertical());
     return row;
 }
 

@@ -14,7 +14,7 @@ class ConnectionErrorDialog : public wxDialog {
 public:
     static constexpr int kSettingsId = 1000;
 
-    ConnectionErrorDialog(wxWindow* parent, const wxString& title);
+    ConnectionErrorDialog(wxWindow* parent, const wxString& title, const wxString& message);
 
 protected:
     /// The window's own close control, and Escape.
@@ -29,7 +29,7 @@ protected:
     wxButton* m_quit = nullptr;
 
 private:
-    wxSizer* makeMessage();
+    wxSizer* makeMessage(const wxString& message);
     wxSizer* makeButtons();
     void makeDetails(wxSizer& column);
 };

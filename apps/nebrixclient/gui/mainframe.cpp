@@ -11,8 +11,10 @@
 #include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
+#include "apps/nebrixclient/gui/nebrixclientgui.h"
 #include "apps/nebrixclient/gui/sites.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/endtext.h"
 #include "apps/nebrixclient/view/statuskeys.h"
 #include "libs/base/log.h"
 
@@ -30,8 +32,21 @@ EVT_CLIENT(ID_CLIENT_FATAL_ERROR, onFatalError)
 EVT_CLIENT(ID_CLIENT_DISPATCH, onClientDispatch)
 EVT_CLIENT(ID_CLIENT_TRANSFER, onTransfer)
 EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck)
+EVT_CLIENT(ID_CLIENT_ACCOUNT, onAccount)
 EVT_CLOSE(NebrixMainFrame::onClose)
 wxEND_EVENT_TABLE()
+
+namespace {
+
+wxString words(const tessel::view::EndText& text) {
+    if (*text.key == '\0') {
+        return {};
+    }
+    const wxString translated = wxGetTranslation(text.key);
+    return text.fill.has_value() ? wxString::Format(translated, tessel::tesselToWxString(*text.fill)) : translated;
+}
+
+}  // namespace
 
 NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title)
     : wxFrame(parent, id, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE),
@@ -39,6 +54,7 @@ NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title
       m_client(m_notifyHandler),
       m_quit([this] { return m_client.isRunning(); }, [this] { Close(true); }) {
     m_client.setProgress(&m_notifyHandler);
+    m_client.setAccountListener(&m_notifyHandler);
     CentreOnScreen();  // dialogs without another place are centred on it
     m_panel = new NebrixClientNotificationPanel(this);
     Bind(EVT_TYPE_CLIENTNOTIFY, &NebrixClientNotificationPanel::onVpnStatus, m_panel, ID_CLIENT_VPN_STATUS);
@@ -152,16 +168,17 @@ void NebrixMainFrame::onNotSaved() {
     showErrorBox(wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), wxID_OK);
 }
 
-void NebrixMainFrame::showErrorBox(const wxString& message, wxWindowID button) {
+bool NebrixMainFrame::showErrorBox(const wxString& message, wxWindowID button, bool log) {
     // The native box of GTK shows no icon and finds no place beside a hidden owner.
-    wxGenericMessageDialog box(this, message, _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
+    wxGenericMessageDialog box(this, message, _("Error"), wxOK | wxCENTRE | wxICON_ERROR | (log ? wxHELP : 0));
     box.SetOKLabel(wxMessageDialog::ButtonLabel(button));
+    box.SetHelpLabel(_("SHOW_LOG"));
     box.SetIcons(GetIcons());
     box.Bind(wxEVT_INIT_DIALOG, [&box](wxInitDialogEvent& event) {  // its widget is made as late as this
         nebrix::gui::announceAsDialog(box);
         event.Skip();
     });
-    box.ShowModal();
+    return box.ShowModal() == wxID_HELP;
 }
 
 void NebrixMainFrame::showAbout() {
@@ -186,7 +203,7 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     if (m_quit.started()) {
         return;
     }
-    NebrixClientConnectionErrorDialog dialog(this);
+    NebrixClientConnectionErrorDialog dialog(this, words(tessel::view::connectionErrorText(m_end)));
     dialog.Bind(
         wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { showConfigurationDialogModal(&dialog); },
         ConnectionErrorDialog::kSettingsId);
@@ -202,7 +219,12 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
 
 void NebrixMainFrame::onClientStatus(wxThreadEvent& event) {
     if (event.GetInt() == static_cast<int>(ClientStatus::SessionOver)) {
-        m_quit.closeWhenFree();
+        // A session can fail without a fatal error: when the gateway refuses the host check, for one.
+        if (m_end.wanted() || m_quit.started()) {
+            m_quit.closeWhenFree();
+        } else {
+            tellFailure();
+        }
         return;
     }
     const char* const key = tessel::view::statusKey(event.GetInt());
@@ -210,11 +232,36 @@ void NebrixMainFrame::onClientStatus(wxThreadEvent& event) {
 }
 
 void NebrixMainFrame::onFatalError(wxThreadEvent& /*event*/) {
-    if (m_quit.started()) {
-        return;
+    if (!m_quit.started()) {
+        tellFailure();
     }
-    showErrorBox(_("UNKNOWN_ERROR_HAS_OCCURED"), wxID_EXIT);
-    m_quit.closeWhenFree();
+}
+
+void NebrixMainFrame::onAccount(wxThreadEvent& event) {
+    m_end = event.GetPayload<tessel::SessionEnd>();
+    app->setFailed(!m_end.wanted());
+}
+
+void NebrixMainFrame::tellFailure() {
+    const wxString why = words(tessel::view::failureText(m_end));
+    const wxString message = _("UNKNOWN_ERROR_HAS_OCCURED");
+    const bool logWanted = showErrorBox(why.empty() ? message : message + "\n\n" + why, wxID_EXIT, true);
+    if (logWanted && !m_quit.started()) {
+        showLogs();
+        quitWithLogWindow();
+    } else {
+        m_quit.closeWhenFree();
+    }
+}
+
+void NebrixMainFrame::quitWithLogWindow() {
+    // The event of each of its controls comes this way as well.
+    m_logWindow->Bind(wxEVT_DESTROY, [this, window = m_logWindow.get()](wxWindowDestroyEvent& event) {
+        event.Skip();
+        if (event.GetWindow() == window && !m_quit.started()) {
+            m_quit.closeWhenFree();
+        }
+    });
 }
 
 void NebrixMainFrame::onClientDispatch(wxThreadEvent& event) {

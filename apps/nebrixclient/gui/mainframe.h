@@ -50,6 +50,7 @@ private:
     void onClientDispatch(wxThreadEvent& event);
     void onTransfer(wxThreadEvent& event);
     void onNextCheck(wxThreadEvent& event);
+    void onAccount(wxThreadEvent& event);
     void onClose(wxCloseEvent& event);
     void joinDesktop();
     void leaveScreen();
@@ -57,14 +58,18 @@ private:
     void showStatusWindow(bool show);
     void saveConfiguration();
     void onNotSaved();
-    /// `button`: whose stock label the only button has.
-    void showErrorBox(const wxString& message, wxWindowID button);
+    /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for.
+    void tellFailure();
+    void quitWithLogWindow();
+    /// `button`: whose stock label the button has. With `log` a second one asks for the log; whether it was pressed.
+    bool showErrorBox(const wxString& message, wxWindowID button, bool log = false);
 
     NebrixClientGuiNotifyHandler m_notifyHandler;
     tessel::NebrixClient m_client;
     std::unique_ptr<NebrixSystrayIcon> m_systrayIcon;
     NebrixClientNotificationPanel* m_panel = nullptr;  // child window, destroyed by the destructor
     bool m_trayHidden = false;                         // for good, by the host checker or the end
+    tessel::SessionEnd m_end;                          // of the last attempt; of kind None while the first one runs
 
     nebrix::gui::BackgroundWorker m_worker;  // after m_client, which its tasks use
     wxWeakRef<NebrixClientLogWindow> m_logWindow;

@@ -39,6 +39,7 @@ constexpr const char* kClassName = "NebrixClientGui";
 constexpr const char* kCoreDumpsVariable = "NEBRIX_ENABLE_COREDUMPS";
 constexpr const char* kInstanceDirectory = "/tmp";
 constexpr const char* kCatalog = "nebrixclient";
+constexpr int kFailed = 1;
 
 wxLanguage toWxLanguage(Language language) {
     switch (language) {
@@ -198,6 +199,11 @@ void NebrixClientGui::addCatalogs() {
 
 wxLanguage NebrixClientGui::selectLocale(const String& lang) {
     return toWxLanguage(tessel::view::selectLanguage(lang, &systemLocale));
+}
+
+int NebrixClientGui::OnRun() {
+    const int status = wxApp::OnRun();
+    return status == 0 && m_failed ? kFailed : status;
 }
 
 int NebrixClientGui::OnExit() {

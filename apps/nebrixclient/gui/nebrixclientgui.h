@@ -11,6 +11,8 @@
 class NebrixClientGui final : public wxApp {
 public:
     bool OnInit() override;
+    /// 0 unless the last session failed.
+    int OnRun() override;
     int OnExit() override;
     /// The exception that is being handled is logged, and the user told: the program goes on.
     bool OnExceptionInMainLoop() override;
@@ -19,6 +21,8 @@ public:
 
     /// Makes the main frame and starts the session.
     void init(const wxString& url);
+    /// The frame goes before the program's exit status is asked for.
+    void setFailed(bool failed) noexcept { m_failed = failed; }
     /// Chooses the language from the link's parameter "lang", else from the system, and loads the catalogs.
     void setLangFromUrl(const wxString& url);
     static wxLanguage selectLocale(const tessel::String& lang);
@@ -30,6 +34,7 @@ private:
     void catchSignals();
     void addCatalogs();
 
+    bool m_failed = false;
     wxSingleInstanceChecker* m_checker = nullptr;  // owned; null until an argument is given
 };
 
