@@ -107,10 +107,8 @@ class Desktop:
             file.write("[Settings]\n" + gtk_settings)
         self.gtk_config = config
 
-        number = self._start_and_read(lambda fd: ["Xvfb", "-displayfd", str(fd), "-nolisten", "tcp", "-noreset",
-                                                  "-screen", "0", f"{SCREEN[0]}x{SCREEN[1]}x24"])
-        self.environment["DISPLAY"] = ":" + number
-        self.server_pid = self._children[-1].pid
+        self.environment["DISPLAY"], server = self.start_x_server()
+        self.server_pid = server.pid
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self._start_and_read(
             lambda fd: ["dbus-daemon", "--session", "--nofork", "--nopidfile", f"--print-address={fd}"])
         self.display = Xlib.display.Display(self.environment["DISPLAY"])
@@ -125,6 +123,12 @@ class Desktop:
     def set_home(self, home):
         os.makedirs(home, exist_ok=True)
         self.environment["HOME"] = home
+
+    def start_x_server(self):
+        """Its display's name, and the process."""
+        number = self._start_and_read(lambda fd: ["Xvfb", "-displayfd", str(fd), "-nolisten", "tcp", "-noreset",
+                                                  "-screen", "0", f"{SCREEN[0]}x{SCREEN[1]}x24"])
+        return ":" + number, self._children[-1]
 
     def _start_and_read(self, command):
         reader, writer = os.pipe()

@@ -3,6 +3,7 @@
 
 import os
 import re
+import socket
 import time
 import unittest
 
@@ -122,7 +123,24 @@ class ConnectionErrorTest(Flow):
     def refused(self, language="en"):
         """A client that does not trust the gateway yet."""
         client = self.start(self.gateway.mediation(language=language), home=Home(self.desktop, []))
-        return client, client.dialog(catalog(language)["Error"])
+        return client, self.told(client, "CERTIFICATE_SELF_SIGNED %s", self.gateway.authority, language)
+
+    def told(self, client, key, host, language="en"):
+        """The dialog, once it says this of this host."""
+        dialog = client.dialog(catalog(language)["Error"])
+        message = catalog(language)[key].replace("%s", host)
+        wait_for(lambda: dialog.find("label", message), what=f"{message!r} in {dialog.outline()}")
+        return dialog
+
+    def test_each_cause_has_words_of_its_own(self):
+        with socket.socket() as taken:  # bound and not listening
+            taken.bind(("127.0.0.1", 0))
+            closed = f"127.0.0.1:{taken.getsockname()[1]}"
+            for authority, key in ((closed, "CONNECTION_REFUSED %s"), ("127.0.0.1:99999", "CONNECTION_BAD_LINK")):
+                with self.subTest(key=key):
+                    client = self.start(f"https://id@{authority}/mediation?lang=de", home=Home(self.desktop, []))
+                    self.told(client, key, authority, "de")
+                    self.desktop.screenshot("connection-error-" + key.split()[0])
 
     def test_settings_then_retry(self):
         client, error = self.refused()
@@ -152,6 +170,10 @@ class ConnectionErrorTest(Flow):
         wait_for(lambda: not client.window(catalog("de")["Error"]), what="dialog closed")
         self.assertTrue(again and client.tray_icon())
         self.assertFalse(client.ended())
+        self.start(self.gateway.mediation(language="de"), home=client.home)
+        client.dialog(catalog("de")["Error"])  # of a new attempt
+        self.desktop.key("Escape")
+        wait_for(lambda: not client.window(catalog("de")["Error"]), what="dialog closed")
         begun = time.monotonic()
         client.choose(STOCK["de"][1])
         client.wait_for_end()
@@ -178,21 +200,44 @@ class OtherEndsTest(Flow):
         wait_for(lambda: not waiting.tray_icon(), what="tray icon gone while the component is fetched")
         self.assertFalse(client.ended() or waiting.ended())
 
-    def test_a_fatal_error_ends_the_program_after_its_box(self):
-        gateway = self.start_faulty_gateway("--fault", "wrong-signature")
-        for way, language in (("button", "en"), ("Escape", "de")):
-            with self.subTest(way=way):
-                client = self.session(language=language, gateway=gateway)
+    def test_a_failure_is_told_before_the_program_goes(self):
+        cases = (("plugindll", "wrong-signature", "END_SIGNATURE", "", "en"),
+                 ("plugindll", "archive-404", "END_ARCHIVE_NOT_FOUND %s", None, "fr"),
+                 ("plugindll", "refusal", "END_REFUSED %s", "the demonstration refuses", "de"),
+                 ("hostchecker", "post-refusal", "END_HOSTCHECK_REFUSED %s", "the demonstration refuses the host check",
+                  "es"),
+                 ("hostchecker", "bad-post-answer", "END_POST_LOST %s", None, "de"))
+        for component, fault, key, fill, language in cases:
+            with self.subTest(fault=fault):
+                gateway = self.start_faulty_gateway("--fault", fault)
+                client = self.session(component, language, gateway=gateway)
                 texts = catalog(language)
                 box = client.dialog(texts["Error"])
-                self.assertTrue(box.find("label", texts["UNKNOWN_ERROR_HAS_OCCURED"]), box.outline())
-                self.assertTrue(box.find("push button", STOCK[language][1]), box.outline())
-                self.desktop.screenshot(f"fatal-error-{language}")
-                if way == "button":
-                    press(self, box, STOCK[language][1])
-                else:
+                why = texts[key].replace("%s", gateway.authority if fill is None else fill)
+                self.assertEqual([node.name for node in box.walk() if node.role == "label"],
+                                 [texts["UNKNOWN_ERROR_HAS_OCCURED"], why])
+                self.assertEqual(box.nameless_controls(), [])
+                self.desktop.screenshot(f"fatal-error-{fault}")
+                if fault == "refusal":
                     self.desktop.key("Escape")
-                client.wait_for_end()
+                elif fault == "archive-404":
+                    press(self, box, plain(texts["SHOW_LOG"]))
+                    log = client.dialog(texts["LOG_TITLE"], "frame")
+                    self.desktop.screenshot("fatal-error-log")
+                    wait_for(lambda: log.find("table cell"), what="log lines")
+                    self.assertFalse(client.ended(), "the log can be read")
+                    self.desktop.key("Escape")
+                else:
+                    press(self, box, STOCK[language][1])
+                self.assertEqual(client.wait_for_end(), 1)
+
+    def test_a_home_that_cannot_be_had_is_told(self):
+        client = self.start(self.gateway.mediation(), env={"HOME": "/proc/none"})
+        box = client.dialog(EN["Error"])
+        self.desktop.screenshot("no-home")
+        self.assertTrue(box.find("label", EN["END_NOT_WRITABLE %s"] % "/proc/none"), box.outline())
+        press(self, box, "OK")
+        self.assertEqual(client.wait_for_end(), 255)
 
 
 if __name__ == "__main__":

@@ -2,11 +2,14 @@
 """Start, panel and instances."""
 
 import os
+import signal
+import time
 import unittest
 
 from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, pattern, status_list
 from desktop import wait_for
 
+EN = catalog("en")
 PLUGIN = os.path.join(BIN, "test-components", "libtest-plugin.so")
 PANEL_TITLE = "NebrixClient"
 PANEL_LINES = (("init", "VPN_INIT"), ("authenticating", "VPN_AUTHENTICATING"), ("reconnecting", "VPN_RECONNECTING"),
@@ -67,6 +70,32 @@ class StartTest(Flow):
             wait_for(lambda c=client: any("192.0.2." in text for text in c.texts()), what="address")
         self.desktop.screenshot("two-arguments")
         self.assertFalse(first.ended() or second.ended())
+
+
+    def test_the_same_argument_again_shows_what_is_so_now(self):
+        silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
+        refused = self.start(self.gateway.mediation(), home=Home(self.desktop, []))
+        checking = self.session("hostchecker")
+        refused.dialog(EN["Error"])
+        checking.wait_for_text(EN["HOSTCHECKING"])
+        for client, key in ((silent, "Loading"), (refused, "NOT_CONNECTED"), (checking, "HOSTCHECKING")):
+            wait_for(lambda c=client: not c.panel(), what="panel hidden")
+            client.process.send_signal(signal.SIGUSR1)
+            client.wait_for_text(EN[key])
+            self.assertEqual(client.texts(), [PANEL_TITLE, EN[key]])
+            panel = client.wait_for_panel()
+            self.desktop.screenshot("again-" + key)
+            self.desktop.click(panel)
+
+    def test_a_gateway_that_does_not_answer_is_waited_for(self):
+        gateway = self.start_faulty_gateway("--fault", "silent")
+        clients = {language: self.session(language=language, gateway=gateway) for language in ("en", "de")}
+        time.sleep(8)
+        self.assertEqual([client.panel() for client in clients.values()], [None, None])
+        for language, client in clients.items():
+            client.wait_for_text(catalog(language)["WAITING_FOR %s"] % gateway.authority)
+            self.desktop.xdotool("windowraise", client.wait_for_panel().id)
+            self.desktop.screenshot("waiting-" + language)
 
 
 class PanelTest(Flow):

@@ -23,6 +23,7 @@ DIALOGS = {
     "settings": (["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_REVEAL_PASSWORD", "SETTINGS_ADD",
                   "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "SETTINGS_REMOVE"], ["&Save", "&Cancel"]),
     "connection error": (["Settings", "Retry", "Quit"], []),
+    "fatal error": (["SHOW_LOG"], ["&Quit"]),
     "tray menu and status window": (["MENU_SETTINGS", "MENU_LOGS"], ["&About", "&Quit"]),
     "log window": (["LOG_" + name for name in LOG_WINDOW], []),
 }
@@ -107,10 +108,15 @@ class Catalogs(unittest.TestCase):
         reachable = {key for keys, _ in DIALOGS.values() for key in keys}
         self.each_text(lambda _, key, text: self.assertTrue(key in reachable or "&" not in text))
 
-    def test_connection_error_names_the_buttons_to_press(self):
-        for code in LANGUAGES:
+    def test_connection_errors_name_the_buttons_to_press(self):
+        for key in (key for key in self.keys if key.startswith("CONNECTION_")):
             for button in ("Retry", "Settings"):
-                self.assertIn(self.texts[code][button].replace("&", ""), self.texts[code]["CONNECTION_ERROR"], code)
+                named = {code: self.texts[code][button].replace("&", "") in self.texts[code][key] for code in LANGUAGES}
+                self.assertEqual(set(named.values()), {button in self.texts["en"][key]}, (key, button, named))
+
+    def test_french_punctuation_does_not_break_off(self):
+        for key, text in self.texts["fr"].items():
+            self.assertNotRegex(text, "[« ] | [:»]", key)
 
     def test_built_catalogs_give_the_texts(self):
         for code in LANGUAGES:

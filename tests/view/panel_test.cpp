@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -17,52 +18,74 @@ TEST(StatusKey, isEmptyForTheEndAndForUnknownNumbers) {
     EXPECT_EQ(keys, ",STATUS_IDLE,STATUS_DOWNLOADING_COMPENENTS,STATUS_CONNECTED,,HOSTCHECKING,,");
 }
 
-/// Runs a script on a fresh panel: "S" a status, "." a tick, "<" and ">" the beginning and end of a download, anything
-/// else but blanks a line, "''" the empty one. Gives what each step did, then what is shown.
+/// Runs a script on a fresh panel: "A" an attempt, "K" its component, "E" its end, "S" a status, "." a tick, "B"
+/// brought back, "<" and ">" the beginning and end of a download, anything else but blanks a line, "''" the empty one.
+/// Gives what each step did, then what is shown: the main line's kind, "+" and "%" for the row below, phrase and dots.
 std::string run(const std::string& script) {
+    const std::map<std::string, void (*)(PanelState&)> acts{
+        {"A", [](PanelState& panel) { panel.asking(); }},
+        {"K", [](PanelState& panel) { panel.accepted(); }},
+        {"E", [](PanelState& panel) { panel.ended(); }},
+        {"B", [](PanelState& panel) { panel.broughtBack(); }},
+        {"<", [](PanelState& panel) { panel.transferring(true); }},
+        {">", [](PanelState& panel) { panel.transferring(false); }}};
     PanelState panel;
     std::string told;
     std::istringstream steps(script);
     for (std::string step; steps >> step;) {
-        if (step == "S") {
+        if (const auto act = acts.find(step); act != acts.end()) {
+            act->second(panel);
+        } else if (step == "S") {
             told += panel.status() ? "shown " : "refused ";
         } else if (step == ".") {
-            const auto [redrawDots, hide] = panel.tick();
+            const auto [redrawDots, hide, show] = panel.tick();
             told += redrawDots ? "dots" + std::to_string(panel.dots()) + " " : "";
-            told += hide ? "hidden " : redrawDots ? "" : "- ";
-        } else if (step == "<" || step == ">") {
-            panel.transferring(step == "<");
+            told += hide ? "hidden " : show ? "back " : redrawDots ? "" : "- ";
         } else {
-            const auto [ignored, leftDriverMode] = panel.line(String::copy(step == "''" ? "" : step.c_str()));
-            told += ignored ? "same " : leftDriverMode ? "first " : "line ";
+            told += panel.line(String::copy(step == "''" ? "" : step.c_str())) ? "line " : "same ";
         }
     }
     const VpnPhrase& phrase = panel.phrase();
-    told += std::string(panel.driverMode() ? "D " : "P ") + phrase.key + std::to_string(panel.dots());
+    told += "SCWN"[static_cast<std::size_t>(panel.main())];
+    told += panel.pluginRow() ? "+" : panel.progressRow() ? "%" : "";
+    told += std::string(" ") + phrase.key + std::to_string(panel.dots());
     return phrase.address.has_value() ? told + " " + phrase.address->str() : told;
 }
 
 TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
     const std::pair<const char*, const char*> cases[] = {
-        // A driver status hides itself at the second tick after the last one.
-        {". S . S . . .", "- shown - shown - hidden - P 0"},
+        // A driver status hides itself at the second tick after the last one, and is what lasts until more is known.
+        {". S . S . . .", "- shown - shown - hidden - S 0"},
         // Not while a download runs; then the count starts anew.
-        {"S . < . . . > . .", "shown - - - - - hidden P 0"},
-        {"< init > . .", "line dots1 dots2 P VPN_INIT2"},
+        {"S . < . . . > . .", "shown - - - - - hidden C 0"},
+        {"S <", "shown S% 0"},
+        {"< init > . .", "line dots1 dots2 C+ VPN_INIT2"},
         // Lines: a repeated one does nothing, and the first is compared with an empty one.
-        {"'' S", "same shown D 0"},
-        {"S init S . . . .", "shown first refused dots1 dots2 dots3 dots0 P VPN_INIT0"},
-        {"S . . init", "shown - hidden line P VPN_INIT0"},
-        {"init . . init authenticating init", "line dots1 dots2 same line line P VPN_INIT0"},
-        {"reconnecting . getconfig authError .", "line dots1 line line - P VPN_AUTHERROR0"},
-        {"init '' . S", "line line - refused P VPN_STOPPED0"},
+        {"'' S", "same shown S 0"},
+        {"S init S . . . .", "shown line refused dots1 dots2 dots3 dots0 C+ VPN_INIT0"},
+        {"S . . init", "shown - hidden line C+ VPN_INIT0"},
+        {"init . . init authenticating init", "line dots1 dots2 same line line C+ VPN_INIT0"},
+        {"reconnecting . getconfig authError .", "line dots1 line line - C+ VPN_AUTHERROR0"},
+        {"init '' . S", "line line - refused C+ VPN_STOPPED0"},
         // One that is not understood leaves phrase and dots on, but counts as a line.
-        {"init . strange .", "line dots1 line dots1 P VPN_INIT1"},
-        {"S Init . S", "shown first - refused P 0"},
+        {"init . strange .", "line dots1 line dots1 C+ VPN_INIT1"},
+        {"S Init . S", "shown line - refused C+ 0"},
         // The address is all that follows the first "ip=".
-        {"connected", "line P VPN_CONNECTED0"},
-        {"connectedip=", "line P VPN_GIVENIP %s0 "},
-        {"init connected/ip=10.0.0.7/ip=8 .", "line line - P VPN_GIVENIP %s0 10.0.0.7/ip=8"}};
+        {"connected", "line C+ VPN_CONNECTED0"},
+        {"connectedip=", "line C+ VPN_GIVENIP %s0 "},
+        {"init connected/ip=10.0.0.7/ip=8 .", "line line - C+ VPN_GIVENIP %s0 10.0.0.7/ip=8"},
+        // A status keeps its time; what it announced may be over by then. Brought back, the panel stays.
+        {"A S K", "shown S 0"},
+        {"A S K . .", "shown - hidden C 0"},
+        {"A S K B . . .", "shown - - - C 0"},
+        {"A S K S . .", "shown shown - hidden S 0"},
+        // Ten ticks without an answer bring it back until there is one.
+        {"A S . . . . . . . . . . .", "shown - hidden - - - - - - - back - W 0"},
+        {"A S . . . . . . . . . . K .", "shown - hidden - - - - - - - back - C 0"},
+        {"A S . . . . . E A S . . . . . .", "shown - hidden - - - shown - hidden - - - - S 0"},
+        // Nothing is connected after the end.
+        {"A S E", "shown N 0"},
+        {"A K connected E", "line N VPN_CONNECTED0"}};
     for (const auto& [script, told] : cases) {
         EXPECT_EQ(run(script), told) << script;
     }

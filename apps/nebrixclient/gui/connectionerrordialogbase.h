@@ -14,6 +14,7 @@ class ConnectionErrorDialog : public wxDialog {
 public:
     static constexpr int kSettingsId = 1000;
 
+    /// The message is shown as it is, without mnemonics.
     ConnectionErrorDialog(wxWindow* parent, const wxString& title, const wxString& message);
 
 protected:
@@ -32,4 +33,6 @@ private:
     wxSizer* makeMessage(const wxString& message);
     wxSizer* makeButtons();
     void makeDetails(wxSizer& column);
+
+    const int m_columns;  // of text
 };

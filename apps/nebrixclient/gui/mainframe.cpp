@@ -1,16 +1,13 @@
 #include "apps/nebrixclient/gui/mainframe.h"
 
 #include <wx/artprov.h>
-#include <wx/generic/msgdlgg.h>
 #include <wx/iconbndl.h>
 #include <wx/intl.h>
-#include <wx/msgdlg.h>
-#include <wx/stockitem.h>
 
 #include "apps/nebrixclient/gui/aboutdialog.h"
-#include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
+#include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/nebrixclientgui.h"
 #include "apps/nebrixclient/gui/sites.h"
 #include "apps/nebrixclient/gui/wxtext.h"
@@ -18,6 +15,7 @@
 #include "apps/nebrixclient/view/statuskeys.h"
 #include "libs/base/log.h"
 
+using nebrix::gui::ErrorBox;
 using tessel::ClientStatus;
 using tessel::ClientType;
 using tessel::view::TrayKind;
@@ -35,18 +33,6 @@ EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck)
 EVT_CLIENT(ID_CLIENT_ACCOUNT, onAccount)
 EVT_CLOSE(NebrixMainFrame::onClose)
 wxEND_EVENT_TABLE()
-
-namespace {
-
-wxString words(const tessel::view::EndText& text) {
-    if (*text.key == '\0') {
-        return {};
-    }
-    const wxString translated = wxGetTranslation(text.key);
-    return text.fill.has_value() ? wxString::Format(translated, tessel::tesselToWxString(*text.fill)) : translated;
-}
-
-}  // namespace
 
 NebrixMainFrame::NebrixMainFrame(wxWindow* parent, int id, const wxString& title)
     : wxFrame(parent, id, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE),
@@ -79,7 +65,17 @@ void NebrixMainFrame::joinDesktop() {
     arrangeTray();
 }
 
-void NebrixMainFrame::start(const wxString& url) { m_client.run(tessel::wxToTesselString(url)); }
+void NebrixMainFrame::start(const wxString& url) {
+    m_panel->beginAttempt([this] { return tessel::tesselToWxString(m_client.getServer()); });
+    m_client.run(tessel::wxToTesselString(url));
+}
+
+void NebrixMainFrame::restart() {
+    m_givenUp = false;
+    m_panel->beginAttempt([this] { return tessel::tesselToWxString(m_client.getServer()); });
+    m_client.restart();
+    setNotification(_("Loading"));
+}
 
 void NebrixMainFrame::stop() {
     if (m_quit.started()) {
@@ -94,11 +90,21 @@ void NebrixMainFrame::stop() {
     }
 }
 
+void NebrixMainFrame::endWithoutDisplay() {
+    m_client.cancel();
+    m_quit.endWithoutDisplay();
+}
+
 void NebrixMainFrame::showAgain() {
-    if (!m_quit.started()) {
-        m_panel->reappear();
-        raiseOpenDialog();
+    if (m_quit.started()) {
+        return;
     }
+    if (m_givenUp) {
+        restart();
+    } else {
+        m_panel->reappear();
+    }
+    raiseOpenDialog();
 }
 
 void NebrixMainFrame::showTaskBarIcon() {
@@ -165,20 +171,7 @@ void NebrixMainFrame::saveConfiguration() {
 
 void NebrixMainFrame::onNotSaved() {
     const wxString path = tessel::tesselToWxString(tessel::NebrixClient::getLocalConfPath());
-    showErrorBox(wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), wxID_OK);
-}
-
-bool NebrixMainFrame::showErrorBox(const wxString& message, wxWindowID button, bool log) {
-    // The native box of GTK shows no icon and finds no place beside a hidden owner.
-    wxGenericMessageDialog box(this, message, _("Error"), wxOK | wxCENTRE | wxICON_ERROR | (log ? wxHELP : 0));
-    box.SetOKLabel(wxMessageDialog::ButtonLabel(button));
-    box.SetHelpLabel(_("SHOW_LOG"));
-    box.SetIcons(GetIcons());
-    box.Bind(wxEVT_INIT_DIALOG, [&box](wxInitDialogEvent& event) {  // its widget is made as late as this
-        nebrix::gui::announceAsDialog(box);
-        event.Skip();
-    });
-    return box.ShowModal() == wxID_HELP;
+    ErrorBox(this, wxString::Format(_("SETTINGS_NOT_SAVED %s"), path), wxString(), wxID_OK).ShowModal();
 }
 
 void NebrixMainFrame::showAbout() {
@@ -203,7 +196,7 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     if (m_quit.started()) {
         return;
     }
-    NebrixClientConnectionErrorDialog dialog(this, words(tessel::view::connectionErrorText(m_end)));
+    NebrixClientConnectionErrorDialog dialog(this, nebrix::gui::toText(tessel::view::connectionErrorText(m_end)));
     dialog.Bind(
         wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { showConfigurationDialogModal(&dialog); },
         ConnectionErrorDialog::kSettingsId);
@@ -213,7 +206,9 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     if (result == NebrixClientConnectionErrorDialog::kQuit) {
         m_quit.closeWhenFree();
     } else if (result == NebrixClientConnectionErrorDialog::kRetry) {
-        m_client.restart();
+        restart();
+    } else {
+        m_givenUp = true;
     }
 }
 
@@ -239,14 +234,16 @@ void NebrixMainFrame::onFatalError(wxThreadEvent& /*event*/) {
 
 void NebrixMainFrame::onAccount(wxThreadEvent& event) {
     m_end = event.GetPayload<tessel::SessionEnd>();
-    app->setFailed(!m_end.wanted());
+    if (!m_end.wanted()) {
+        m_panel->ended();
+    }
 }
 
 void NebrixMainFrame::tellFailure() {
-    const wxString why = words(tessel::view::failureText(m_end));
-    const wxString message = _("UNKNOWN_ERROR_HAS_OCCURED");
-    const bool logWanted = showErrorBox(why.empty() ? message : message + "\n\n" + why, wxID_EXIT, true);
-    if (logWanted && !m_quit.started()) {
+    app->setFailed();
+    ErrorBox box(this, nebrix::gui::sessionErrorMessage(), nebrix::gui::toText(tessel::view::failureText(m_end)),
+                 wxID_EXIT, ErrorBox::Log::Offered);
+    if (box.ShowModal() == ErrorBox::kShowLog && !m_quit.started()) {
         showLogs();
         quitWithLogWindow();
     } else {
@@ -258,13 +255,14 @@ void NebrixMainFrame::quitWithLogWindow() {
     // The event of each of its controls comes this way as well.
     m_logWindow->Bind(wxEVT_DESTROY, [this, window = m_logWindow.get()](wxWindowDestroyEvent& event) {
         event.Skip();
-        if (event.GetWindow() == window && !m_quit.started()) {
-            m_quit.closeWhenFree();
+        if (event.GetWindow() == window) {
+            CallAfter(&NebrixMainFrame::stop);  // the window must be gone by then
         }
     });
 }
 
 void NebrixMainFrame::onClientDispatch(wxThreadEvent& event) {
+    m_panel->accepted();
     if (event.GetInt() == static_cast<int>(ClientType::HostChecker)) {
         hideTaskBarIcon();
     }

@@ -31,7 +31,10 @@ public:
     void start(const wxString& url);
     /// Quits: at once when no session runs, else as soon as the driver has given its attempt up.
     void stop();
-    /// The program was started again with the same argument.
+    /// Ends the session in order, and the process, without any window; waits for the component.
+    [[noreturn]] void endWithoutDisplay();
+    /// The program was started again with the same argument: what is so now is shown, and where a connection error was
+    /// left without an answer a new attempt begins.
     void showAgain();
     void showTaskBarIcon();
     void hideTaskBarIcon();
@@ -52,6 +55,7 @@ private:
     void onNextCheck(wxThreadEvent& event);
     void onAccount(wxThreadEvent& event);
     void onClose(wxCloseEvent& event);
+    void restart();
     void joinDesktop();
     void leaveScreen();
     void arrangeTray();
@@ -61,8 +65,6 @@ private:
     /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for.
     void tellFailure();
     void quitWithLogWindow();
-    /// `button`: whose stock label the button has. With `log` a second one asks for the log; whether it was pressed.
-    bool showErrorBox(const wxString& message, wxWindowID button, bool log = false);
 
     NebrixClientGuiNotifyHandler m_notifyHandler;
     tessel::NebrixClient m_client;
@@ -70,6 +72,7 @@ private:
     NebrixClientNotificationPanel* m_panel = nullptr;  // child window, destroyed by the destructor
     bool m_trayHidden = false;                         // for good, by the host checker or the end
     tessel::SessionEnd m_end;                          // of the last attempt; of kind None while the first one runs
+    bool m_givenUp = false;                            // a connection error was left with neither Retry nor Quit
 
     nebrix::gui::BackgroundWorker m_worker;  // after m_client, which its tasks use
     wxWeakRef<NebrixClientLogWindow> m_logWindow;

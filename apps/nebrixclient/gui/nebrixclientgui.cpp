@@ -2,7 +2,6 @@
 
 #include <wx/artprov.h>
 #include <wx/filename.h>
-#include <wx/msgdlg.h>
 #include <wx/stdpaths.h>
 #include <wx/utils.h>
 
@@ -12,10 +11,13 @@
 #include "apps/nebrixclient/gui/aboutdialog.h"
 #include "apps/nebrixclient/gui/artprovider.h"
 #include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/displayloss.h"
+#include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/mainframe.h"
 #include "apps/nebrixclient/gui/sites.h"
 #include "apps/nebrixclient/gui/wxlogtarget.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/endtext.h"
 #include "apps/nebrixclient/view/instancekey.h"
 #include "apps/nebrixclient/view/language.h"
 #include "libs/base/console.h"
@@ -89,6 +91,12 @@ void quitOnSignal(int /*signal*/) {
     }
 }
 
+void endWithoutDisplay() {
+    if (mainhiddenframe != nullptr) {
+        mainhiddenframe->endWithoutDisplay();
+    }
+}
+
 void showOnSignal(int /*signal*/) {
     if (mainhiddenframe != nullptr) {
         mainhiddenframe->showAgain();
@@ -108,6 +116,7 @@ bool NebrixClientGui::OnInit() {
     wxArtProvider::Push(new NebrixClientArtProvider);
     desktop::showMenuImages();
     catchSignals();
+    nebrix::gui::onDisplayLoss(&endWithoutDisplay);
     if (argc <= 1) {
         showAboutOnly();
         return false;
@@ -218,14 +227,17 @@ bool NebrixClientGui::OnExceptionInMainLoop() {
 }
 
 void NebrixClientGui::OnUnhandledException() {
+    tessel::SessionEnd end;
     try {
         throw;
     } catch (const tessel::Exception& caught) {
         tessel::logCaught(caught, nebrix::gui::sites::kUnhandled);
+        end = tessel::endOf(caught);
     } catch (const std::exception& caught) {
         tessel::log(LogCategory::Error, kClassName, "catch", caught.what());
     } catch (...) {
         tessel::log(LogCategory::Error, kClassName, "catch", "unhandled exception");
     }
-    wxMessageBox(_("UNKNOWN_ERROR_HAS_OCCURED"), _("Error"), wxOK | wxCENTRE | wxICON_ERROR);
+    const wxString why = nebrix::gui::toText(tessel::view::failureText(end));
+    nebrix::gui::ErrorBox(nullptr, nebrix::gui::sessionErrorMessage(), why, wxID_OK).ShowModal();
 }

@@ -11,7 +11,7 @@
 class NebrixClientGui final : public wxApp {
 public:
     bool OnInit() override;
-    /// 0 unless the last session failed.
+    /// The event loop's status, 1 where the session failed.
     int OnRun() override;
     int OnExit() override;
     /// The exception that is being handled is logged, and the user told: the program goes on.
@@ -21,8 +21,8 @@ public:
 
     /// Makes the main frame and starts the session.
     void init(const wxString& url);
-    /// The frame goes before the program's exit status is asked for.
-    void setFailed(bool failed) noexcept { m_failed = failed; }
+    /// The session has failed, which the exit status tells.
+    void setFailed() noexcept { m_failed = true; }
     /// Chooses the language from the link's parameter "lang", else from the system, and loads the catalogs.
     void setLangFromUrl(const wxString& url);
     static wxLanguage selectLocale(const tessel::String& lang);

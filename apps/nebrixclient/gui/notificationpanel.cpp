@@ -9,6 +9,7 @@
 #include "apps/nebrixclient/gui/wxtext.h"
 #include "apps/nebrixclient/view/panelgeometry.h"
 
+using tessel::view::MainLine;
 using tessel::view::PanelState;
 
 namespace {
@@ -58,7 +59,7 @@ void NebrixClientNotificationPanel::setMirror(std::function<void(const wxString&
 
 void NebrixClientNotificationPanel::tellMirror() {
     if (m_mirror) {
-        m_mirror(m_mainLabel->GetLabelText(), m_pluginStatus->GetLabelText());
+        m_mirror(mainText(), m_state.pluginRow() ? pluginText() : wxString());
     }
 }
 
@@ -67,49 +68,73 @@ void NebrixClientNotificationPanel::fadeIn() {
     ClearBackground();
 }
 
+void NebrixClientNotificationPanel::beginAttempt(std::function<wxString()> gateway) {
+    m_gateway = std::move(gateway);
+    m_state.asking();
+}
+
+void NebrixClientNotificationPanel::accepted() {
+    m_state.accepted();
+    draw();
+}
+
+void NebrixClientNotificationPanel::ended() {
+    m_state.ended();
+    draw();
+}
+
 void NebrixClientNotificationPanel::reappear() {
+    m_state.broughtBack();
+    draw();
     fadeIn();
     Raise();
 }
 
-void NebrixClientNotificationPanel::showPluginRow(bool show) {
-    m_pluginImage->Show(show);
-    m_pluginStatus->Show(show);
+/// The one place that puts the state on the panel.
+void NebrixClientNotificationPanel::draw() {
+    const bool plugin = m_state.pluginRow();
+    const bool progress = m_state.progressRow() && m_transferShown;
+    m_mainLabel->SetLabelText(mainText());
+    m_pluginStatus->SetLabelText(pluginText() + wxString('.', m_state.dots()));
+    m_pluginImage->Show(plugin);
+    m_pluginStatus->Show(plugin);
+    m_progressBar->Show(progress);
+    m_progressText->Show(progress);
     Layout();
-}
-
-void NebrixClientNotificationPanel::showProgress(bool show) {
-    m_progressBar->Show(show);
-    m_progressText->Show(show);
-    Layout();
+    print(false);
+    ClearBackground();
+    tellMirror();
 }
 
 void NebrixClientNotificationPanel::setPluginStatus(const wxString& text) {
     if (!m_state.status()) {
         return;
     }
-    showPluginRow(false);
-    m_mainLabel->SetLabelText(text);
-    print(false);
+    m_status = text;
+    draw();
     fadeIn();
     restartTimer();
-    tellMirror();
 }
 
 void NebrixClientNotificationPanel::onVpnStatus(wxThreadEvent& event) {
-    const PanelState::LineEffect effect = m_state.line(tessel::wxToTesselString(event.GetString()));
-    if (effect.ignored) {
-        return;
+    if (m_state.line(tessel::wxToTesselString(event.GetString()))) {
+        draw();
+        fadeIn();
     }
-    if (effect.leftDriverMode) {
-        showProgress(false);
-        showPluginRow(true);
-        m_mainLabel->SetLabelText(_("Connected"));
+}
+
+wxString NebrixClientNotificationPanel::mainText() const {
+    switch (m_state.main()) {
+        case MainLine::Connected:
+            return _("Connected");
+        case MainLine::Waiting:
+            return wxString::Format(_("WAITING_FOR %s"), m_gateway());
+        case MainLine::NotConnected:
+            return _("NOT_CONNECTED");
+        case MainLine::Status:
+            break;
     }
-    m_pluginStatus->SetLabelText(pluginText());
-    print(false);
-    fadeIn();
-    tellMirror();
+    return m_status;
 }
 
 wxString NebrixClientNotificationPanel::pluginText() const {
@@ -126,7 +151,7 @@ void NebrixClientNotificationPanel::onTransfer(const TransferNews& news) {
     if (news.over) {
         m_transferShown = false;
         m_progress.reset();
-        showProgress(false);
+        draw();
         return;
     }
     if (news.received == 0) {
@@ -135,7 +160,7 @@ void NebrixClientNotificationPanel::onTransfer(const TransferNews& news) {
     if (!m_transferShown) {
         announceTransfer();
     }
-    if (m_state.driverMode()) {
+    if (m_state.progressRow()) {
         m_progress.update(news.received, news.expected, static_cast<std::uint64_t>(wxGetUTCTimeMillis().GetValue()));
         showAmount(news);
     }
@@ -161,8 +186,7 @@ void NebrixClientNotificationPanel::showAmount(const TransferNews& news) {
     const wxString rate = wxString::Format(_("PROGRESS_RATE %s"), amountText(m_progress.bytesPerSecond()));
     m_progressBar->SetToolTip(rate);
     m_progressText->SetToolTip(rate);
-    showProgress(true);
-    print(false);
+    draw();
 }
 
 void NebrixClientNotificationPanel::setNextCheck(unsigned milliseconds) {
@@ -177,17 +201,15 @@ void NebrixClientNotificationPanel::onTimer(wxTimerEvent& /*event*/) {
     }
     if (effect.hide) {
         Show(false);
-        showProgress(false);
-        showPluginRow(true);
-        m_mainLabel->SetLabelText(_("Connected"));
+        draw();
+    }
+    if (effect.show) {
+        draw();
+        fadeIn();
     }
 }
 
-void NebrixClientNotificationPanel::updateVpnStatus() {
-    m_pluginStatus->SetLabelText(pluginText() + wxString('.', m_state.dots()));
-    print(false);
-    ClearBackground();
-}
+void NebrixClientNotificationPanel::updateVpnStatus() { draw(); }
 
 void NebrixClientNotificationPanel::onClick(wxMouseEvent& /*event*/) { Show(false); }
 

@@ -16,6 +16,14 @@ class NebrixClientNotificationPanel final : public NotificationPanel {
 public:
     explicit NebrixClientNotificationPanel(wxWindow* parent);
 
+    /// The gateway is being asked; `gateway` gives its host, with its port, whenever the panel names it. Before the
+    /// first event of an attempt.
+    void beginAttempt(std::function<wxString()> gateway);
+    /// The gateway has answered with a component.
+    void accepted();
+    /// The attempt has failed: what the panel says is put right, whether or not it is shown.
+    void ended();
+
     /// Shows a driver status, already translated; ignored once a plug-in line has come.
     void setPluginStatus(const wxString& text);
     /// Shows a status line of the plug-in.
@@ -24,7 +32,7 @@ public:
     void onTransfer(const TransferNews& news);
     /// Tells in the tool tip when the next host check is.
     void setNextCheck(unsigned milliseconds);
-    /// Shows the panel as it is, also after it was clicked away or has hidden itself.
+    /// Shows what is so now, until it is clicked away; also after it has hidden itself.
     void reappear();
 
     /// Called with both lines whenever one of them changes, for a window that repeats them.
@@ -39,15 +47,17 @@ private:
     void bindClicks();
     void fadeIn();
     void restartTimer();
-    void showPluginRow(bool show);
-    void showProgress(bool show);
+    void draw();
     void announceTransfer();
     void showAmount(const TransferNews& news);
     void tellMirror();
+    wxString mainText() const;
     wxString pluginText() const;
 
     wxTimer m_timer;
     tessel::view::PanelState m_state;
+    wxString m_status;  // the driver's last
+    std::function<wxString()> m_gateway;
     tessel::view::TransferProgress m_progress;
     bool m_transferShown = false;  // the panel has said that something is fetched
     std::function<void(const wxString&, const wxString&)> m_mirror;

@@ -1,6 +1,7 @@
 #include "apps/nebrixclient/gui/quitsequence.h"
 
 #include <wx/dialog.h>
+#include <wx/utils.h>
 
 #include "apps/nebrixclient/gui/desktop.h"
 #include "libs/base/console.h"
@@ -13,10 +14,10 @@ namespace {
 constexpr int kStep = 20;  // milliseconds
 constexpr unsigned kFlush = 500;
 constexpr int kAbandoned = 1;
+constexpr const char* kBlocked = "the component does not end; the program ends without it";
 
-[[noreturn]] void abandon() {
-    tessel::log(tessel::LogCategory::Error, "NebrixMainFrame", "stop",
-                "the component does not end; the program ends without it");
+[[noreturn]] void leave(const char* reason) {
+    tessel::log(tessel::LogCategory::Error, "NebrixMainFrame", "stop", reason);
     if (const tessel::gc::Pointer<tessel::Console> console = tessel::Console::current(); console.valid()) {
         console->flush(kFlush);
     }
@@ -51,6 +52,17 @@ bool QuitSequence::raiseDialog() {
     return m_modals.top() != nullptr;
 }
 
+void QuitSequence::endWithoutDisplay() {
+    const wxStopWatch watch;
+    while (m_isRunning()) {
+        if (watch.Time() >= kPatience) {
+            leave(kBlocked);
+        }
+        wxMilliSleep(kStep);
+    }
+    leave("the display is gone, and the program with it");
+}
+
 bool QuitSequence::closeOneThing() {
     if (desktop::closePopupMenu()) {
         return true;
@@ -70,7 +82,7 @@ void QuitSequence::Notify() {
         Stop();
         m_close();
     } else if (m_watch.Time() >= kPatience) {
-        abandon();
+        leave(kBlocked);
     }
 }
 

@@ -26,6 +26,10 @@ public:
     /// Brings the innermost modal dialog to the front; false when there is none.
     bool raiseDialog();
 
+    /// Waits for the driver, which is asked to end already, at most kPatience, and ends the process: for when there is
+    /// no event loop any more that could be kept going.
+    [[noreturn]] void endWithoutDisplay();
+
 private:
     void Notify() override;
     bool closeOneThing();

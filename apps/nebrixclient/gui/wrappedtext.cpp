@@ -1,6 +1,7 @@
 #include "apps/nebrixclient/gui/wrappedtext.h"
 
 #include <gtk/gtk.h>
+#include <wx/display.h>
 #include <wx/sizer.h>
 #include <wx/toplevel.h>
 
@@ -53,6 +54,12 @@ wxSize WrappedText::DoGetBestSize() const {
     int natural = 0;
     gtk_widget_get_preferred_height_for_width(m_widget, std::max(m_width, 1), &least, &natural);
     return {m_width, natural};
+}
+
+int columnsOnScreen(const wxWindow& window, int wanted) {
+    // A sign, borders and the decoration stand beside the text.
+    const int most = wxDisplay(&window).GetClientArea().width * 3 / 4;
+    return std::max(std::min(wanted, most / std::max(window.GetCharWidth(), 1)), 1);
 }
 
 void fitWrapped(wxTopLevelWindow& window) {

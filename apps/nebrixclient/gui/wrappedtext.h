@@ -23,6 +23,8 @@ private:
     int m_width;  // pixels
 };
 
+/// As many columns of the window's font as wanted, but no more than leave the window on its screen.
+int columnsOnScreen(const wxWindow& window, int wanted);
 /// Gives the window the size its content wants, with every wrapped text in it broken to the width that it really gets.
 void fitWrapped(wxTopLevelWindow& window);
 /// Breaks them anew after the window's size has changed.

@@ -1,8 +1,40 @@
 #include "apps/nebrixclient/view/endtext.h"
 
+#include <algorithm>
+#include <cctype>
+#include <string>
+
+#include "libs/base/printable.h"
+
 namespace tessel::view {
 
 namespace {
+
+constexpr int kNotFound = 404;  // RFC 9110
+
+/// The nearest place, at or after this one, where a character of the UTF-8 text begins.
+std::size_t characterAt(const std::string& text, std::size_t place) {
+    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U; };
+    while (place < text.size() && continues(place)) {
+        ++place;
+    }
+    return place;
+}
+
+String shown(const String& text) {
+    constexpr std::size_t kHead = 120;
+    constexpr std::size_t kTail = 80;
+    std::string line(text.view());
+    std::ranges::replace_if(
+        line, [](unsigned char c) { return std::isspace(c) != 0; }, ' ');
+    std::string clean;
+    appendPrintable(clean, line);
+    if (clean.size() > kHead + kTail) {
+        const std::string tail = clean.substr(characterAt(clean, clean.size() - kTail));
+        clean = clean.substr(0, characterAt(clean, kHead)) + " … " + tail;
+    }
+    return String::copy(clean);
+}
 
 EndText certificateText(const SessionEnd& end) {
     switch (end.cause) {
@@ -16,14 +48,30 @@ EndText certificateText(const SessionEnd& end) {
             return {"CERTIFICATE_NOT_YET_VALID %s", end.host};
         case EndCause::OtherName:
             return {"CERTIFICATE_OTHER_NAME %s", end.host};
+        case EndCause::Weak:
+            return {"CERTIFICATE_WEAK %s", end.host};
+        case EndCause::Revoked:
+            return {"CERTIFICATE_REVOKED %s", end.host};
         default:
             return {"CERTIFICATE_NOT_TRUSTED %s", end.host};
     }
 }
 
+EndText archiveText(const SessionEnd& end) {
+    if (end.cause == EndCause::NoRoom) {
+        return {"END_NO_ROOM"};
+    }
+    return {end.httpStatus == kNotFound ? "END_ARCHIVE_NOT_FOUND %s" : "END_ARCHIVE_MISSING %s", end.host};
+}
+
+EndText internalText(const SessionEnd& end) {
+    const bool tooLittle = end.cause == EndCause::Memory || end.cause == EndCause::System;
+    return tooLittle ? EndText{"END_TOO_LITTLE"} : EndText{};
+}
+
 /// A text with the gateway's own words, or one that says that it gave none.
 EndText quoting(const char* words, const char* silent, const SessionEnd& end) {
-    return end.text.empty() ? EndText{silent} : EndText{words, end.text};
+    return end.text.empty() ? EndText{silent} : EndText{words, shown(end.text)};
 }
 
 }  // namespace
@@ -53,6 +101,9 @@ EndText connectionErrorText(const SessionEnd& end) {
             return {"CONNECTION_NO_GATEWAY %s", end.host};
         case EndCause::Cut:
             return {"CONNECTION_CUT %s", end.host};
+        case EndCause::Memory:
+        case EndCause::System:
+            return {"CONNECTION_TOO_LITTLE"};
         default:
             return {"CONNECTION_ERROR"};
     }
@@ -60,12 +111,14 @@ EndText connectionErrorText(const SessionEnd& end) {
 
 EndText failureText(const SessionEnd& end) {
     switch (end.kind) {
+        case EndKind::Certificate:  // a component's host, or the host check's
+            return certificateText(end);
         case EndKind::Refused:
             return quoting("END_REFUSED %s", "END_REFUSED_SILENTLY", end);
         case EndKind::AnswerUnreadable:
             return {"END_ANSWER_UNREADABLE %s", end.host};
         case EndKind::ArchiveMissing:
-            return end.cause == EndCause::NoRoom ? EndText{"END_NO_ROOM"} : EndText{"END_ARCHIVE_MISSING %s", end.host};
+            return archiveText(end);
         case EndKind::NotUnpacked:
             return {"END_NOT_UNPACKED"};
         case EndKind::Signature:
@@ -79,7 +132,10 @@ EndText failureText(const SessionEnd& end) {
         case EndKind::PostLost:
             return {"END_POST_LOST %s", end.host};
         case EndKind::NotWritable:
-            return end.cause == EndCause::NoRoom ? EndText{"END_NO_ROOM"} : EndText{"END_NOT_WRITABLE %s", end.path};
+            return end.cause == EndCause::NoRoom ? EndText{"END_NO_ROOM"}
+                                                 : EndText{"END_NOT_WRITABLE %s", shown(end.path)};
+        case EndKind::Internal:
+            return internalText(end);
         default:
             return {};
     }

@@ -17,6 +17,9 @@ EndText connectionErrorText(const SessionEnd& end);
 
 /// Why the session failed: the sentence below the message that ends it. Empty for an end that somebody wanted and for
 /// one that no words are known for.
+///
+/// What others chose of it (a gateway's words, a path) is one line without control characters, cut in the middle beyond
+/// about 200 bytes: the log has the whole.
 EndText failureText(const SessionEnd& end);
 
 }  // namespace tessel::view

@@ -1,0 +1,85 @@
+#include "apps/nebrixclient/gui/errorbox.h"
+
+#include <wx/artprov.h>
+#include <wx/button.h>
+#include <wx/iconbndl.h>
+#include <wx/intl.h>
+#include <wx/sizer.h>
+#include <wx/statbmp.h>
+#include <wx/stockitem.h>
+
+#include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/gui/accessible.h"
+#include "apps/nebrixclient/gui/wrappedtext.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/endtext.h"
+
+namespace nebrix::gui {
+
+namespace {
+
+constexpr int kColumns = 60;
+
+}  // namespace
+
+wxString toText(const tessel::view::EndText& text) {
+    if (*text.key == '\0') {
+        return {};
+    }
+    const wxString translated = wxGetTranslation(text.key);
+    return text.fill.has_value() ? wxString::Format(translated, tessel::tesselToWxString(*text.fill)) : translated;
+}
+
+wxString sessionErrorMessage() {
+    wxString message = _("UNKNOWN_ERROR_HAS_OCCURED");
+    // The catalogs name the usual file.
+    message.Replace(tessel::kLogFile, tessel::tesselToWxString(tessel::NebrixClient::getLogFile()));
+    return message;
+}
+
+ErrorBox::ErrorBox(wxWindow* parent, const wxString& message, const wxString& why, wxWindowID button, Log log)
+    : wxDialog(parent, wxID_ANY, _("Error"), wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
+    SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
+    announceAsDialog(*this);
+    auto* const column = new wxBoxSizer(wxVERTICAL);
+    column->Add(texts(message, why), wxSizerFlags(1).Expand().DoubleBorder(wxALL));
+    column->Add(buttons(button, log), wxSizerFlags().Expand().DoubleBorder(wxALL));
+    SetSizer(column);
+    fitWrapped(*this);
+    SetEscapeId(wxID_OK);
+    CentreOnScreen();
+}
+
+wxSizer* ErrorBox::texts(const wxString& message, const wxString& why) {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    auto* const sign =
+        new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(wxART_ERROR, wxART_MESSAGE_BOX));
+    setAccessibleName(*sign, GetTitle());
+    row->Add(sign, wxSizerFlags().Top().DoubleBorder(wxRIGHT));
+    auto* const lines = new wxBoxSizer(wxVERTICAL);
+    const int columns = columnsOnScreen(*this, kColumns);
+    lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(message), columns), wxSizerFlags().Expand());
+    if (!why.empty()) {
+        lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(why), columns),
+                   wxSizerFlags().Expand().DoubleBorder(wxTOP));
+    }
+    row->Add(lines, wxSizerFlags(1).CentreVertical());
+    return row;
+}
+
+wxSizer* ErrorBox::buttons(wxWindowID button, Log log) {
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    if (log == Log::Offered) {
+        auto* const show = new wxButton(this, kShowLog, _("SHOW_LOG"));
+        show->Bind(wxEVT_BUTTON, [this](wxCommandEvent& /*event*/) { EndModal(kShowLog); });
+        row->Add(show);
+    }
+    row->AddStretchSpacer();
+    auto* const leave = new wxButton(this, wxID_OK, wxGetStockLabel(button));
+    row->Add(leave, wxSizerFlags().Border(wxLEFT));
+    leave->SetDefault();
+    leave->SetFocus();
+    return row;
+}
+
+}  // namespace nebrix::gui

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <wx/dialog.h>
+
+/// How a session ended, in words, and the box that says it.
+namespace tessel::view {
+struct EndText;
+}
+
+namespace nebrix::gui {
+
+/// The translated text; empty for an empty one.
+wxString toText(const tessel::view::EndText& text);
+
+/// An error, told in one box that wraps its texts and fits the screen: a message, below it why, and a button to leave
+/// it by. For one modal run, on the caller's stack: it ends with wxID_OK, kShowLog or, by its close control,
+/// wxID_CANCEL. GUI thread.
+class ErrorBox final : public wxDialog {
+public:
+    static constexpr int kShowLog = wxID_HIGHEST + 1;
+
+    enum class Log { NotOffered, Offered };
+
+    /// `why` may be empty. `button`: whose stock label the button has. With `log` a second one asks for the log.
+    ErrorBox(wxWindow* parent, const wxString& message, const wxString& why, wxWindowID button,
+             Log log = Log::NotOffered);
+
+private:
+    wxSizer* texts(const wxString& message, const wxString& why);
+    wxSizer* buttons(wxWindowID button, Log log);
+};
+
+/// The message of an error that ends the session, naming the log file that is really written.
+wxString sessionErrorMessage();
+
+}  // namespace nebrix::gui
