@@ -75,7 +75,7 @@ class StartTest(Flow):
     def test_the_same_argument_again_shows_what_is_so_now(self):
         silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
         refused = self.start(self.gateway.mediation(), home=Home(self.desktop, []))
-        checking = self.session("hostchecker")
+        checking = self.session("hostchecker", gateway=self.start_faulty_gateway("--timer", "600"))
         refused.dialog(EN["Error"])
         checking.wait_for_text(EN["HOSTCHECKING"])
         for client, key in ((silent, "Loading"), (refused, "NOT_CONNECTED"), (checking, "HOSTCHECKING")):

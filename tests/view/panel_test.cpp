@@ -83,6 +83,7 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
         {"A S . . . . . . . . . . .", "shown - hidden - - - - - - - back - W 0"},
         {"A S . . . . . . . . . . K .", "shown - hidden - - - - - - - back - C 0"},
         {"A S . . . . . E A S . . . . . .", "shown - hidden - - - shown - hidden - - - - S 0"},
+        {"A . . . . . . . . . . E . . .", "- - - - - - - - - back - hidden - N 0"},
         // Nothing is connected after the end.
         {"A S E", "shown N 0"},
         {"A K connected E", "line N VPN_CONNECTED0"}};

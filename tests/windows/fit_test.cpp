@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <gtk/gtk.h>
 #include <wx/dataview.h>
 #include <wx/intl.h>
 #include <wx/listbox.h>
@@ -13,6 +14,7 @@
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
 #include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/logwindow.h"
 #include "apps/nebrixclient/gui/notificationpanel.h"
 #include "apps/nebrixclient/gui/statuswindow.h"
@@ -24,6 +26,8 @@ const wxString kLongestHost = wxString('g', 63) + ".example:65535";
 constexpr const char* kLongestDetails =
     "https://gateway.example.org/mediation/plugindll?lang=de: Couldn't connect to server (#7) "
     "[Failed to connect to gateway.example.org port 443 after 21 ms: Couldn't connect to server]";
+
+wxString longestRefusal() { return wxString::Format(_("END_HOSTCHECK_REFUSED %s"), wxString('W', 200)); }
 
 /// What scrolls or is cut by design may want more room than it has.
 bool mayBeCut(const wxWindow* window) {
@@ -75,12 +79,13 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
     NebrixClientConfigurationDialog settings(nullptr);
     NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CONNECTION_PROXY %s"), kLongestHost));
     error.setErrorContent(kLongestDetails);
+    gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
     NebrixClientAboutDialog about(nullptr);
     gui::StatusWindow status(nullptr, [](int) {});
     status.setTexts(_("STATUS_DOWNLOADING_COMPENENTS"), _("VPN_RECONNECTING"));
     auto* const log = new NebrixClientLogWindow(nullptr, "/dev/null", worker);
     for (wxTopLevelWindow* const window :
-         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &about, &status, log}) {
+         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &fatal, &about, &status, log}) {
         window->Show();
         window->Layout();
         wxYield();
@@ -90,6 +95,18 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
         EXPECT_LE(size.y, 760) << window->GetTitle();
     }
     log->Destroy();
+}
+
+TEST_P(Fit, errorBoxesStayOnTheScreenInLargeType) {
+    g_object_set(gtk_settings_get_default(), "gtk-font-name", "Sans 28", nullptr);
+    NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CERTIFICATE_OTHER_NAME %s"), kLongestHost));
+    gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
+    for (wxTopLevelWindow* const window : std::initializer_list<wxTopLevelWindow*>{&error, &fatal}) {
+        EXPECT_EQ(overflowing(*window), "") << window->GetTitle();
+        EXPECT_LE(window->GetSize().x, 1100) << window->GetTitle();
+        EXPECT_LE(window->GetSize().y, 760) << window->GetTitle();
+    }
+    g_object_set(gtk_settings_get_default(), "gtk-font-name", "Sans 10", nullptr);
 }
 
 TEST_P(Fit, thePanelHasRoomForEveryPhrase) {

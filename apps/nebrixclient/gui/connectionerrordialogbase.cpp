@@ -7,6 +7,8 @@
 #include <wx/sizer.h>
 #include <wx/statbmp.h>
 
+#include <algorithm>
+
 #include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/detailstext.h"
 #include "apps/nebrixclient/gui/wrappedtext.h"
@@ -18,8 +20,7 @@ constexpr int kColumns = 60;
 }  // namespace
 
 ConnectionErrorDialog::ConnectionErrorDialog(wxWindow* parent, const wxString& title, const wxString& message)
-    : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE),
-      m_columns(nebrix::gui::columnsOnScreen(*this, kColumns)) {
+    : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     nebrix::gui::announceAsDialog(*this);
     auto* const column = new wxBoxSizer(wxVERTICAL);
@@ -49,7 +50,7 @@ wxSizer* ConnectionErrorDialog::makeMessage(const wxString& message) {
         new wxStaticBitmap(this, wxID_ANY, wxArtProvider::GetBitmapBundle(wxART_WARNING, wxART_CMN_DIALOG));
     nebrix::gui::setAccessibleName(*sign, GetTitle());
     row->Add(sign, wxSizerFlags().Top().DoubleBorder(wxRIGHT));
-    row->Add(new nebrix::gui::WrappedText(this, wxControl::EscapeMnemonics(message), m_columns),
+    row->Add(new nebrix::gui::WrappedText(this, wxControl::EscapeMnemonics(message), kColumns),
              wxSizerFlags(1).CentreVertical());
     return row;
 }
@@ -57,7 +58,7 @@ wxSizer* ConnectionErrorDialog::makeMessage(const wxString& message) {
 void ConnectionErrorDialog::makeDetails(wxSizer& column) {
     auto* const label = new wxStaticText(this, wxID_ANY, _("Details:"));
     m_details = new nebrix::gui::DetailsText(this);
-    m_details->SetMinSize(wxSize(m_columns * GetCharWidth(), -1));
+    m_details->SetMinSize(wxSize(std::min(kColumns * GetCharWidth(), nebrix::gui::roomOnScreen().x * 3 / 4), -1));
     nebrix::gui::setLabelFor(*label, *m_details);
     column.Add(label, wxSizerFlags().DoubleBorder(wxLEFT | wxRIGHT));
     column.Add(m_details, wxSizerFlags(1).Expand().DoubleBorder(wxLEFT | wxRIGHT | wxTOP));

@@ -33,6 +33,4 @@ private:
     wxSizer* makeMessage(const wxString& message);
     wxSizer* makeButtons();
     void makeDetails(wxSizer& column);
-
-    const int m_columns;  // of text
 };

@@ -33,7 +33,9 @@ wxString toText(const tessel::view::EndText& text) {
 wxString sessionErrorMessage() {
     wxString message = _("UNKNOWN_ERROR_HAS_OCCURED");
     // The catalogs name the usual file.
-    message.Replace(tessel::kLogFile, tessel::tesselToWxString(tessel::NebrixClient::getLogFile()));
+    if (const tessel::String file = tessel::NebrixClient::getLogFile(); file != "null") {
+        message.Replace(tessel::kLogFile, tessel::tesselToWxString(file));
+    }
     return message;
 }
 
@@ -57,10 +59,9 @@ wxSizer* ErrorBox::texts(const wxString& message, const wxString& why) {
     setAccessibleName(*sign, GetTitle());
     row->Add(sign, wxSizerFlags().Top().DoubleBorder(wxRIGHT));
     auto* const lines = new wxBoxSizer(wxVERTICAL);
-    const int columns = columnsOnScreen(*this, kColumns);
-    lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(message), columns), wxSizerFlags().Expand());
+    lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(message), kColumns), wxSizerFlags().Expand());
     if (!why.empty()) {
-        lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(why), columns),
+        lines->Add(new WrappedText(this, wxControl::EscapeMnemonics(why), kColumns),
                    wxSizerFlags().Expand().DoubleBorder(wxTOP));
     }
     row->Add(lines, wxSizerFlags(1).CentreVertical());

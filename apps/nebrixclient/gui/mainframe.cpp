@@ -66,15 +66,21 @@ void NebrixMainFrame::joinDesktop() {
 }
 
 void NebrixMainFrame::start(const wxString& url) {
-    m_panel->beginAttempt([this] { return tessel::tesselToWxString(m_client.getServer()); });
     m_client.run(tessel::wxToTesselString(url));
+    expectAnswer();
 }
 
 void NebrixMainFrame::restart() {
-    m_givenUp = false;
-    m_panel->beginAttempt([this] { return tessel::tesselToWxString(m_client.getServer()); });
+    m_givenUp = true;  // when no thread is to be had
     m_client.restart();
+    m_givenUp = false;
+    expectAnswer();
     setNotification(_("Loading"));
+}
+
+/// Of an attempt whose events have not been seen yet.
+void NebrixMainFrame::expectAnswer() {
+    m_panel->beginAttempt([this] { return tessel::tesselToWxString(m_client.getServer()); });
 }
 
 void NebrixMainFrame::stop() {

@@ -56,6 +56,7 @@ private:
     void onAccount(wxThreadEvent& event);
     void onClose(wxCloseEvent& event);
     void restart();
+    void expectAnswer();
     void joinDesktop();
     void leaveScreen();
     void arrangeTray();

@@ -149,15 +149,14 @@ void NebrixClientGui::catchSignals() {
 
 bool NebrixClientGui::isFirstInstance() {
     const wxString name = tessel::tesselToWxString(tessel::view::instanceLockName(tessel::wxToTesselString(argv[1])));
-    m_checker = new wxSingleInstanceChecker;
+    m_checker = std::make_unique<wxSingleInstanceChecker>();
     m_checker->Create(name, kInstanceDirectory);
     if (!m_checker->IsAnotherRunning()) {
         return true;
     }
     logLine("OnInit", "Another instance is already launched with this parameter, quitting.");
     desktop::askLockHolder(wxFileName(kInstanceDirectory, name).GetFullPath());
-    delete m_checker;
-    m_checker = nullptr;
+    m_checker.reset();
     return false;
 }
 
@@ -216,8 +215,7 @@ int NebrixClientGui::OnRun() {
 }
 
 int NebrixClientGui::OnExit() {
-    delete m_checker;
-    m_checker = nullptr;
+    m_checker.reset();
     return wxApp::OnExit();
 }
 

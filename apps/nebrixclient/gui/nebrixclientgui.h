@@ -4,6 +4,8 @@
 #include <wx/intl.h>
 #include <wx/snglinst.h>
 
+#include <memory>
+
 #include "libs/base/string.h"
 
 /// The desktop program: with one argument, the mediation string, it runs one session, one instance for each distinct
@@ -35,7 +37,7 @@ private:
     void addCatalogs();
 
     bool m_failed = false;
-    wxSingleInstanceChecker* m_checker = nullptr;  // owned; null until an argument is given
+    std::unique_ptr<wxSingleInstanceChecker> m_checker;  // null until an argument is given
 };
 
 /// The one application object; null before start-up.

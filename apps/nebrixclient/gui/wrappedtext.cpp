@@ -1,7 +1,7 @@
 #include "apps/nebrixclient/gui/wrappedtext.h"
 
 #include <gtk/gtk.h>
-#include <wx/display.h>
+#include <wx/gdicmn.h>
 #include <wx/sizer.h>
 #include <wx/toplevel.h>
 
@@ -32,14 +32,28 @@ bool wrapToLayout(wxTopLevelWindow& window) {
     return changed;
 }
 
+/// A hyphen would look like one of the path or host name that is broken.
+void breakWithoutHyphens(GtkLabel* label) {
+    PangoAttrList* const attributes = pango_attr_list_new();
+    pango_attr_list_insert(attributes, pango_attr_insert_hyphens_new(FALSE));
+    gtk_label_set_attributes(label, attributes);
+    pango_attr_list_unref(attributes);
+}
+
 }  // namespace
 
+wxSize roomOnScreen() {
+    constexpr int kDecorations = 40;  // pixels of a title bar, at most
+    return wxGetClientDisplayRect().GetSize() - wxSize(kDecorations / 4, kDecorations);
+}
+
 WrappedText::WrappedText(wxWindow* parent, const wxString& text, int columns)
-    : wxStaticText(parent, wxID_ANY, text), m_width(columns * GetCharWidth()) {
+    : wxStaticText(parent, wxID_ANY, text), m_width(std::min(columns * GetCharWidth(), roomOnScreen().x * 3 / 4)) {
     gtk_label_set_line_wrap_mode(GTK_LABEL(m_widget), PANGO_WRAP_WORD_CHAR);
     SetMinSize(wxSize(m_width, -1));
     // Made as wide as its one line; a box around it would grow to that.
     SetSize(GetBestSize());
+    breakWithoutHyphens(GTK_LABEL(m_widget));
 }
 
 bool WrappedText::wrapTo(int width) {
@@ -54,12 +68,6 @@ wxSize WrappedText::DoGetBestSize() const {
     int natural = 0;
     gtk_widget_get_preferred_height_for_width(m_widget, std::max(m_width, 1), &least, &natural);
     return {m_width, natural};
-}
-
-int columnsOnScreen(const wxWindow& window, int wanted) {
-    // A sign, borders and the decoration stand beside the text.
-    const int most = wxDisplay(&window).GetClientArea().width * 3 / 4;
-    return std::max(std::min(wanted, most / std::max(window.GetCharWidth(), 1)), 1);
 }
 
 void fitWrapped(wxTopLevelWindow& window) {

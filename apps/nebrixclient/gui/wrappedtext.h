@@ -10,7 +10,7 @@ namespace nebrix::gui {
 /// the height this takes. GUI thread.
 class WrappedText final : public wxStaticText {
 public:
-    /// `columns`: the width it asks for, in average characters of its font.
+    /// `columns`: the width it asks for, in average characters of its font, as far as the screen has room for them.
     WrappedText(wxWindow* parent, const wxString& text, int columns);
 
     /// Breaks the lines to this many pixels; whether the wanted height has changed. The layout is the caller's.
@@ -23,10 +23,10 @@ private:
     int m_width;  // pixels
 };
 
-/// As many columns of the window's font as wanted, but no more than leave the window on its screen.
-int columnsOnScreen(const wxWindow& window, int wanted);
 /// Gives the window the size its content wants, with every wrapped text in it broken to the width that it really gets.
 void fitWrapped(wxTopLevelWindow& window);
+/// The largest client area that a window with decorations can have on the screen.
+wxSize roomOnScreen();
 /// Breaks them anew after the window's size has changed.
 void rewrap(wxTopLevelWindow& window);
 

@@ -24,6 +24,8 @@ void PanelState::accepted() noexcept {
 }
 
 void PanelState::ended() noexcept {
+    m_driverMode = m_driverMode || m_waiting;
+    m_ticks = 0;
     m_asking = false;
     m_waiting = false;
     m_ended = true;

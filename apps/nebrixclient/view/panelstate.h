@@ -34,7 +34,7 @@ public:
     void asking() noexcept;
     /// The gateway has named a component.
     void accepted() noexcept;
-    /// The attempt is over, and the tunnel with it.
+    /// The attempt is over, and the tunnel with it. A panel that has waited hides after two ticks like a status.
     void ended() noexcept;
 
     /// A driver status is to be shown: enters driver mode and starts the count of ticks anew; the caller starts its
