@@ -1,9 +1,11 @@
 #include "apps/nebrixclient-cli/eventline.h"
 
 #include "apps/nebrixclient/account.h"
+#include "apps/nebrixclient/certificatewords.h"
 #include "libs/base/printable.h"
 #include "libs/curl/requestinfo.h"
 #include "libs/json/jsonmutwrapper.h"
+#include "libs/openssl/fingerprint.h"
 
 namespace tessel::eventline {
 
@@ -52,6 +54,40 @@ String withText(Form form, const char* event, const String& text) {
     return form == Form::Text ? line(event, text) : json::toLine(object(event).set("text", text));
 }
 
+void setTexts(json::JSONMutWrapper& object, std::initializer_list<std::pair<const char*, String>> texts) {
+    for (const auto& [key, text] : texts) {
+        if (!text.empty()) {
+            object.set(key, text);
+        }
+    }
+}
+
+json::JSONMutWrapper peerObject(const tls::PeerCertificate& peer) {
+    json::JSONMutWrapper object = json::JSONMutWrapper::object();
+    setTexts(object, {{"subject", peer.subject},
+                      {"issuer", peer.issuer},
+                      {"notBefore", peer.notBeforeText},
+                      {"notAfter", peer.notAfterText},
+                      {"fingerprint", tls::fingerprintText(peer.fingerprint)},
+                      {"keyFingerprint", tls::fingerprintText(peer.keyFingerprint)}});
+    json::JSONMutWrapper names = json::JSONMutWrapper::array();
+    for (const String& name : peer.names) {
+        names.append(name);
+    }
+    json::JSONMutWrapper wrong = json::JSONMutWrapper::array();
+    for (const tls::PeerCertificate::Reason flaw : peer.flaws) {
+        const EndCause cause = causeOf(flaw);
+        wrong.append(cause != EndCause::None ? String(name(cause)) : peer.verifyText);
+    }
+    object.set("names", names).set("wrong", wrong);
+    if (peer.trusted) {
+        setTexts(object, {{"trustedFingerprint", tls::fingerprintText(peer.trusted->fingerprint)},
+                          {"trustedKeyFingerprint", tls::fingerprintText(peer.trusted->keyFingerprint)},
+                          {"trustedSince", peer.trusted->since < 0 ? String() : timeInWords(peer.trusted->since)}});
+    }
+    return object;
+}
+
 }  // namespace
 
 String dispatch(Form form, ClientType type) {
@@ -85,16 +121,14 @@ String fatalError(Form form, const String& text) { return withText(form, "fatal-
 String end(const SessionEnd& end) {
     json::JSONMutWrapper line = object("end");
     line.set("wanted", end.wanted()).set("kind", name(end.kind)).set("text", describe(end));
-    const std::pair<const char*, String> texts[] = {{"cause", String(name(end.cause))},
-                                                    {"host", end.host},
-                                                    {"path", end.path},
-                                                    {"key", end.key},
-                                                    {"detail", end.text},
-                                                    {"certificate", end.certificate}};
-    for (const auto& [key, text] : texts) {
-        if (!text.empty()) {
-            line.set(key, text);
-        }
+    setTexts(line, {{"cause", String(name(end.cause))},
+                    {"host", end.host},
+                    {"path", end.path},
+                    {"key", end.key},
+                    {"detail", end.text},
+                    {"certificate", end.certificate}});
+    if (end.peer != nullptr) {
+        line.set("peer", peerObject(*end.peer));
     }
     const std::pair<const char*, int> numbers[] = {
         {"httpStatus", end.httpStatus}, {"errno", end.systemError}, {"number", end.number}};

@@ -13,6 +13,7 @@
 
 #include "apps/common/commandline.h"
 #include "apps/nebrixclient-cli/headlesslistener.h"
+#include "apps/nebrixclient/certificatewords.h"
 #include "apps/nebrixclient/client.h"
 #include "generated/component_public_key.h"
 #include "libs/base/console.h"
@@ -21,6 +22,7 @@
 #include "libs/base/printable.h"
 #include "libs/http/authority.h"
 #include "libs/http/uri.h"
+#include "libs/openssl/fingerprint.h"
 
 // Threads: the main thread waits for signals, which every other thread has blocked; the driver's thread prints the
 // notifications and wakes the main thread with SIGUSR1 when the session is over.
@@ -45,6 +47,9 @@ commandline::Grammar grammar() {
             "as one line.",
         .options = {{"json", 'j', "", "print one JSON object a line", false},
                     {"changes-only", 'c', "", "leave out a VPN status that equals the one before", false},
+                    {"trust", 't', "FINGERPRINT",
+                     "for this session, accept the gateway's certificate with this SHA-256 fingerprint, and no other",
+                     false},
                     {"help", 'h', "", "show this help", false},
                     {"version", 'V', "", "show the version and the key that components are verified against", false}},
         .fewestOperands = 1,
@@ -111,18 +116,31 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
     }
 }
 
+/// What somebody needs who decides on it, and how to say so.
+void explainCertificate(const SessionEnd& end) {
+    complainOf("the certificate of " + end.host + " is not trusted: " + flawsInWords(*end.peer));
+    for (const String& line : linesOf(*end.peer)) {
+        complainOf("  " + line);
+    }
+    if (end.cause != EndCause::NotTheOne) {
+        complain(
+            "if whoever runs the gateway names this fingerprint, --trust FINGERPRINT accepts the certificate for one "
+            "session");
+    }
+}
+
 void explain(const SessionEnd& end) {
-    complainOf(describe(end));
-    if (end.kind == EndKind::Certificate) {
-        complainOf("if you trust this gateway, except it from the check: " + NebrixClient::getLocalConfPath() +
-                   " takes <nebrixclient><sslcertignoredomains><domains>" + end.host +
-                   "</domains></sslcertignoredomains></nebrixclient>");
+    if (end.kind == EndKind::Certificate && end.peer != nullptr) {
+        explainCertificate(end);
+    } else {
+        complainOf(describe(end));
     }
     const String log = NebrixClient::getLogFile();
     complainOf(log == "null" ? String("no log file could be written") : String("the log is " + log));
 }
 
-int runSession(const String& mediation, const commandline::Arguments& arguments) {
+/// `fingerprint`: of the only certificate that is accepted; empty for any that this machine trusts.
+int runSession(const String& mediation, const String& fingerprint, const commandline::Arguments& arguments) {
     const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
@@ -133,6 +151,7 @@ int runSession(const String& mediation, const commandline::Arguments& arguments)
                               [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
     client.setAccountListener(&listener);
+    client.expectCertificate(fingerprint);
     client.run(mediation);
     waitForEnd(client, listener);
     client.join();
@@ -212,7 +231,12 @@ int run(int argc, char** argv) {
         complain("the mediation string is no URL with a gateway in it");
         return kUsage;
     }
-    return runSession(mediation, arguments);
+    const String fingerprint = tls::fingerprintBytes(String::copy(arguments.value("trust"))).toHex();
+    if (arguments.has("trust") && fingerprint.empty()) {
+        complain("a fingerprint has 64 hexadecimal digits, with or without colons between them");
+        return kUsage;
+    }
+    return runSession(mediation, fingerprint, arguments);
 }
 
 }  // namespace

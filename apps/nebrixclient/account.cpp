@@ -1,5 +1,7 @@
 #include "apps/nebrixclient/account.h"
 
+#include <cstddef>
+
 namespace tessel {
 
 bool SessionEnd::wanted() const noexcept {
@@ -58,87 +60,71 @@ const char* name(EndKind kind) noexcept {
     return "";
 }
 
-const char* name(EndCause cause) noexcept {
-    switch (cause) {
-        case EndCause::None:
-            break;
-        case EndCause::Address:
-            return "address";
-        case EndCause::RequestTooLong:
-            return "request-too-long";
-        case EndCause::Name:
-            return "name";
-        case EndCause::NoRoute:
-            return "no-route";
-        case EndCause::ConnectionRefused:
-            return "connection-refused";
-        case EndCause::Silent:
-            return "silent";
-        case EndCause::Proxy:
-            return "proxy";
-        case EndCause::Tls:
-            return "tls";
-        case EndCause::NotHttp:
-            return "not-http";
-        case EndCause::Cut:
-            return "cut";
-        case EndCause::TooLarge:
-            return "too-large";
-        case EndCause::HttpStatus:
-            return "http-status";
-        case EndCause::NoRoom:
-            return "no-room";
-        case EndCause::NotJson:
-            return "not-json";
-        case EndCause::MissingKey:
-            return "missing-key";
-        case EndCause::WrongValue:
-            return "wrong-value";
-        case EndCause::Digest:
-            return "digest";
-        case EndCause::BadSignature:
-            return "bad-signature";
-        case EndCause::Missing:
-            return "missing";
-        case EndCause::Unreadable:
-            return "unreadable";
-        case EndCause::SelfSigned:
-            return "self-signed";
-        case EndCause::UnknownIssuer:
-            return "unknown-issuer";
-        case EndCause::Expired:
-            return "expired";
-        case EndCause::NotYetValid:
-            return "not-yet-valid";
-        case EndCause::OtherName:
-            return "other-name";
-        case EndCause::Weak:
-            return "weak";
-        case EndCause::Revoked:
-            return "revoked";
-        case EndCause::NotLoadable:
-            return "not-loadable";
-        case EndCause::MissingEntry:
-            return "missing-entry";
-        case EndCause::NoInstance:
-            return "no-instance";
-        case EndCause::AskedAtOnce:
-            return "asked-at-once";
-        case EndCause::AskedAgain:
-            return "asked-again";
-        case EndCause::ResourceFailed:
-            return "resource-failed";
-        case EndCause::TextTooLong:
-            return "text-too-long";
-        case EndCause::Raised:
-            return "raised";
-        case EndCause::Memory:
-            return "memory";
-        case EndCause::System:
-            return "system";
+namespace {
+
+struct CauseName {
+    EndCause cause;
+    const char* name;
+};
+
+/// In the order of the causes.
+constexpr CauseName kCauseNames[] = {
+    {EndCause::None, ""},
+    {EndCause::Address, "address"},
+    {EndCause::RequestTooLong, "request-too-long"},
+    {EndCause::Name, "name"},
+    {EndCause::NoRoute, "no-route"},
+    {EndCause::ConnectionRefused, "connection-refused"},
+    {EndCause::Silent, "silent"},
+    {EndCause::Proxy, "proxy"},
+    {EndCause::Tls, "tls"},
+    {EndCause::NotHttp, "not-http"},
+    {EndCause::Cut, "cut"},
+    {EndCause::TooLarge, "too-large"},
+    {EndCause::HttpStatus, "http-status"},
+    {EndCause::NoRoom, "no-room"},
+    {EndCause::NotJson, "not-json"},
+    {EndCause::MissingKey, "missing-key"},
+    {EndCause::WrongValue, "wrong-value"},
+    {EndCause::Digest, "digest"},
+    {EndCause::BadSignature, "bad-signature"},
+    {EndCause::Missing, "missing"},
+    {EndCause::Unreadable, "unreadable"},
+    {EndCause::SelfSigned, "self-signed"},
+    {EndCause::UnknownIssuer, "unknown-issuer"},
+    {EndCause::Expired, "expired"},
+    {EndCause::NotYetValid, "not-yet-valid"},
+    {EndCause::OtherName, "other-name"},
+    {EndCause::Weak, "weak"},
+    {EndCause::Revoked, "revoked"},
+    {EndCause::Changed, "changed"},
+    {EndCause::NotTheOne, "not-the-one"},
+    {EndCause::NotLoadable, "not-loadable"},
+    {EndCause::MissingEntry, "missing-entry"},
+    {EndCause::NoInstance, "no-instance"},
+    {EndCause::AskedAtOnce, "asked-at-once"},
+    {EndCause::AskedAgain, "asked-again"},
+    {EndCause::ResourceFailed, "resource-failed"},
+    {EndCause::TextTooLong, "text-too-long"},
+    {EndCause::Raised, "raised"},
+    {EndCause::Memory, "memory"},
+    {EndCause::System, "system"},
+};
+
+constexpr bool complete() {
+    std::size_t next = 0;
+    for (const CauseName& row : kCauseNames) {
+        if (row.cause != static_cast<EndCause>(next++)) {
+            return false;
+        }
     }
-    return "";
+    return next == static_cast<std::size_t>(EndCause::System) + 1;
 }
+static_assert(complete());
+
+}  // namespace
+
+const char* name(EndCause cause) noexcept { return kCauseNames[static_cast<std::size_t>(cause)].name; }
 
 void SessionAccount::clear() {
     Lock lock(m_mutex);

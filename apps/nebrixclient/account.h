@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "libs/base/mutex.h"
 #include "libs/base/string.h"
 
@@ -8,6 +10,9 @@ namespace tessel {
 class Exception;
 class RequestInfo;
 struct ErrorFacts;
+namespace tls {
+struct PeerCertificate;
+}
 
 /// What ended a session. The names that name() gives are seen by programs and never change.
 enum class EndKind {
@@ -66,6 +71,8 @@ enum class EndCause {
     OtherName,
     Weak,
     Revoked,
+    Changed,    // another key than the one that was trusted
+    NotTheOne,  // another one than the one that was asked for
     // Of a component.
     NotLoadable,
     MissingEntry,
@@ -90,9 +97,10 @@ struct SessionEnd {
     String path{};         // of a file or directory
     String key{};          // of the configuration, with those around it, or a component's entry
     String text{};         // the gateway's own words, what was expected, or what a library or the system says
-    String certificate{};  // whose, by whom and until when
+    String certificate{};  // whose, by whom and for how long, in one line
     int systemError = 0;   // errno
     int number = 0;        // a close request's reason, a resource's result
+    std::shared_ptr<const tls::PeerCertificate> peer{};  // the certificate's facts; never change
 
     /// Whether the user, the component or the gateway wanted it so.
     [[nodiscard]] bool wanted() const noexcept;

@@ -1,4 +1,5 @@
 #include "apps/nebrixclient/account.h"
+#include "apps/nebrixclient/certificatewords.h"
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/moduleloader.h"
@@ -7,7 +8,6 @@
 #include "libs/base/file.h"
 #include "libs/base/thread.h"
 #include "libs/curl/requestinfo.h"
-#include "libs/openssl/peercertificate.h"
 
 #include <cerrno>
 
@@ -45,29 +45,6 @@ EndCause signatureCause(int fault) noexcept {
             break;
     }
     return EndCause::Unreadable;
-}
-
-EndCause causeOf(tls::PeerCertificate::Reason reason) {
-    using Reason = tls::PeerCertificate::Reason;
-    switch (reason) {
-        case Reason::SelfSigned:
-            return EndCause::SelfSigned;
-        case Reason::UnknownIssuer:
-            return EndCause::UnknownIssuer;
-        case Reason::Expired:
-            return EndCause::Expired;
-        case Reason::NotYetValid:
-            return EndCause::NotYetValid;
-        case Reason::OtherName:
-            return EndCause::OtherName;
-        case Reason::Weak:
-            return EndCause::Weak;
-        case Reason::Revoked:
-            return EndCause::Revoked;
-        case Reason::Other:
-            break;
-    }
-    return EndCause::None;
 }
 
 EndCause causeOf(TransferFailure failure) {
@@ -108,10 +85,10 @@ EndCause causeOf(TransferFailure failure) {
 
 SessionEnd certificateEnd(const RequestInfo& request, const String& host) {
     SessionEnd end{.kind = EndKind::Certificate, .host = host, .text = request.getErrorBuffer()};
-    if (const tls::PeerCertificate* const peer = request.getPeerCertificate(); peer != nullptr) {
-        end.cause = causeOf(peer->reason);
-        end.certificate = peer->subject + ", issued by " + peer->issuer + ", valid until " + peer->notAfterText +
-                          ", SHA-256 " + peer->fingerprint;
+    if (const auto& peer = request.getPeerCertificate(); peer != nullptr) {
+        end.cause = tessel::causeOf(peer->reason);
+        end.certificate = summaryOf(*peer);
+        end.peer = peer;
     }
     return end;
 }

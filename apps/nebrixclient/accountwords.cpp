@@ -1,4 +1,5 @@
 #include "apps/nebrixclient/account.h"
+#include "apps/nebrixclient/certificatewords.h"
 #include "libs/base/numbers.h"
 
 // The account as a sentence.
@@ -61,25 +62,10 @@ String requestWords(const SessionEnd& end) {
 
 String request(const String& what, const SessionEnd& end) { return with(with(what, requestWords(end)), end.text); }
 
-String certificateWords(EndCause cause) {
-    switch (cause) {
-        case EndCause::SelfSigned:
-            return "it is signed by itself alone";
-        case EndCause::UnknownIssuer:
-            return "its issuer is unknown";
-        case EndCause::Expired:
-            return "it has expired";
-        case EndCause::NotYetValid:
-            return "it is not yet valid";
-        case EndCause::OtherName:
-            return "it was issued for another name";
-        case EndCause::Weak:
-            return "its key or signature is too weak";
-        case EndCause::Revoked:
-            return "it has been revoked";
-        default:
-            return {};
-    }
+String certificateWords(const SessionEnd& end) {
+    const String flaws = end.peer != nullptr ? flawsInWords(*end.peer) : flawInWords(end.cause);
+    return with(with("the certificate of " + end.host + " is not trusted", flaws),
+                end.certificate.empty() ? end.text : end.certificate);
 }
 
 String answerWords(const SessionEnd& end) {
@@ -161,8 +147,7 @@ String describe(const SessionEnd& end) {
         case EndKind::Unreachable:
             return request("the gateway " + end.host + " could not be reached", end);
         case EndKind::Certificate:
-            return with(with("the certificate of " + end.host + " is not trusted", certificateWords(end.cause)),
-                        end.certificate.empty() ? end.text : end.certificate);
+            return certificateWords(end);
         case EndKind::Refused:
             return said("the gateway " + end.host + " refused the session", end.text);
         case EndKind::AnswerUnreadable:

@@ -281,10 +281,9 @@ void NebrixClient::session() {
     logLine(LogCategory::Trace, "OpenSSL version: " + tls::TLS::getOpensslVersion());
     logLine(LogCategory::Trace, "Curl version: " + CurlInitializer::getCurlFullVersion());
     const String url = prepareRequest();
-    CurlSession& http = m_downloadManager.session();
     Memory body;
     RequestInfo info;
-    if (!http.request(url, body, info)) {
+    if (!ask(url, body, info)) {
         m_account.record(endOf(info, EndKind::Unreachable, getServer()));
         if (isCancelled()) {
             over();
@@ -302,11 +301,28 @@ void NebrixClient::session() {
         return;
     }
     m_configuration->accept(*this);
-    m_subClient->run(http);
+    m_subClient->run(m_downloadManager.session());
     setSubClient(nullptr);
     if (!restartRequested()) {
         over();
     }
+}
+
+/// A certificate that is expected must first be seen: the request that meets it is refused before it is sent.
+bool NebrixClient::ask(const String& url, Memory& body, RequestInfo& info) {
+    NebrixClientCurlSession& session = m_downloadManager.session();
+    if (!m_expectedCertificate.empty()) {
+        logLine(LogCategory::Trace,
+                "The gateway must have a certificate that was named: nothing is sent before it is seen");
+    }
+    if (session.request(url, body, info)) {
+        return true;
+    }
+    if (!session.recognise(info)) {
+        return false;
+    }
+    logLine(LogCategory::Trace, "It has that certificate: its key is accepted from now on");
+    return session.request(url, body, info);
 }
 
 /// False when the gateway refuses, which is then told.
@@ -357,7 +373,10 @@ String NebrixClient::prepareRequest() {
     uri.setAuthority(server);
     uri.setParameter("clientversion", kClientVersion);
 
-    CurlSession& session = m_downloadManager.session();
+    NebrixClientCurlSession& session = m_downloadManager.session();
+    if (!m_expectedCertificate.empty()) {
+        session.expect(server, m_expectedCertificate);
+    }
     http::SetCookie identifier("Nebrix-Id", authority.getUserInformation(), authority.getHost(), "/");
     identifier.setSecure(true);
     session.setCookie(identifier);

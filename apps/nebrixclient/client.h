@@ -46,6 +46,11 @@ public:
     void cancel();
     void showLogs();
 
+    /// While this object lives, the gateway must have the certificate with this SHA-256 fingerprint (lower-case
+    /// hexadecimal) and no other, whoever issued it. Nothing is sent to it, nor saved, before that is known. Set before
+    /// run().
+    void expectCertificate(const String& fingerprint) { m_expectedCertificate = fingerprint; }
+
     /// Who hears how far downloads are and when the next host check is; null for nobody. Set before run().
     void setProgress(IProgressNotify* progress) noexcept { m_downloadManager.setProgress(progress); }
 
@@ -89,6 +94,7 @@ private:
     void attempt();
     void session();
     String prepareRequest();
+    bool ask(const String& url, Memory& body, RequestInfo& info);
     void setSubClient(std::unique_ptr<ISubClient> subClient);
     bool readAnswer(const String& text, int httpStatus);
     void loadConfiguration(MediationResponse& response);
@@ -102,6 +108,7 @@ private:
 
     // Set at construction.
     INebrixClientNotify& m_notify;
+    String m_expectedCertificate;
     // These synchronise themselves.
     IAccountNotify* m_accountListener = nullptr;
     SessionAccount m_account;

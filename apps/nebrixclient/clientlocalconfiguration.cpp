@@ -1,9 +1,14 @@
 #include "apps/nebrixclient/clientlocalconfiguration.h"
 
+#include <algorithm>
+#include <set>
+
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/confhelper.h"
+#include "libs/base/datetime.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
+#include "libs/openssl/fingerprint.h"
 #include "libs/xml/parser.h"
 #include "libs/xml/parserreader.h"
 #include "libs/xml/xmlerrors.h"
@@ -21,6 +26,54 @@ bool readSwitch(IKeyReader& reader, const char* key) {
     }
     String text;
     return !ConfReadHelper::readKey(reader[key], "download", text, false) || !text.equalsNoCase2("false", 5);
+}
+
+/// As the file has it: "2026-11-21T10:00:00Z" (RFC 3339).
+constexpr const char* kTimeFormat = "%Y-%m-%dT%H:%M:%SZ";
+
+std::time_t timeOf(const String& text) {
+    std::tm parts{};
+    const String terminated = text;
+    const char* const end = ::strptime(terminated.str(), kTimeFormat, &parts);
+    return end != nullptr && *end == '\0' ? ::timegm(&parts) : -1;
+}
+
+bool contains(const List<String>& domains, const String& server) {
+    return std::find(domains.begin(), domains.end(), server) != domains.end();
+}
+
+/// Never raises for what the file says: a key that was lost on the way would leave its server unchecked.
+TrustedKey readKey(IKeyReader& reader) {
+    TrustedKey key;
+    String digest;
+    String since;
+    ConfReadHelper::readKey(reader, "server", key.server, false);
+    ConfReadHelper::readKey(reader, "sha256", digest, false);
+    ConfReadHelper::readKey(reader, "since", since, false);
+    key.digest = tls::fingerprintBytes(digest).toHex();
+    key.since = timeOf(since);
+    if (key.digest.empty()) {
+        log(LogCategory::Error, "ClientLocalConfiguration", "readFromFile",
+            String("The trusted key of \"" + key.server + "\" cannot be read: no key of that server is accepted"));
+    }
+    return key;
+}
+
+/// Those of the domains, the first one of each.
+List<TrustedKey> readKeys(IKeyReader& reader, const List<String>& domains) {
+    List<TrustedKey> keys;
+    if (!reader.exists("trustedkeys")) {
+        return keys;
+    }
+    std::set<String> without(domains.begin(), domains.end());
+    IKeyReader& list = reader["trustedkeys"];
+    while (list.exists("key")) {
+        TrustedKey key = readKey(list["key"]);
+        if (without.erase(key.server) == 1) {
+            keys.push_back(std::move(key));
+        }
+    }
+    return keys;
 }
 
 void logUnreadable(const String& path, const Exception& caught) {
@@ -49,7 +102,12 @@ void ClientLocalConfiguration::save(const String& path) const { xml::Parser::wri
 
 void ClientLocalConfiguration::write(IKeyReader& reader) {
     Lock lock(m_mutex);
-    ConfReadHelper::readList(reader, "sslcertignoredomains", "domains", m_sslCertIgnoreDomains, false);
+    List<String> domains;
+    if (ConfReadHelper::readList(reader, "sslcertignoredomains", "domains", domains, false)) {
+        // Together: a domain without its key is not checked at all.
+        m_trustedKeys = readKeys(reader, domains);
+        m_sslCertIgnoreDomains = std::move(domains);
+    }
     if (reader.exists("proxy")) {
         ConfReadHelper::readKey(reader["proxy"], "credentials", m_credentials, false);
     }
@@ -66,6 +124,16 @@ void ClientLocalConfiguration::read(IKeyWriter& writer) const {
     writer["proxy"]["credentials"].write(static_cast<const ISerialize&>(m_credentials));
     writer["hostcheckerdll"]["download"].write(m_hostcheckerDownload);
     writer["plugindll"]["download"].write(m_pluginDownload);
+    if (m_trustedKeys.empty()) {
+        return;
+    }
+    IKeyWriter& keys = writer["trustedkeys"];
+    for (const TrustedKey& trusted : m_trustedKeys) {
+        IKeyWriter& key = keys["key"];
+        key["server"].write(trusted.server);
+        key["sha256"].write(trusted.digest);
+        key["since"].write(trusted.since < 0 ? String() : DateTime(trusted.since).toUtcString(kTimeFormat));
+    }
 }
 
 void ClientLocalConfiguration::read(IWriter& /*writer*/) const {
@@ -84,6 +152,21 @@ List<String> ClientLocalConfiguration::getSslCertIgnoreDomains() const {
 void ClientLocalConfiguration::setSslCertIgnoreDomains(const List<String>& domains) {
     Lock lock(m_mutex);
     m_sslCertIgnoreDomains = domains;
+    std::erase_if(m_trustedKeys, [&](const TrustedKey& key) { return !contains(domains, key.server); });
+}
+
+ServerExceptions ClientLocalConfiguration::getServerExceptions() const {
+    Lock lock(m_mutex);
+    return {m_sslCertIgnoreDomains, m_trustedKeys};
+}
+
+void ClientLocalConfiguration::trust(const String& server, const String& keyDigest, std::time_t now) {
+    Lock lock(m_mutex);
+    std::erase_if(m_trustedKeys, [&](const TrustedKey& key) { return key.server == server; });
+    m_trustedKeys.push_back({server, keyDigest, now});
+    if (!contains(m_sslCertIgnoreDomains, server)) {
+        m_sslCertIgnoreDomains.push_back(server);
+    }
 }
 
 Credentials ClientLocalConfiguration::getCredentials() const {

@@ -22,7 +22,7 @@ public:
 
     explicit DownloadManager(const ClientLocalConfiguration& configuration);
 
-    CurlSession& session() noexcept { return m_session; }
+    NebrixClientCurlSession& session() noexcept { return m_session; }
     /// Told how far downloads are; null for nobody. Set before the first download.
     void setProgress(IProgressNotify* progress) noexcept { m_progress = progress; }
     [[nodiscard]] IProgressNotify* progress() const noexcept { return m_progress; }

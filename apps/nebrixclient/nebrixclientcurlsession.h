@@ -1,9 +1,16 @@
 #pragma once
 
+#include <optional>
+
 #include "apps/nebrixclient/clientlocalconfiguration.h"
+#include "libs/base/mutex.h"
 #include "libs/curl/curlwrapper.h"
 
 namespace tessel {
+
+namespace http {
+class Authority;
+}
 
 /// The client's one HTTP session: asks the local configuration at every request.
 class NebrixClientCurlSession final : public CurlSession {
@@ -14,14 +21,35 @@ public:
     /// False when the URL's server, host and port exactly as written, is one whose certificate is not checked. User
     /// information does not count, and an international name is the same in both its forms.
     bool verifySSL(const String& url) override;
+    /// As verifySSL() says; a server that has a trusted key must show that one, and nothing else counts.
+    ServerCheck serverCheck(const String& url) override;
     /// Always of type none, so that the system's proxy variables apply, with the user's credentials.
     Proxy getProxy(const String& url) override;
     /// Over https only: elsewhere everybody on the way could read the client identifier. Warns when not.
     bool carriesCookies(const String& url) override;
-    std::shared_ptr<const tls::PeerCertificate> describeCertificate(const Memory& der, long verifyError) override;
+    std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String& url, const Memory& der,
+                                                                    long verifyError) override;
+
+    /// While this object lives, the server (host and port as its URLs write them) must have the certificate with this
+    /// SHA-256 fingerprint (lower-case hexadecimal), whatever the configuration and issuers say. Every request to it is
+    /// refused, with RequestInfo::getPeerCertificate(), until recognise() was shown that certificate.
+    void expect(const String& server, const String& fingerprint);
+    /// Whether the request failed because it met the expected certificate for the first time: its key is now taken as
+    /// the server's, and the request may be made again.
+    bool recognise(const RequestInfo& refused);
 
 private:
+    struct Expected {
+        String server;
+        String fingerprint;
+        Memory key;  // the SHA-256 digest; empty, which fits none, until it is known
+    };
+
+    [[nodiscard]] std::optional<Expected> expected(const http::Authority& authority) const;
+
     const ClientLocalConfiguration& m_configuration;
+    mutable Mutex m_mutex;
+    std::optional<Expected> m_expected;  // guarded by m_mutex
 };
 
 }  // namespace tessel

@@ -3,21 +3,30 @@
 #include <array>
 
 namespace tessel {
-
-String DateTime::toString() const { return toString("%Y-%m-%dT%H:%M:%S%z"); }
+namespace {
 
 #pragma GCC diagnostic push
 // The format is the caller's, as the contract says.
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-String DateTime::toString(const char* format) const {
-    std::tm local{};
+String formatted(const char* format, const std::tm& parts) {
     std::array<char, 256> text{};
-    if (::localtime_r(&m_seconds, &local) == nullptr) {
-        return {};
-    }
-    const auto length = std::strftime(text.data(), text.size(), format, &local);
+    const auto length = std::strftime(text.data(), text.size(), format, &parts);
     return String::copy(text.data(), static_cast<unsigned>(length));
 }
 #pragma GCC diagnostic pop
+
+}  // namespace
+
+String DateTime::toString() const { return toString("%Y-%m-%dT%H:%M:%S%z"); }
+
+String DateTime::toString(const char* format) const {
+    std::tm local{};
+    return ::localtime_r(&m_seconds, &local) != nullptr ? formatted(format, local) : String();
+}
+
+String DateTime::toUtcString(const char* format) const {
+    std::tm utc{};
+    return ::gmtime_r(&m_seconds, &utc) != nullptr ? formatted(format, utc) : String();
+}
 
 }  // namespace tessel

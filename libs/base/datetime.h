@@ -6,7 +6,7 @@
 
 namespace tessel {
 
-/// A moment, to the second, shown in the machine's local time. A plain value.
+/// A moment, to the second, shown in the machine's local time unless UTC is asked for. A plain value.
 class DateTime {
 public:
     /// Seconds since 1970 in UTC.
@@ -18,6 +18,8 @@ public:
     [[nodiscard]] String toString() const;
     /// In strftime's format; cut at 255 bytes.
     [[nodiscard]] String toString(const char* format) const;
+    /// The same in UTC.
+    [[nodiscard]] String toUtcString(const char* format) const;
 
 private:
     std::time_t m_seconds;

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 
+#include "libs/base/base64.h"
 #include "libs/base/exception.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
@@ -101,6 +102,14 @@ void CurlEasyWrapper::setProxy(const Proxy& proxy) {
     curl_easy_setopt(m_handle, CURLOPT_PROXYPASSWORD, proxy.getCredentials().getPassword().str());
 }
 
+/// A CURLcode. libcurl takes any key where it could not take this one, so whoever calls must not go on then.
+int CurlEasyWrapper::applyPin() {
+    const String pin = m_pinnedKey ? String("sha256//" + Base64::encode(*m_pinnedKey)) : String();
+    // In a resumed session no certificate is shown, and a refusal could not say whose it was.
+    curl_easy_setopt(m_handle, CURLOPT_SSL_SESSIONID_CACHE, m_pinnedKey ? 0L : 1L);
+    return curl_easy_setopt(m_handle, CURLOPT_PINNEDPUBLICKEY, m_pinnedKey ? pin.str() : nullptr);
+}
+
 void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
     curl_easy_setopt(m_handle, CURLOPT_URL, url.str());
     curl_easy_setopt(m_handle, CURLOPT_WRITEDATA, &body);
@@ -167,7 +176,9 @@ void CurlEasyWrapper::perform(const String& url, Body& body, const String& post)
     const unsigned bytes = headBytes(url);
     const unsigned most = cookieBytes() != 0 ? kLongestWithCookies : kLongestHead;
     body.requestTooLong = bytes > most;
-    if (body.requestTooLong) {
+    if (const int refused = applyPin(); refused != CURLE_OK) {
+        fail(refused, "No key can be asked for");
+    } else if (body.requestTooLong) {
         fail(CURLE_SEND_ERROR,
              "URL and cookies have " + toString(bytes) + " bytes, at most " + toString(most) + " can be sent");
     } else {

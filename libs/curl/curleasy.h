@@ -4,7 +4,9 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
+#include "libs/base/memory.h"
 #include "libs/base/serialize.h"
 #include "libs/base/string.h"
 #include "libs/curl/tlsmessages.h"
@@ -50,6 +52,8 @@ public:
     void setWholeBundle(bool whole) noexcept { m_wholeBundle = whole; }
     /// Whether the last request needed the bundle.
     [[nodiscard]] bool wholeBundle() const noexcept { return m_wholeBundle; }
+    /// See ServerCheck::key.
+    void setPinnedKey(const std::optional<Memory>& digest) { m_pinnedKey = digest; }
     void setUserAgent(const String& userAgent) { m_userAgent = userAgent; }
     /// Type none: libcurl's own choice, from the environment. Raises Exception for a value that is no type.
     void setProxy(const Proxy& proxy);
@@ -92,6 +96,7 @@ private:
     struct Body;
 
     void applyOnce();
+    int applyPin();
     void apply(const String& url, Body& body, const String& post);
     void applyAuthorities();
     void transfer();
@@ -119,6 +124,7 @@ private:
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
     bool m_wholeBundle = false;
+    std::optional<Memory> m_pinnedKey;
     std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
     int m_lastErrorCode = 0;
     TransferFailure m_failure = TransferFailure::None;

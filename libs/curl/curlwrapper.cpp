@@ -108,7 +108,10 @@ Proxy CurlSession::getProxy(const String& /*url*/) { return {}; }
 
 bool CurlSession::carriesCookies(const String& /*url*/) { return true; }
 
-std::shared_ptr<const tls::PeerCertificate> CurlSession::describeCertificate(const Memory& /*der*/,
+ServerCheck CurlSession::serverCheck(const String& url) { return {.certificate = verifySSL(url)}; }
+
+std::shared_ptr<const tls::PeerCertificate> CurlSession::describeCertificate(const String& /*url*/,
+                                                                             const Memory& /*der*/,
                                                                              long /*verifyError*/) {
     return nullptr;
 }
@@ -152,7 +155,9 @@ bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit,
         const std::lock_guard lock(m_mutex);
         handle.setUserAgent(m_userAgent);
     }
-    handle.setVerifySsl(verifySSL(url));
+    const ServerCheck check = serverCheck(url);
+    handle.setVerifySsl(check.certificate);
+    handle.setPinnedKey(check.key);
     handle.setWholeBundle(m_wholeBundle);
     handle.setProxy(getProxy(url));
     const bool arrived = handle.request(url, out, limit, post);
@@ -160,7 +165,7 @@ bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit,
     if (info != nullptr) {
         if (handle.failure() == TransferFailure::Certificate) {
             const long error = handle.sslVerifyResult();
-            handle.setPeerCertificate(describeCertificate(handle.tlsMessages().certificate(),
+            handle.setPeerCertificate(describeCertificate(url, handle.tlsMessages().certificate(),
                                                           error == CurlEasyWrapper::kCertificateNotAsked ? 0 : error));
         }
         info->readFromCurl(handle);

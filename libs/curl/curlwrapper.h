@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 #include "libs/base/memory.h"
 #include "libs/base/mutex.h"
@@ -25,6 +26,15 @@ public:
     /// libcurl's version text, with those of the libraries that it tells of at once. (curl_version() names one more,
     /// OpenLDAP, whose start loads plug-ins and asks the network for this machine's name.)
     static String getCurlFullVersion();
+};
+
+/// What a server must show before anything of a request is sent to it.
+struct ServerCheck {
+    /// Whether its certificate must come from an issuer whom this machine trusts, be valid today and name the host.
+    bool certificate = true;
+    /// The SHA-256 digest of the SubjectPublicKeyInfo that it must have besides (RFC 7469, 2.4); nothing for any key.
+    /// What is not 32 bytes long fits none.
+    std::optional<Memory> key{};
 };
 
 /// HTTP and HTTPS requests that share their cookies, DNS cache and TLS sessions. Each request is made with a libcurl
@@ -53,10 +63,13 @@ public:
     /// Whether the request carries the session's cookies and keeps those of its answer. At first always; libcurl then
     /// sends secure ones over https only, and over http to this machine.
     virtual bool carriesCookies(const String& url);
+    /// All that is checked of the URL's server: at first what verifySSL() says, and any key.
+    virtual ServerCheck serverCheck(const String& url);
     /// What RequestInfo::getPeerCertificate() gives for a request that failed for the server's certificate: the facts
-    /// of this one (DER), refused for this code of OpenSSL's (X509_V_..., 0 when only its names were wrong). At first
-    /// null.
-    virtual std::shared_ptr<const tls::PeerCertificate> describeCertificate(const Memory& der, long verifyError);
+    /// of this one (DER), for which OpenSSL has this code (X509_V_..., 0 when only its names or its key were wrong).
+    /// At first null.
+    virtual std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String& url, const Memory& der,
+                                                                            long verifyError);
 
     void setUserAgent(const String& userAgent);
     /// Raises HeaderException for a cookie that cannot be written safely (see SetCookie). Its domain is a host without

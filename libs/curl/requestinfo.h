@@ -38,8 +38,10 @@ public:
     /// The HTTP status of a proxy that refused, such as 407; 0 otherwise.
     [[nodiscard]] int getProxyStatus() const noexcept { return m_proxyStatus; }
     /// With failure Certificate, whose certificate was refused and why, where the session has words for it (see
-    /// CurlSession::describeCertificate()); else null. Never changes; valid as long as this value or a copy of it.
-    [[nodiscard]] const tls::PeerCertificate* getPeerCertificate() const noexcept { return m_certificate.get(); }
+    /// CurlSession::describeCertificate()); else null. Never changes.
+    [[nodiscard]] const std::shared_ptr<const tls::PeerCertificate>& getPeerCertificate() const noexcept {
+        return m_certificate;
+    }
 
     /// "Code: 6(Could not resolve host name)", and behind a line break what libcurl said, if anything.
     [[nodiscard]] String format() const;

@@ -3,6 +3,9 @@
 #include <arpa/inet.h>
 #include <openssl/x509v3.h>
 
+#include <algorithm>
+
+#include "libs/base/datetime.h"
 #include "libs/openssl/opensslhandles.h"
 
 namespace tessel::tls {
@@ -85,10 +88,8 @@ Strings alternativeNames(const X509* certificate) {
 void readTime(const ASN1_TIME* time, std::time_t& seconds, String& text) {
     std::tm parts{};
     if (ASN1_TIME_to_tm(time, &parts) == 1) {
-        char buffer[64];
         seconds = ::timegm(&parts);
-        text = String::copy(
-            buffer, static_cast<unsigned>(std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S UTC", &parts)));
+        text = DateTime(seconds).toUtcString("%Y-%m-%d %H:%M:%S UTC");
     }
 }
 
@@ -114,9 +115,47 @@ void readKey(X509* certificate, PeerCertificate& to) {
     }
 }
 
+bool names(X509* certificate, const String& host) {
+    const String terminated = host;
+    return X509_check_ip_asc(certificate, terminated.str(), 0) == 1 ||
+           X509_check_host(certificate, host.array(), host.length(), 0, nullptr) == 1;
+}
+
+/// Its own signature says nothing where it signed itself.
+bool isWeak(X509* certificate) {
+    constexpr int kLeastBits = 112;  // of security: OpenSSL's level 2
+    int signatureBits = 0;
+    const bool foreign = (X509_get_extension_flags(certificate) & EXFLAG_SS) == 0;
+    const bool known = X509_get_signature_info(certificate, nullptr, nullptr, &signatureBits, nullptr) == 1;
+    const EVP_PKEY* const key = X509_get0_pubkey(certificate);
+    return (key != nullptr && EVP_PKEY_get_security_bits(key) < kLeastBits) ||
+           (foreign && known && signatureBits < kLeastBits);
+}
+
+std::vector<Reason> flawsOf(X509* certificate, const PeerCertificate& facts, const String& host) {
+    std::vector<Reason> flaws;
+    const auto add = [&flaws](Reason flaw, bool found) {
+        if (found && std::find(flaws.begin(), flaws.end(), flaw) == flaws.end()) {
+            flaws.push_back(flaw);
+        }
+    };
+    const std::time_t now = std::time(nullptr);
+    add(Reason::NotTheOne, facts.trusted && !facts.trusted->fingerprint.empty());
+    add(Reason::Changed, facts.trusted && facts.trusted->fingerprint.empty());
+    add(reasonOf(facts.verifyError), facts.verifyError != X509_V_OK);
+    add(Reason::Expired, facts.notAfter != -1 && facts.notAfter < now);
+    add(Reason::NotYetValid, facts.notBefore > now);
+    add(Reason::OtherName, !host.empty() && !names(certificate, host));
+    add(Reason::Weak, isWeak(certificate));
+    add(Reason::OtherName, flaws.empty());
+    return flaws;
+}
+
 }  // namespace
 
-std::shared_ptr<const PeerCertificate> PeerCertificate::describe(const Memory& der, long verifyError) {
+std::shared_ptr<const PeerCertificate> PeerCertificate::describe(const Memory& der, long verifyError,
+                                                                 const String& host,
+                                                                 const std::optional<Trusted>& trusted) {
     const unsigned char* position = der.array();
     const X509Pointer certificate(d2i_X509(nullptr, &position, static_cast<long>(der.length())));
     if (certificate == nullptr) {
@@ -124,10 +163,8 @@ std::shared_ptr<const PeerCertificate> PeerCertificate::describe(const Memory& d
         return nullptr;
     }
     const auto facts = std::make_shared<PeerCertificate>();
-    facts->reason = reasonOf(verifyError);
+    facts->trusted = trusted;
     facts->verifyError = verifyError;
-    facts->verifyText = String::copy(
-        X509_verify_cert_error_string(verifyError != X509_V_OK ? verifyError : X509_V_ERR_HOSTNAME_MISMATCH));
     facts->subject = oneLine(X509_get_subject_name(certificate.get()));
     facts->issuer = oneLine(X509_get_issuer_name(certificate.get()));
     readTime(X509_get0_notBefore(certificate.get()), facts->notBefore, facts->notBeforeText);
@@ -135,6 +172,11 @@ std::shared_ptr<const PeerCertificate> PeerCertificate::describe(const Memory& d
     facts->names = alternativeNames(certificate.get());
     facts->fingerprint = hexSha256(der.array(), der.length());
     readKey(certificate.get(), *facts);
+    facts->flaws = flawsOf(certificate.get(), *facts, host);
+    facts->reason = facts->flaws.front();
+    const bool wrongName = verifyError == X509_V_OK && facts->reason == Reason::OtherName;
+    facts->verifyText =
+        String::copy(X509_verify_cert_error_string(wrongName ? X509_V_ERR_HOSTNAME_MISMATCH : verifyError));
     ERR_clear_error();
     return facts;
 }

@@ -2,6 +2,8 @@
 
 #include <ctime>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "libs/base/memory.h"
 #include "libs/base/string.h"
@@ -19,12 +21,27 @@ struct PeerCertificate {
         OtherName,    ///< It is good, for other names than the one that was asked for.
         Weak,         ///< Its key or its signature is too weak for this machine's rules.
         Revoked,
+        Changed,    ///< Another key was trusted for this server.
+        NotTheOne,  ///< The one with another fingerprint was asked for.
         Other
+    };
+    /// What alone was accepted of the server, in place of what issuers say.
+    struct Trusted {
+        /// SHA-256 in lower-case hexadecimal, of the key or of the whole certificate; the other one is empty, and both
+        /// are where it cannot be read.
+        String keyFingerprint{};
+        String fingerprint{};
+        /// Seconds since 1970, -1 when nobody knows.
+        std::time_t since = -1;
     };
 
     Reason reason = Reason::Other;
-    /// OpenSSL's code of the reason (X509_V_ERR_...), 0 for OtherName; and its text in English. The reason may lie in
-    /// the certificate of an issuer; all else here is the server's own.
+    /// All that is wrong with it and can be told by looking: the reason, and further ones behind it.
+    std::vector<Reason> flaws;
+    /// Only with Changed and NotTheOne.
+    std::optional<Trusted> trusted;
+    /// OpenSSL's code (X509_V_ERR_...), 0 where it had nothing against it; and its text in English. What it is against
+    /// may lie in the certificate of an issuer; all else here is the server's own.
     long verifyError = 0;
     String verifyText;
 
@@ -47,8 +64,12 @@ struct PeerCertificate {
     int keyBits = 0;
 
     /// Of a certificate (DER) that was refused for this code of OpenSSL's; 0 where OpenSSL had nothing against it and
-    /// whoever uses it then found the wrong names. What cannot be read stays empty; null for what is no certificate.
-    static std::shared_ptr<const PeerCertificate> describe(const Memory& der, long verifyError);
+    /// whoever uses it then found the wrong names, or something else than what was trusted. `host` is the one that was
+    /// asked for, as networks know it; empty when it does not matter. What cannot be read stays empty; null for what
+    /// is no certificate.
+    static std::shared_ptr<const PeerCertificate> describe(const Memory& der, long verifyError,
+                                                           const String& host = String(),
+                                                           const std::optional<Trusted>& trusted = std::nullopt);
 };
 
 }  // namespace tessel::tls

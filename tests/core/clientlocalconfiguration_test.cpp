@@ -69,6 +69,54 @@ TEST_F(ClientLocalConfigurationTest, credentialsNeedLoginAndPassword) {
     EXPECT_NO_THROW(read("<nebrixclient><proxy/></nebrixclient>"));
 }
 
+TEST_F(ClientLocalConfigurationTest, aTrustedKeyGoesWithItsServerAlone) {
+    const String key = "00112233445566778899aabbccddeeff0123456789abcdef0123456789abcdef";
+    const String path = String::copy(m_directory.path("nebrixclient.xml"));
+    const auto saved = [&](const List<String>& domains) {
+        m_configuration.setSslCertIgnoreDomains(domains);
+        m_configuration.save(path);
+        ClientLocalConfiguration again;
+        again.readFromFile(path);
+        return again.getServerExceptions();
+    };
+    m_configuration.setSslCertIgnoreDomains({"typed"});
+    m_configuration.trust("gw:8443", "replaced", 1);
+    m_configuration.trust("gw:8443", key, 1795305600);
+    const ServerExceptions kept = saved(m_configuration.getSslCertIgnoreDomains());
+    EXPECT_EQ(kept.domains, (List<String>{"typed", "gw:8443"}));
+    ASSERT_EQ(kept.keys.size(), 1U);
+    EXPECT_EQ(kept.keys[0].digest, key);
+    EXPECT_EQ(kept.keys[0].since, 1795305600);
+    NebrixClientCurlSession session(m_configuration);
+    const std::tuple<const char*, bool, bool> cases[] = {{"https://me@gw:8443/x", false, true},
+                                                         {"https://gw/x", true, false},
+                                                         {"https://gw:8444/x", true, false},
+                                                         {"https://typed/x", false, false},
+                                                         {"https://other/x", true, false}};
+    for (const auto& [url, certificate, pinned] : cases) {
+        const ServerCheck check = session.serverCheck(url);
+        EXPECT_EQ(check.certificate, certificate) << url;
+        EXPECT_EQ(check.key.has_value(), pinned) << url;
+        EXPECT_TRUE(!pinned || check.key->toHex() == key) << url;
+    }
+    EXPECT_TRUE(saved({"typed"}).keys.empty());
+    EXPECT_TRUE(saved({"typed", "gw:8443"}).keys.empty()) << "what is typed again is not checked";
+}
+
+TEST_F(ClientLocalConfigurationTest, aKeyThatCannotBeReadFitsNone) {
+    for (const char* key : {"", "<sha256/>", "<sha256>00112233</sha256>", "<sha256>x<y/>z</sha256><since>now</since>",
+                            "<since>1</since>", "<sha256><a>0</a></sha256>"}) {
+        const nebrix::test::SystemLogCapture log;
+        EXPECT_THROW(read(std::string("<nebrixclient><sslcertignoredomains><domains>gw</domains></sslcertignoredomains>"
+                                      "<trustedkeys><key><server>gw</server>") +
+                          key + "</key></trustedkeys><proxy><credentials/></proxy></nebrixclient>"),
+                     EConfMissingKey);
+        const ServerCheck check = NebrixClientCurlSession(m_configuration).serverCheck("https://gw/");
+        EXPECT_TRUE(check.key.has_value() && check.key->empty()) << key;
+        EXPECT_EQ(log.count("ERROR ClientLocalConfiguration.readFromFile The trusted key of \"gw\" cannot"), 1U) << key;
+    }
+}
+
 TEST_F(ClientLocalConfigurationTest, theSessionChecksEveryCertificateButTheExceptedOnes) {
     m_configuration.setSslCertIgnoreDomains(
         {"gw:8443", "Other", "", "b\u00FCcher.example", "xn--strae-oqa.example", "me@[::1]:1"});

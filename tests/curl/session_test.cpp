@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "libs/curl/curlwrapper.h"
+#include "libs/openssl/fingerprint.h"
 #include "libs/openssl/peercertificate.h"
 #include "libs/openssl/selfsignedcertificate.h"
 #include "tests/support/childprocess.h"
@@ -53,6 +54,7 @@ public:
                          const CertificateFiles& files = CertificateFiles())
         : m_server(files.certificate.c_str(), files.key.c_str()) {
         m_server.Get(".*", handler);
+        m_server.Post(".*", handler);
         m_server.set_keep_alive_max_count(1);
         m_port = m_server.bind_to_any_port(address);
         m_thread = std::thread([this] { m_server.listen_after_bind(); });
@@ -106,7 +108,8 @@ TEST(Session, checksCertificatesAsTheSubclassSays) {
 /// Checks every certificate.
 struct CheckingSession : CurlSession {
     RequestInfo info;
-    std::shared_ptr<const tls::PeerCertificate> describeCertificate(const Memory& der, long verifyError) override {
+    std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String&, const Memory& der,
+                                                                    long verifyError) override {
         return tls::PeerCertificate::describe(der, verifyError);
     }
 };
@@ -144,6 +147,38 @@ TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
         }
     }
     g_trusted.clear();
+}
+
+/// Takes one key alone, whoever signed its certificate.
+struct PinningSession : CheckingSession {
+    std::optional<Memory> key;
+    ServerCheck serverCheck(const String&) override { return {.certificate = false, .key = key}; }
+};
+
+TEST(Session, sendsNothingToAServerWithoutThePinnedKey) {
+    std::atomic<int> asked = 0;
+    const HttpsServer server([&](const auto&, auto& answer) {
+        ++asked;
+        answer.set_content("hello", "text/plain");
+    });
+    PinningSession session;
+    const auto ask = [&](const std::optional<Memory>& key) {
+        session.key = key;
+        Memory body;
+        return session.request(server.url(), body, "post", session.info) && asked.exchange(0) == 1;
+    };
+    EXPECT_FALSE(ask(Memory()));
+    const auto peer = session.info.getPeerCertificate();
+    ASSERT_NE(peer, nullptr);
+    const Memory key = tls::fingerprintBytes(peer->keyFingerprint);
+    EXPECT_TRUE(ask(std::nullopt)) << "which leaves a session that could be resumed";
+    EXPECT_TRUE(ask(key));
+    for (const Memory& other : {tls::fingerprintBytes(peer->fingerprint), Memory(), Memory(String("short"))}) {
+        EXPECT_FALSE(ask(other));
+        EXPECT_EQ(asked, 0);
+        EXPECT_EQ(session.info.failure(), TransferFailure::Certificate);
+        EXPECT_NE(session.info.getPeerCertificate(), nullptr);
+    }
 }
 
 TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {

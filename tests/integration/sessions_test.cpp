@@ -6,6 +6,7 @@
 #include <functional>
 #include <list>
 #include <random>
+#include <regex>
 #include <sstream>
 
 #include "libs/json/jsonwrapper.h"
@@ -267,6 +268,19 @@ TEST(Sessions, whatTheComponentWantedIsNoFailureAndWhatItCouldNotDoIs) {
     }
 }
 
+/// The account among the lines of --json, as "KIND CAUSE"; or one of its certificate's facts.
+std::string accountOf(const Finished& run, const char* fact = nullptr) {
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);) {
+        const tessel::json::JSONWrapperFromString json(tessel::String::copy(line));
+        if (json["event"].asString() == "end") {
+            const tessel::String kind = json["kind"].asString() + " " + json["cause"].asString();
+            return std::string((fact != nullptr ? json["peer"][fact].asString() : kind).view());
+        }
+    }
+    return {};
+}
+
 TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     Session session;
     session.home().configure({});
@@ -274,9 +288,72 @@ TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     EXPECT_EQ(untrusted.status, 3);
     EXPECT_TRUE(untrusted.output.starts_with("connect-error: ")) << untrusted.output;
     EXPECT_NE(untrusted.errors.find("/tmp/nebrixclient.log"), std::string::npos);
+    for (const char* fact :
+         {"it is signed by itself alone\n", "  issued to: CN=localhost\n", "  names: localhost, 127.0",
+          "  valid: from 20", "  certificate SHA-256: ", "--trust FINGERPRINT"}) {
+        EXPECT_THAT(untrusted.errors, testing::HasSubstr(fact));
+    }
     EXPECT_EQ(session.gateway().requests().all().size(), 0U);
     session.gateway().stop();
     EXPECT_EQ(session.run().status, 3);
+}
+
+TEST(Sessions, acceptTheNamedCertificateAloneAndForOnce) {
+    Session session;
+    session.home().configure({});
+    const Finished untrusted = runProgram(session.client(ComponentType::Hostchecker, {"--json"}));
+    EXPECT_EQ(accountOf(untrusted), "certificate self-signed");
+    const std::string shown = accountOf(untrusted, "fingerprint");
+    std::string other = shown;
+    other[0] = other[0] == '0' ? '1' : '0';
+    const std::pair<std::string, int> cases[] = {
+        {shown, 0}, {std::regex_replace(shown, std::regex(":"), ""), 0}, {other, 3}, {shown + "0", 2}};
+    // Also where no certificate is checked; and nothing is saved.
+    for (const bool unchecked : {false, true}) {
+        session.home().configure(unchecked ? std::vector{session.gateway().authority()} : std::vector<std::string>());
+        const std::string settings = session.files().at(".Nebrix/nebrixclient.xml");
+        for (const auto& [fingerprint, status] : cases) {
+            const std::size_t asked = session.gateway().requests().all().size();
+            const Finished run =
+                runProgram(session.client(ComponentType::Hostchecker, {"--json", "--trust", fingerprint}));
+            EXPECT_EQ(run.status, status) << fingerprint << run.errors;
+            EXPECT_EQ(session.gateway().requests().all().size() > asked, status == 0) << fingerprint;
+            EXPECT_EQ(accountOf(run), status == 3 ? "certificate not-the-one" : status == 2 ? "" : "gateway ");
+            if (status == 3) {
+                EXPECT_EQ(accountOf(run, "trustedFingerprint"), other);
+                EXPECT_EQ(accountOf(run, "fingerprint"), shown);
+            }
+        }
+        EXPECT_EQ(session.files().at(".Nebrix/nebrixclient.xml"), settings);
+    }
+}
+
+TEST(Sessions, sendNothingToAGatewayWhoseTrustedKeyChanged) {
+    Session session;
+    session.home().configure({});
+    const std::string authority = session.gateway().authority();
+    const std::string trusted =
+        accountOf(runProgram(session.client(ComponentType::Hostchecker, {"--json"})), "keyFingerprint");
+    ASSERT_EQ(trusted.size(), 95U);
+    GatewayOptions options = recordingComponents();
+    options.port = session.gateway().port();
+    for (const bool changed : {false, true}) {
+        if (changed) {
+            session.replaceGateway(options);
+        }
+        writeFile(session.home().data("nebrixclient.xml"),
+                  "<nebrixclient><sslcertignoredomains><domains>" + authority +
+                      "</domains></sslcertignoredomains><trustedkeys><key><server>" + authority + "</server><sha256>" +
+                      trusted + "</sha256><since>2026-01-31T10:00:00Z</since></key></trustedkeys></nebrixclient>");
+        const Finished run = runProgram(session.client(ComponentType::Hostchecker, {"--json"}));
+        EXPECT_EQ(run.status, changed ? 3 : 0) << run.errors;
+        EXPECT_EQ(session.gateway().requests().all().size(), changed ? 0U : 3U) << "all three go to that key";
+        if (changed) {
+            EXPECT_EQ(accountOf(run), "certificate changed");
+            EXPECT_EQ(accountOf(run, "trustedKeyFingerprint"), trusted);
+            EXPECT_THAT(run.errors, testing::HasSubstr("trusted since 2026-01-31 10:00:00 UTC"));
+        }
+    }
 }
 
 TEST(Sessions, aSecondSignalEndsAtOnceWhenTheComponentBlocks) {

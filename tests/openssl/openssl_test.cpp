@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "libs/openssl/digest.h"
+#include "libs/openssl/fingerprint.h"
 #include "libs/openssl/peercertificate.h"
 #include "libs/openssl/rsa_wrapper.h"
 #include "libs/openssl/selfsignedcertificate.h"
@@ -130,6 +131,20 @@ TEST_F(Rsa, withoutTheHalfItNeeds) {
     EXPECT_DEATH(static_cast<void>(half.verify(data("x"), 1, Memory())), "rsa_wrapper:96: .*m_rsa != 0");
 }
 
+TEST(Fingerprint, isReadAsPeopleWriteIt) {
+    const String hex = "00112233445566778899aabbccddeeff0123456789abcdef0123456789abcdef";
+    const String shown = fingerprintText(hex);
+    EXPECT_TRUE(shown.starts("00:11:22:") && shown.ends(":CD:EF")) << shown.str();
+    for (const String& text : {hex, shown, hex.upper(), shown.replace(":", " "), String(" " + shown.lower() + "\n")}) {
+        EXPECT_EQ(fingerprintBytes(text).toHex(), hex) << text.str();
+    }
+    for (const String& text :
+         {String(), hex.range(1), String(hex + "0"), hex.replace("a", "g"), shown.replace(":", "-")}) {
+        EXPECT_TRUE(fingerprintBytes(text).empty()) << text.str();
+        EXPECT_EQ(fingerprintText(text), text);
+    }
+}
+
 TEST(PeerCertificate, saysWhatOpensslSays) {
     const nebrix::test::TemporaryDirectory directory;
     const std::string pem = directory.path("cert.pem");
@@ -174,6 +189,18 @@ TEST(PeerCertificate, saysWhatOpensslSays) {
         {23, Reason::Revoked},    {1, Reason::Other}};
     for (const auto& [code, reason] : reasons) {
         EXPECT_EQ(PeerCertificate::describe(certificate, code)->reason, reason) << code;
+    }
+    const PeerCertificate::Trusted keyAlone{.keyFingerprint = facts->keyFingerprint};
+    const PeerCertificate::Trusted whole{.fingerprint = facts->keyFingerprint};
+    const std::tuple<long, const char*, std::optional<PeerCertificate::Trusted>, std::vector<Reason>> flaws[] = {
+        {18, "gw.example", std::nullopt, {Reason::SelfSigned}},
+        {18, "2001:db8:0::1", std::nullopt, {Reason::SelfSigned}},
+        {18, "10.0.0.2", std::nullopt, {Reason::SelfSigned, Reason::OtherName}},
+        {0, "gw.example", keyAlone, {Reason::Changed}},
+        {10, "gw", PeerCertificate::Trusted(), {Reason::Changed, Reason::Expired, Reason::OtherName}},
+        {18, "", whole, {Reason::NotTheOne, Reason::SelfSigned}}};
+    for (const auto& [code, host, trusted, wanted] : flaws) {
+        EXPECT_EQ(PeerCertificate::describe(certificate, code, host, trusted)->flaws, wanted) << code << host;
     }
     for (unsigned length = 0; length < certificate.length(); ++length) {
         EXPECT_EQ(PeerCertificate::describe(Memory::copy(bytes.data(), length), 18), nullptr) << length;
