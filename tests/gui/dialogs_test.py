@@ -1,12 +1,15 @@
 #!/usr/bin/python3
 """The tray menu, the dialogs behind it and those that open by themselves."""
 
+import hashlib
 import os
 import re
 import socket
+import ssl
 import time
 import unittest
 
+from accessible import SENSITIVE
 from client import LANGUAGES, Flow, Home, catalog, pattern, plain
 from desktop import wait_for
 
@@ -183,6 +186,59 @@ class ConnectionErrorTest(Flow):
         client, error = self.refused()
         press(self, error, plain(EN["Quit"]))
         client.wait_for_end()
+
+
+class CertificateTest(Flow):
+    def gateway_at(self, port="0"):
+        return self.start_faulty_gateway("--port", port, "--client-id", "me")
+
+    def shown(self, client):
+        press(self, client.dialog(EN["Error"]), plain(EN["CERTIFICATE_SHOW"]))
+        dialog = client.dialog(EN["CERTIFICATE_TITLE"])
+        self.assertEqual(dialog.nameless_controls(), [])
+        self.assertFalse(dialog.find("push button", plain(EN["CERTIFICATE_TRUST"])).has(SENSITIVE))
+        digests = [re.sub(r"[:\s]", "", node.text).lower() for node in dialog.walk() if node.role == "text"]
+        return dialog, digests
+
+    def fingerprint(self, gateway):
+        host, port = gateway.authority.split(":")
+        return hashlib.sha256(ssl.PEM_cert_to_DER_cert(ssl.get_server_certificate((host, int(port))))).hexdigest()
+
+    def test_a_trusted_certificate_opens_the_session_and_a_changed_key_is_refused(self):
+        first = self.gateway_at()
+        link, port, home = first.mediation(), first.authority.split(":")[1], Home(self.desktop, ["typed"])
+        client = self.start(link, home=home)
+        dialog, digests = self.shown(client)
+        self.desktop.screenshot("certificate")
+        self.assertEqual(digests, [self.fingerprint(first)])
+        press(self, dialog, "Cancel")
+        wait_for(lambda: not client.window(EN["CERTIFICATE_TITLE"]), what="certificate closed")
+        dialog, _ = self.shown(client)
+        press(self, dialog, plain(EN["CERTIFICATE_COMPARED"]), "check box")
+        wait_for(lambda: dialog.find("push button", plain(EN["CERTIFICATE_TRUST"])).has(SENSITIVE), what="button enabled")
+        press(self, dialog, plain(EN["CERTIFICATE_TRUST"]))
+        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
+        trusted = wait_for(lambda: re.search("<sha256>(.*)</sha256>", home.settings()), what="settings saved")[1]
+        client.process.terminate()
+        client.wait_for_end()
+        first.close()
+
+        without = self.start(link, home=home)
+        self.assertIsNone(without.dialog(EN["Error"]).find("push button", plain(EN["CERTIFICATE_SHOW"])))
+        press(self, without.dialog(EN["Error"]), plain(EN["Quit"]))
+        without.wait_for_end()
+
+        second = self.gateway_at(port)
+        client = self.start(link, home=home)
+        error = client.dialog(EN["Error"])
+        self.assertTrue(error.find("label", EN["CERTIFICATE_CHANGED %s"] % second.authority), error.outline())
+        dialog, digests = self.shown(client)
+        self.desktop.screenshot("certificate-changed")
+        self.assertEqual(digests[:2], [self.fingerprint(second), trusted])
+        self.assertEqual(len(set(digests)), 3)
+        client.process.terminate()  # under two dialogs
+        client.wait_for_end()
+        self.assertIn(f"<sha256>{trusted}</sha256>", home.settings())
 
 
 class OtherEndsTest(Flow):

@@ -22,13 +22,16 @@ LOG_WINDOW = ["FIND", "FIND_NEXT", "CATEGORY", "FOLLOW", "COPY", "SAVE_AS", "EAR
 DIALOGS = {
     "settings": (["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_REVEAL_PASSWORD", "SETTINGS_ADD",
                   "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "SETTINGS_REMOVE"], ["&Save", "&Cancel"]),
-    "connection error": (["Settings", "Retry", "Quit"], []),
+    "connection error": (["Settings", "CERTIFICATE_SHOW", "Retry", "Quit"], []),
+    "certificate": (["CERTIFICATE_COMPARED", "CERTIFICATE_TRUST"], ["&Cancel"]),
     "fatal error": (["SHOW_LOG"], ["&Quit"]),
     "tray menu and status window": (["MENU_SETTINGS", "MENU_LOGS"], ["&About", "&Quit"]),
     "log window": (["LOG_" + name for name in LOG_WINDOW], []),
 }
 FIELD_LABELS = ["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "Details:",
-                "LOG_FIND", "LOG_CATEGORY"]
+                "LOG_FIND", "LOG_CATEGORY",
+                *("CERTIFICATE_" + name for name in ("SUBJECT", "ISSUER", "NOT_BEFORE", "NOT_AFTER", "NAMES", "FINGERPRINT",
+                                                     "TRUSTED_KEY", "PRESENT_KEY"))]
 
 # Comments, characters (an apostrophe after a digit only groups the digits) and, captured, strings.
 TOKEN = re.compile(r'//[^\n]*|/\*.*?\*/|(?<![0-9A-Fa-f])\'(?:[^\'\\\n]|\\.)+\'|"((?:[^"\\\n]|\\.)*)"', re.DOTALL)

@@ -19,6 +19,19 @@ TEST(SettingsFields, areWrittenAndReadBack) {
     }
 }
 
+TEST(SettingsFields, giveUpTheKeyOfADomainThatWasTakenOutAndTypedAgain) {
+    ClientLocalConfiguration configuration;
+    configuration.trust("kept", "1", 1);
+    configuration.trust("typed", "2", 2);
+    SettingsFields fields;
+    fields.read(configuration);
+    fields.removed = {"typed"};
+    fields.write(configuration);
+    EXPECT_EQ(configuration.getSslCertIgnoreDomains(), (List<String>{"kept", "typed"}));
+    ASSERT_EQ(configuration.getServerExceptions().keys.size(), 1U);
+    EXPECT_EQ(configuration.getServerExceptions().keys[0].server, "kept");
+}
+
 TEST(SettingsFields, addADomainOnceInEachCase) {
     const std::pair<const char*, const char*> cases[] = {
         {"", ""}, {" \t\r\n", ""}, {"gw", ""}, {"gw \t", ""}, {"GW ", "GW"}, {" new\n", " new"}, {"a name", "a name"}};

@@ -11,6 +11,7 @@
 #include "apps/nebrixclient/gui/aboutdialog.h"
 #include "apps/nebrixclient/gui/artprovider.h"
 #include "apps/nebrixclient/gui/backgroundworker.h"
+#include "apps/nebrixclient/gui/certificatedialog.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
 #include "apps/nebrixclient/gui/desktop.h"
@@ -18,6 +19,9 @@
 #include "apps/nebrixclient/gui/logwindow.h"
 #include "apps/nebrixclient/gui/notificationpanel.h"
 #include "apps/nebrixclient/gui/statuswindow.h"
+#include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/certificateview.h"
+#include "libs/openssl/peercertificate.h"
 
 namespace nebrix::test {
 namespace {
@@ -56,6 +60,23 @@ std::string overflowing(wxWindow& window) {
     return found;
 }
 
+/// About the most that a certificate's dialog has to show.
+tessel::view::CertificateView longestCertificate() {
+    using Reason = tessel::tls::PeerCertificate::Reason;
+    tessel::tls::PeerCertificate peer;
+    peer.subject.append(200, 'S');
+    peer.issuer.append(200, 'I');
+    peer.notBeforeText = peer.notAfterText = "2026-11-21 10:00:00 UTC";
+    peer.fingerprint.append(64, 'f');
+    peer.keyFingerprint = peer.fingerprint;
+    peer.trusted = {.keyFingerprint = peer.fingerprint, .since = 0};
+    peer.names.push_back(peer.subject);
+    peer.flaws = {Reason::Changed, Reason::UnknownIssuer, Reason::Expired, Reason::OtherName};
+    return tessel::view::CertificateView({.kind = tessel::EndKind::Certificate,
+                                          .host = tessel::wxToTesselString(kLongestHost),
+                                          .peer = std::make_shared<const tessel::tls::PeerCertificate>(peer)});
+}
+
 class Fit : public testing::TestWithParam<wxLanguage> {
 protected:
     static void SetUpTestSuite() {
@@ -78,14 +99,16 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
     gui::BackgroundWorker worker;
     NebrixClientConfigurationDialog settings(nullptr);
     NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CONNECTION_PROXY %s"), kLongestHost));
+    error.offerCertificate();
     error.setErrorContent(kLongestDetails);
     gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
+    CertificateDialog certificate(nullptr, longestCertificate());
     NebrixClientAboutDialog about(nullptr);
     gui::StatusWindow status(nullptr, [](int) {});
     status.setTexts(_("STATUS_DOWNLOADING_COMPENENTS"), _("VPN_RECONNECTING"));
     auto* const log = new NebrixClientLogWindow(nullptr, "/dev/null", worker);
     for (wxTopLevelWindow* const window :
-         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &fatal, &about, &status, log}) {
+         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &fatal, &certificate, &about, &status, log}) {
         window->Show();
         window->Layout();
         wxYield();

@@ -48,6 +48,7 @@ void NebrixClientConfigurationDialog::writeConfiguration(tessel::ClientLocalConf
     fields.login = wxToTesselString(m_login->GetValue());
     fields.password = wxToTesselString(shownPassword().GetValue());
     fields.domains = entries(*m_domains);
+    fields.removed = m_removed;
     fields.write(configuration);
 }
 
@@ -72,6 +73,7 @@ void NebrixClientConfigurationDialog::onRemoveCertIgnoreDomainButton(wxCommandEv
     m_domains->GetSelections(selected);
     const std::vector<unsigned> positions(selected.begin(), selected.end());
     for (const unsigned position : tessel::view::removalOrder(positions)) {
+        m_removed.push_back(wxToTesselString(m_domains->GetString(position)));
         m_domains->Delete(position);
     }
     // Before the button that may have the focus is disabled. GTK selects a neighbour of what was deleted.

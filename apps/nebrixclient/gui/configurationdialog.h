@@ -24,4 +24,6 @@ protected:
 
 private:
     [[nodiscard]] wxTextCtrl& shownPassword() const;
+
+    tessel::List<tessel::String> m_removed;  // domains
 };

@@ -3,8 +3,8 @@
 #include "apps/nebrixclient/gui/connectionerrordialogbase.h"
 
 /// Says that the gateway could not be reached and asks what to do. For one modal run, on the caller's stack: it ends
-/// with kQuit, kRetry or, by the close control or Escape, wxID_CANCEL. The button kSettingsId is the caller's to bind;
-/// it does not end the run. GUI thread.
+/// with kQuit, kRetry or, by the close control or Escape, wxID_CANCEL. The buttons kSettingsId and
+/// kCertificateId are the caller's to bind; they do not end the run by themselves. GUI thread.
 class NebrixClientConnectionErrorDialog final : public ConnectionErrorDialog {
 public:
     static constexpr int kQuit = 1;

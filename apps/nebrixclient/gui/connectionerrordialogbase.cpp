@@ -69,12 +69,20 @@ wxSizer* ConnectionErrorDialog::makeButtons() {
     m_settings = new wxButton(this, kSettingsId, _("Settings"));
     m_retry = new wxButton(this, wxID_ANY, _("Retry"));
     m_quit = new wxButton(this, wxID_ANY, _("Quit"));
+    m_buttons = row;
     row->Add(m_settings);
     row->AddStretchSpacer();
     row->Add(m_retry, wxSizerFlags().Border(wxLEFT));
     row->Add(m_quit, wxSizerFlags().Border(wxLEFT));
     m_retry->SetDefault();
     return row;
+}
+
+void ConnectionErrorDialog::offerCertificate() {
+    auto* const certificate = new wxButton(this, kCertificateId, _("CERTIFICATE_SHOW"));
+    certificate->MoveAfterInTabOrder(m_settings);
+    m_buttons->Insert(1, certificate, wxSizerFlags().Border(wxLEFT));
+    nebrix::gui::fitWrapped(*this);
 }
 
 void ConnectionErrorDialog::OnQuit(wxCloseEvent& event) { event.Skip(); }

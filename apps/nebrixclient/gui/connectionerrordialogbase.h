@@ -13,9 +13,13 @@ class DetailsText;
 class ConnectionErrorDialog : public wxDialog {
 public:
     static constexpr int kSettingsId = 1000;
+    static constexpr int kCertificateId = 1001;
 
     /// The message is shown as it is, without mnemonics.
     ConnectionErrorDialog(wxWindow* parent, const wxString& title, const wxString& message);
+
+    /// Adds the button kCertificateId, behind which the refused certificate can be looked at.
+    void offerCertificate();
 
 protected:
     /// The window's own close control, and Escape.
@@ -33,4 +37,6 @@ private:
     wxSizer* makeMessage(const wxString& message);
     wxSizer* makeButtons();
     void makeDetails(wxSizer& column);
+
+    wxSizer* m_buttons = nullptr;
 };

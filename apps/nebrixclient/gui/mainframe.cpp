@@ -5,12 +5,14 @@
 #include <wx/intl.h>
 
 #include "apps/nebrixclient/gui/aboutdialog.h"
+#include "apps/nebrixclient/gui/certificatedialog.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
 #include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/nebrixclientgui.h"
 #include "apps/nebrixclient/gui/sites.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/certificateview.h"
 #include "apps/nebrixclient/view/endtext.h"
 #include "apps/nebrixclient/view/statuskeys.h"
 #include "libs/base/log.h"
@@ -18,6 +20,7 @@
 using nebrix::gui::ErrorBox;
 using tessel::ClientStatus;
 using tessel::ClientType;
+using tessel::view::CertificateView;
 using tessel::view::TrayKind;
 
 #define EVT_CLIENT(id, function) \
@@ -206,6 +209,12 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     dialog.Bind(
         wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { showConfigurationDialogModal(&dialog); },
         ConnectionErrorDialog::kSettingsId);
+    if (CertificateView::offered(m_end)) {
+        dialog.offerCertificate();
+        dialog.Bind(
+            wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { decideOnCertificate(dialog); },
+            ConnectionErrorDialog::kCertificateId);
+    }
     dialog.setErrorContent(event.GetString());
     dialog.CentreOnScreen();
     const int result = dialog.ShowModal();
@@ -215,6 +224,16 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
         restart();
     } else {
         m_givenUp = true;
+    }
+}
+
+/// Trust begins a new attempt; anything else goes back to the dialog.
+void NebrixMainFrame::decideOnCertificate(wxDialog& error) {
+    const CertificateView view(m_end);
+    if (CertificateDialog(&error, view).ShowModal() == CertificateDialog::kTrust) {
+        m_client.localConfiguration().trust(view.server, view.keyDigest, std::time(nullptr));
+        saveConfiguration();
+        error.EndModal(NebrixClientConnectionErrorDialog::kRetry);
     }
 }
 

@@ -61,6 +61,7 @@ private:
     void leaveScreen();
     void arrangeTray();
     void showStatusWindow(bool show);
+    void decideOnCertificate(wxDialog& error);
     void saveConfiguration();
     void onNotSaved();
     /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for.

@@ -21,6 +21,8 @@ std::size_t characterAt(const std::string& text, std::size_t place) {
     return place;
 }
 
+}  // namespace
+
 String shown(const String& text) {
     constexpr std::size_t kHead = 120;
     constexpr std::size_t kTail = 80;
@@ -35,6 +37,8 @@ String shown(const String& text) {
     }
     return String::copy(clean);
 }
+
+namespace {
 
 EndText certificateText(const SessionEnd& end) {
     switch (end.cause) {
@@ -52,6 +56,8 @@ EndText certificateText(const SessionEnd& end) {
             return {"CERTIFICATE_WEAK %s", end.host};
         case EndCause::Revoked:
             return {"CERTIFICATE_REVOKED %s", end.host};
+        case EndCause::Changed:
+            return {"CERTIFICATE_CHANGED %s", end.host};
         default:
             return {"CERTIFICATE_NOT_TRUSTED %s", end.host};
     }

@@ -12,14 +12,17 @@ struct EndText {
     std::optional<String> fill{};  ///< without it the key has no "%s"
 };
 
+/// What others chose, as the windows show it: one line without control characters, cut in the middle beyond about 200
+/// bytes. The log has the whole.
+String shown(const String& text);
+
 /// Why the gateway could not be asked, and what to do next: the message of the connection-error dialog. Never empty.
 EndText connectionErrorText(const SessionEnd& end);
 
 /// Why the session failed: the sentence below the message that ends it. Empty for an end that somebody wanted and for
 /// one that no words are known for.
 ///
-/// What others chose of it (a gateway's words, a path) is one line without control characters, cut in the middle beyond
-/// about 200 bytes: the log has the whole.
+/// What others chose of it (a gateway's words, a path) is as shown() gives it.
 EndText failureText(const SessionEnd& end);
 
 }  // namespace tessel::view

@@ -18,6 +18,11 @@ void SettingsFields::write(ClientLocalConfiguration& configuration) const {
     credentials.setDomainLogin(login);
     credentials.setPassword(password);
     configuration.setCredentials(credentials);
+    List<String> kept = domains;
+    std::erase_if(kept, [this](const String& domain) {
+        return std::find(removed.begin(), removed.end(), domain) != removed.end();
+    });
+    configuration.setSslCertIgnoreDomains(kept);
     configuration.setSslCertIgnoreDomains(domains);
 }
 

@@ -13,6 +13,8 @@ public:
     String login;  ///< of the proxy, with its domain in front: "domain\login"
     String password;
     List<String> domains;  ///< whose certificates are not checked, in the order of the list
+    /// Those that were taken from the list, also when they were typed again: their trusted keys are given up.
+    List<String> removed{};
 
     void read(const ClientLocalConfiguration& configuration);
     /// Replaces the credentials and the domains, in memory only.
