@@ -34,6 +34,7 @@ TEST_F(DownloadManagerTest, takesPathsFromTheGatewayAndUrlsAsTheyAre) {
                                                          {"", "https://gw:8443/"},
                                                          {"/c?x=1&y", "https://gw:8443/c?x=1&y"},
                                                          {"http:/c", "https://gw:8443/c"},
+                                                         {"https://me@:81/c", "https://gw:8443/c"},
                                                          {"https://other/c", "https://other/c"},
                                                          {"http://other:81/c", "http://other:81/c"}};
     for (const auto& [url, resolved] : cases) {

@@ -147,6 +147,13 @@ TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
         }
     }
     g_trusted.clear();
+    const HttpsServer proxy({});
+    ::setenv("all_proxy", proxy.url().str(), 1);
+    CheckingSession session;
+    Memory body;
+    EXPECT_FALSE(session.request("https://localhost/", body, session.info));
+    EXPECT_EQ(session.info.failure(), TransferFailure::Proxy) << "it is the proxy's certificate";
+    ::unsetenv("all_proxy");
 }
 
 /// Takes one key alone, whoever signed its certificate.
