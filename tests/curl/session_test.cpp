@@ -189,8 +189,14 @@ TEST(Session, sendsNothingToAServerWithoutThePinnedKey) {
 }
 
 TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
-    for (const bool goodbye : {true, false}) {
-        const HttpsServer server([goodbye](const auto&, httplib::Response& answer) {
+    const struct {
+        int status;
+        bool goodbye;
+        bool whole;
+    } cases[] = {{200, true, true}, {200, false, false}, {204, false, true}};
+    for (const auto& [status, goodbye, whole] : cases) {
+        const HttpsServer server([status = status, goodbye = goodbye](const auto&, httplib::Response& answer) {
+            answer.status = status;
             answer.set_content_provider("text/plain", [goodbye](std::size_t, httplib::DataSink& sink) {
                 sink.write("hello", 5);
                 sink.done();
@@ -199,9 +205,9 @@ TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
         });
         Session session;
         Memory body;
-        EXPECT_EQ(session.request(server.url(), body, session.info), goodbye);
-        EXPECT_EQ(body.view(), "hello");
-        EXPECT_EQ(session.info.failure(), goodbye ? TransferFailure::None : TransferFailure::Cut);
+        EXPECT_EQ(session.request(server.url(), body, session.info), whole);
+        EXPECT_EQ(body.view(), status == 200 ? "hello" : "");
+        EXPECT_EQ(session.info.failure(), whole ? TransferFailure::None : TransferFailure::Cut);
     }
 }
 

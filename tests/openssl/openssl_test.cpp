@@ -173,10 +173,10 @@ TEST(PeerCertificate, saysWhatOpensslSays) {
                   "\nnotAfter=" + std::string(facts->notAfterText.replace(" UTC", "Z").view()) + "\n");
     EXPECT_EQ(facts->notAfter - facts->notBefore, 30 * 24 * 3600);
     EXPECT_NEAR(static_cast<double>(facts->notBefore), static_cast<double>(std::time(nullptr)), 60.0);
-    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with(std::string(facts->fingerprint.view()) + "\n"));
+    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with("= " + std::string(facts->fingerprint.view()) + "\n"));
     const std::string key = directory.write("pub.pem", openssl({"x509", "-in", pem, "-noout", "-pubkey"}));
     openssl({"pkey", "-pubin", "-in", key, "-outform", "DER", "-out", der});
-    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with(std::string(facts->keyFingerprint.view()) + "\n"));
+    EXPECT_TRUE(openssl({"dgst", "-sha256", der}).ends_with("= " + std::string(facts->keyFingerprint.view()) + "\n"));
     EXPECT_EQ(facts->keyKind, "RSA");
     EXPECT_EQ(facts->keyBits, 2048);
     EXPECT_EQ(facts->verifyText, "self-signed certificate");
