@@ -133,7 +133,7 @@ public:
         // The shell gives its place to unzip, which then ends with this process.
         const int status = platform::runShell("exec unzip -o -d '" + m_fresh + "' '" + archive + "'",
                                               m_declared.largestFile, [this] { return goOn(); });
-        if (status != 0) {
+        if (status != 0 || m_objection != nullptr) {  // it may have been quicker than the signal
             raise<EZip>(m_objection == nullptr ? failure(status) : String(m_objection), sites::kZipUnpack);
         }
         const Content made = contentOf(m_fresh);
