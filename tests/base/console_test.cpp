@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -97,6 +98,7 @@ TEST(ConsoleLine, bodiesAreBoundedAndOfOneLine) {
     const std::tuple<const char*, const char*, const char*> rows[] = {
         {"", "text", ": text"},
         {"m", "a\r\nb\t\x7f\x01", ".m a\\x0d\\x0ab\\x09\\x7f\\x01"},
+        {"m", "\x7f", ".m \\x7f"},
         {"m", "0123456789abcdef\n", ".m 0123456789abcdef\\x0a"},
         {"m", "caf\xc3\xa9 \xe2\x82\xac", ".m caf\xc3\xa9 \xe2\x82\xac"},
         {"m", "\xc2\x80\xc2\xa0\xc2\x9f", ".m \\xc2\\x80\xc2\xa0\\xc2\\x9f"},
@@ -141,11 +143,17 @@ TEST_F(ConsoleTest, aFileIsEmptiedAtEachOpeningAndAppendedToByAllHandles) {
     ASSERT_TRUE(console->flush(30'000));
     console->setStream(LogCategory::Error, file("log"));
     EXPECT_EQ(readFile(directory.path("log")), "");
-    for (const LogCategory category : {LogCategory::Trace, LogCategory::Error, LogCategory::Trace}) {
-        log(category, "text");
-        ASSERT_TRUE(console->flush(30'000));
+    for (const unsigned lines : {3U, 6U}) {
+        for (const LogCategory category : {LogCategory::Trace, LogCategory::Error, LogCategory::Trace}) {
+            log(category, "text");
+            ASSERT_TRUE(console->flush(30'000));
+        }
+        EXPECT_EQ(LogFile(directory.path("log")).count("*", "Class.method", "text"), lines);
+        // As two programs have it whose output goes to one file.
+        for (const LogCategory category : {LogCategory::Trace, LogCategory::Error}) {
+            console->setStream(category, std::fopen(directory.path("log").c_str(), "r+"), "shared");
+        }
     }
-    EXPECT_EQ(LogFile(directory.path("log")).count("*", "Class.method", "text"), 3U);
 }
 
 TEST_F(ConsoleTest, redirectingMovesWhoSharedTheFileToStandardOutput) {
@@ -203,6 +211,10 @@ TEST_F(ConsoleTest, manyThreadsLoseNoLineAndKeepTheirOrder) {
     ASSERT_TRUE(console->flush(30'000));
     std::vector<int> next(4, 0);
     const std::string written = readFile(directory.path("log"));
+    const std::time_t now = std::time(nullptr);
+    char month[8];
+    std::strftime(month, sizeof month, "-%m-", std::localtime(&now));
+    EXPECT_THAT(written, ::testing::HasSubstr(month));
     std::istringstream lines(written);
     for (std::string line; std::getline(lines, line);) {
         const std::size_t thread = line.at(line.find('[') + 1) - std::size_t{'0'};
@@ -275,6 +287,7 @@ TEST_F(ConsoleTest, aFullSystemLogDelaysNothingAndItsLossIsCounted) {
 
 TEST_F(ConsoleTest, aPipeThatNobodyReadsStopsNoFileAndItsLossIsCounted) {
     constexpr long kLines = 20'000;
+    const auto begun = std::chrono::steady_clock::now();
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
     console->setStream(LogCategory::Trace, ::fdopen(ends[1], "w"), "pipe");
@@ -284,6 +297,7 @@ TEST_F(ConsoleTest, aPipeThatNobodyReadsStopsNoFileAndItsLossIsCounted) {
     }
     log(LogCategory::Warning, "beside it");
     EXPECT_FALSE(console->flush(30'000)) << "and says so at once";
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(8));
     EXPECT_THAT(written("log"), EndsWith("beside it\n"));
     long lines = 0;
     std::thread reader([&] {

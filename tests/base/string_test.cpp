@@ -66,6 +66,12 @@ TEST(String, strEndsTheTextWithNul) {
     EXPECT_STREQ(text.str(), "ab");
     std::memset(text.reserve(8), 'x', 8);
     EXPECT_STREQ(text.str(), "ab") << "what is not yet grown over";
+    String grown;
+    while (grown.append(1, 'x').length() < 300) {
+        ASSERT_GT(grown.block()->capacity(), grown.length()) << "there is room for the NUL";
+    }
+    text.setAt(2, 'x');
+    EXPECT_STREQ(text.str(), "ab") << "behind the end";
     text.setAt(1, 'c');
     const char* const terminated = text.array();
     EXPECT_EQ(text.str(), terminated);

@@ -24,6 +24,8 @@ void PrintTo(const Act& act, std::ostream* out) { *out << act.phase << ", " << a
 
 const Lines kTunnel{"dispatch 2", "vpn up", "end user", "status 4"};
 const Lines kCheck{"dispatch 3", "status 2", "status 5", "end user", "status 4"};
+const Lines kCheckTwice{"dispatch 3", "status 2", "status 5", "dispatch 3",
+                        "status 2",   "status 5", "end user", "status 4"};
 const Lines kOver{"dispatch 4", "end component", "status 4"};
 const Lines kTwice{"dispatch 4", "end component", "status 4", "dispatch 4", "end component", "status 4"};
 
@@ -31,9 +33,11 @@ const Act kActs[] = {
     // Without a component there is nothing to stop. The gateway's end is an empty answer.
     {"request", "stop", "gateway", {"end answer-unreadable", "fatal-error"}},
     {"request", "restart", "gateway", {"end answer-unreadable", "fatal-error", "..."}},
+    {"request", "restart_stop", "gateway", {"end answer-unreadable", "fatal-error"}},
     {"request", "run", "gateway", {"end answer-unreadable", "fatal-error"}},
     {"request", "cancel", "", {"end user", "status 4"}},
-    // From within the notification, before there is a component.
+    {"answer", "restart", "", kOver},
+    // From within the notification, before there is a component's object; the component is there from before.
     {"dispatch", "stop", "stop", kTunnel},
     {"dispatch", "restart", "stop", {"dispatch 2", "dispatch 2", "vpn up", "end user", "status 4"}},
     {"dispatch", "run", "stop", kTunnel},
@@ -42,16 +46,15 @@ const Act kActs[] = {
     {"download", "restart", "gateway", {"dispatch 2", "..."}},
     {"download", "run", "gateway", {"dispatch 2", "end archive-missing", "fatal-error"}},
     {"download", "cancel", "", {"dispatch 2", "end user", "status 4"}},
+    // A component that fails its check is fetched once more.
+    {"repair", "stop", "", {"dispatch 2", "end user", "status 4"}},
     {"tunnel", "stop", "", kTunnel},
     {"tunnel", "restart", "stop", {"dispatch 2", "vpn up", "dispatch 2", "vpn up", "end user", "status 4"}},
     {"tunnel", "run", "stop", kTunnel},
     {"tunnel", "cancel", "", kTunnel},
     // Between two host checks.
     {"check", "stop", "", kCheck},
-    {"check",
-     "restart",
-     "stop",
-     {"dispatch 3", "status 2", "status 5", "dispatch 3", "status 2", "status 5", "end user", "status 4"}},
+    {"check", "restart", "stop", kCheckTwice},
     {"check", "run", "stop", kCheck},
     {"check", "cancel", "", kCheck},
     {"over", "stop", "", kOver},
@@ -67,19 +70,34 @@ protected:
         gateway::GatewayOptions options = nebrix::test::recordingComponents();
         options.hostCheckingTimer = 4294967295;
         options.continuedPosts = 9;
+        options.pause = std::chrono::milliseconds(100);
         if (in("request") || in("download")) {
             options.faults.add(in("request") ? Fault::Silent : Fault::ArchiveSilent);
+        } else if (in("answer") || in("repair")) {
+            options.faults.add(Fault::Slow);
         }
         serve(options);
+        if (in("dispatch") || in("repair")) {
+            ASSERT_NO_FATAL_FAILURE(fetchTunnel());
+        }
         if (in("dispatch")) {
             m_notify.onNext([this] { act(); });
+        } else if (in("repair")) {
+            for (const auto& entry : std::filesystem::recursive_directory_iterator(m_home.data("Plugin"))) {
+                if (entry.is_regular_file() && entry.path().extension() != ".so") {
+                    nebrix::test::writeFile(entry.path(), "");
+                }
+            }
+            std::filesystem::remove(m_home.data("calls"));
         }
-        start(in("check")  ? ComponentType::Hostchecker
-              : in("over") ? ComponentType::PluginDllNoTunnel
-                           : ComponentType::PluginDll);
-        if (in("request") || in("download")) {
-            const char* const path = in("request") ? "/mediation/" : "/components/";
+        start(in("check")                  ? ComponentType::Hostchecker
+              : in("over") || in("answer") ? ComponentType::PluginDllNoTunnel
+                                           : ComponentType::PluginDll);
+        if (in("request") || in("answer") || in("download")) {
+            const char* const path = in("download") ? "/components/" : "/mediation/";
             ASSERT_TRUE(m_gateway->requests().waitFor(path, 1, std::chrono::seconds(20)));
+        } else if (in("repair")) {
+            ASSERT_TRUE(m_gateway->requests().waitFor("/components/", 2, std::chrono::seconds(20)));
         } else if (in("tunnel")) {
             ASSERT_TRUE(m_notify.waitFor("vpn up"));
         } else if (in("check")) {
@@ -93,10 +111,13 @@ protected:
             m_client->run(link(ComponentType::PluginDllNoTunnel) + "&another");
         } else if (m_act.deed == "stop") {
             m_client->stop();
-        } else if (m_act.deed == "restart") {
-            m_client->restart();
-        } else {
+        } else if (m_act.deed == "cancel") {
             m_client->cancel();
+        } else {
+            m_client->restart();
+            if (m_act.deed == "restart_stop") {
+                m_client->stop();
+            }
         }
     }
 
@@ -125,7 +146,7 @@ TEST_P(Acts, areAnsweredByTheseNotificationsAlone) {
     if (in("download") && m_act.deed == "cancel") {
         EXPECT_EQ(nebrix::test::listTree(m_home.data("Plugin")), "plugindll-1.0.0.zip.lock\n") << "half an archive";
     }
-    EXPECT_TRUE(!in("download") || calls().empty()) << "a component ran";
+    EXPECT_TRUE(!(in("download") || in("repair")) || calls().empty()) << "a component ran";
 }
 
 INSTANTIATE_TEST_SUITE_P(Driver, Acts, testing::ValuesIn(kActs),
@@ -135,6 +156,10 @@ class ClientTest : public DriverTest {};
 
 TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
     serve();
+    EXPECT_EQ(NebrixClient::getLangFromArg(link(ComponentType::PluginDll)), "en");
+    EXPECT_EQ(NebrixClient::getLangFromArg("#a\n"), "");
+    EXPECT_TRUE(logged("TRACE Exception.catch EUri:"));
+    m_client->localConfiguration().setCredentials(Credentials("me", "p|w", "CORP"));
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_notify.waitFor("vpn up"));
     const auto first = std::chrono::steady_clock::now();
@@ -148,7 +173,7 @@ TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
     const std::string directory = m_home.data() + "//Plugin";
     const std::string gateway = m_gateway->authority();
     const std::string begin = "DllCreatePluginFrontal\nDllSetDllVersion2\t1.0.0\nDllSetPluginDir2\t" + directory +
-                              "/\nDllSetProxy2\t1|none|||||save:no\nDllSetLogin2\tdemo\nDllSetOrganization2\t"
+                              "/\nDllSetProxy2\t1|none||me|p|w|CORP|save:no\nDllSetLogin2\tdemo\nDllSetOrganization2\t"
                               "Demonstration\nDllSetHostname2\t127.0.0.1\nDllSetServer2\t" +
                               gateway + "\nDllSetSuffix2\t" + m_gateway->clientId() +
                               "\nDllSetTicket2\tdemo-ticket\nDllSetSessionId2\tdemo-session\nDllSetCertDirectory2\t" +
@@ -184,16 +209,42 @@ TEST_F(ClientTest, aStopThatMeetsTheComponentAtAnyMomentIsKept) {
     }
 }
 
+// All within the test's time limit.
 TEST_F(ClientTest, aDriverThatGoesEndsWhatRuns) {
     serve({Fault::Silent});
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_gateway->requests().waitFor("/mediation/", 1, std::chrono::seconds(20)));
-    m_client.reset();  // within the test's time limit, although the gateway never answers
+    m_client.reset();
     serve();
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_notify.waitFor("vpn up"));
     m_client.reset();
     EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
+    serve();
+    ASSERT_NO_FATAL_FAILURE(fetchTunnel());
+    m_notify.onNext([&manager = m_client->downloadManager()] {
+        while (!manager.cancelled()) {
+            std::this_thread::yield();
+        }
+    });
+    start(ComponentType::PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("dispatch 2"));
+    m_client.reset();
+}
+
+TEST_F(ClientTest, aRestartAfterACancelIsAnAttemptOfItsOwn) {
+    serve({Fault::Silent});
+    m_client->setStackSize(1UL << 46U);
+    EXPECT_THROW(start(ComponentType::Hostchecker), EThread) << "no attempt yet";
+    m_client->setStackSize(0);
+    start(ComponentType::Hostchecker);
+    ASSERT_TRUE(m_gateway->requests().waitFor("/mediation/", 1, std::chrono::seconds(20)));
+    m_client->cancel();
+    m_client->restart();
+    ASSERT_TRUE(m_gateway->requests().waitFor("/mediation/", 2, std::chrono::seconds(20)));
+    m_gateway->stop();
+    ASSERT_TRUE(m_client->join(20000));
+    EXPECT_EQ(m_notify.lines(), (Lines{"end user", "status 4", "end answer-unreadable", "fatal-error"}));
 }
 
 TEST_F(ClientTest, aCancelLastsUntilTheNextAttempt) {

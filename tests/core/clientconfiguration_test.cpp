@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "apps/nebrixclient/hostcheckerclient.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/plainname.h"
 
@@ -66,7 +67,7 @@ TEST(ClientConfiguration, readsEachTypeWholeAndDispatchesItToItsOverload) {
 }
 
 TEST(ClientConfiguration, refusesTypesItDoesNotKnow) {
-    for (const char* type : {"PluginDll", "", "plugindll "}) {
+    for (const char* type : {"PluginDll", "", "plugindll ", "hostcheckers"}) {
         EXPECT_THROW(load(object(type, kPlugin)), EClientConfiguration) << type;
     }
     EXPECT_THROW(load("{}"), EConfMissingKey);
@@ -119,6 +120,10 @@ TEST(MediationResponse, readsItsKeysAndSaysWhatFails) {
     EXPECT_FALSE(refusal.success());
     EXPECT_EQ(refusal.code(), 7U);
     EXPECT_EQ(refusal.exception(), "why");
+    ResponseHostcheckerResult result;
+    const json::JSONWrapperFromString empty("{}");
+    result.keywrite(*empty.getReader());
+    EXPECT_FALSE(result.goOn);
 }
 
 TEST(PlainName, takesWhatMayBecomeAFileNameAndNothingElse) {

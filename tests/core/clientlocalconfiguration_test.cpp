@@ -31,6 +31,11 @@ TEST_F(ClientLocalConfigurationTest, readsTheSwitches) {
         read(text);
         EXPECT_EQ(m_configuration.getPluginDownload(), plugin) << text;
         EXPECT_EQ(m_configuration.getHostcheckerDownload(), hostchecker) << text;
+        m_configuration.save(String::copy(m_directory.path("saved.xml")));
+        ClientLocalConfiguration again;
+        again.readFromFile(String::copy(m_directory.path("saved.xml")));
+        EXPECT_EQ(again.getPluginDownload(), plugin) << text;
+        EXPECT_EQ(again.getHostcheckerDownload(), hostchecker) << text;
     }
 }
 

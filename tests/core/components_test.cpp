@@ -19,37 +19,34 @@ struct Outcome {
 const std::string kHostchecker =
     "InitHostCheckerDll\t\t\tDIR//hostchecker/\t127.0.0.1\ten\nGetValidRules\tthe request\nCloseHostCheckerDll\n";
 
+using enum gateway::ComponentType;
+
 const Outcome kOutcomes[] = {
-    {ComponentType::Hostchecker, {}, {"dispatch 3", "status 2", "status 5", "end gateway", "status 4"}, kHostchecker},
-    {ComponentType::Hostchecker,
+    {Hostchecker, {}, {"dispatch 3", "status 2", "status 5", "end gateway", "status 4"}, kHostchecker},
+    {Hostchecker,
      {Fault::PostRefusal},
      {"dispatch 3", "status 2", "status 5", "end host-check-refused", "status 4"},
      kHostchecker},
-    {ComponentType::Hostchecker,
+    {Hostchecker,
      {Fault::BadPostAnswer},
      {"dispatch 3", "status 2", "status 5", "end post-lost", "status 4"},
      kHostchecker},
-    {ComponentType::PluginDllNoTunnel,
+    {PluginDllNoTunnel,
      {},
      {"dispatch 4", "end component", "status 4"},
      "DllCreatePluginFrontal\nDllSetDllVersion2\t1.0.0\nDllSetPluginDir2\tDIR//Plugin/\nDllSetDownloadDelegate2\tset\n"
      "LaunchSafeResource\t1\twelcome.txt\n"},
     // Nobody runs what is not genuine, whoever would load it.
-    {ComponentType::Hostchecker,
-     {Fault::EditedLibrary},
-     {"dispatch 3", "status 2", "end signature", "fatal-error"},
-     ""},
-    {ComponentType::PluginDll, {Fault::EditedLibrary}, {"dispatch 2", "end signature", "fatal-error"}, ""},
-    {ComponentType::PluginDll, {Fault::ForeignKey}, {"dispatch 2", "end signature", "fatal-error"}, ""},
-    {ComponentType::PluginDllNoTunnel, {Fault::EditedLibrary}, {"dispatch 4", "end signature", "fatal-error"}, ""},
-    {ComponentType::PluginDllNoTunnel, {Fault::ForeignKey}, {"dispatch 4", "end signature", "fatal-error"}, ""},
-    {ComponentType::PluginDllNoTunnel, {Fault::MissingLibrary}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
-    {ComponentType::PluginDllNoTunnel,
-     {Fault::BadFilename},
-     {"dispatch 4", "end answer-unreadable", "fatal-error"},
-     ""},
-    {ComponentType::PluginDll, {Fault::BadPattern}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""},
-    {ComponentType::PluginDll, {Fault::BadMd5}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""}};
+    {Hostchecker, {Fault::EditedLibrary}, {"dispatch 3", "status 2", "end signature", "fatal-error"}, ""},
+    {PluginDll, {Fault::EditedLibrary}, {"dispatch 2", "end signature", "fatal-error"}, ""},
+    {PluginDll, {Fault::ForeignKey}, {"dispatch 2", "end signature", "fatal-error"}, ""},
+    {PluginDllNoTunnel, {Fault::EditedLibrary}, {"dispatch 4", "end signature", "fatal-error"}, ""},
+    {PluginDllNoTunnel, {Fault::ForeignKey}, {"dispatch 4", "end signature", "fatal-error"}, ""},
+    {PluginDllNoTunnel, {Fault::MissingLibrary}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
+    {PluginDllNoTunnel, {Fault::MissingSignature}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
+    {PluginDllNoTunnel, {Fault::BadFilename}, {"dispatch 4", "end answer-unreadable", "fatal-error"}, ""},
+    {PluginDll, {Fault::BadPattern}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""},
+    {PluginDll, {Fault::BadMd5}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""}};
 
 class ComponentsTest : public DriverTest {};
 
@@ -74,17 +71,45 @@ TEST_F(ComponentsTest, eachKindHasItsNotificationsAndCallsInOrder) {
 TEST_F(ComponentsTest, aPluginThatAsksForTheEndIsStopped) {
     serve();
     say(R"([{"code":8,"reason":2}])");
-    EXPECT_EQ(run(ComponentType::PluginDll), (Lines{"dispatch 2", "end component", "status 4"}));
+    EXPECT_EQ(run(PluginDll), (Lines{"dispatch 2", "end component", "status 4"}));
     EXPECT_TRUE(calls().ends_with("DllGetErrors2\nDllReleaseStr\t[{\"code\":8,\"reason\":2}]\nDllStop2\n")) << calls();
+}
+
+TEST_F(ComponentsTest, whatIsGivenUpAtItsAnnouncementIsNotLoaded) {
+    for (const ComponentType type : {Hostchecker, PluginDllNoTunnel}) {
+        serve();
+        (void)run(type);
+        std::filesystem::remove(m_home.data("calls"));
+        m_notify.onNext([this] { m_client->cancel(); });
+        EXPECT_EQ(run(type).back(), "status 4");
+        EXPECT_EQ(calls(), "");
+    }
 }
 
 TEST_F(ComponentsTest, theHostCheckIsRepeatedAsOftenAsTheGatewayWants) {
     gateway::GatewayOptions options = nebrix::test::recordingComponents();
     options.continuedPosts = 1;
     serve(options);
-    (void)run(ComponentType::Hostchecker);
+    const auto begun = std::chrono::steady_clock::now();
+    (void)run(Hostchecker);
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1));
     EXPECT_EQ(m_progress.nextCheck(), 1000U) << "of an interval of 0 seconds";
     EXPECT_EQ(m_gateway->hostChecks(), Lines(2, "rule-a,rule-b"));
+}
+
+TEST_F(ComponentsTest, eachKindObeysTheSwitchOfItsDirectory) {
+    for (const std::string off : {"plugindll", "hostcheckerdll"}) {
+        serve();
+        say(R"([{"code":8,"reason":2}])");  // so that the tunnel ends by itself
+        m_home.configure({m_gateway->authority()}, "<" + off + "><download>false</download></" + off + ">");
+        m_client.reset();
+        m_client = std::make_unique<NebrixClient>(m_notify, String::copy(m_home.data("log")));
+        for (const ComponentType type : gateway::kComponentTypes) {
+            (void)run(type);
+            const bool fetched = (type == Hostchecker) == (off == "plugindll");
+            EXPECT_EQ(m_gateway->requests().count("/components/" + std::string(typeName(type)) + "/"), fetched) << off;
+        }
+    }
 }
 
 TEST_F(ComponentsTest, certificatesLieInADirectoryOfTheirServersOwn) {
@@ -104,10 +129,10 @@ TEST_F(ComponentsTest, certificatesLieInADirectoryOfTheirServersOwn) {
 
 TEST_F(ComponentsTest, anArchiveThatAnotherSessionHoldsIsWaitedForWithPatience) {
     serve();
-    (void)run(ComponentType::Hostchecker);
+    (void)run(Hostchecker);
     Dll dll;
     dll.filename = "hostchecker-1.0.0.zip";
-    dll.md5 = String::copy(m_gateway->archiveMd5(ComponentType::Hostchecker));
+    dll.md5 = String::copy(m_gateway->archiveMd5(Hostchecker));
     dll.pattern = "libtest-hostchecker.so";
     const auto fetched = [&](const char* prefix, std::chrono::milliseconds patience) {
         ComponentDownload files(*m_client, "Test", prefix, hostcheckerDirectory(), true,

@@ -54,6 +54,15 @@ protected:
         EXPECT_TRUE(m_client->join(20000));
         return m_notify.lines();
     }
+    /// The tunnel plug-in is on disk then.
+    void fetchTunnel() {
+        m_notify.clear();
+        start(ComponentType::PluginDll);
+        ASSERT_TRUE(m_notify.waitFor("vpn up"));
+        m_client->stop();
+        ASSERT_TRUE(m_client->join(20000));
+        m_notify.clear();
+    }
     [[nodiscard]] std::string calls() const {
         return std::filesystem::exists(m_home.data("calls")) ? nebrix::test::readFile(m_home.data("calls")) : "";
     }

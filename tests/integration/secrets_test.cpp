@@ -39,10 +39,9 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
     options.sessionId = "planted-session";
     options.certificatePassword = "planted-certificate-password";
     Session session(options);
-    writeFile(session.home().data("nebrixclient.xml"),
-              "<nebrixclient><sslcertignoredomains><domains>" + session.gateway().authority() +
-                  "</domains></sslcertignoredomains><proxy><credentials><login>planted-login</login>"
-                  "<password>planted-proxy-password</password></credentials></proxy></nebrixclient>");
+    session.home().configure({session.gateway().authority()},
+                             "<proxy><credentials><login>planted-login</login>"
+                             "<password>planted-proxy-password</password></credentials></proxy>");
     for (const ComponentType type : tessel::gateway::kComponentTypes) {
         const bool tunnel = type == ComponentType::PluginDll;
         ChildProcess client(session.client(type));

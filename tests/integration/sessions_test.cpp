@@ -24,7 +24,7 @@ GatewayOptions referenceComponents() {
 }
 
 TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const int signal : {SIGTERM, SIGHUP}) {
         Session session(referenceComponents());
         ChildProcess client(session.client(ComponentType::PluginDll, {"--changes-only"}));
         EXPECT_TRUE(client.waitForOutput("vpn: connected ip=192.0.2.")) << client.output() << client.errors();
@@ -39,7 +39,7 @@ TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
 }
 
 // As timeout(1) and shells do it: one to the program, one to its group.
-TEST(Sessions, twoSignalsAtOnceAreOneOrderlyEndAndSecretsStayOutOfTheLog) {
+TEST(Sessions, twoSignalsAtOnceAreOneOrderlyEnd) {
     Session session;
     ChildProcess client(session.client(ComponentType::PluginDll));
     ASSERT_TRUE(session.waitForCall(client, "DllGetErrors2"));
@@ -47,10 +47,6 @@ TEST(Sessions, twoSignalsAtOnceAreOneOrderlyEndAndSecretsStayOutOfTheLog) {
     client.signalGroup(SIGINT);
     EXPECT_EQ(client.wait(), 0) << client.errors();
     EXPECT_TRUE(session.calls().ends_with("DllStop2\n")) << session.calls();
-    for (const char* secret : {"demo-ticket", "demo-session", "demo-password"}) {
-        EXPECT_NE(session.calls().find(secret), std::string::npos) << secret;
-        EXPECT_FALSE(Session::log().contains(secret)) << secret;
-    }
 }
 
 TEST(Sessions, theGatewaysHostIsOneHoweverItIsWritten) {
@@ -78,6 +74,8 @@ TEST(Sessions, theGatewaysHostIsOneHoweverItIsWritten) {
     for (const char* link : {"https://id@/127.0.0.1:1/m", "https://id@:8443/m", "https://id@gw:http/m", "/m"}) {
         EXPECT_EQ(runProgram({NEBRIX_TEST_BIN "/nebrixclient-cli", link}).status, 2) << link;
     }
+    const char* const tooLong = "(printf https://id@127.0.0.1:1/; head -c 66000 /dev/zero | tr '\\0' x) | \"$0\" -";
+    EXPECT_EQ(runProgram({"sh", "-c", tooLong, NEBRIX_TEST_BIN "/nebrixclient-cli"}).status, 2);
 }
 
 TEST(Sessions, theHostCheckerPostsUntilTheGatewayHasEnough) {
@@ -105,7 +103,10 @@ TEST(Sessions, thePluginWithoutTunnelFetchesThePublishedResource) {
 
 TEST(Sessions, sayWhoTheyAreInEveryRequest) {
     Session session;
-    ASSERT_EQ(session.run().status, 0);
+    const std::vector<std::string> words = session.client(ComponentType::Hostchecker);
+    // Nobody reads what it prints.
+    const char* const command = "printf ' %s \\r\\nmore' \"$1\" | { \"$0\" -; echo $? >&2; } | true";
+    ASSERT_EQ(runProgram({"sh", "-c", command, words[0], words[1]}).errors, "0\n");
     const auto requests = session.gateway().requests().all();
     ASSERT_EQ(requests.size(), 3U);
     EXPECT_EQ(requests[0].target, "/mediation/hostchecker?lang=en&clientversion=8.9.0.35");
@@ -128,6 +129,7 @@ TEST(Sessions, aLaterStartUsesWhatIsThereAndFetchesOnceMoreWhatFailsItsCheck) {
     const std::tuple<const char*, std::function<void()>, unsigned, unsigned> rows[] = {
         {"nothing there", [] {}, 1, 0},
         {"all there", [] {}, 0, 0},
+        {"no signature file", [&] { std::filesystem::remove(library + ".sig"); }, 0, 0},
         {"empty signature file", [&] { writeFile(library + ".sig", ""); }, 0, 1},
         {"altered library", [&] { alter(library); }, 0, 1},
         {"altered library and archive",
@@ -155,30 +157,6 @@ TEST(Sessions, aLaterStartUsesWhatIsThereAndFetchesOnceMoreWhatFailsItsCheck) {
         EXPECT_EQ(Session::log().count("WARNING", where, "* fails its check: it is fetched once more"), again);
         EXPECT_EQ(Session::log().count("WARNING", where, "* passes its check now"), again);
     }
-}
-
-TEST(Sessions, whatFailsItsCheckIsFetchedOnceMoreInEverySessionType) {
-    const TemporaryDirectory marks;
-    setenv("NEBRIX_TEST_STATUS", marks.write("status", R"([{"code":5,"status":"up"}])").c_str(), 1);
-    for (const ComponentType type : tessel::gateway::kComponentTypes) {
-        Session session;
-        for (const unsigned emptied : {0U, 1U}) {
-            SCOPED_TRACE(typeName(type));
-            for (const auto& [name, content] : session.files()) {
-                if (emptied != 0 && name.ends_with(".sig")) {
-                    writeFile(session.home().path() + "/" + name, "");
-                }
-            }
-            ChildProcess client(session.client(type));
-            if (type == ComponentType::PluginDll) {
-                EXPECT_TRUE(client.waitForOutput("vpn:")) << client.errors();
-                client.signal(SIGINT);
-            }
-            EXPECT_EQ(client.wait(), 0) << client.errors();
-            EXPECT_EQ(Session::log().count("WARNING", "*.downloadDll", "* passes its check now"), emptied);
-        }
-    }
-    unsetenv("NEBRIX_TEST_STATUS");
 }
 
 TEST(Sessions, whatWasFetchedNowIsNotFetchedOnceMore) {
@@ -224,17 +202,6 @@ TEST(Sessions, theRulesArePostedWholeOrNotAtAll) {
     }
 }
 
-TEST(Sessions, withDownloadingSwitchedOffNothingIsFetched) {
-    Session session;
-    session.home().configure({session.gateway().authority()}, false);
-    EXPECT_EQ(session.run().status, 1);
-    EXPECT_EQ(session.gateway().requests().count("/components/"), 0U);
-    EXPECT_EQ(Session::log().count("TRACE", "NebrixClientHostchecker.downloadDll",
-                                   "Not downloading dll according to configuration"),
-              1U);
-    EXPECT_FALSE(session.loaded());
-}
-
 TEST(Sessions, whatTheComponentWantedIsNoFailureAndWhatItCouldNotDoIs) {
     struct {
         ComponentType type;
@@ -247,7 +214,7 @@ TEST(Sessions, whatTheComponentWantedIsNoFailureAndWhatItCouldNotDoIs) {
          R"("cause":"asked-at-once","event":"end","kind":"component","number":2)"},
         {ComponentType::PluginDll, R"([{"code":8,"reason":3}])", 1, 0,
          R"("cause":"asked-again","event":"end","kind":"component","number":3)"},
-        {ComponentType::PluginDllNoTunnel, "[]", 1, 0, R"("event":"end","kind":"component","text")"},
+        {ComponentType::PluginDllNoTunnel, "[]", -1000, 0, R"("event":"end","kind":"component","text")"},
         {ComponentType::PluginDllNoTunnel, "[]", -2000, 1,
          R"("cause":"resource-failed","event":"end","kind":"component-failed","number":-1000)"},
     };
@@ -295,7 +262,9 @@ TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {
     }
     EXPECT_EQ(session.gateway().requests().all().size(), 0U);
     session.gateway().stop();
-    EXPECT_EQ(session.run().status, 3);
+    const Finished missing = session.run();
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_THAT(missing.errors, testing::HasSubstr(": the connection was refused: Failed to connect to 127.0.0.1 "));
 }
 
 TEST(Sessions, acceptTheNamedCertificateAloneAndForOnce) {

@@ -8,7 +8,7 @@
 #include "libs/openssl/rsa_wrapper.h"
 #include "libs/openssl/selfsignedcertificate.h"
 #include "tests/support/childprocess.h"
-#include "tests/support/testkey.h"
+#include "tests/support/temporarydirectory.h"
 
 namespace tessel::tls {
 namespace {
@@ -36,7 +36,9 @@ const unsigned char* data(const String& text) { return reinterpret_cast<const un
 
 class Rsa : public testing::Test {
 protected:
-    static void SetUpTestSuite() { ASSERT_EQ(s_pair.loadFromMem(nebrix::test::kTestKeyPem, "", false), 1); }
+    static void SetUpTestSuite() {
+        ASSERT_EQ(s_pair.loadFromMem(nebrix::test::readFile(NEBRIX_TEST_KEY).c_str(), "", false), 1);
+    }
 
     static int verify(const String& pem, const String& text, const Memory& signature) {
         RSA key;
@@ -154,18 +156,14 @@ TEST(PeerCertificate, saysWhatOpensslSays) {
         return nebrix::test::runProgram(std::move(words)).output;
     };
     openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", directory.path("key.pem"), "-out", pem,
-             "-utf8", "-subj",
-             "/CN=gw.example/O=B\xC3\xBC"
-             "cher\n& \x01",
-             "-addext", "subjectAltName=DNS:gw.example,email:a@b,IP:10.0.0.1,IP:2001:db8::1"});
+             "-utf8", "-subj", "/CN=gw.example/O=B\u00FCcher\n& \x01", "-addext",
+             "subjectAltName=DNS:gw.example,email:a@b,IP:10.0.0.1,IP:2001:db8::1"});
     openssl({"x509", "-in", pem, "-outform", "DER", "-out", der});
     const std::string bytes = nebrix::test::readFile(der);
     const Memory certificate = Memory::copy(bytes.data(), static_cast<unsigned>(bytes.size()));
     const auto facts = PeerCertificate::describe(certificate, 18);
     ASSERT_NE(facts, nullptr);
-    EXPECT_EQ(facts->subject.view(),
-              "O=B\xC3\xBC"
-              "cher\\0A& \\01,CN=gw.example");
+    EXPECT_EQ(facts->subject.view(), "O=B\u00FCcher\\0A& \\01,CN=gw.example");
     EXPECT_EQ(facts->issuer, facts->subject);
     EXPECT_EQ(facts->names, (Strings{"gw.example", "10.0.0.1", "2001:db8::1"}));
     EXPECT_EQ(openssl({"x509", "-in", pem, "-noout", "-dates", "-dateopt", "iso_8601"}),

@@ -85,7 +85,8 @@ TEST_F(HostCheckerRules, readWholeRequests) {
     const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"# comment\r\n\n \t\r\nb file /etc\r\na\tfile   /etc \t", "b,a"},
-        {"a" + is + "b" + isNot + "c" + is + "c" + isNot + "d" + is + "d beep\n" + "e" + is, "a,e"},
+        {"a" + is + "b" + isNot + "c" + is + "c" + isNot + "d" + is + "d beep\n" + "f" + isNot + "f" + is + "e" + is,
+         "a,e"},
         {"a,b" + is + "a&b" + is + id + is + id + "i" + is + "a file /" + std::string(2000, 'x') + "\nb" + is,
          id + ",b"},
         {many, "rule"},

@@ -10,15 +10,12 @@ PrivateHome::~PrivateHome() {
     ::setenv("HOME", m_formerHome.c_str(), 1);
 }
 
-void PrivateHome::configure(const std::vector<std::string>& ignoredDomains, bool download) const {
-    const std::string flag = download ? "true" : "false";
+void PrivateHome::configure(const std::vector<std::string>& ignoredDomains, const std::string& more) const {
     std::string text = "<nebrixclient><sslcertignoredomains>";
     for (const std::string& domain : ignoredDomains) {
         text += "<domains>" + domain + "</domains>";
     }
-    text += "</sslcertignoredomains><hostcheckerdll><download>" + flag +
-            "</download></hostcheckerdll><plugindll><download>" + flag + "</download></plugindll></nebrixclient>";
-    m_directory.write(".Nebrix/nebrixclient.xml", text);
+    m_directory.write(".Nebrix/nebrixclient.xml", text + "</sslcertignoredomains>" + more + "</nebrixclient>");
 }
 
 }  // namespace nebrix::test

@@ -21,9 +21,8 @@ public:
     [[nodiscard]] std::string data() const { return m_directory.path(".Nebrix"); }
     /// A path in the data directory.
     [[nodiscard]] std::string data(const std::string& name) const { return data() + "/" + name; }
-    /// Writes the client's local configuration: the authorities whose certificates are not checked, and the download
-    /// switches.
-    void configure(const std::vector<std::string>& ignoredDomains, bool download = true) const;
+    /// Writes the client's local configuration: the authorities whose certificates are not checked, and whatever else.
+    void configure(const std::vector<std::string>& ignoredDomains, const std::string& more = "") const;
 
 private:
     TemporaryDirectory m_directory;

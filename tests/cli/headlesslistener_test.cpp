@@ -1,0 +1,99 @@
+#include "apps/nebrixclient-cli/headlesslistener.h"
+
+#include <gtest/gtest.h>
+
+#include "libs/curl/requestinfo.h"
+
+namespace tessel::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+using eventline::Form;
+
+class HeadlessListenerTest : public testing::Test {
+protected:
+    /// The lines of these notifications, in this form.
+    template <class Notify>
+    Lines printed(Form form, bool changesOnly, Notify notify) {
+        Lines lines;
+        HeadlessListener listener(
+            form, changesOnly, [&](const String& line) { lines.emplace_back(line.view()); }, [this] { ++m_ends; });
+        notify(listener);
+        m_end = listener.end();
+        return lines;
+    }
+
+    int m_ends = 0;
+    std::optional<SessionEnd> m_end;
+};
+
+void everything(HeadlessListener& listener) {
+    for (const ClientType type : {ClientType::PluginDll, ClientType::HostChecker, ClientType::PluginDllNoTunnel}) {
+        listener.onDispatch(type);
+    }
+    for (int status = 1; status <= 5; ++status) {
+        listener.onStatus(static_cast<ClientStatus>(status));
+    }
+    listener.onVpnStatus("a\nb");
+    listener.onVpnStatus("");
+    listener.onFatalError("");
+    listener.onConnectError(RequestInfo());
+}
+
+TEST_F(HeadlessListenerTest, printsEachNotificationAsALine) {
+    EXPECT_EQ(printed(Form::Text, false, everything),
+              (Lines{"dispatch: tunnel plug-in", "dispatch: host checker", "dispatch: plug-in without tunnel",
+                     "status: idle", "status: downloading components", "status: connected", "status: session over",
+                     "status: host checking", "vpn: a\\x0ab", "vpn", "fatal-error", "connect-error: Code: 0"}));
+    EXPECT_EQ(m_ends, 3) << "each of the three that end a session";
+    EXPECT_EQ(printed(Form::Json, false, everything),
+              (Lines{R"({"event":"dispatch","name":"tunnel plug-in","type":2})",
+                     R"({"event":"dispatch","name":"host checker","type":3})",
+                     R"({"event":"dispatch","name":"plug-in without tunnel","type":4})",
+                     R"({"event":"status","name":"idle","status":1})",
+                     R"({"event":"status","name":"downloading components","status":2})",
+                     R"({"event":"status","name":"connected","status":3})",
+                     R"({"event":"status","name":"session over","status":4})",
+                     R"({"event":"status","name":"host checking","status":5})", R"({"event":"vpn","text":"a\nb"})",
+                     R"({"event":"vpn","text":""})", R"({"event":"fatal-error","text":""})",
+                     R"({"code":0,"event":"connect-error","text":"Code: 0"})"}));
+}
+
+TEST_F(HeadlessListenerTest, leavesOutWhatRepeatsWhenAskedTo) {
+    const auto notify = [](HeadlessListener& listener) {
+        for (const char* line : {"", "up", "up", "", "", "up"}) {
+            listener.onVpnStatus(line);
+        }
+    };
+    EXPECT_EQ(printed(Form::Text, true, notify), (Lines{"vpn", "vpn: up", "vpn", "vpn: up"}));
+    EXPECT_EQ(printed(Form::Text, false, notify).size(), 6U);
+}
+
+TEST_F(HeadlessListenerTest, keepsTheAccountForTheEnd) {
+    const auto notify = [](HeadlessListener& listener) {
+        listener.onSessionEnd({.kind = EndKind::Refused, .host = "gw:1", .httpStatus = 403, .text = "no"});
+        EXPECT_FALSE(listener.end().has_value());
+        listener.onFatalError("");
+    };
+    EXPECT_EQ(printed(Form::Text, false, notify), Lines{"fatal-error"});
+    ASSERT_TRUE(m_end.has_value());
+    EXPECT_EQ(m_end->host, "gw:1");
+    EXPECT_EQ(printed(Form::Json, false, notify).front(),
+              R"({"detail":"no","event":"end","host":"gw:1","httpStatus":403,"kind":"refused",)"
+              R"("text":"the gateway gw:1 refused the session: \"no\"","wanted":false})");
+}
+
+TEST_F(HeadlessListenerTest, exitsWith0ForAnEndThatSomebodyWanted) {
+    const std::tuple<EndKind, EndCause, int> cases[] = {
+        {EndKind::User, EndCause::None, 0},           {EndKind::Component, EndCause::AskedAgain, 0},
+        {EndKind::Gateway, EndCause::None, 0},        {EndKind::Unreachable, EndCause::None, 3},
+        {EndKind::Certificate, EndCause::Expired, 3}, {EndKind::Refused, EndCause::None, 1},
+        {EndKind::PostLost, EndCause::Address, 1},    {EndKind::PostLost, EndCause::Name, 3},
+        {EndKind::PostLost, EndCause::Cut, 3},        {EndKind::PostLost, EndCause::TooLarge, 1}};
+    for (const auto& [kind, cause, code] : cases) {
+        EXPECT_EQ(static_cast<int>(exitCodeOf({.kind = kind, .cause = cause})), code) << name(kind) << name(cause);
+    }
+}
+
+}  // namespace
+}  // namespace tessel::test

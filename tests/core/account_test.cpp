@@ -1,0 +1,58 @@
+#include "apps/nebrixclient/account.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "apps/nebrixclient/plugindllinstance.h"
+#include "libs/base/thread.h"
+
+namespace tessel::test {
+namespace {
+
+TEST(SessionEnd, isASentence) {
+    const std::pair<SessionEnd, const char*> cases[] = {
+        {{.kind = EndKind::Refused, .host = "gw"}, "the gateway gw refused the session and gave no reason"},
+        {{.kind = EndKind::Unreachable, .cause = EndCause::Proxy, .host = "gw"},
+         "the gateway gw could not be reached: the proxy could not be used"},
+        {{.kind = EndKind::Unreachable, .cause = EndCause::Proxy, .host = "gw", .httpStatus = 407},
+         "the gateway gw could not be reached: the proxy refused with HTTP status 407"},
+        {{.kind = EndKind::NotUnpacked, .path = "a.zip", .text = "why"},
+         "the archive a.zip could not be unpacked: why"},
+        {{.kind = EndKind::Component, .cause = EndCause::AskedAgain, .number = 3},
+         "the component asked for the end, reason 3"},
+        {{.kind = EndKind::ComponentFailed, .cause = EndCause::Raised, .key = "DllStop2", .text = "what"},
+         "the component failed in DllStop2: what"},
+        {{.kind = EndKind::NotWritable, .path = "/p", .text = "why"}, "/p cannot be read or written: why"}};
+    for (const auto& [end, sentence] : cases) {
+        EXPECT_EQ(describe(end), sentence);
+    }
+}
+
+TEST(SessionEnd, isWhatAnErrorMeans) {
+    const String folder = NEBRIX_TEST_COMPONENTS "/libtest-plugin-";
+    const std::pair<std::function<void()>, const char*> cases[] = {
+        {[&] { PluginDllInstance(folder + "no-release.so", "1", "/"); },
+         "the component lacks the entry DllReleaseStr: "},
+        {[&] { PluginDllInstance(folder + "none.so", "1", "/"); }, "the component cannot be loaded: "},
+        {[&] { PluginDllInstance(folder + "null-create.so", "1", "/"); }, "the component gives no instance"},
+        {[] {
+             raise<EThread>("no thread", {"libs/x", 1});
+         },
+         "this machine gives the program too little: no thread"},
+        {[] {
+             raise<Exception>("else", {"libs/x", 1});
+         },
+         "an unexpected error: else"}};
+    for (const auto& [fail, sentence] : cases) {
+        try {
+            fail();
+            ADD_FAILURE() << sentence;
+        } catch (const Exception& caught) {
+            EXPECT_TRUE(describe(endOf(caught)).starts(sentence)) << describe(endOf(caught)).str();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tessel::test
