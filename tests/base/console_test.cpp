@@ -106,7 +106,7 @@ TEST(ConsoleLine, bodiesAreBoundedAndOfOneLine) {
         {"m", "\xe2\x80\xa8\xe2\x80\xaf", ".m \\xe2\\x80\\xa8\xe2\x80\xaf"},
         {"m", "\xe2\x81\xa6\xf0\x9f\x99\x82", ".m \\xe2\\x81\\xa6\xf0\x9f\x99\x82"},
         {"m", "\x9b\xc3(\xed\xa0\x80", ".m \\x9b\\xc3(\\xed\\xa0\\x80"},
-        {"m", "\xe0\x82\x9b\xe2\x80", ".m \\xe0\\x82\\x9b\\xe2\\x80"},
+        {"m", "\xe0\x81\x81\xe2\x80", ".m \\xe0\\x81\\x81\\xe2\\x80"},
         {"m", "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx", ".m xxxxxxxxxxxxxxxxxxxx..."},
         {"m", "xxxxxxxxxxxxxxxxxx\xe2\x82\xac\xe2\x82\xac", ".m xxxxxxxxxxxxxxxxxx..."},
         {"m", "xxxxxxxxxxxxxxxxxxxxxxx", ".m xxxxxxxxxxxxxxxxxxxxxxx"},
@@ -271,7 +271,8 @@ TEST_F(ConsoleTest, aFullSystemLogDelaysNothingAndItsLossIsCounted) {
     for (std::string next; (next = daemon->receive()).find("not taken") == std::string::npos && !next.empty();) {
         ++taken;
     }
-    EXPECT_EQ(taken + reported("not taken by the system log"), kLines + 1);
+    const unsigned long lost = reported("not taken by the system log");
+    EXPECT_TRUE(lost > 0 && taken + lost == kLines + 1) << lost;
 
     daemon = std::make_unique<Daemon>(directory.path("socket"));  // started anew
     log(LogCategory::Error, "after");
@@ -279,6 +280,10 @@ TEST_F(ConsoleTest, aFullSystemLogDelaysNothingAndItsLossIsCounted) {
     EXPECT_THAT(daemon->receive(), StartsWith("<11>"));
     platform::systemLog(LogCategory::Trace, String::copy(std::string(400'000, 'x').c_str()));
     EXPECT_GT(daemon->receive().size(), 50'000U) << "cut to what a datagram takes";
+    for (int i = 0; i < 1000; ++i) {
+        platform::systemLog(LogCategory::Trace, "short");
+    }
+    EXPECT_GT(platform::systemLogState(true).lost, 0U) << "what waited in vain to the end";
     Console::setSystemLogSink([](LogCategory, const String&) {});
     for (const LogCategory category : kAll) {
         console->setStream(category, "stdout");
@@ -310,7 +315,7 @@ TEST_F(ConsoleTest, aPipeThatNobodyReadsStopsNoFileAndItsLossIsCounted) {
     console->setStream(LogCategory::Trace, "null");  // closes it
     reader.join();
     ::close(ends[0]);
-    EXPECT_EQ(lines + lost, kLines);
+    EXPECT_TRUE(lost > 0 && lines + lost == kLines) << lost;
 }
 
 TEST_F(ConsoleTest, theQueueIsBoundedAndWhatItDropsIsCounted) {
@@ -376,15 +381,6 @@ TEST_F(ConsoleTest, aFileThatIsNotOursGivesWayToOneInTheUsersDirectory) {
     EXPECT_THAT(readFile(own.str()), EndsWith("cannot be written, the log goes to " + std::string(own.view()) + "\n"));
     EXPECT_FALSE(console->setStream(LogCategory::Trace, file("log")));
     EXPECT_EQ(console->getFilename(LogCategory::Trace), "null");
-}
-
-TEST_F(ConsoleTest, tellsTheSystem) {
-    EXPECT_EQ(console->getOs(), "");  // until one of its parts was asked for
-    EXPECT_EQ(console->getOsName(), "Linux");
-    EXPECT_EQ(console->getOs(), console->getOsName() + " " + console->getOsVersion() + " " + console->getOsPatch());
-    console->infoSystem(true);
-    ASSERT_TRUE(console->flush(30'000));
-    EXPECT_TRUE(system.contains("TRACE Console.infoSystem " + std::string(console->getOs().view()) + " "));
 }
 
 }  // namespace

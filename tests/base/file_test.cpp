@@ -204,23 +204,12 @@ TEST_F(FileTest, whatDoesNotFitInto32BitsIsToldByNoOtherNumber) {
 TEST_F(FileTest, aPathWithNulNamesNothing) {
     directory.write("f", "kept");
     const String path = at("f") + String("\0x", 2);
-    const String root("\0", 1);
-    EXPECT_FALSE(File::exists(path) || File().open(path, File::kIn) || File::isDirectory(at("") + root));
-    EXPECT_FALSE(File::isReadOnly(path) || File::getLastWriteTime(path) != 0);
-    EXPECT_THROW(File::readAllFile(path), EFile);
-    EXPECT_THROW(File::writeAllFile(path, ""), EFile);
+    EXPECT_FALSE(File::exists(path) || File().open(path, File::kIn) || File::isReadOnly(path));
     EXPECT_THROW(File::writeAtomically(path, ""), EFile);
-    EXPECT_THROW(File::copy(path, at("g")), EFile);
     EXPECT_THROW(File::copy(at("f"), path), EFile);
     EXPECT_THROW(File::move(path, at("g")), EFile);
-    EXPECT_THROW(File::move(at("f"), at("g") + root), EFile);
-    EXPECT_THROW(File::remove(path), EFile);
     EXPECT_THROW(File::removeTree(path), EFile);
-    EXPECT_THROW(File::createDirectory(at("g") + root), EFile);
-    EXPECT_THROW(File::setReadOnly(path, true), EFile);
-    List<String> names;
-    File::getFullList(root, names);
-    EXPECT_EQ(names.size(), 0U);
+    EXPECT_THROW(File::createDirectory(at("g") + String("\0", 1)), EFile);
     EXPECT_EQ(listTree(directory.path()) + content("f"), "f\nkept");
 }
 

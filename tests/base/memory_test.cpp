@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <sanitizer/asan_interface.h>
 
 #include <cstring>
 #include <string>
@@ -118,29 +117,6 @@ TEST(MemoryBlockPool, whatAThreadReleasesServesOthersWhenItHasEnded) {
         EXPECT_EQ(Block(memoryBlockPool.create(700)).get(), block) << late;
     }
 }
-
-TEST(MemoryBlockPool, aThreadKeepsOneOfTheLargeBlocks) {
-    const Block kept = memoryBlockPool.create(5000);
-    const MemoryBlock* displaced = nullptr;
-    for (const unsigned size : {5000U, 6000U}) {
-        const Block released = memoryBlockPool.create(size);
-        displaced = size == 5000 ? released.get() : displaced;
-    }
-    std::thread([&] { EXPECT_EQ(Block(memoryBlockPool.create(5000)).get(), displaced); }).join();
-}
-
-#if __has_feature(address_sanitizer)
-TEST(MemoryBlockPool, idleBytesAreFaultsForTheAddressSanitizer) {
-    Block blocks[] = {memoryBlockPool.create(200), memoryBlockPool.create(200)};
-    const char* const last[] = {blocks[0]->data() + 255, blocks[1]->data() + 255};
-    for (const int expected : {0, 1}) {
-        EXPECT_EQ(__asan_address_is_poisoned(last[0]), expected);
-        EXPECT_EQ(__asan_address_is_poisoned(last[1]), expected);
-        blocks[0].clear();
-        blocks[1].clear();
-    }
-}
-#endif
 
 TEST(MemoryBlockPool, abortsForSizesThatItCannotGive) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");

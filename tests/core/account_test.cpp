@@ -2,11 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "apps/nebrixclient/plugindllinstance.h"
-#include "libs/base/thread.h"
-
 namespace tessel::test {
 namespace {
 
@@ -26,31 +21,6 @@ TEST(SessionEnd, isASentence) {
         {{.kind = EndKind::NotWritable, .path = "/p", .text = "why"}, "/p cannot be read or written: why"}};
     for (const auto& [end, sentence] : cases) {
         EXPECT_EQ(describe(end), sentence);
-    }
-}
-
-TEST(SessionEnd, isWhatAnErrorMeans) {
-    const String folder = NEBRIX_TEST_COMPONENTS "/libtest-plugin-";
-    const std::pair<std::function<void()>, const char*> cases[] = {
-        {[&] { PluginDllInstance(folder + "no-release.so", "1", "/"); },
-         "the component lacks the entry DllReleaseStr: "},
-        {[&] { PluginDllInstance(folder + "none.so", "1", "/"); }, "the component cannot be loaded: "},
-        {[&] { PluginDllInstance(folder + "null-create.so", "1", "/"); }, "the component gives no instance"},
-        {[] {
-             raise<EThread>("no thread", {"libs/x", 1});
-         },
-         "this machine gives the program too little: no thread"},
-        {[] {
-             raise<Exception>("else", {"libs/x", 1});
-         },
-         "an unexpected error: else"}};
-    for (const auto& [fail, sentence] : cases) {
-        try {
-            fail();
-            ADD_FAILURE() << sentence;
-        } catch (const Exception& caught) {
-            EXPECT_TRUE(describe(endOf(caught)).starts(sentence)) << describe(endOf(caught)).str();
-        }
     }
 }
 

@@ -68,13 +68,6 @@ TEST_F(ComponentsTest, eachKindHasItsNotificationsAndCallsInOrder) {
     }
 }
 
-TEST_F(ComponentsTest, aPluginThatAsksForTheEndIsStopped) {
-    serve();
-    say(R"([{"code":8,"reason":2}])");
-    EXPECT_EQ(run(PluginDll), (Lines{"dispatch 2", "end component", "status 4"}));
-    EXPECT_TRUE(calls().ends_with("DllGetErrors2\nDllReleaseStr\t[{\"code\":8,\"reason\":2}]\nDllStop2\n")) << calls();
-}
-
 TEST_F(ComponentsTest, whatIsGivenUpAtItsAnnouncementIsNotLoaded) {
     for (const ComponentType type : {Hostchecker, PluginDllNoTunnel}) {
         serve();

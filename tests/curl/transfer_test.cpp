@@ -92,8 +92,6 @@ TEST(Transfer, keepsOnlyTheLastAnswersHeader) {
     EXPECT_EQ(info.getResponseHeader().get("x-last"), "yes");
     EXPECT_FALSE(info.getResponseHeader().has("X-Interim"));
     EXPECT_FALSE(info.getResponseHeader().has("Link"));
-    EXPECT_FALSE(session.request("http://127.0.0.1:1/", body, info));
-    EXPECT_EQ(info.getResponseHeader().getResponseCode(), 0);
 }
 
 TEST(Transfer, sendsAgentCookiesAndPostedBytes) {
@@ -198,7 +196,7 @@ TEST(Transfer, failuresAreToldAndLogged) {
     } cases[] = {{"", "file:///etc/passwd", "1", TransferFailure::Url},
                  {"", "ftp://127.0.0.1/", "1", TransferFailure::Url},
                  {"", "", "3", TransferFailure::Url},
-                 {"", String("http://127.0.0.1\0/", 18), "3", TransferFailure::Url},
+                 {"", String("http://127.0.0.1:1/\0", 20), "3", TransferFailure::Url},
                  {"", "http://user@/HOST/p", "3", TransferFailure::Url},
                  {"", "https:/127.0.0.1/p", "3", TransferFailure::Url},
                  {"", "http://127.0.0.1:65536/", "3", TransferFailure::Url},

@@ -56,6 +56,7 @@ const Logged kIncomplete = caught("EMediationResponse:client:62 -> client:160");
 const Logged kIncompleteResult = caught("EConfMissingKey:confhelper:192 -> client:160");
 const Logged kNoSuchType = caught("EClientConfiguration:clientconfiguration:90 -> client:160");
 const Logged kNoPlatform{"ConfHelper.OptionalConf", "Using missing configuration: \"linux64_openssl3\""};
+const Logged kNotThere = caught("EConfUsingMissingOptionalConf:confhelper:264 -> client:160");
 const Logged kNotDownloaded{"DownloadManager.downloadFileTo", "Error while downloding '*"};
 const Logged kPostRefused{"NebrixClientHostchecker.main", "the demonstration refuses the host check"};
 const Logged kPostUnreadable{"NebrixClientHostchecker.run", "Bad response from mediation"};
@@ -78,7 +79,7 @@ const Case kCases[] = {
     {"missing-result", kFatal, "the answer of GW lacks \"result\"", {kIncomplete}},
     {"missing-key", kFatal, "the answer of GW lacks \"result.responseurl\"", {kMissing, kIncompleteResult}},
     {"unknown-type", kFatal, kTypeUnknown, {kUnknown, kNoSuchType}},
-    {"missing-platform", kFatal, "the answer of GW lacks \"linux64_openssl3\"", {kNoPlatform}},
+    {"missing-platform", kFatal, "the answer of GW lacks \"linux64_openssl3\"", {kNoPlatform, kNotThere}},
     {"slow", kOver, "", {}},
 
     // Of the archive.

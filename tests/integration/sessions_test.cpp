@@ -28,11 +28,13 @@ TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
         Session session(referenceComponents());
         ChildProcess client(session.client(ComponentType::PluginDll, {"--changes-only"}));
         EXPECT_TRUE(client.waitForOutput("vpn: connected ip=192.0.2.")) << client.output() << client.errors();
+        EXPECT_FALSE(client.wait(ChildProcess::Milliseconds(600))) << "and is polled";
         client.signalGroup(signal);
         EXPECT_EQ(client.wait(), 0) << client.errors();
         const std::string output = client.output();
         EXPECT_TRUE(output.starts_with("dispatch: tunnel plug-in\n")) << output;
         EXPECT_TRUE(output.ends_with("status: session over\n")) << output;
+        EXPECT_EQ(output.find("vpn: connected"), output.rfind("vpn: connected")) << output;
         EXPECT_TRUE(std::filesystem::exists(session.home().data(
             "Plugin/PKIs/127.0.0.1_" + std::to_string(session.gateway().port()) + "/authority.pem")));
     }
@@ -71,7 +73,8 @@ TEST(Sessions, theGatewaysHostIsOneHoweverItIsWritten) {
         ASSERT_EQ(client.wait(), 0);
         EXPECT_THAT(session.calls(), testing::HasSubstr("DllSetHostname2\t" + std::string(told) + "\n"));
     }
-    for (const char* link : {"https://id@/127.0.0.1:1/m", "https://id@:8443/m", "https://id@gw:http/m", "/m"}) {
+    for (const char* link :
+         {"https://id@/127.0.0.1:1/m", "https://id@:8443/m", "https://id@gw:http/m", "/m", "--wrong"}) {
         EXPECT_EQ(runProgram({NEBRIX_TEST_BIN "/nebrixclient-cli", link}).status, 2) << link;
     }
     const char* const tooLong = "(printf https://id@127.0.0.1:1/; head -c 66000 /dev/zero | tr '\\0' x) | \"$0\" -";

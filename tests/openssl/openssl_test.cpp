@@ -68,15 +68,6 @@ TEST_F(Rsa, verifiesWhatItsOtherHalfSignedAndNothingElse) {
     }
 }
 
-TEST_F(Rsa, generatesPairsOfTheirOwn) {
-    const String text("content");
-    RSA made;
-    made.generate();
-    const Memory signature = made.sign(data(text), text.length());
-    EXPECT_GT(verify(made.publicPem(), text, signature), 0);
-    EXPECT_EQ(verify(s_pair.publicPem(), text, signature), 0);
-}
-
 TEST_F(Rsa, aSignatureCutByItsLastByteNeverVerifies) {
     // One whose last byte a filling with zero bytes would give back.
     Memory signature;

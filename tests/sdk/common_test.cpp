@@ -25,20 +25,6 @@ TEST(ComponentText, jsonStringsComeBackAsTheyWere) {
     }
 }
 
-TEST(ComponentText, stopsAtItsLimitAndRecovers) {
-    nebrix_text text = NEBRIX_TEXT_INIT(4);
-    nebrix_text_append(&text, "abc");
-    nebrix_text_append(&text, "de");
-    nebrix_text_append(&text, "f");
-    EXPECT_TRUE(text.failed);
-    EXPECT_STREQ(nebrix_text_get(&text), "abc");
-    nebrix_text_clear(&text);
-    nebrix_text_append(&text, "wxyz");
-    EXPECT_FALSE(text.failed);
-    EXPECT_STREQ(nebrix_text_get(&text), "wxyz");
-    nebrix_text_free(&text);
-}
-
 TEST(ComponentLog, dropsItsOldestLinesWhole) {
     nebrix_log log;
     nebrix_log_init(&log);

@@ -143,6 +143,7 @@ TEST_F(NoTunnel, fetchesAFileForItsOwnerAlone) {
     g_cut = true;
     EXPECT_EQ(launch(1, "plan 100%.txt"), -4);
     EXPECT_EQ(readFile(path), "whole") << "a failed transfer must not touch the earlier file";
+    EXPECT_EQ(listTree(m_directory.path()), "Resources/\nResources/plan 100%.txt\n");
     EXPECT_EQ(m_plugin.poll(), Messages{});
     EXPECT_NE(m_plugin.text(NEBRIX_NAME_GET_LOGS).find("cannot fetch /resources/"), std::string::npos);
 }

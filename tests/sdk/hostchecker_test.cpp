@@ -24,7 +24,8 @@ std::string evaluate(const std::string& root, const std::string& request) {
 TEST(HostCheckerVersion, ordersAsPackageManagersDo) {
     // Ascending.
     const std::vector<std::string> versions = split(
-        "1.0~~ 1.0~~a 1.0~rc1 1.0 1.0-1 1.0-1+b1 1.0-1.1 1.0-10 1.0a 1.0+x 1.0.1 1.2 1.10 12 99999999999999999999 "
+        "1.0~~ 1.0~~a 1.0~rc1 1.0 1.0-1 1.0-1+b1 1.0-1.1 1.0-10 1.0a 1.0+x 1.0-1-1 1.0.1 1.2 1.10 12 "
+        "99999999999999999999 "
         "100000000000000000000 1:0.1 2:0",
         ' ');
     for (std::size_t i = 0; i < versions.size(); ++i) {
@@ -52,6 +53,7 @@ protected:
                      "Package: openssl\nStatus: install ok installed\nDescription: " + std::string(9000, 'x') +
                          "\n Package: inside\nVersion: 3.0.11-1\n\n"
                          "Package: removed\nStatus: deinstall ok config-files\nVersion: 1\n\n"
+                         "Package: bare\nStatus: install ok installed\n\n"
                          "Package: last\nStatus: hold ok installed\nVersion: 1:2\n");
     }
     TemporaryDirectory m_root;
@@ -64,7 +66,8 @@ TEST_F(HostCheckerRules, judgeEachConditionOnItsFacts) {
     };
     expect("rule",
            "file /etc/os-release;file /etc;not file /etc/none;process a-very-long-nam;process a-very-long-name;"
-           "process updated;os debian;os debian >= 12;kernel Linux > 5.10;package openssl >= 3.0.11-1;"
+           "process updated;os debian;os debian >= 12;kernel Linux > 5.10;package openssl >= 3.0.11-1;package bare;not "
+           "package bare < 9;"
            "package last >= 5;not package removed");
     expect("",
            "file /etc/none;process itself;process not-a-number;os debian != 12.4;os fedora;kernel Linux < 6;"
