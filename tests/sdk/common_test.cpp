@@ -2,7 +2,7 @@
 #include <json/json.h>
 
 extern "C" {
-#include "sdk/components/common/log.h"
+#include "sdk/components/common/text.h"
 }
 
 namespace {
@@ -23,21 +23,6 @@ TEST(ComponentText, jsonStringsComeBackAsTheyWere) {
         EXPECT_EQ(value.asString(), read);
         nebrix_text_free(&text);
     }
-}
-
-TEST(ComponentLog, dropsItsOldestLinesWhole) {
-    nebrix_log log;
-    nebrix_log_init(&log);
-    for (int i = 0; i < 5000; ++i)
-        nebrix_log_line(&log, "line ", std::to_string(i).c_str());
-    char* const text = nebrix_log_copy(&log);
-    const std::string copy = text;
-    std::free(text);
-    EXPECT_LE(copy.size(), 65536U);
-    EXPECT_EQ(copy.find("line 0\n"), std::string::npos);
-    EXPECT_EQ(copy.substr(copy.size() - 10), "line 4999\n");
-    EXPECT_EQ(copy.substr(20, 6), " line ") << "the first line must be whole";
-    nebrix_text_free(&log.text);
 }
 
 }  // namespace
