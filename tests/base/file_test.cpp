@@ -342,6 +342,15 @@ TEST_F(FileTest, aDirectoryIsKeptPrivateOrNamedInTheLog) {
     EXPECT_TRUE(log.contains("' cannot be made its owner's alone: No such file or directory"));
 }
 
+TEST(File, takesPathsApart) {
+    using Row = std::pair<const char*, const char*>;
+    for (const auto& [path, directory] :
+         {Row{"a/b/c", "a/b/"}, {"\"a\\b\\c\"", "a/b/"}, {"a", ""}, {"/a", "/"}, {"a/", "a/"}}) {
+        EXPECT_EQ(File::getPath(path), directory) << path;
+        EXPECT_EQ(File::getSubPath(path), String(directory).trimRight('/')) << path;
+    }
+}
+
 TEST(File, findsTheUsersDataDirectory) {
     ::setenv("HOME", "/somewhere", 1);
     EXPECT_EQ(File::getUserApplicationDataDirectory(), "/somewhere/.Nebrix/");

@@ -102,6 +102,7 @@ TEST_F(ComponentsTest, eachKindObeysTheSwitchOfItsDirectory) {
             const bool fetched = (type == Hostchecker) == (off == "plugindll");
             EXPECT_EQ(m_gateway->requests().count("/components/" + std::string(typeName(type)) + "/"), fetched) << off;
         }
+        EXPECT_TRUE(logged(".downloadDll Not downloading dll according to configuration")) << off;
     }
 }
 
