@@ -4,7 +4,6 @@
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <functional>
@@ -301,22 +300,6 @@ TEST(TlsMessages, tellTheFirstCertificateAndTheGoodbye) {
     }
     EXPECT_TRUE(after("\x01\0"s).closed());
     EXPECT_FALSE(after("\x02\x28"s).closed());
-}
-
-TEST(Transfer, withoutADescriptorItIsTheMachinesFailure) {
-    CurlSession session;
-    RequestInfo info;
-    Memory body;
-    const int next = ::dup(STDERR_FILENO);
-    ::close(next);
-    rlimit former{};
-    ::getrlimit(RLIMIT_NOFILE, &former);
-    const rlimit none{static_cast<rlim_t>(next), former.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &none);
-    EXPECT_FALSE(session.request("http://127.0.0.1:1/", body, info));
-    ::setrlimit(RLIMIT_NOFILE, &former);
-    EXPECT_EQ(info.failure(), TransferFailure::Resources) << info.format().str();
-    EXPECT_EQ(info.getErrorBuffer(), "No socket: Too many open files");
 }
 
 TEST(Transfer, itsConnectionIsNotInherited) {
