@@ -2,6 +2,8 @@
 
 #include <wx/string.h>
 
+#include <memory>
+
 class wxDialog;
 class wxMenuItem;
 class wxWindow;
@@ -49,6 +51,17 @@ void makeNotification(wxWindow& window);
 
 /// Ends a dialog's modal run as its close control would, also a native one.
 void endModal(wxDialog& dialog);
+
+/// Lets the program outlive the X server's errors, which are logged: the tray's window and those in it are another
+/// program's, and it may crash at any moment. Once GTK has started.
+void surviveXErrors();
+
+/// Keeps the widgets of the tray icon that was just made for as long as the result lives: a tray that crashes destroys
+/// them, and GTK's icon uses them once more when it goes.
+std::shared_ptr<void> holdTrayWidgets();
+
+/// Whether a menu can open without a click on a window of ours: on X11, and not on Wayland.
+bool canPopUpAnywhere();
 
 /// Takes an open pop-up menu down; whether there was one.
 bool closePopupMenu();

@@ -11,8 +11,15 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "apps/nebrixclient/gui/desktop.h"
+#include "apps/nebrixclient/gui/gobjectptr.h"
+#include "libs/base/log.h"
+
+#ifdef GDK_WINDOWING_X11
+#include <gdk/gdkx.h>  // its macros are in the way of the others' names
+#endif
 
 namespace nebrix::gui::desktop {
 
@@ -46,6 +53,57 @@ void hideShortcut(const wxMenuItem& entry) {
     if (label != nullptr && GTK_IS_ACCEL_LABEL(label)) {
         gtk_accel_label_set_accel_widget(GTK_ACCEL_LABEL(label), nullptr);
     }
+}
+
+#ifdef GDK_WINDOWING_X11
+
+namespace {
+
+/// GDK looks at the errors it expects while its own handler is in place; to any other it would end the program.
+int logXError(Display* /*display*/, XErrorEvent* error) {
+    constexpr int kMost = 20;  // a log is not to be filled with them
+    static int logged = 0;
+    if (logged++ < kMost) {
+        const wxString text = wxString::Format(
+            "X error %d of request %d.%d on 0x%lx", static_cast<int>(error->error_code),
+            static_cast<int>(error->request_code), static_cast<int>(error->minor_code), error->resourceid);
+        tessel::log(tessel::LogCategory::Trace, "desktop", "logXError", text.utf8_str());
+    }
+    return 0;
+}
+
+}  // namespace
+
+void surviveXErrors() {
+    if (canPopUpAnywhere()) {
+        XSetErrorHandler(logXError);
+    }
+}
+
+bool canPopUpAnywhere() { return GDK_IS_X11_DISPLAY(gdk_display_get_default()); }
+
+#else
+
+void surviveXErrors() {}
+
+bool canPopUpAnywhere() { return false; }
+
+#endif
+
+std::shared_ptr<void> holdTrayWidgets() {
+    using WidgetPtr = GObjectPtr<GtkWidget, g_object_unref>;
+    auto held = std::make_shared<std::vector<WidgetPtr>>();
+    const auto hold = [](GtkWidget* widget, gpointer list) {
+        static_cast<std::vector<WidgetPtr>*>(list)->emplace_back(GTK_WIDGET(g_object_ref(widget)));
+    };
+    const GObjectPtr<GList, g_list_free> windows(gtk_window_list_toplevels());
+    for (const GList* each = windows.get(); each != nullptr; each = each->next) {
+        if (std::strcmp(G_OBJECT_TYPE_NAME(each->data), "GtkTrayIcon") == 0) {
+            hold(GTK_WIDGET(each->data), held.get());
+            gtk_container_foreach(GTK_CONTAINER(each->data), hold, held.get());
+        }
+    }
+    return held;
 }
 
 void allowCoreDumps() {

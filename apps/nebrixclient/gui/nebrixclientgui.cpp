@@ -115,6 +115,7 @@ bool NebrixClientGui::OnInit() {
     NebrixClientArtProvider::init();
     wxArtProvider::Push(new NebrixClientArtProvider);
     desktop::showMenuImages();
+    desktop::surviveXErrors();
     catchSignals();
     nebrix::gui::onDisplayLoss(&endWithoutDisplay);
     if (argc <= 1) {
