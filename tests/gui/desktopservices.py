@@ -10,6 +10,7 @@ ITEM = "org.kde.StatusNotifierItem"
 MENU = "com.canonical.dbusmenu"
 BUS = "org.freedesktop.DBus"
 TIMEOUT = 5000  # milliseconds
+NO_ANSWER = object()
 
 
 class Service:
@@ -32,7 +33,7 @@ class Service:
         self._loop = GLib.MainLoop(context)
         self.connection = connect(self._address)
         for interface in Gio.DBusNodeInfo.new_for_xml(f"<node>{self.interface}</node>").interfaces:
-            self.connection.register_object(self.path, interface, self._method, lambda *_: GLib.Variant("b", True), None)
+            self.connection.register_object(self.path, interface, self._method, self._property, None)
         self.connection.signal_subscribe(BUS, BUS, "NameOwnerChanged", None, None, 0, self._owner_changed)
         self.call(BUS, "/", BUS, "RequestName", GLib.Variant("(su)", (self.name, 0)))
         self._ready.set()
@@ -44,7 +45,12 @@ class Service:
         self._thread.join()
 
     def _method(self, _connection, sender, _path, _interface, method, arguments, invocation):
-        invocation.return_value(getattr(self, "on_" + method)(sender, *arguments.unpack()))
+        result = getattr(self, "on_" + method)(sender, *arguments.unpack())
+        if result is not NO_ANSWER:
+            invocation.return_value(result)
+
+    def _property(self, _connection, _sender, _path, _interface, name):
+        return getattr(self, "get_" + name)()
 
     def _owner_changed(self, _connection, _sender, _path, _interface, _signal, arguments):
         name, _, owner = arguments.unpack()
@@ -58,7 +64,7 @@ class Service:
 
 
 class StatusNotifierWatcher(Service):
-    """Its own host."""
+    """Its own host. `forgets`: how many registrations it answers and does not list."""
 
     name = "org.kde.StatusNotifierWatcher"
     path = "/StatusNotifierWatcher"
@@ -66,15 +72,33 @@ class StatusNotifierWatcher(Service):
         <interface name="org.kde.StatusNotifierWatcher">
           <method name="RegisterStatusNotifierItem"><arg name="service" type="s" direction="in"/></method>
           <property name="IsStatusNotifierHostRegistered" type="b" access="read"/>
+          <property name="RegisteredStatusNotifierItems" type="as" access="read"/>
         </interface>"""
 
-    def __init__(self, address):
+    def __init__(self, address, forgets=0):
         self.items = []  # (bus name, object path), as they registered
+        self.forgets = forgets
         super().__init__(address)
 
     def on_RegisterStatusNotifierItem(self, sender, service):
         """The argument is a bus name, or an object path of the sender."""
-        self.items.append((sender, service) if service.startswith("/") else (service, "/StatusNotifierItem"))
+        if self.forgets:
+            self.forgets -= 1
+        else:
+            self.items.append((sender, service) if service.startswith("/") else (service, "/StatusNotifierItem"))
+
+    def get_IsStatusNotifierHostRegistered(self):
+        return GLib.Variant("b", True)
+
+    def get_RegisteredStatusNotifierItems(self):
+        return GLib.Variant("as", [service + "@" + path for service, path in self.items])
+
+    def call_item(self, method):
+        """As hosts do for a click; None for a method that the item refuses."""
+        try:
+            return self.call(*self.items[-1], ITEM, method, GLib.Variant("(ii)", (400, 300)))
+        except GLib.Error:
+            return None
 
     def item(self):
         """The properties of the item that registered last."""
@@ -92,6 +116,20 @@ class StatusNotifierWatcher(Service):
     def click(self, entry):
         number, _ = self.menu()[entry]
         self._call_menu("Event", GLib.Variant("(isvu)", (number, "clicked", GLib.Variant("i", 0), 0)))
+
+
+class HangingWatcher(Service):
+    """Has the watcher's name, and answers nothing."""
+
+    name = StatusNotifierWatcher.name
+    path = StatusNotifierWatcher.path
+    interface = """
+        <interface name="org.freedesktop.DBus.Properties">
+          <method name="Get"><arg type="s" direction="in"/><arg type="s" direction="in"/></method>
+        </interface>"""
+
+    def on_Get(self, *_):
+        return NO_ANSWER
 
 
 class SessionManager(Service):

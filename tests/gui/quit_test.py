@@ -8,6 +8,7 @@ import subprocess
 import time
 import unittest
 
+from accessible import SENSITIVE
 from client import BIN, HERE, LONGEST_QUIT, Flow, Home, catalog
 from desktop import wait_for
 from desktopservices import SessionManager
@@ -118,6 +119,16 @@ class QuitTest(Flow):
         for name in ("connecting", "mediation", "download", "polling"):
             with self.subTest(phase=name):
                 self.check_quit(self.phase(name), name)
+
+    def test_from_the_menu_over_a_dialog(self):
+        client = self.phase("polling")
+        client.choose("Settings")
+        client.dialog(EN["SETTINGS_TITLE"])
+        menu = client.open_menu()
+        self.assertEqual([node.name for node in menu.walk() if node.role == "menu item" and node.has(SENSITIVE)], ["Quit"])
+        self.desktop.key("Escape")
+        wait_for(lambda: not client.application().find("menu"), what="menu closed")
+        self.check_quit(client, "over-a-dialog")
 
     def test_while_resolving(self):
         if not namespaces_work("--mount", "--net"):

@@ -104,7 +104,8 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
     gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
     CertificateDialog certificate(nullptr, longestCertificate());
     NebrixClientAboutDialog about(nullptr);
-    gui::StatusWindow status(nullptr, [](int) {});
+    gui::StatusWindow status(
+        nullptr, [](int) {}, [] {});
     status.setTexts(_("STATUS_DOWNLOADING_COMPENENTS"), _("VPN_RECONNECTING"));
     auto* const log = new NebrixClientLogWindow(nullptr, "/dev/null", worker);
     for (wxTopLevelWindow* const window :

@@ -13,6 +13,7 @@ namespace nebrix::gui::bus {
 namespace {
 
 using ErrorPtr = GObjectPtr<GError, g_error_free>;
+using ConnectionPtr = GObjectPtr<GDBusConnection, g_object_unref>;
 using VariantPtr = GObjectPtr<GVariant, g_variant_unref>;
 
 constexpr int kCallTimeoutMilliseconds = 5000;
@@ -86,6 +87,106 @@ NameWatch::~NameWatch() {
     if (m_id != 0) {
         g_bus_unwatch_name(m_id);
     }
+}
+
+struct OwnConnectionCallbacks {
+    static void opened(GObject*, GAsyncResult* result, gpointer data) {
+        GError* raised = nullptr;
+        ConnectionPtr connection(g_dbus_connection_new_for_address_finish(result, &raised));
+        const ErrorPtr error(raised);
+        const std::unique_ptr<Opening> opening(static_cast<Opening*>(data));
+        if (!connection) {
+            logFailure("OwnConnection", *error);
+        } else if (g_cancellable_is_cancelled(opening->cancellable.get()) == FALSE) {
+            OwnConnection& self = *opening->receiver;
+            self.m_connection = connection.release();
+            runLogged([&] { self.m_opened(self.m_connection); });
+        }  // else it closes with its only reference
+    }
+
+    static void flushed(GObject* connection, GAsyncResult*, gpointer) {
+        g_dbus_connection_close(G_DBUS_CONNECTION(connection), nullptr, nullptr, nullptr);
+        g_object_unref(connection);
+    }
+
+    struct Opening {
+        OwnConnection* receiver;  // gone when cancelled
+        GObjectPtr<GCancellable, g_object_unref> cancellable;
+    };
+};
+
+OwnConnection::OwnConnection(std::function<void(GDBusConnection* connection)> opened)
+    : m_opened(std::move(opened)), m_cancellable(g_cancellable_new()) {
+    if (!exists(Kind::Session)) {
+        return;
+    }
+    const GObjectPtr<gchar, g_free> address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+    if (address) {
+        auto opening = std::make_unique<OwnConnectionCallbacks::Opening>();
+        opening->receiver = this;
+        opening->cancellable.reset(G_CANCELLABLE(g_object_ref(m_cancellable)));
+        const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                             G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+        g_dbus_connection_new_for_address(address.get(), flags, nullptr, m_cancellable, OwnConnectionCallbacks::opened,
+                                          opening.release());
+    }
+}
+
+OwnConnection::~OwnConnection() {
+    g_cancellable_cancel(m_cancellable);
+    g_object_unref(m_cancellable);
+    if (m_connection != nullptr) {
+        // Answers that were just given go first. The callback takes the reference over.
+        g_dbus_connection_flush(m_connection, nullptr, OwnConnectionCallbacks::flushed, nullptr);
+    }
+}
+
+struct ObjectCallbacks {
+    static void call(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* method,
+                     GVariant* arguments, GDBusMethodInvocation* invocation, gpointer object) {
+        GVariant* results = nullptr;
+        runLogged([&] { results = static_cast<Object*>(object)->m_handlers.call(method, arguments); });
+        GDBusArgInfo* const* const expected = g_dbus_method_invocation_get_method_info(invocation)->out_args;
+        if (results == nullptr && expected != nullptr && *expected != nullptr) {
+            g_dbus_method_invocation_return_error(invocation, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS,
+                                                  "Nothing to answer %s with", method);
+        } else {
+            g_dbus_method_invocation_return_value(invocation, results);
+        }
+    }
+
+    static GVariant* property(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* name,
+                              GError** error, gpointer object) {
+        GVariant* value = nullptr;
+        runLogged([&] { value = static_cast<Object*>(object)->m_handlers.property(name); });
+        if (value == nullptr) {
+            g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_PROPERTY, "No property %s", name);
+        }
+        return value;
+    }
+
+    static constexpr GDBusInterfaceVTable kTable = {call, property, nullptr, {}};
+};
+
+Object::Object(GDBusConnection* connection, const char* path, const char* introspection, Handlers handlers)
+    : m_handlers(std::move(handlers)),
+      m_path(path),
+      m_connection(G_DBUS_CONNECTION(g_object_ref(connection))),
+      m_node(g_dbus_node_info_new_for_xml(introspection, nullptr)),
+      m_id(g_dbus_connection_register_object(connection, path, m_node->interfaces[0], &ObjectCallbacks::kTable, this,
+                                             nullptr, nullptr)) {}
+
+Object::~Object() {
+    if (m_id != 0) {
+        g_dbus_connection_unregister_object(m_connection, m_id);
+    }
+    g_dbus_node_info_unref(m_node);
+    g_object_unref(m_connection);
+}
+
+void Object::emit(const char* signal, GVariant* arguments) const {
+    g_dbus_connection_emit_signal(m_connection, nullptr, m_path, m_node->interfaces[0]->name, signal, arguments,
+                                  nullptr);
 }
 
 struct SignalsCallbacks {

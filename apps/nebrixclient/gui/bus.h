@@ -10,6 +10,7 @@
 using GDBusConnection = struct _GDBusConnection;
 using GVariant = struct _GVariant;
 using GCancellable = struct _GCancellable;
+using GDBusNodeInfo = struct _GDBusNodeInfo;
 
 /// D-Bus for the GUI thread: nothing here waits, every callback comes from the event loop, none comes after the object
 /// it belongs to has ended, and what a callback raises is logged.
@@ -40,6 +41,53 @@ private:
     std::function<void()> m_gone;
     DeferredCall m_noBus;  // stands in for the bus that would have said so
     unsigned m_id = 0;     // of the watch; 0 when there is no bus
+};
+
+/// A connection to the session bus beside the one that everything else here shares: what is offered on it is gone for
+/// everybody when it closes, and never before.
+class OwnConnection {
+public:
+    /// `opened` is called once, unless there is no bus; that is logged as a trace line.
+    explicit OwnConnection(std::function<void(GDBusConnection* connection)> opened);
+    OwnConnection(const OwnConnection&) = delete;
+    OwnConnection& operator=(const OwnConnection&) = delete;
+    /// Closes it. Nothing that uses it may be left.
+    ~OwnConnection();
+
+private:
+    friend struct OwnConnectionCallbacks;
+    std::function<void(GDBusConnection*)> m_opened;
+    GCancellable* m_cancellable;
+    GDBusConnection* m_connection = nullptr;  // until open
+};
+
+/// An object with one interface, offered to other programs for as long as this lives.
+class Object {
+public:
+    struct Handlers {
+        /// The results, floating, in a tuple; null where there are none, and for arguments to be refused where a method
+        /// has results.
+        std::function<GVariant*(const std::string& method, GVariant* arguments)> call;
+        /// The value, which may be floating; null for a name that is none.
+        std::function<GVariant*(const std::string& name)> property;
+    };
+
+    /// `introspection`: a node with the one interface. Methods that it does not name are refused as unknown.
+    Object(GDBusConnection* connection, const char* path, const char* introspection, Handlers handlers);
+    Object(const Object&) = delete;
+    Object& operator=(const Object&) = delete;
+    ~Object();
+
+    /// Takes over floating `arguments`; null for none.
+    void emit(const char* signal, GVariant* arguments) const;
+
+private:
+    friend struct ObjectCallbacks;
+    Handlers m_handlers;
+    const char* m_path;
+    GDBusConnection* m_connection;
+    GDBusNodeInfo* m_node;
+    unsigned m_id;  // 0 where the path is taken
 };
 
 /// The signals of one interface of one object of one sender.

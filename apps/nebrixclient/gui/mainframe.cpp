@@ -118,7 +118,7 @@ void NebrixMainFrame::showAgain() {
 
 void NebrixMainFrame::showTaskBarIcon() {
     if (m_systrayIcon == nullptr) {
-        m_systrayIcon = std::make_unique<NebrixSystrayIcon>();
+        m_systrayIcon = std::make_unique<NebrixSystrayIcon>([this] { arrangeTray(); });
     }
     arrangeTray();
 }
@@ -135,24 +135,49 @@ void NebrixMainFrame::arrangeTray() {
     if (m_systrayIcon == nullptr || m_trays == nullptr || m_quit.started()) {
         return;
     }
-    const TrayKind kind = tessel::view::chooseTray(m_trays->x11Tray(), m_trays->statusNotifierHost());
-    if (!m_trayHidden) {
-        m_systrayIcon->present(kind);
+    const TrayKind kind = tessel::view::chooseTray({.statusNotifierHost = m_trays->statusNotifierHost(),
+                                                    .hostKnown = m_trays->settled(),
+                                                    .itemOverdue = m_systrayIcon->isOverdue(),
+                                                    .x11Tray = m_trays->x11Tray() != 0});
+    if (kind == TrayKind::Undecided) {
+        return;
     }
-    showStatusWindow(kind == TrayKind::Window && m_trays->settled());
+    m_trayKind = kind;
+    if (!m_trayHidden) {
+        m_systrayIcon->present(kind, m_trays->x11Tray());
+    }
+    showStatusWindow(kind == TrayKind::Window);
+}
+
+void NebrixMainFrame::showCommands() {
+    if (!m_quit.started()) {
+        showStatusWindow(true);
+        m_statusWindow->Raise();
+    }
 }
 
 void NebrixMainFrame::showStatusWindow(bool show) {
     if (show && !m_statusWindow) {
-        m_statusWindow = new nebrix::gui::StatusWindow(nullptr, [this](int id) { m_systrayIcon->command(id); });
+        m_statusWindow = new nebrix::gui::StatusWindow(
+            nullptr, [this](int id) { m_systrayIcon->command(id); }, [this] { closeStatusWindow(); });
         m_panel->setMirror([this](const wxString& main, const wxString& plugin) {
             if (m_statusWindow) {
                 m_statusWindow->setTexts(main, plugin);
             }
         });
     }
+    m_panel->standBack(show);
     if (m_statusWindow && m_statusWindow->IsShown() != show) {
         m_statusWindow->Show(show);
+    }
+}
+
+/// Quits where nothing else would be left to do so.
+void NebrixMainFrame::closeStatusWindow() {
+    if (m_trayKind == TrayKind::Window) {
+        stop();
+    } else {
+        showStatusWindow(false);
     }
 }
 

@@ -43,6 +43,9 @@ public:
     void showConfigurationDialogModal(wxWindow* parent);
     void showAbout();
     void showLogs();
+    /// Shows the window with the commands, for a tray host that cannot draw a menu where no menu of ours can open
+    /// either.
+    void showCommands();
     /// Brings the dialog that is open to the front; false when there is none.
     bool raiseOpenDialog();
 
@@ -62,6 +65,7 @@ private:
     void arrangeTray();
     void showStatusWindow(bool show);
     void decideOnCertificate(wxDialog& error);
+    void closeStatusWindow();
     void saveConfiguration();
     void onNotSaved();
     /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for.
@@ -75,6 +79,7 @@ private:
     bool m_trayHidden = false;                         // for good, by the host checker or the end
     tessel::SessionEnd m_end;                          // of the last attempt; of kind None while the first one runs
     bool m_givenUp = false;                            // a connection error was left with neither Retry nor Quit
+    tessel::view::TrayKind m_trayKind = tessel::view::TrayKind::Undecided;
 
     nebrix::gui::BackgroundWorker m_worker;  // after m_client, which its tasks use
     wxWeakRef<NebrixClientLogWindow> m_logWindow;

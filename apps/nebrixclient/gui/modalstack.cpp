@@ -4,9 +4,19 @@ namespace nebrix::gui {
 
 int ModalStack::Enter(wxDialog* dialog) {
     m_dialogs.push_back(dialog);
+    tell();
     return wxID_NONE;
 }
 
-void ModalStack::Exit(wxDialog* dialog) { std::erase(m_dialogs, dialog); }
+void ModalStack::Exit(wxDialog* dialog) {
+    std::erase(m_dialogs, dialog);
+    tell();
+}
+
+void ModalStack::tell() const {
+    if (m_changed) {
+        m_changed();
+    }
+}
 
 }  // namespace nebrix::gui

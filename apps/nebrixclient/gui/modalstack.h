@@ -2,6 +2,7 @@
 
 #include <wx/modalhook.h>
 
+#include <functional>
 #include <vector>
 
 namespace nebrix::gui {
@@ -9,7 +10,8 @@ namespace nebrix::gui {
 /// Knows which dialogs run modally, the native ones too, the innermost last. GUI thread.
 class ModalStack final : public wxModalDialogHook {
 public:
-    ModalStack() { Register(); }
+    /// `changed` is called when a dialog begins or ends its run, from within that.
+    explicit ModalStack(std::function<void()> changed = {}) : m_changed(std::move(changed)) { Register(); }
     ~ModalStack() override { Unregister(); }
     ModalStack(const ModalStack&) = delete;
     ModalStack& operator=(const ModalStack&) = delete;
@@ -22,6 +24,9 @@ protected:
     void Exit(wxDialog* dialog) override;
 
 private:
+    void tell() const;
+
+    const std::function<void()> m_changed;
     std::vector<wxDialog*> m_dialogs;
 };
 

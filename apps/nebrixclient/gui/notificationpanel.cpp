@@ -59,8 +59,21 @@ void NebrixClientNotificationPanel::setMirror(std::function<void(const wxString&
 
 void NebrixClientNotificationPanel::tellMirror() {
     if (m_mirror) {
-        m_mirror(mainText(), m_state.pluginRow() ? pluginText() : wxString());
+        const wxString plugin = m_state.pluginRow() ? pluginText() : wxString();
+        m_mirror(mainText(), m_progressText->IsShown() ? m_progressText->GetLabelText() : plugin);
     }
+}
+
+void NebrixClientNotificationPanel::standBack(bool back) {
+    m_standsBack = back;
+    if (IsShown() != (m_wanted && !back)) {
+        Show(m_wanted);
+    }
+}
+
+bool NebrixClientNotificationPanel::Show(bool show) {
+    m_wanted = show;
+    return NotificationPanel::Show(show && !m_standsBack);
 }
 
 void NebrixClientNotificationPanel::fadeIn() {

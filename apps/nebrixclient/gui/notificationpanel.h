@@ -35,6 +35,10 @@ public:
     /// Shows what is so now, until it is clicked away; also after it has hidden itself.
     void reappear();
 
+    /// Hides the panel, and keeps it so for as long as another window shows its lines.
+    void standBack(bool back);
+    bool Show(bool show = true) override;
+
     /// Called with both lines whenever one of them changes, for a window that repeats them.
     void setMirror(std::function<void(const wxString& main, const wxString& plugin)> mirror);
 
@@ -59,6 +63,8 @@ private:
     wxString m_status;  // the driver's last
     std::function<wxString()> m_gateway;
     tessel::view::TransferProgress m_progress;
+    bool m_wanted = false;  // shown, or would be if it did not stand back
+    bool m_standsBack = false;
     bool m_transferShown = false;  // the panel has said that something is fetched
     std::function<void(const wxString&, const wxString&)> m_mirror;
 };

@@ -1,7 +1,6 @@
 #include "apps/nebrixclient/gui/statusnotifieritem.h"
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,23 +8,23 @@
 
 #include <gio/gio.h>
 #include <wx/image.h>
+#include <wx/timer.h>
 
 #include "apps/nebrixclient/gui/bus.h"
 #include "apps/nebrixclient/gui/deferredcall.h"
 #include "apps/nebrixclient/gui/statusnotifiermenu.h"
-#include "libs/base/log.h"
 
 namespace nebrix::gui {
 
 namespace {
 
-using NodeInfoPtr = GObjectPtr<GDBusNodeInfo, g_dbus_node_info_unref>;
 using VariantPtr = GObjectPtr<GVariant, g_variant_unref>;
 
-constexpr const char* kInterface = "org.kde.StatusNotifierItem";
 constexpr const char* kPath = "/StatusNotifierItem";
 constexpr const char* kWatcher = "org.kde.StatusNotifierWatcher";
 constexpr const char* kWatcherPath = "/StatusNotifierWatcher";
+constexpr int kFirstPause = 250;  // milliseconds before a watcher is asked again; each pause is twice the last one
+constexpr int kLongestPause = 32000;
 
 constexpr const char* kIntrospection = R"xml(<node><interface name="org.kde.StatusNotifierItem">
 <property name="Category" type="s" access="read"/>
@@ -38,12 +37,10 @@ constexpr const char* kIntrospection = R"xml(<node><interface name="org.kde.Stat
 <property name="ToolTip" type="(sa(iiay)ss)" access="read"/>
 <property name="ItemIsMenu" type="b" access="read"/>
 <property name="Menu" type="o" access="read"/>
-<method name="Activate"><arg name="x" type="i" direction="in"/><arg name="y" type="i" direction="in"/></method>
 <method name="SecondaryActivate"><arg name="x" type="i" direction="in"/><arg name="y" type="i" direction="in"/></method>
 <method name="ContextMenu"><arg name="x" type="i" direction="in"/><arg name="y" type="i" direction="in"/></method>
 <method name="Scroll"><arg name="delta" type="i" direction="in"/>
 <arg name="orientation" type="s" direction="in"/></method>
-<signal name="NewIcon"/><signal name="NewToolTip"/><signal name="NewStatus"><arg name="status" type="s"/></signal>
 </interface></node>)xml";
 
 /// Four bytes a pixel: alpha, red, green, blue.
@@ -81,181 +78,145 @@ VariantPtr pixmaps(const std::vector<wxBitmap>& icons) {
     return VariantPtr(g_variant_ref_sink(g_variant_builder_end(&builder)));
 }
 
-/// A name of its own for each time an item is shown, so that no host takes the new one for the old one's end.
-std::string nextBusName() {
-    static int shown = 0;
-    return std::string(kInterface) + '-' + std::to_string(getpid()) + '-' + std::to_string(++shown);
-}
-
-GDBusInterfaceInfo* interfaceInfo() {
-    static const NodeInfoPtr node(g_dbus_node_info_new_for_xml(kIntrospection, nullptr));
-    return node->interfaces[0];
+/// Whether the watcher's answer to a question for its list has this connection's item. Hosts join bus name and path in
+/// different ways; but what begins with ":1.2" may belong to ":1.23".
+bool lists(GVariant* answer, const std::string& busName) {
+    GVariant* boxed = nullptr;
+    g_variant_get(answer, "(v)", &boxed);
+    const VariantPtr items(boxed);
+    if (g_variant_is_of_type(boxed, G_VARIANT_TYPE_STRING_ARRAY) == FALSE) {
+        return false;
+    }
+    for (gsize i = 0; i < g_variant_n_children(boxed); ++i) {
+        const gchar* item = nullptr;
+        g_variant_get_child(boxed, i, "&s", &item);
+        const std::string text(item);
+        if (text.starts_with(busName) && text.find_first_of("0123456789", busName.size()) != busName.size()) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
 
-/// The exported object and its name, from the bus's first answer until hidden.
-class StatusNotifierExport {
-public:
-    using Property = std::function<GVariant*(const std::string& name)>;
-
-    StatusNotifierExport(GDBusConnection* connection, Property property, std::function<void()> named,
-                         std::function<void()> activated)
-        : m_property(std::move(property)),
-          m_named(std::move(named)),
-          m_activated(std::move(activated)),
-          m_busName(nextBusName()),
-          m_connection(G_DBUS_CONNECTION(g_object_ref(connection))),
-          m_objectId(
-              g_dbus_connection_register_object(connection, kPath, interfaceInfo(), &kTable, this, nullptr, nullptr)),
-          m_nameId(g_bus_own_name_on_connection(connection, m_busName.c_str(), G_BUS_NAME_OWNER_FLAGS_DO_NOT_QUEUE,
-                                                onNamed, nullptr, this, nullptr)) {}
-    StatusNotifierExport(const StatusNotifierExport&) = delete;
-    StatusNotifierExport& operator=(const StatusNotifierExport&) = delete;
-    ~StatusNotifierExport() {
-        g_bus_unown_name(m_nameId);
-        if (m_objectId != 0) {
-            g_dbus_connection_unregister_object(m_connection.get(), m_objectId);
-        }
-    }
-
-    [[nodiscard]] const std::string& busName() const { return m_busName; }
-    [[nodiscard]] bool isNamed() const { return m_isNamed; }
-
-    void emit(const char* signal) const {
-        g_dbus_connection_emit_signal(m_connection.get(), nullptr, kPath, kInterface, signal, nullptr, nullptr);
-    }
-
-private:
-    static void onNamed(GDBusConnection*, const gchar*, gpointer data) {
-        auto& self = *static_cast<StatusNotifierExport*>(data);
-        self.m_isNamed = true;
-        runLogged(self.m_named);
-    }
-
-    static void onMethod(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* method, GVariant*,
-                         GDBusMethodInvocation* invocation, gpointer data) {
-        g_dbus_method_invocation_return_value(invocation, nullptr);
-        if (std::string(method) != "Scroll") {
-            runLogged(static_cast<StatusNotifierExport*>(data)->m_activated);
-        }
-    }
-
-    static GVariant* onProperty(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* name,
-                                GError** error, gpointer data) {
-        GVariant* value = nullptr;
-        runLogged([&] { value = static_cast<StatusNotifierExport*>(data)->m_property(name); });
-        if (value == nullptr) {
-            g_set_error(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_PROPERTY, "No property %s", name);
-        }
-        return value;
-    }
-
-    static const GDBusInterfaceVTable kTable;
-
-    Property m_property;
-    std::function<void()> m_named;
-    std::function<void()> m_activated;
-    std::string m_busName;
-    bool m_isNamed = false;
-    GObjectPtr<GDBusConnection, g_object_unref> m_connection;
-    unsigned m_objectId;
-    unsigned m_nameId;
-};
-
-const GDBusInterfaceVTable StatusNotifierExport::kTable = {onMethod, onProperty, nullptr, {}};
-
 class StatusNotifierItem::Impl {
 public:
-    Impl(const wxString& id, const wxString& title, std::function<void()> activated)
-        : m_id(id.utf8_string()),
-          m_title(title.utf8_string()),
-          m_activated([call = std::move(activated)] {
-              if (call) {
-                  call();
-              }
-          }),
-          m_icons(pixmaps({})) {}
-
-    void setIcons(const std::vector<wxBitmap>& icons) {
-        m_icons = pixmaps(icons);
-        emit("NewIcon");
+    Impl(const Content& content, Callbacks callbacks)
+        : m_id(content.id.utf8_string()),
+          m_title(content.title.utf8_string()),
+          m_icons(pixmaps(content.icons)),
+          m_callbacks(std::move(callbacks)),
+          m_menuWanted([this] { m_callbacks.menuWanted(m_place); }),
+          m_changed(m_callbacks.changed),
+          m_connection([this](GDBusConnection* connection) { opened(connection); }),
+          m_watch(
+              bus::Kind::Session, kWatcher, [this](GDBusConnection*, const std::string& owner) { appeared(owner); },
+              [this] { gone(); }) {
+        m_pause.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { registerItem(); });
+        m_patience.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { setOverdue(true); });
     }
 
-    void setToolTip(const wxString& toolTip) {
-        m_toolTip = toolTip.utf8_string();
-        emit("NewToolTip");
-    }
-
-    void setMenu(StatusNotifierMenu::MakeMenu makeMenu, std::function<void(int id)> chosen) {
-        m_makeMenu = std::move(makeMenu);
-        m_chosen = std::move(chosen);
-        if (isShown()) {
-            offerMenu();
+    void menuChanged() {
+        if (m_menu) {
+            m_menu->refresh();
         }
     }
 
-    void show() {
-        if (isShown()) {
-            return;
-        }
-        offerMenu();
-        m_watch.emplace(
-            bus::Kind::Session, kWatcher,
-            [this](GDBusConnection* connection, const std::string& owner) { appeared(connection, owner); },
-            [this] { gone(); });
-    }
-
-    void hide() {
-        m_watch.reset();
-        gone();
-        m_export.reset();
-        m_menu.reset();
-    }
-
-    [[nodiscard]] bool isShown() const { return m_watch.has_value(); }
-    [[nodiscard]] bool isRegistered() const { return m_registered; }
+    [[nodiscard]] bool isOverdue() const { return m_overdue; }
 
 private:
-    void offerMenu() {
-        // The old one first: both would have the same path.
-        m_menu.reset();
-        if (m_makeMenu) {
-            m_menu.emplace(m_makeMenu, m_chosen);
-        }
+    void opened(GDBusConnection* connection) {
+        m_bus = connection;
+        m_menu.emplace(connection, m_callbacks.makeMenu, m_callbacks.chosen);
+        m_object.emplace(
+            connection, kPath, kIntrospection,
+            bus::Object::Handlers{[this](const std::string& method, GVariant* place) { return called(method, place); },
+                                  [this](const std::string& name) { return property(name); }});
+        followWatcher();
     }
 
-    void appeared(GDBusConnection* connection, const std::string& owner) {
+    void appeared(const std::string& owner) {
         m_owner = owner;
-        m_connection = connection;
-        if (!m_export) {
-            m_export.emplace(
-                connection, [this](const std::string& name) { return property(name); }, [this] { registerItem(); },
-                [this] { m_activated.schedule(); });
-        }
-        registerItem();
+        m_nextPause = kFirstPause;
+        m_patience.StartOnce(kPatience);
+        followWatcher();
     }
 
     void gone() {
         m_owner.clear();
-        m_registered = false;
+        m_signals.reset();
         m_calls.dropAnswers();
+        m_pause.Stop();
+        m_patience.Stop();
+        setOverdue(false);
     }
 
-    /// Once for each watcher: whichever comes last, the watcher or the name.
-    void registerItem() {
-        if (m_owner.empty() || !m_export->isNamed()) {
+    /// Whichever comes last, the watcher or the connection.
+    void followWatcher() {
+        if (m_owner.empty() || m_bus == nullptr) {
             return;
         }
-        m_calls.call(m_connection, {m_owner, kWatcherPath, kWatcher, "RegisterStatusNotifierItem"},
-                     g_variant_new("(s)", m_export->busName().c_str()),
-                     [this](GVariant* result, bus::Outcome) { m_registered = result != nullptr; });
+        m_signals.emplace(m_bus, m_owner, kWatcherPath, kWatcher, [this](const std::string& member, GVariant*) {
+            if (member == "StatusNotifierItemUnregistered") {
+                look(false);  // it may have been this one, which the host could not read
+            }
+        });
+        registerItem();
     }
 
-    void emit(const char* signal) const {
-        if (m_export) {
-            m_export->emit(signal);
+    void registerItem() {
+        m_calls.dropAnswers();
+        m_calls.call(m_bus, {m_owner, kWatcherPath, kWatcher, "RegisterStatusNotifierItem"},
+                     g_variant_new("(s)", kPath), [this](GVariant* result, bus::Outcome outcome) {
+                         if (outcome == bus::Outcome::Lost) {
+                             askAgainLater();
+                         } else {
+                             look(result != nullptr);
+                         }
+                     });
+    }
+
+    /// `accepted`: believed of a watcher that has no list.
+    void look(bool accepted) {
+        m_calls.call(m_bus, {m_owner, kWatcherPath, "org.freedesktop.DBus.Properties", "Get"},
+                     g_variant_new("(ss)", kWatcher, "RegisteredStatusNotifierItems"),
+                     [this, accepted](GVariant* result, bus::Outcome outcome) {
+                         const bool listed =
+                             result != nullptr && g_variant_is_of_type(result, G_VARIANT_TYPE("(v)")) != FALSE
+                                 ? lists(result, g_dbus_connection_get_unique_name(m_bus))
+                                 : accepted && outcome == bus::Outcome::Refused;
+                         if (listed) {
+                             m_pause.Stop();
+                             m_patience.Stop();
+                             setOverdue(false);
+                         } else {
+                             askAgainLater();
+                         }
+                     });
+    }
+
+    void askAgainLater() {
+        if (!m_overdue && !m_patience.IsRunning()) {
+            m_patience.StartOnce(kPatience);  // it was listed before
         }
+        m_pause.StartOnce(m_nextPause);
+        m_nextPause = std::min(2 * m_nextPause, kLongestPause);
+    }
+
+    void setOverdue(bool overdue) {
+        if (m_overdue != overdue) {
+            m_overdue = overdue;
+            m_changed.schedule();
+        }
+    }
+
+    GVariant* called(const std::string& method, GVariant* place) {
+        if (method != "Scroll") {
+            g_variant_get(place, "(ii)", &m_place.x, &m_place.y);
+            m_menuWanted.schedule();
+        }
+        return nullptr;
     }
 
     /// Null for a name that is none of them.
@@ -265,7 +226,7 @@ private:
         }
         if (name == "ToolTip") {
             return g_variant_new("(s@a(iiay)ss)", "", g_variant_new_array(G_VARIANT_TYPE("(iiay)"), nullptr, 0),
-                                 m_toolTip.c_str(), "");
+                                 m_title.c_str(), "");
         }
         if (name == "WindowId") {
             return g_variant_new_int32(0);
@@ -274,7 +235,7 @@ private:
             return g_variant_new_boolean(TRUE);
         }
         if (name == "Menu") {
-            return g_variant_new_object_path(m_menu ? StatusNotifierMenu::kPath : "/");
+            return g_variant_new_object_path(StatusNotifierMenu::kPath);
         }
         return textProperty(name);
     }
@@ -293,39 +254,35 @@ private:
         return nullptr;
     }
 
-    std::string m_id;
-    std::string m_title;
-    DeferredCall m_activated;
-    VariantPtr m_icons;
-    std::string m_toolTip;
-    StatusNotifierMenu::MakeMenu m_makeMenu;
-    std::function<void(int id)> m_chosen;
+    const std::string m_id;
+    const std::string m_title;
+    const VariantPtr m_icons;
+    const Callbacks m_callbacks;
+    DeferredCall m_menuWanted;
+    DeferredCall m_changed;
+    wxPoint m_place;  // where the menu was wanted last
 
-    /// Empty without a watcher.
-    std::string m_owner;
-    /// Kept by the export.
-    GDBusConnection* m_connection = nullptr;
-    bool m_registered = false;
+    std::string m_owner;  // empty without a watcher
+    bool m_overdue = false;
+    int m_nextPause = kFirstPause;
+    wxTimer m_pause;
+    wxTimer m_patience;
+
+    bus::OwnConnection m_connection;
+    GDBusConnection* m_bus = nullptr;  // m_connection's, once open
     bus::Calls m_calls;
-    std::optional<StatusNotifierExport> m_export;
+    std::optional<bus::Object> m_object;
     std::optional<StatusNotifierMenu> m_menu;
-    std::optional<bus::NameWatch> m_watch;
+    std::optional<bus::Signals> m_signals;
+    bus::NameWatch m_watch;
 };
 
-StatusNotifierItem::StatusNotifierItem(const wxString& id, const wxString& title, std::function<void()> activated)
-    : m_impl(std::make_unique<Impl>(id, title, std::move(activated))) {}
+StatusNotifierItem::StatusNotifierItem(const Content& content, Callbacks callbacks)
+    : m_impl(std::make_unique<Impl>(content, std::move(callbacks))) {}
 
-StatusNotifierItem::~StatusNotifierItem() { hide(); }
+StatusNotifierItem::~StatusNotifierItem() = default;
 
-void StatusNotifierItem::setIcons(const std::vector<wxBitmap>& icons) { m_impl->setIcons(icons); }
-void StatusNotifierItem::setToolTip(const wxString& toolTip) { m_impl->setToolTip(toolTip); }
-void StatusNotifierItem::setMenu(std::function<std::unique_ptr<wxMenu>()> makeMenu,
-                                 std::function<void(int id)> chosen) {
-    m_impl->setMenu(std::move(makeMenu), std::move(chosen));
-}
-void StatusNotifierItem::show() { m_impl->show(); }
-void StatusNotifierItem::hide() { m_impl->hide(); }
-bool StatusNotifierItem::isShown() const { return m_impl->isShown(); }
-bool StatusNotifierItem::isRegistered() const { return m_impl->isRegistered(); }
+void StatusNotifierItem::menuChanged() { m_impl->menuChanged(); }
+bool StatusNotifierItem::isOverdue() const { return m_impl->isOverdue(); }
 
 }  // namespace nebrix::gui

@@ -1,37 +1,61 @@
 #include "apps/nebrixclient/gui/statusnotifiermenu.h"
 
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <libdbusmenu-glib/menuitem.h>
-#include <libdbusmenu-glib/server.h>
-#include <wx/app.h>
+#include <gio/gio.h>
 #include <wx/bitmap.h>
 #include <wx/image.h>
 #include <wx/menu.h>
 #include <wx/mstream.h>
 
+#include "apps/nebrixclient/gui/bus.h"
 #include "apps/nebrixclient/gui/deferredcall.h"
-#include "apps/nebrixclient/gui/gobjectptr.h"
 
 namespace nebrix::gui {
 
 namespace {
 
-using ServerPtr = GObjectPtr<DbusmenuServer, g_object_unref>;
-using ItemPtr = GObjectPtr<DbusmenuMenuitem, g_object_unref>;
+using VariantPtr = GObjectPtr<GVariant, g_variant_unref>;
 
-/// One entry as the host gets it; two menus with equal entries look alike.
+constexpr guint kVersion = 3;
+constexpr gint32 kRoot = 0;
+
+constexpr const char* kIntrospection = R"xml(<node><interface name="com.canonical.dbusmenu">
+<property name="Version" type="u" access="read"/>
+<property name="TextDirection" type="s" access="read"/>
+<property name="Status" type="s" access="read"/>
+<property name="IconThemePath" type="as" access="read"/>
+<method name="GetLayout"><arg name="parentId" type="i" direction="in"/>
+<arg name="recursionDepth" type="i" direction="in"/><arg name="propertyNames" type="as" direction="in"/>
+<arg name="revision" type="u" direction="out"/><arg name="layout" type="(ia{sv}av)" direction="out"/></method>
+<method name="GetGroupProperties"><arg name="ids" type="ai" direction="in"/>
+<arg name="propertyNames" type="as" direction="in"/>
+<arg name="properties" type="a(ia{sv})" direction="out"/></method>
+<method name="GetProperty"><arg name="id" type="i" direction="in"/><arg name="name" type="s" direction="in"/>
+<arg name="value" type="v" direction="out"/></method>
+<method name="Event"><arg name="id" type="i" direction="in"/><arg name="eventId" type="s" direction="in"/>
+<arg name="data" type="v" direction="in"/><arg name="timestamp" type="u" direction="in"/></method>
+<method name="EventGroup"><arg name="events" type="a(isvu)" direction="in"/>
+<arg name="idErrors" type="ai" direction="out"/></method>
+<method name="AboutToShow"><arg name="id" type="i" direction="in"/>
+<arg name="needUpdate" type="b" direction="out"/></method>
+<method name="AboutToShowGroup"><arg name="ids" type="ai" direction="in"/>
+<arg name="updatesNeeded" type="ai" direction="out"/><arg name="idErrors" type="ai" direction="out"/></method>
+<signal name="ItemsPropertiesUpdated"><arg name="updated" type="a(ia{sv})"/><arg name="removed" type="a(ias)"/></signal>
+<signal name="LayoutUpdated"><arg name="revision" type="u"/><arg name="parent" type="i"/></signal>
+<signal name="ItemActivationRequested"><arg name="id" type="i"/><arg name="timestamp" type="u"/></signal>
+</interface></node>)xml";
+
+/// One entry as the host gets it; two menus with equal entries look alike. Its number on the bus is its place, from 1.
 struct Entry {
     int id = wxID_NONE;
-    wxItemKind kind = wxITEM_NORMAL;
+    bool separator = false;
     std::string label;
     bool enabled = true;
-    bool checked = false;
     std::string png;
-    bool opens = false;
-    std::vector<Entry> entries;
 
     bool operator==(const Entry&) const = default;
 };
@@ -70,155 +94,216 @@ std::string pngBytes(const wxBitmap& bitmap) {
     return bytes;
 }
 
-Entries entriesOf(const wxMenu& menu);
-
-Entry entryOf(const wxMenuItem& item) {
-    Entry entry;
-    entry.id = item.GetId();
-    entry.kind = item.GetKind();
-    if (item.IsSeparator()) {
-        return entry;
-    }
-    entry.label = busLabel(item.GetItemLabel());
-    entry.enabled = item.IsEnabled();
-    entry.checked = item.IsCheckable() && item.IsChecked();
-    entry.png = pngBytes(item.GetBitmap());
-    if (const wxMenu* subMenu = item.GetSubMenu()) {
-        // Nobody chooses it, and wx makes up another one in each menu.
-        entry.id = wxID_NONE;
-        entry.opens = true;
-        entry.entries = entriesOf(*subMenu);
-    }
-    return entry;
-}
-
 Entries entriesOf(const wxMenu& menu) {
     Entries entries;
     for (const wxMenuItem* item : menu.GetMenuItems()) {
-        entries.push_back(entryOf(*item));
+        Entry entry;
+        entry.id = item->GetId();
+        entry.separator = item->IsSeparator();
+        if (!entry.separator) {
+            entry.label = busLabel(item->GetItemLabel());
+            entry.enabled = item->IsEnabled();
+            entry.png = pngBytes(item->GetBitmap());
+        }
+        entries.push_back(std::move(entry));
     }
     return entries;
 }
 
-/// What a click needs; the entries on the bus may outlive the menu while the library still works on them.
-struct Target {
-    std::function<void(int id)> chosen;
-};
-
-struct Click {
-    std::weak_ptr<Target> target;
-    int id;
-};
-
-void onActivated(DbusmenuMenuitem*, guint, gpointer data) {
-    const Click click = *static_cast<Click*>(data);
-    if (wxTheApp == nullptr) {
-        return;
-    }
-    // Later, because the library still holds the entry that the program may now replace.
-    wxTheApp->CallAfter([click] {
-        if (const auto target = click.target.lock()) {
-            runLogged([&] { target->chosen(click.id); });
-        }
-    });
-}
-
-void endClick(gpointer data, GClosure*) { const std::unique_ptr<Click> click(static_cast<Click*>(data)); }
-
-void setText(DbusmenuMenuitem* item, const char* property, const std::string& text) {
-    dbusmenu_menuitem_property_set(item, property, text.c_str());
-}
-
-void setToggle(DbusmenuMenuitem* item, const Entry& entry) {
-    if (entry.kind == wxITEM_CHECK || entry.kind == wxITEM_RADIO) {
-        setText(item, DBUSMENU_MENUITEM_PROP_TOGGLE_TYPE,
-                entry.kind == wxITEM_CHECK ? DBUSMENU_MENUITEM_TOGGLE_CHECK : DBUSMENU_MENUITEM_TOGGLE_RADIO);
-        dbusmenu_menuitem_property_set_int(
-            item, DBUSMENU_MENUITEM_PROP_TOGGLE_STATE,
-            entry.checked ? DBUSMENU_MENUITEM_TOGGLE_STATE_CHECKED : DBUSMENU_MENUITEM_TOGGLE_STATE_UNCHECKED);
-    }
-}
-
-void setIcon(DbusmenuMenuitem* item, const std::string& png) {
-    if (!png.empty()) {
-        const std::vector<guchar> bytes(png.begin(), png.end());
-        dbusmenu_menuitem_property_set_byte_array(item, DBUSMENU_MENUITEM_PROP_ICON_DATA, bytes.data(), bytes.size());
-    }
-}
-
-void appendAll(DbusmenuMenuitem* parent, const Entries& entries, const std::shared_ptr<Target>& target);
-
-ItemPtr makeItem(const Entry& entry, const std::shared_ptr<Target>& target) {
-    ItemPtr item(dbusmenu_menuitem_new());
-    if (entry.kind == wxITEM_SEPARATOR) {
-        setText(item.get(), DBUSMENU_MENUITEM_PROP_TYPE, "separator");
-        return item;
-    }
-    setText(item.get(), DBUSMENU_MENUITEM_PROP_LABEL, entry.label);
-    dbusmenu_menuitem_property_set_bool(item.get(), DBUSMENU_MENUITEM_PROP_ENABLED, entry.enabled ? TRUE : FALSE);
-    setToggle(item.get(), entry);
-    setIcon(item.get(), entry.png);
-    if (entry.opens) {
-        setText(item.get(), DBUSMENU_MENUITEM_PROP_CHILD_DISPLAY, DBUSMENU_MENUITEM_CHILD_DISPLAY_SUBMENU);
-        appendAll(item.get(), entry.entries, target);
+/// A floating a{sv}; always all of them, whichever a host asks for.
+GVariant* propertiesOf(const Entry& entry) {
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
+    if (entry.separator) {
+        g_variant_builder_add(&builder, "{sv}", "type", g_variant_new_string("separator"));
     } else {
-        auto click = std::make_unique<Click>(Click{target, entry.id});
-        g_signal_connect_data(item.get(), DBUSMENU_MENUITEM_SIGNAL_ITEM_ACTIVATED, G_CALLBACK(onActivated),
-                              click.release(), endClick, G_CONNECT_DEFAULT);
+        g_variant_builder_add(&builder, "{sv}", "label", g_variant_new_string(entry.label.c_str()));
+        g_variant_builder_add(&builder, "{sv}", "enabled", g_variant_new_boolean(entry.enabled ? TRUE : FALSE));
+        if (!entry.png.empty()) {
+            g_variant_builder_add(
+                &builder, "{sv}", "icon-data",
+                g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, entry.png.data(), entry.png.size(), 1));
+        }
     }
-    return item;
+    return g_variant_builder_end(&builder);
 }
 
-void appendAll(DbusmenuMenuitem* parent, const Entries& entries, const std::shared_ptr<Target>& target) {
-    for (const Entry& entry : entries) {
-        dbusmenu_menuitem_child_append(parent, makeItem(entry, target).get());
-    }
+GVariant* rootProperties() {
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
+    g_variant_builder_add(&builder, "{sv}", "children-display", g_variant_new_string("submenu"));
+    return g_variant_builder_end(&builder);
 }
+
+GVariant* leaf(gint32 number, const Entry& entry) {
+    return g_variant_new("(i@a{sv}@av)", number, propertiesOf(entry),
+                         g_variant_new_array(G_VARIANT_TYPE_VARIANT, nullptr, 0));
+}
+
+/// The first argument, an array of integers.
+std::vector<gint32> numbersIn(GVariant* arguments) {
+    GVariantIter* iterator = nullptr;
+    g_variant_get_child(arguments, 0, "ai", &iterator);
+    const GObjectPtr<GVariantIter, g_variant_iter_free> owner(iterator);
+    std::vector<gint32> numbers;
+    for (gint32 number = 0; g_variant_iter_next(iterator, "i", &number) != FALSE;) {
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
+GVariant* noNumbers() { return g_variant_new_array(G_VARIANT_TYPE_INT32, nullptr, 0); }
 
 }  // namespace
 
 class StatusNotifierMenu::Impl {
 public:
-    Impl(MakeMenu makeMenu, std::function<void(int id)> chosen)
+    Impl(GDBusConnection* connection, MakeMenu makeMenu, std::function<void(int id)> chosen)
         : m_makeMenu(std::move(makeMenu)),
-          m_target(std::make_shared<Target>(Target{std::move(chosen)})),
-          m_server(dbusmenu_server_new(kPath)),
-          m_root(dbusmenu_menuitem_new()) {
-        refresh();
-        dbusmenu_server_set_root(m_server.get(), m_root.get());
-        g_signal_connect(m_root.get(), DBUSMENU_MENUITEM_SIGNAL_ABOUT_TO_SHOW, G_CALLBACK(onAboutToShow), this);
-    }
-    Impl(const Impl&) = delete;
-    Impl& operator=(const Impl&) = delete;
-    ~Impl() { g_signal_handlers_disconnect_by_data(m_root.get(), this); }
+          m_chosen(std::move(chosen)),
+          m_entries(newEntries()),
+          m_click([this] { tellClicked(); }),
+          m_object(connection, kPath, kIntrospection,
+                   {[this](const std::string& method, GVariant* arguments) { return answer(method, arguments); },
+                    [](const std::string& name) { return property(name); }}) {}
 
-private:
-    static gboolean onAboutToShow(DbusmenuMenuitem*, gpointer data) {
-        runLogged([&] { static_cast<Impl*>(data)->refresh(); });
-        return FALSE;
-    }
-
-    void refresh() {
-        const std::unique_ptr<wxMenu> menu = m_makeMenu();
-        Entries entries = menu ? entriesOf(*menu) : Entries();
+    bool refresh() {
+        Entries entries = newEntries();
         if (entries == m_entries) {
-            return;
+            return false;
         }
         m_entries = std::move(entries);
-        g_list_free_full(dbusmenu_menuitem_take_children(m_root.get()), g_object_unref);
-        appendAll(m_root.get(), m_entries, m_target);
+        m_object.emit("LayoutUpdated", g_variant_new("(ui)", ++m_revision, kRoot));
+        return true;
+    }
+
+private:
+    [[nodiscard]] Entries newEntries() const {
+        const std::unique_ptr<wxMenu> menu = m_makeMenu();
+        return menu ? entriesOf(*menu) : Entries();
+    }
+
+    /// Null for the root and for a number that is none.
+    [[nodiscard]] const Entry* entry(gint32 number) const {
+        const bool known = number > kRoot && static_cast<std::size_t>(number) <= m_entries.size();
+        return known ? &m_entries[static_cast<std::size_t>(number) - 1] : nullptr;
+    }
+
+    static GVariant* property(const std::string& name) {
+        if (name == "Version") {
+            return g_variant_new_uint32(kVersion);
+        }
+        if (name == "IconThemePath") {
+            return g_variant_new_strv(nullptr, 0);
+        }
+        return g_variant_new_string(name == "Status" ? "normal" : "ltr");
+    }
+
+    GVariant* answer(const std::string& method, GVariant* arguments) {
+        if (method == "GetLayout") {
+            return layout(arguments);
+        }
+        if (method == "GetGroupProperties") {
+            return groupProperties(numbersIn(arguments));
+        }
+        if (method == "GetProperty") {
+            return oneProperty(arguments);
+        }
+        if (method == "AboutToShow") {
+            return g_variant_new("(b)", refresh() ? TRUE : FALSE);
+        }
+        if (method == "AboutToShowGroup") {
+            refresh();
+            return g_variant_new("(@ai@ai)", noNumbers(), noNumbers());
+        }
+        return method == "Event" ? event(arguments) : events(arguments);
+    }
+
+    GVariant* layout(GVariant* arguments) const {
+        gint32 number = kRoot;
+        gint32 depth = 0;
+        g_variant_get(arguments, "(iias)", &number, &depth, nullptr);
+        if (const Entry* const one = entry(number)) {
+            return g_variant_new("(u@(ia{sv}av))", m_revision, leaf(number, *one));
+        }
+        if (number != kRoot) {
+            return nullptr;
+        }
+        GVariantBuilder children;
+        g_variant_builder_init(&children, G_VARIANT_TYPE("av"));
+        for (std::size_t i = 0; depth != 0 && i < m_entries.size(); ++i) {
+            g_variant_builder_add(&children, "v", leaf(static_cast<gint32>(i) + 1, m_entries[i]));
+        }
+        return g_variant_new("(u(i@a{sv}av))", m_revision, kRoot, rootProperties(), &children);
+    }
+
+    /// No number at all means every entry.
+    GVariant* groupProperties(std::vector<gint32> numbers) const {
+        GVariantBuilder builder;
+        g_variant_builder_init(&builder, G_VARIANT_TYPE("a(ia{sv})"));
+        if (numbers.empty()) {
+            numbers.resize(m_entries.size() + 1);
+            std::iota(numbers.begin(), numbers.end(), kRoot);
+        }
+        for (const gint32 number : numbers) {
+            if (const Entry* const one = entry(number); one != nullptr || number == kRoot) {
+                g_variant_builder_add(&builder, "(i@a{sv})", number,
+                                      one != nullptr ? propertiesOf(*one) : rootProperties());
+            }
+        }
+        return g_variant_new("(a(ia{sv}))", &builder);
+    }
+
+    GVariant* oneProperty(GVariant* arguments) const {
+        gint32 number = kRoot;
+        const gchar* name = nullptr;
+        g_variant_get(arguments, "(i&s)", &number, &name);
+        const Entry* const one = entry(number);
+        const VariantPtr all(g_variant_ref_sink(one != nullptr ? propertiesOf(*one) : rootProperties()));
+        const VariantPtr value(g_variant_lookup_value(all.get(), name, nullptr));
+        return value ? g_variant_new("(v)", value.get()) : nullptr;
+    }
+
+    GVariant* event(GVariant* arguments) {
+        gint32 number = kRoot;
+        const gchar* kind = nullptr;
+        g_variant_get(arguments, "(i&svu)", &number, &kind, nullptr, nullptr);
+        const Entry* const one = entry(number);
+        if (one != nullptr && one->enabled && std::string(kind) == "clicked") {
+            m_clicked = one->id;
+            m_click.schedule();  // later: the host waits for the answer, and a dialog takes long
+        }
+        return nullptr;
+    }
+
+    GVariant* events(GVariant* arguments) {
+        const VariantPtr all(g_variant_get_child_value(arguments, 0));
+        for (gsize i = 0; i < g_variant_n_children(all.get()); ++i) {
+            event(VariantPtr(g_variant_get_child_value(all.get(), i)).get());
+        }
+        return g_variant_new("(@ai)", noNumbers());
+    }
+
+    void tellClicked() const {
+        const auto chosen = m_chosen;  // which may end this object
+        chosen(m_clicked);
     }
 
     MakeMenu m_makeMenu;
-    std::shared_ptr<Target> m_target;
-    ServerPtr m_server;
-    ItemPtr m_root;
+    std::function<void(int id)> m_chosen;
     Entries m_entries;
+    guint m_revision = 1;
+    int m_clicked = wxID_NONE;
+    DeferredCall m_click;
+    bus::Object m_object;
 };
 
-StatusNotifierMenu::StatusNotifierMenu(MakeMenu makeMenu, std::function<void(int id)> chosen)
-    : m_impl(std::make_unique<Impl>(std::move(makeMenu), std::move(chosen))) {}
+StatusNotifierMenu::StatusNotifierMenu(GDBusConnection* connection, MakeMenu makeMenu,
+                                       std::function<void(int id)> chosen)
+    : m_impl(std::make_unique<Impl>(connection, std::move(makeMenu), std::move(chosen))) {}
 
 StatusNotifierMenu::~StatusNotifierMenu() = default;
+
+void StatusNotifierMenu::refresh() { m_impl->refresh(); }
 
 }  // namespace nebrix::gui

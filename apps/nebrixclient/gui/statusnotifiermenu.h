@@ -4,27 +4,29 @@
 #include <memory>
 
 class wxMenu;
+using GDBusConnection = struct _GDBusConnection;
 
 namespace nebrix::gui {
 
-/// A wxMenu offered to other programs as com.canonical.dbusmenu on the session bus, at kPath, for as long as this
-/// lives.
+/// A wxMenu offered to other programs as com.canonical.dbusmenu, at kPath of one connection, for as long as this lives.
 ///
-/// Labels, separators, sub-menus, check marks, enabled states and bitmaps are carried over. GUI thread only; nothing
-/// waits for the bus; what a callback raises is logged.
+/// Labels, separators, enabled states and bitmaps are carried over; a menu is flat. GUI thread only; nothing waits for
+/// the bus; what a callback raises is logged.
 class StatusNotifierMenu {
 public:
     static constexpr const char* kPath = "/MenuBar";
 
     using MakeMenu = std::function<std::unique_ptr<wxMenu>()>;
 
-    /// `makeMenu` is called here and whenever the menu is about to be shown; the entries are replaced only when they
-    /// differ. It may return null for an empty menu. `chosen` is called from the event loop with the wx id of a
-    /// clicked entry; it may show dialogs, and end this object.
-    StatusNotifierMenu(MakeMenu makeMenu, std::function<void(int id)> chosen);
+    /// `makeMenu` is called here, by refresh() and whenever a host is about to show the menu. `chosen` is called from
+    /// the event loop with the wx id of a clicked entry; it may show dialogs, and end this object.
+    StatusNotifierMenu(GDBusConnection* connection, MakeMenu makeMenu, std::function<void(int id)> chosen);
     StatusNotifierMenu(const StatusNotifierMenu&) = delete;
     StatusNotifierMenu& operator=(const StatusNotifierMenu&) = delete;
     ~StatusNotifierMenu();
+
+    /// Makes the menu anew and, if its entries differ, tells the hosts.
+    void refresh();
 
 private:
     class Impl;

@@ -20,10 +20,11 @@ constexpr int kBorder = 10;
 
 }  // namespace
 
-StatusWindow::StatusWindow(wxWindow* parent, std::function<void(int id)> command)
+StatusWindow::StatusWindow(wxWindow* parent, std::function<void(int id)> command, std::function<void()> closed)
     : wxFrame(parent, wxID_ANY, "NebrixClient", wxDefaultPosition, wxDefaultSize,
               wxDEFAULT_FRAME_STYLE & ~(wxRESIZE_BORDER | wxMAXIMIZE_BOX)),
-      m_command(std::move(command)) {
+      m_command(std::move(command)),
+      m_closed(std::move(closed)) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     SetBackgroundColour(wxSystemSettings::GetColour(wxSYS_COLOUR_BTNFACE));
     auto* const rows = new wxBoxSizer(wxVERTICAL);
@@ -31,7 +32,6 @@ StatusWindow::StatusWindow(wxWindow* parent, std::function<void(int id)> command
     rows->Add(buttonRow(), wxSizerFlags().Expand().Border(wxALL, kBorder));
     SetSizer(rows);
     Fit();
-    Bind(wxEVT_BUTTON, &StatusWindow::onButton, this);
     Bind(wxEVT_CLOSE_WINDOW, &StatusWindow::onCloseWindow, this);
 }
 
@@ -48,10 +48,13 @@ wxSizer* StatusWindow::statusRow() {
     return row;
 }
 
+/// The buttons have no stock identifier: GTK would put words of its own on them, and others than the menu's.
 wxSizer* StatusWindow::buttonRow() {
     auto* const row = new wxBoxSizer(wxHORIZONTAL);
     const auto add = [&](int id, const wxString& label) {
-        row->Add(new wxButton(this, id, label), wxSizerFlags(1).Border(wxRIGHT, kBorder / 2));
+        auto* const button = new wxButton(this, wxID_ANY, label);
+        button->Bind(wxEVT_BUTTON, [this, id](wxCommandEvent&) { m_command(id); });
+        row->Add(button, wxSizerFlags(1).Border(wxRIGHT, kBorder / 2));
     };
     add(ID_COMMAND_SETTINGS, _("MENU_SETTINGS"));
     add(ID_COMMAND_LOGS, _("MENU_LOGS"));
@@ -66,12 +69,10 @@ void StatusWindow::setTexts(const wxString& main, const wxString& plugin) {
     GetSizer()->SetSizeHints(this);
 }
 
-void StatusWindow::onButton(wxCommandEvent& event) { m_command(event.GetId()); }
-
 void StatusWindow::onCloseWindow(wxCloseEvent& event) {
     if (event.CanVeto()) {
         event.Veto();
-        m_command(wxID_EXIT);
+        m_closed();
     } else {
         event.Skip();
     }

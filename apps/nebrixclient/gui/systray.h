@@ -2,28 +2,38 @@
 
 #include <wx/taskbar.h>
 
+#include <functional>
 #include <memory>
 
+#include "apps/nebrixclient/gui/deferredcall.h"
+#include "apps/nebrixclient/gui/modalstack.h"
 #include "apps/nebrixclient/gui/statusnotifieritem.h"
 #include "apps/nebrixclient/view/traychoice.h"
 
 /// The commands of the tray menu; about and quit have their stock ids.
 enum ClientCommandId : int { ID_COMMAND_LOGS = 10001, ID_COMMAND_SETTINGS = 10002 };
 
-/// The tray icon with its menu of commands, on whichever kind of tray the desktop has: the X11 tray through
-/// wxTaskBarIcon, else a status notifier item. Acts on the main frame. GUI thread only.
+/// The tray icon with its menu of commands, on whichever kind of tray the desktop has: a status notifier item, or the
+/// X11 tray through wxTaskBarIcon. Acts on the main frame. GUI thread only.
+///
+/// While a dialog is open, what would open another window is shown as unavailable; to quit never is.
 class NebrixSystrayIcon final : public wxTaskBarIcon {
 public:
-    NebrixSystrayIcon();
+    /// `overdueChanged` is called from the event loop when isOverdue() has changed.
+    explicit NebrixSystrayIcon(std::function<void()> overdueChanged);
     ~NebrixSystrayIcon() override;
 
     /// Shows the icon on this kind of tray and takes it off the other; on none of them for TrayKind::Window. A status
-    /// notifier item that is there waits for the next watcher meanwhile, so that hosts see one item and not two.
-    void present(tessel::view::TrayKind kind);
+    /// notifier item that is there waits for a watcher meanwhile. `x11Tray`: the X11 tray's manager window; the icon of
+    /// one that is gone went with it, and is made anew for the next.
+    void present(tessel::view::TrayKind kind, unsigned long x11Tray);
+    /// Whether there is a host of status notifier items that does not take this one.
+    [[nodiscard]] bool isOverdue() const { return m_notifierItem != nullptr && m_notifierItem->isOverdue(); }
     /// Also while a status notifier item waits for a watcher.
     [[nodiscard]] bool isInstalled() const;
     bool RemoveIcon() override;
 
+    bool PopupMenu(wxMenu* menu) override;
     /// Made anew each time; the caller takes it over.
     wxMenu* CreatePopupMenu() override;
     /// Carries a command of the menu out.
@@ -35,11 +45,19 @@ private:
     void OnAbout(wxCommandEvent& event);
     void OnMenuStop(wxCommandEvent& event);
     void OnLeftUp(wxTaskBarIconEvent& event);
-    void place(tessel::view::TrayKind kind, bool keepsNotifierItem);
-    void showOnX11();
-    void showAsNotifierItem();
+    void place(tessel::view::TrayKind kind, unsigned long x11Tray, bool keepsNotifierItem);
+    void showOnX11(unsigned long x11Tray);
+    void makeNotifierItem();
+    static bool popUp(wxMenu& menu, const wxPoint& place);
+    void onMenuWanted(const wxPoint& place);
+    void dialogsChanged();
 
-    std::unique_ptr<nebrix::gui::StatusNotifierItem> m_notifierItem;  // none on an X11 tray
+    const std::function<void()> m_overdueChanged;
+    nebrix::gui::DeferredCall m_dialogsChanged;
+    nebrix::gui::ModalStack m_modals;
+    std::unique_ptr<nebrix::gui::StatusNotifierItem> m_notifierItem;  // none before a host was seen
+    std::shared_ptr<void> m_trayWidgets;                              // of the X11 icon
+    unsigned long m_x11Tray = 0;                                      // that the icon is in
 
     wxDECLARE_EVENT_TABLE();
 };

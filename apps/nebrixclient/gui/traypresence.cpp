@@ -6,6 +6,7 @@
 
 #include <gdk/gdk.h>
 #include <gio/gio.h>
+#include <wx/timer.h>
 #ifdef GDK_WINDOWING_X11
 #include <gdk/gdkx.h>
 #endif
@@ -43,7 +44,7 @@ public:
     X11Tray& operator=(const X11Tray&) = delete;
     ~X11Tray() { gdk_window_remove_filter(nullptr, filter, this); }
 
-    [[nodiscard]] bool present() const { return m_owner != 0; }
+    [[nodiscard]] unsigned long owner() const { return m_owner; }
 
 private:
     static std::string selectionName() {
@@ -66,7 +67,7 @@ private:
 
     void findOwner() {
         Display* display = gdk_x11_display_get_xdisplay(m_display);
-        const bool before = present();
+        const Window before = m_owner;
         // The owner cannot end between the question and the listening.
         gdk_x11_display_grab(m_display);
         m_owner = XGetSelectionOwner(display, m_selection);
@@ -74,7 +75,7 @@ private:
             listen(display);
         }
         gdk_x11_display_ungrab(m_display);
-        if (present() != before) {
+        if (m_owner != before) {
             m_changed.schedule();
         }
     }
@@ -101,7 +102,7 @@ private:
 class TrayPresence::X11Tray {
 public:
     static std::unique_ptr<X11Tray> find(DeferredCall&) { return nullptr; }
-    [[nodiscard]] static bool present() { return false; }
+    [[nodiscard]] static unsigned long owner() { return 0; }
 };
 
 #endif
@@ -113,7 +114,10 @@ public:
           m_watch(
               bus::Kind::Session, kInterface,
               [this](GDBusConnection* connection, const std::string& owner) { appeared(connection, owner); },
-              [this] { gone(); }) {}
+              [this] { gone(); }) {
+        m_patience.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { set(m_hasHost); });
+        m_patience.StartOnce(kPatience);
+    }
 
     [[nodiscard]] bool hasHost() const { return m_hasHost; }
     [[nodiscard]] bool settled() const { return m_settled; }
@@ -164,12 +168,14 @@ private:
         }
         m_hasHost = hasHost;
         m_settled = true;
+        m_patience.Stop();
         m_changed.schedule();
     }
 
     DeferredCall& m_changed;
     bool m_hasHost = false;
     bool m_settled = false;
+    wxTimer m_patience;
     bus::Calls m_calls;
     std::optional<bus::Signals> m_signals;
     bus::NameWatch m_watch;
@@ -182,7 +188,7 @@ TrayPresence::TrayPresence(std::function<void()> changed)
 
 TrayPresence::~TrayPresence() = default;
 
-bool TrayPresence::x11Tray() const { return m_x11Tray && m_x11Tray->present(); }
+unsigned long TrayPresence::x11Tray() const { return m_x11Tray ? m_x11Tray->owner() : 0; }
 bool TrayPresence::statusNotifierHost() const { return m_watcher->hasHost(); }
 bool TrayPresence::settled() const { return m_watcher->settled(); }
 

@@ -22,12 +22,16 @@ public:
     /// No call of `changed` follows. May be called from within it.
     ~TrayPresence();
 
-    /// True at once, from the constructor on, when there is one. False on a display that is not X11.
-    [[nodiscard]] bool x11Tray() const;
+    /// The manager's window, which is another one after a crash; 0 for none, and on a display that is not X11. Known
+    /// from the constructor on.
+    [[nodiscard]] unsigned long x11Tray() const;
     /// False until the bus has answered, and where there is no bus.
     [[nodiscard]] bool statusNotifierHost() const;
-    /// Whether the session bus has answered or failed: only then does a missing host mean that there is none.
+    /// Whether the session bus has answered, failed, or been silent for kPatience: only then does a missing host mean
+    /// that there is none.
     [[nodiscard]] bool settled() const;
+
+    static constexpr int kPatience = 3000;  ///< milliseconds
 
 private:
     class X11Tray;

@@ -2,11 +2,14 @@
 
 namespace tessel::view {
 
-TrayKind chooseTray(bool x11Tray, bool statusNotifierHost) noexcept {
-    if (x11Tray) {
-        return TrayKind::X11;
+TrayKind chooseTray(const TrayOffers& offers) noexcept {
+    if (offers.statusNotifierHost && !offers.itemOverdue) {
+        return TrayKind::StatusNotifier;
     }
-    return statusNotifierHost ? TrayKind::StatusNotifier : TrayKind::Window;
+    if (!offers.hostKnown) {
+        return TrayKind::Undecided;
+    }
+    return offers.x11Tray ? TrayKind::X11 : TrayKind::Window;
 }
 
 }  // namespace tessel::view

@@ -4,12 +4,21 @@ namespace tessel::view {
 
 /// Where the program's icon and menu are found.
 enum class TrayKind {
-    X11,             ///< in the tray of the X11 desktop
+    Undecided,       ///< nobody knows yet: what is shown stays
     StatusNotifier,  ///< with a host on the session bus
+    X11,             ///< in the tray of the X11 desktop
     Window           ///< in an ordinary window, so that the program can always be reached
 };
 
-/// The first kind that this desktop offers, in the enumeration's order. Any thread may call.
-TrayKind chooseTray(bool x11Tray, bool statusNotifierHost) noexcept;
+/// What the desktop offers, and what became of it.
+struct TrayOffers {
+    bool statusNotifierHost = false;
+    bool hostKnown = false;    ///< the question for such a host was answered, or has waited long enough
+    bool itemOverdue = false;  ///< there is a host, and it does not take the item
+    bool x11Tray = false;
+};
+
+/// A host first, since desktops with one show X11 icons badly or not at all. Any thread may call.
+TrayKind chooseTray(const TrayOffers& offers) noexcept;
 
 }  // namespace tessel::view
