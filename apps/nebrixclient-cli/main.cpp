@@ -15,7 +15,7 @@
 #include "apps/nebrixclient-cli/headlesslistener.h"
 #include "apps/nebrixclient/certificatewords.h"
 #include "apps/nebrixclient/client.h"
-#include "generated/component_public_key.h"
+#include "apps/nebrixclient/versiontext.h"
 #include "libs/base/console.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
@@ -194,12 +194,6 @@ void explainStart(const Exception& caught) noexcept {
     }
 }
 
-void showVersion() {
-    std::printf("%s %s\ncomponents are verified against %s\n", kProgram, kClientVersion,
-                kComponentPublicKeyIsDevelopment ? "the DEVELOPMENT key, whose private half is public"
-                                                 : "the key chosen when this program was built");
-}
-
 int run(int argc, char** argv) {
     const commandline::Grammar options = grammar();
     std::vector<std::string> taken = platform::takeArguments(argc, argv);
@@ -218,7 +212,7 @@ int run(int argc, char** argv) {
         return 0;
     }
     if (arguments.has("version")) {
-        showVersion();
+        std::puts(versionText(kProgram).c_str());
         return 0;
     }
     const std::optional<String> read = readMediation(arguments.operands().front());

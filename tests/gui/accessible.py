@@ -88,8 +88,12 @@ class Node:
     def text(self):
         return self._call("org.a11y.atspi.Text", "GetText", GLib.Variant("(ii)", (0, -1)))[0]
 
+    def extents(self):
+        """On the screen: x, y, width, height."""
+        return self._call("org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,)))[0]
+
     def middle(self):
-        x, y, width, height = self._call("org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,)))[0]
+        x, y, width, height = self.extents()
         return x + width // 2, y + height // 2
 
     def walk(self, cells=False):

@@ -4,6 +4,7 @@ texts of its catalogs."""
 import base64
 import glob
 import hashlib
+import json
 import os
 import re
 import shutil
@@ -15,7 +16,7 @@ import unittest
 
 import accessible
 import polib
-from desktop import TIME_FACTOR, Desktop, wait_for
+from desktop import SCREEN, TIME_FACTOR, Desktop, wait_for
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
@@ -43,7 +44,7 @@ def plain(label):
 
 def status_list(*lines):
     """What a plug-in answers when it is polled."""
-    return "[" + ",".join(f'{{"code":5,"status":"{line}"}}' for line in lines) + "]\n"
+    return json.dumps([{"code": 5, "status": line} for line in lines]) + "\n"
 
 
 class Gateway:
@@ -156,7 +157,7 @@ class Client:
     def panel_node(self):
         """The panel's accessible tree while it is shown."""
         return next((node for node in self.application().children()
-                     if not node.name and node.role == "frame" and node.has(accessible.SHOWING)), None)
+                     if node.role == "notification" and node.has(accessible.SHOWING)), None)
 
     def texts(self):
         """The panel's labels."""
@@ -217,11 +218,12 @@ class Flow(unittest.TestCase):
 
     tray = True
     gtk_settings = ""
+    screen = SCREEN
     gateway_options = ()
 
     @classmethod
     def setUpClass(cls):
-        cls.desktop = Desktop(cls.tray, cls.gtk_settings)
+        cls.desktop = Desktop(cls.tray, cls.gtk_settings, cls.screen)
         cls.addClassCleanup(cls.desktop.close)
         cls.bus = accessible.Bus(cls.desktop.environment)
         cls.watchdog = cls.desktop.start(
@@ -238,7 +240,7 @@ class Flow(unittest.TestCase):
         self.addCleanup(self.judge)
 
     def judge(self):
-        self.desktop.xdotool("mousemove", 640, 700)
+        self.desktop.xdotool("mousemove", self.screen[0] // 2, self.screen[1] - 100)
         worst = 0.0
         for client in self.clients:
             gap, found = client.close()

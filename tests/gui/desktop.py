@@ -82,10 +82,11 @@ class Window:
 
 
 class Desktop:
-    def __init__(self, tray=True, gtk_settings=""):
+    def __init__(self, tray=True, gtk_settings="", screen=SCREEN):
         prctl(PR_SET_CHILD_SUBREAPER, 1)
         signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that everything is cleaned up then too
         self._children = []
+        self.screen = screen
         self.directory = tempfile.mkdtemp(prefix="nebrix-gui-")
         try:
             self._start(tray, gtk_settings)
@@ -116,7 +117,7 @@ class Desktop:
         self.root.change_attributes(background_pixel=0x4A6A8A)
         self.root.clear_area()
         self.start(["openbox", "--sm-disable"])
-        wait_for(lambda: self.work_area()[2:] == SCREEN and self.task_list() is not None, what="window manager")
+        wait_for(lambda: self.work_area()[2:] == self.screen and self.task_list() is not None, what="window manager")
         self.bar = self.start_bar() if tray else None
         self.bar_windows = self.windows(self.bar.pid) if tray else []
 
@@ -127,7 +128,7 @@ class Desktop:
     def start_x_server(self):
         """Its display's name, and the process."""
         number = self._start_and_read(lambda fd: ["Xvfb", "-displayfd", str(fd), "-nolisten", "tcp", "-noreset",
-                                                  "-screen", "0", f"{SCREEN[0]}x{SCREEN[1]}x24"])
+                                                  "-screen", "0", f"{self.screen[0]}x{self.screen[1]}x24"])
         return ":" + number, self._children[-1]
 
     def _start_and_read(self, command):

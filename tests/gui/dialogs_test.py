@@ -64,7 +64,10 @@ class SettingsTest(Flow):
     def enter(self, dialog, domain, button="SETTINGS_ADD"):
         self.desktop.click(dialog.find("text", EN["SETTINGS_NEW_DOMAIN"]))
         self.desktop.type(domain)
-        press(self, dialog, plain(EN[button]))
+        if button is None:
+            self.desktop.key("Return")
+        else:
+            press(self, dialog, plain(EN[button]))
         wait_for(lambda: dialog.find("text", EN["SETTINGS_NEW_DOMAIN"]).text == "" or not domain.strip(),
                  what="field cleared")
 
@@ -76,8 +79,11 @@ class SettingsTest(Flow):
         self.desktop.key("Tab")
         self.desktop.type("secret")
         self.assertNotIn("secret", str(dialog.outline()))
-        for domain in ("one.example ", "one.example", "ONE.example", "two.example"):
+        self.assertIn(("panel", EN["SSL"]), dialog.outline(), "a group has the name of its own")
+        self.assertIn(("icon", EN["WARNING_SIGN"]), dialog.outline())
+        for domain in ("one.example ", "one.example", "ONE.example"):
             self.enter(dialog, domain)
+        self.enter(dialog, "two.example", None)
         expected = [self.gateway.authority, "one.example", "ONE.example", "two.example"]
         self.assertEqual(self.domains(dialog), expected)
         self.desktop.screenshot("settings-added")
@@ -87,8 +93,18 @@ class SettingsTest(Flow):
         self.desktop.xdotool("keyup", "Control_L")
         press(self, dialog, plain(EN["SETTINGS_REMOVE"]))
         wait_for(lambda: self.domains(dialog) == [self.gateway.authority, "ONE.example"], what="two removed")
-        press(self, dialog, "Save")
+        # What is left in the field is asked about.
+        self.desktop.click(dialog.find("text", EN["SETTINGS_NEW_DOMAIN"]))
+        self.desktop.type("three.example")
+        for answer in ("Cancel", "Yes"):
+            press(self, dialog, "Save")
+            question = wait_for(lambda: client.application().find("alert"), what="question")
+            self.desktop.screenshot("settings-question")
+            self.assertNotIn("ONE.example", client.home.settings())
+            press(self, question, answer)
+            wait_for(lambda: not client.application().find("alert"), what="question answered")
         wait_for(lambda: "ONE.example" in client.home.settings(), what="file saved")
+        self.assertIn("three.example", client.home.settings())
         text = client.home.settings()
         self.assertIn(self.gateway.authority, text)
         self.assertNotIn("one.example", text)
@@ -97,7 +113,7 @@ class SettingsTest(Flow):
         # What was stored is what the dialog shows when it is opened anew.
         client.choose(plain(EN["MENU_SETTINGS"]))
         again = client.dialog(EN["SETTINGS_TITLE"])
-        self.assertEqual(self.domains(again), [self.gateway.authority, "ONE.example"])
+        self.assertEqual(self.domains(again), [self.gateway.authority, "ONE.example", "three.example"])
         fields = [node.text for node in again.walk() if node.role == "text"]
         self.assertIn("DOMAIN\\user", fields)
 
@@ -120,6 +136,30 @@ class SettingsTest(Flow):
         self.desktop.screenshot("settings-de")
         for label in ("Abbrechen", "Speichern"):
             self.assertTrue(dialog.find("push button", label), dialog.outline())
+
+
+class SmallScreenTest(Flow):
+    gtk_settings = "gtk-font-name=Sans 20\n"
+    screen = (800, 600)
+
+    def test_windows_fit_the_screen_and_the_focus_is_in_view(self):
+        client = self.session(language="de")
+        german = catalog("de")
+        for entry, title, role in (("MENU_LOGS", "LOG_TITLE", "frame"), ("MENU_SETTINGS", "SETTINGS_TITLE", "dialog")):
+            client.choose(plain(german[entry]))
+            dialog = client.dialog(german[title], role)
+            x, y, width, height = client.window(german[title]).rect
+            self.desktop.screenshot("small-screen-" + entry)
+            self.assertTrue(x >= 0 and x + width <= 800 and y + height <= 600, (x, y, width, height))
+            buttons = [node.middle() for node in dialog.walk() if node.role in ("push button", "check box")]
+            self.assertTrue(entry == "MENU_SETTINGS" or all(x < a < x + width and y < b < y + height for a, b in buttons))
+        self.assertTrue(dialog.find("scroll bar"))
+        below = dialog.find("table", german["SETTINGS_DOMAIN_LIST"])
+        top = dialog.find("push button", "Speichern").middle()[1] - 20
+        self.assertGreater(below.extents()[1] + below.extents()[3], top, "out of view")
+        self.desktop.key(*["Tab"] * 5)
+        wait_for(lambda: below.extents()[1] + below.extents()[3] < top, what="the focus in view")
+        self.desktop.screenshot("small-screen-scrolled")
 
 
 class ConnectionErrorTest(Flow):

@@ -6,7 +6,7 @@ import re
 import unittest
 
 from accessible import SENSITIVE
-from client import LOG, Flow, catalog, plain
+from client import LOG, Flow, catalog, pattern, plain
 from desktop import TIME_FACTOR, wait_for
 
 EN = catalog("en")
@@ -63,6 +63,7 @@ class LogWindowTest(Flow):
         self.desktop.click(wait_for(lambda: client.application().find("menu item", "WARNING"), what="category"))
         self.wait_for_line(window, "lonely warning")
         self.assertFalse([line for line in self.shown_lines(window) if "marker" in line])
+        self.assertIn("\u26a0 WARNING", self.shown_lines(window), "marked by a sign too")
         self.desktop.screenshot("log-filtered")
 
         target = os.path.join(client.home.path, "saved.log")
@@ -84,6 +85,8 @@ class LogWindowTest(Flow):
         wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
         with open(f"/proc/{client.pid}/statm", encoding="ascii") as memory:
             before = int(memory.read().split()[1])
+            with open(LOG, "rb") as log:
+                written = len(log.readlines())
             self.append(*["TRACE Test.long " + "a line of a long log " * 5] * 200000)  # 30 MB
             client.choose(plain(EN["MENU_LOGS"]))
             window = client.dialog(EN["LOG_TITLE"], "frame")
@@ -95,6 +98,19 @@ class LogWindowTest(Flow):
         shown = self.number_of_lines(window)
         self.desktop.click(window.find("push button", plain(EN["LOG_EARLIER"])))
         wait_for(lambda: self.number_of_lines(window) > shown, what="earlier lines")
+        # The file is searched whole, and what is found loaded.
+        self.desktop.key("ctrl+f")
+        self.desktop.type("MODULE LOADED\n")
+        found = wait_for(lambda: re.search(pattern(EN["LOG_FOUND %s"]).replace(".+", r"(\d+)"), str(window.outline())),
+                         what="found")
+        self.assertLessEqual(int(found.group(1)), written)
+        self.assertGreater(self.number_of_lines(window), shown + 10000, "other lines are held")
+        self.desktop.screenshot("log-found-in-long")
+        self.desktop.click(window.find("check box", plain(EN["LOG_FOLLOW"])))
+        wait_for(lambda: self.number_of_lines(window) <= shown, what="back at the end")
+        held = self.number_of_lines(window)
+        self.append("TRACE Test.long newest marker")
+        wait_for(lambda: self.number_of_lines(window) == held + 1, what="following")
 
     def test_german(self):
         _, window = self.open("de")

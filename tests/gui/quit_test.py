@@ -197,6 +197,11 @@ class QuitTest(Flow):
         self.desktop.click(error.find("push button", "Einstellungen"))
         client.dialog(catalog("de")["SETTINGS_TITLE"])
         self.check_quit(client, "settings-over-error-open", has_icon=False)
+        client = self.phase("polling")
+        client.choose("Log")
+        self.desktop.click(client.dialog(EN["LOG_TITLE"], "frame").find("push button", "Save as…"))
+        wait_for(lambda: client.application().find("file chooser"), what="file dialog")
+        self.check_quit(client, "save-as-open", has_icon=False)
 
 
 if __name__ == "__main__":

@@ -2,9 +2,13 @@
 """Start, panel and instances."""
 
 import os
+import re
 import signal
+import subprocess
 import time
 import unittest
+
+import Xlib.X
 
 from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, pattern, status_list
 from desktop import wait_for
@@ -96,6 +100,16 @@ class StartTest(Flow):
             client.wait_for_text(catalog(language)["WAITING_FOR %s"] % gateway.authority)
             self.desktop.xdotool("windowraise", client.wait_for_panel().id)
             self.desktop.screenshot("waiting-" + language)
+    def test_options_are_answered_without_a_display(self):
+        for words, status, answer in ((["--help"], 0, "usage: nebrixclient [options] [MEDIATION]"), (["-V"], 0, "8.9.0.35"),
+                                      ([self.gateway.mediation(), "--version"], 0, "8.9.0.35"),
+                                      (["--display=:9"], 2, "--display"), (["-"], 2, "is no link"),
+                                      (["--", "--link"], 2, "is no link")):
+            with self.subTest(words=words):
+                program = subprocess.run([os.path.join(BIN, "nebrixclient"), *words], env={}, text=True, check=False,
+                                         capture_output=True, timeout=10)
+                self.assertEqual(program.returncode, status, program)
+                self.assertIn(answer, program.stderr if status else program.stdout)
 
 
 class PanelTest(Flow):
@@ -147,9 +161,54 @@ class PanelTest(Flow):
                     bar = client.application().find("progress bar", catalog(language)["PROGRESS_NAME"])
                     self.assertEqual(bar is not None, fault == "archive-silent", "a progress bar while it downloads")
                     if bar is not None:
-                        self.assertRegex(bar.description, pattern(catalog(language)["PROGRESS_RATE %s"]))
+                        amount = catalog(language)["PROGRESS_AMOUNT %s %s"].replace("%s", r"\d+[.,]\d\skB")
+                        self.assertRegex(client.texts()[-1], amount + r", [\d.,]+\sk?B/s$")
                     if language == "en" and fault == "silent":
                         wait_for(lambda c=client: not c.panel(), 2.6, "panel hidden")
+
+    def test_any_line_fits_the_screen_on_one_line(self):
+        client = self.session(env={"NEBRIX_TEST_STATUS": self.status})
+        self.tell(status_list("connected ip=192.0.2.7"))
+        client.wait_for_text(EN["VPN_GIVENIP %s"].replace("%s", "192.0.2.7"))
+        height = client.panel().rect[3]
+        beginning, end = EN["VPN_GIVENIP %s"].split("%s")
+        for address in ("a\n" * 1300, "W" * 2600, "W" * 99):
+            with self.subTest(address=address[:4]):
+                self.tell(status_list("connected ip=" + address))
+                shown = pattern(beginning) + ".*" + address[:2].replace("\n", " ") + ".*" + pattern(end)
+                wait_for(lambda s=shown: any(re.fullmatch(s, text) for text in client.texts()), what=shown)
+                self.check_place(client.wait_for_panel())
+                self.assertEqual(client.panel().rect[3], height)
+                self.assertLess(client.panel().rect[2], self.screen[0])
+                tips = [re.sub(r"\s", "", node.description) for node in client.panel_node().walk()]
+                self.assertEqual(sum(re.sub(r"\s", "", address) in tip for tip in tips), 1, "whole in the tool tip")
+                self.desktop.screenshot("panel-line-" + address[:1] + str(len(address)))
+        with open(LOG, encoding="utf-8", errors="replace") as file:
+            self.assertNotIn("WxLogTarget.assertion", file.read())
+
+    def test_its_corners_are_transparent_while_a_compositor_runs(self):
+        selection = self.desktop.display.get_atom("_NET_WM_CM_S0")
+        owner = self.desktop.root.create_window(0, 0, 1, 1, 0, Xlib.X.CopyFromParent)
+        owner.set_selection_owner(selection, Xlib.X.CurrentTime)
+        self.desktop.display.sync()
+        client = self.session(env={"NEBRIX_TEST_STATUS": self.status})
+        self.tell(status_list("connected"))
+        client.wait_for_text(EN["VPN_CONNECTED"])
+        panel = client.wait_for_panel()
+        self.assertEqual(panel.shape_rectangles(), [(0, 0, *panel.rect[2:])])
+        window = self.desktop.display.create_resource_object("window", panel.id)
+        for place, alpha in (((0, 0), 0), ((5, 5), 255)):
+            pixel = window.get_image(*place, 1, 1, Xlib.X.ZPixmap, 0xFFFFFFFF).data
+            self.assertEqual((len(pixel), pixel[3]), (4, alpha), place)
+        owner.destroy()
+        self.desktop.display.sync()
+        wait_for(lambda: len(client.panel().shape_rectangles()) > 1, what="corners cut out again")
+
+    def test_thousands_of_lines_at_once_leave_the_event_loop_running(self):
+        client = self.session(env={"NEBRIX_TEST_STATUS": self.status})
+        client.wait_for_panel()
+        self.tell(status_list(*(f"connected ip=192.0.2.{number}" for number in range(5000)), "authError"))
+        client.wait_for_text(EN["VPN_AUTHERROR"])  # the watchdog judges
 
     def test_a_long_text_widens_the_panel_for_good(self):
         client = self.session(language="de", env={"NEBRIX_TEST_STATUS": self.status})

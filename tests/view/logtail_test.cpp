@@ -93,6 +93,43 @@ TEST_F(LogTailTest, holdsNoMoreThanItsShare) {
     EXPECT_TRUE(wide.startsLater());
 }
 
+TEST_F(LogTailTest, findsInTheWholeFileAndMovesThere) {
+    // A million bytes before the line that is looked for, and as many behind it.
+    const std::string line = "21-11-26 07:08:09.0 [t] ERROR A.b Nadel\n";
+    write(numbered(100'000) + line + "on\n" + numbered(100'000) + "nadel");
+    LogTail tail(m_name, 5000, 30'000);
+    pollAll(tail);
+    const auto find = [&](const LogQuery& query, std::optional<std::int64_t> behind = {}, int pieces = 99) {
+        const auto place = tail.find(query, behind, [&] { return pieces-- > 0; });
+        return place ? std::pair(place->offset, place->line) : std::pair<std::uint64_t, std::uint64_t>();
+    };
+    const std::pair<std::uint64_t, std::uint64_t> needle(1'000'000, 100'001);
+    const std::pair<std::uint64_t, std::uint64_t> nowhere;
+    EXPECT_EQ(find({"nADEL"}), needle);
+    EXPECT_EQ(find({"nadel", 2}), needle);
+    EXPECT_EQ(find({"nadel", 1}), nowhere);
+    EXPECT_EQ(find({"on", 2}), std::pair(needle.first + line.size(), needle.second + 1)) << "continues an error";
+    EXPECT_EQ(find({"nadel"}, tail.firstNumber()), needle) << "round to the beginning";
+    EXPECT_EQ(find({"100099998"}).second, 99'999U);
+    EXPECT_EQ(find({"100099998"}, tail.firstNumber() + 400).second, 200'001U) << "the one behind";
+    EXPECT_EQ(find({"nadel"}, {}, 0), nowhere) << "given up";
+    EXPECT_EQ(find({""}), nowhere);
+
+    EXPECT_FALSE(tail.numberAt(needle.first).has_value());
+    tail.moveTo(needle.first);
+    pollAll(tail);
+    const std::optional<std::int64_t> number = tail.numberAt(needle.first);
+    ASSERT_TRUE(number.has_value());
+    EXPECT_EQ(tail.line(static_cast<std::size_t>(*number - tail.firstNumber())).text, "A.b Nadel");
+    EXPECT_EQ(tail.line(0).text, "100093447") << "some before it";
+    append("\n" + numbered(1));
+    EXPECT_EQ(tail.poll(), Change::Nothing) << "there is no room";
+    EXPECT_EQ(find({"nadel"}, *number), std::pair(needle.first + line.size() + 1'000'003, needle.second + 100'002));
+    EXPECT_TRUE(tail.newest());
+    EXPECT_FALSE(tail.newest());
+    EXPECT_TRUE(pollAll(tail).ends_with("\n100000000\n"));
+}
+
 TEST_F(LogTailTest, givesLinesLongerThanAPieceInPartsWhenGoingBack) {
     write("first\n" + std::string(LogTail::kPiece * 2, 'x') + "\nlast\n");
     LogTail tail(m_name, 5);

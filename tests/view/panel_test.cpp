@@ -4,6 +4,7 @@
 #include <sstream>
 #include <string>
 
+#include "apps/nebrixclient/view/displaytext.h"
 #include "apps/nebrixclient/view/panelgeometry.h"
 #include "apps/nebrixclient/view/panelstate.h"
 
@@ -92,15 +93,34 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
     }
 }
 
-TEST(PanelGeometry, growsInHundredsAndNeverShrinks) {
+TEST(PanelGeometry, growsInHundredsUpToTheScreenAndNeverShrinks) {
     const std::tuple<Size, Size, bool, std::optional<Size>> cases[] = {
-        {{341, 129}, {300, 100}, true, Size{300, 100}},  {{341, 129}, {341, 129}, false, std::nullopt},
-        {{341, 129}, {405, 129}, false, Size{500, 129}}, {{400, 129}, {500, 100}, false, Size{600, 129}},
-        {{500, 129}, {405, 129}, false, std::nullopt},   {{500, 129}, {341, 160}, false, Size{500, 160}}};
+        {{341, 129}, {300, 100}, true, Size{300, 100}},   {{341, 129}, {341, 129}, false, std::nullopt},
+        {{341, 129}, {405, 129}, false, Size{500, 129}},  {{400, 129}, {500, 100}, false, Size{600, 129}},
+        {{500, 129}, {405, 129}, false, std::nullopt},    {{500, 129}, {341, 160}, false, Size{500, 160}},
+        {{341, 129}, {2405, 800}, false, Size{800, 600}}, {{900, 700}, {405, 129}, false, Size{800, 600}},
+        {{341, 129}, {2405, 129}, true, Size{800, 129}}};
     for (const auto& [current, best, first, size] : cases) {
-        EXPECT_EQ(panelSize(current, best, 341, first), size) << best.width << " in " << current.width;
+        EXPECT_EQ(panelSize(current, best, {800, 600}, 341, first), size) << best.width << " in " << current.width;
     }
     EXPECT_EQ(panelPosition({-1920, 25, 1920, 1080}, 500), (Point{-501, 25}));
+}
+
+TEST(DisplayText, isOneBoundedLineWhateverTheText) {
+    const std::tuple<const char*, unsigned, const char*> cases[] = {
+        {"", 3, ""},
+        {"abc", 3, "abc"},
+        {"abcd", 3, "a\u2026d"},
+        {"abcdef", 4, "ab\u2026f"},
+        {"a\n\r\tb\x01", 9, "a   b\\x01"},
+        {"\u00e4\u00f6\u00fc", 3, "\u00e4\u00f6\u00fc"},
+        {"\u00e4\u00f6\u00fc\u00df", 3, "\u00e4\u2026\u00df"},
+        {"\xbf\xbf\xbf\xbf", 2, "\\xbf\\xbf\\xbf\\xbf"},
+        {"\u202Eab", 9, "\\xe2\\x80\\xaeab"}};
+    for (const auto& [text, most, shown] : cases) {
+        EXPECT_EQ(forLabel(text, most), shown) << text;
+    }
+    EXPECT_EQ(forToolTip("abc\ndefgh", 9, 4), "abc \ndefg\nh");
 }
 
 }  // namespace

@@ -50,6 +50,7 @@ TEST(Amount, isInTheLargestUnit) {
     for (const auto& [bytes, key, tenths] : cases) {
         EXPECT_STREQ(amount(bytes).key, key) << bytes;
         EXPECT_EQ(amount(bytes).tenths, tenths) << bytes;
+        EXPECT_EQ(amount(bytes).whole, bytes < 1000) << bytes;
     }
 }
 

@@ -4,8 +4,11 @@
 #include <wx/intl.h>
 #include <wx/listbox.h>
 #include <wx/log.h>
+#include <wx/scrolwin.h>
 #include <wx/textctrl.h>
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "apps/nebrixclient/gui/aboutdialog.h"
@@ -36,7 +39,8 @@ wxString longestRefusal() { return wxString::Format(_("END_HOSTCHECK_REFUSED %s"
 /// What scrolls or is cut by design may want more room than it has.
 bool mayBeCut(const wxWindow* window) {
     return dynamic_cast<const wxTextCtrl*>(window) != nullptr || dynamic_cast<const wxListBox*>(window) != nullptr ||
-           dynamic_cast<const wxDataViewCtrl*>(window) != nullptr || dynamic_cast<const wxGauge*>(window) != nullptr;
+           dynamic_cast<const wxDataViewCtrl*>(window) != nullptr ||
+           dynamic_cast<const wxScrolledWindow*>(window) != nullptr || dynamic_cast<const wxGauge*>(window) != nullptr;
 }
 
 /// Every shown control below the window that has less room than its text needs, or sticks out of its parent.
@@ -144,6 +148,35 @@ TEST_P(Fit, thePanelHasRoomForEveryPhrase) {
         wxYield();
         EXPECT_EQ(overflowing(*panel), "") << line;
         EXPECT_TRUE(panel->GetSize().x <= 341 || panel->GetSize().x % 100 == 0) << panel->GetSize().x;
+    }
+    panel->Destroy();
+}
+
+double luminance(const wxColour& colour) {  // relative, WCAG 2.1
+    const auto part = [](unsigned char value) {
+        const double share = value / 255.0;
+        return share <= 0.04045 ? share / 12.92 : std::pow((share + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * part(colour.Red()) + 0.7152 * part(colour.Green()) + 0.0722 * part(colour.Blue());
+}
+
+/// In the state that a window manager puts a window in that is not the active one, which the panel never is; also when
+/// the theme changes while it is there.
+TEST(PanelContrast, isFullInEveryTheme) {
+    auto* const panel = new NebrixClientNotificationPanel(nullptr);
+    panel->Show();
+    gtk_widget_set_state_flags(panel->GetHandle(), GTK_STATE_FLAG_BACKDROP, FALSE);
+    for (const char* const theme : {"Adwaita", "Adwaita-dark", "HighContrast", "Adwaita"}) {
+        g_object_set(gtk_settings_get_default(), "gtk-theme-name", theme, nullptr);
+        wxYield();
+        for (const wxWindow* const child : panel->GetChildren()) {
+            GtkStyleContext* const style = gtk_widget_get_style_context(child->GetHandle());
+            GdkRGBA text;
+            gtk_style_context_get_color(style, gtk_style_context_get_state(style), &text);
+            const auto [dark, bright] =
+                std::minmax({luminance(wxColour(text)), luminance(panel->GetBackgroundColour())});
+            EXPECT_GE((bright + 0.05) / (dark + 0.05), 7.0) << theme << ": " << child->GetLabel();
+        }
     }
     panel->Destroy();
 }

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <wx/app.h>
 
 #include <atomic>
+#include <filesystem>
 #include <stdexcept>
 
 #include "apps/nebrixclient/gui/backgroundworker.h"
@@ -68,6 +70,13 @@ TEST(FileCopy, leavesAWholeCopyOrWhatWasThere) {
     EXPECT_FALSE(gui::copyWholeFile(source, source)) << "onto itself";
     EXPECT_FALSE(gui::copyWholeFile(source, directory.path("nowhere/target")));
     EXPECT_EQ(readFile(target).size(), 300000U);
+    const std::string special = directory.path("special");
+    ASSERT_EQ(::mkfifo(special.c_str(), 0600), 0);
+    EXPECT_FALSE(gui::copyWholeFile(source, special));
+    EXPECT_TRUE(std::filesystem::is_fifo(special)) << "only a plain file is replaced";
+    std::filesystem::create_symlink("target", directory.path("link"));
+    EXPECT_TRUE(gui::copyWholeFile(source, directory.path("link")));
+    EXPECT_TRUE(std::filesystem::is_symlink(directory.path("link")));
     EXPECT_EQ(readFile(source).size(), 300000U);
 }
 

@@ -4,6 +4,7 @@
 #include <wx/control.h>
 #include <wx/dialog.h>
 #include <wx/stattext.h>
+#include <wx/toplevel.h>
 #include <wx/window.h>
 
 namespace nebrix::gui {
@@ -53,6 +54,21 @@ void announceAsDialog(wxDialog& dialog) {
     AtkObject* const accessible = gtk_widget_get_accessible(dialog.GetHandle());
     if (accessible != nullptr) {
         atk_object_set_role(accessible, ATK_ROLE_DIALOG);
+    }
+}
+
+void announceAsNotification(wxTopLevelWindow& window, const wxString& name) {
+    AtkObject* const accessible = gtk_widget_get_accessible(window.GetHandle());
+    if (accessible != nullptr) {
+        atk_object_set_role(accessible, ATK_ROLE_NOTIFICATION);
+        atk_object_set_name(accessible, name.utf8_str());
+    }
+}
+
+void announce(wxWindow& window, const wxString& text) {
+    AtkObject* const accessible = gtk_widget_get_accessible(window.GetHandle());
+    if (accessible != nullptr && g_signal_lookup("announcement", ATK_TYPE_OBJECT) != 0) {
+        g_signal_emit_by_name(accessible, "announcement", static_cast<const char*>(text.utf8_str()));
     }
 }
 

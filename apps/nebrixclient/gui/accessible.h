@@ -3,6 +3,7 @@
 #include <wx/string.h>
 
 class wxDialog;
+class wxTopLevelWindow;
 class wxWindow;
 class wxStaticText;
 
@@ -18,5 +19,12 @@ void setLabelFor(wxStaticText& label, wxWindow& control);
 
 /// Has the window announced as a dialog, which is read out whole, rather than as a frame. GUI thread.
 void announceAsDialog(wxDialog& dialog);
+
+/// Has the window announced as a notification of this name: one that comes by itself and takes no keyboard. GUI thread.
+void announceAsNotification(wxTopLevelWindow& window, const wxString& name);
+
+/// Has a screen reader say the text, as news of the window; nothing where the accessibility library cannot (it can from
+/// ATK 2.46 on). GUI thread.
+void announce(wxWindow& window, const wxString& text);
 
 }  // namespace nebrix::gui

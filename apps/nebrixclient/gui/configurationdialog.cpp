@@ -2,14 +2,18 @@
 
 #include <wx/button.h>
 #include <wx/checkbox.h>
+#include <wx/intl.h>
 #include <wx/listbox.h>
+#include <wx/msgdlg.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
 
 #include <vector>
 
 #include "apps/nebrixclient/gui/accessible.h"
+#include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/displaytext.h"
 #include "apps/nebrixclient/view/settingsfields.h"
 
 using tessel::tesselToWxString;
@@ -17,6 +21,8 @@ using tessel::wxToTesselString;
 using tessel::view::SettingsFields;
 
 namespace {
+
+constexpr unsigned kLongestShown = 60;  // characters of a domain in a question
 
 tessel::List<tessel::String> entries(const wxListBox& list) {
     tessel::List<tessel::String> result;
@@ -29,7 +35,9 @@ tessel::List<tessel::String> entries(const wxListBox& list) {
 
 }  // namespace
 
-NebrixClientConfigurationDialog::NebrixClientConfigurationDialog(wxWindow* parent) : ConfigurationDialog(parent) {}
+NebrixClientConfigurationDialog::NebrixClientConfigurationDialog(wxWindow* parent) : ConfigurationDialog(parent) {
+    nebrix::gui::desktop::takeKeyboard(*this);
+}
 
 void NebrixClientConfigurationDialog::readConfiguration(tessel::ClientLocalConfiguration& configuration) {
     SettingsFields fields;
@@ -53,8 +61,7 @@ void NebrixClientConfigurationDialog::writeConfiguration(tessel::ClientLocalConf
 }
 
 void NebrixClientConfigurationDialog::addCertIgnoreDomain(wxCommandEvent&) {
-    const tessel::String domain =
-        SettingsFields::domainToAdd(wxToTesselString(m_newDomain->GetValue()), entries(*m_domains));
+    const tessel::String domain = typedDomain();
     if (!domain.empty()) {
         m_domains->Append(tesselToWxString(domain));
         m_domains->EnsureVisible(static_cast<int>(m_domains->GetCount()) - 1);
@@ -102,6 +109,26 @@ void NebrixClientConfigurationDialog::onRevealPassword(wxCommandEvent&) {
     shown.Show();
     nebrix::gui::setLabelFor(*m_passwordLabel, shown);
     Layout();
+}
+
+tessel::String NebrixClientConfigurationDialog::typedDomain() const {
+    return SettingsFields::domainToAdd(wxToTesselString(m_newDomain->GetValue()), entries(*m_domains));
+}
+
+void NebrixClientConfigurationDialog::onSave(wxCommandEvent& event) {
+    const tessel::String left = typedDomain();
+    if (!left.empty()) {
+        const tessel::String shown = tessel::view::forLabel(left, kLongestShown);
+        const int answer = wxMessageBox(wxString::Format(_("SETTINGS_NOT_ADDED %s"), tesselToWxString(shown)),
+                                        GetTitle(), wxYES_NO | wxCANCEL | wxICON_WARNING, this);
+        if (answer == wxYES) {
+            addCertIgnoreDomain(event);
+        } else if (answer != wxNO) {
+            m_newDomain->SetFocus();
+            return;
+        }
+    }
+    event.Skip();
 }
 
 wxTextCtrl& NebrixClientConfigurationDialog::shownPassword() const {

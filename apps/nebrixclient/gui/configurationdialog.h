@@ -21,9 +21,13 @@ protected:
     void onRemoveCertIgnoreDomainButton(wxCommandEvent& event) override;
     void onDomainListKey(wxKeyEvent& event) override;
     void onRevealPassword(wxCommandEvent& event) override;
+    /// Asks what is to become of a domain that was typed and not added.
+    void onSave(wxCommandEvent& event) override;
 
 private:
     [[nodiscard]] wxTextCtrl& shownPassword() const;
+    /// What is in the field and would be added; empty for nothing.
+    [[nodiscard]] tessel::String typedDomain() const;
 
     tessel::List<tessel::String> m_removed;  // domains
 };

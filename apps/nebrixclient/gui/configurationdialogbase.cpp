@@ -1,16 +1,22 @@
 #include "apps/nebrixclient/gui/configurationdialogbase.h"
 
+#include <gtk/gtk.h>
 #include <wx/artprov.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/iconbndl.h>
 #include <wx/intl.h>
 #include <wx/listbox.h>
+#include <wx/panel.h>
+#include <wx/scrolwin.h>
+#include <wx/settings.h>
 #include <wx/sizer.h>
 #include <wx/statbmp.h>
 #include <wx/statbox.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
+
+#include <algorithm>
 
 #include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/textfield.h"
@@ -34,20 +40,57 @@ ConfigurationDialog::ConfigurationDialog(wxWindow* parent)
                wxDEFAULT_DIALOG_STYLE | wxRESIZE_BORDER) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
     nebrix::gui::announceAsDialog(*this);
-    SetLayoutAdaptationMode(wxDIALOG_ADAPTATION_MODE_ENABLED);  // all but the buttons scrolls on a small screen
+    m_content = new wxScrolledWindow(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxVSCROLL | wxTAB_TRAVERSAL);
+    m_content->SetScrollRate(0, GetCharHeight());
+    // A bar that is seen only while it moves does not tell that there is more.
+    gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(m_content->GetHandle()), FALSE);
+    auto* const groups = new wxBoxSizer(wxVERTICAL);
+    groups->Add(makeProxyBox(), wxSizerFlags().Expand().DoubleBorder(wxALL));
+    groups->AddSpacer(wxSizerFlags::GetDefaultBorder());
+    groups->Add(makeCertificateBox(), wxSizerFlags(1).Expand().DoubleBorder(wxLEFT | wxRIGHT));
+    m_content->SetSizer(groups);
     auto* const column = new wxBoxSizer(wxVERTICAL);
-    column->Add(makeProxyBox(), wxSizerFlags().Expand().DoubleBorder(wxALL));
-    column->Add(makeCertificateBox(), wxSizerFlags(1).Expand().DoubleBorder(wxLEFT | wxRIGHT));
-    column->Add(makeButtons(), wxSizerFlags().Expand().DoubleBorder(wxALL));
+    column->Add(m_content, wxSizerFlags(1).Expand());
+    column->Add(makeButtons(), wxSizerFlags().Expand().DoubleBorder());
     SetSizer(column);
-    nebrix::gui::fitWrapped(*this);
+    fit();
     CentreOnParent();
     bindHandlers();
     m_login->SetFocus();
 }
 
+/// As large as everything wants, as far as the screen has room; the texts are broken to the width that comes of it.
+void ConfigurationDialog::fit() {
+    const wxSize room = nebrix::gui::roomOnScreen();
+    const int bar = wxSystemSettings::GetMetric(wxSYS_VSCROLL_X, this);
+    m_content->SetMinSize(wxSize(0, 0));
+    const int buttons = GetSizer()->CalcMin().y;
+    for (int pass = 0; pass < 2; ++pass) {  // the texts' height is known once their width is
+        const wxSize wanted = m_content->GetSizer()->CalcMin();
+        const int height = std::min(wanted.y, room.y - buttons);
+        m_content->SetMinSize(wxSize(wanted.x + (height < wanted.y ? bar : 0), height));
+        SetClientSize(GetSizer()->CalcMin());
+        Layout();
+        rewrap();
+    }
+    SetMinClientSize(wxSize(GetSizer()->CalcMin().x, std::min(GetClientSize().y, room.y / 2)));
+}
+
+void ConfigurationDialog::rewrap() {
+    m_content->Layout();
+    nebrix::gui::rewrap(*this);
+    m_content->FitInside();
+    m_content->Layout();
+}
+
+void ConfigurationDialog::setExample(const wxString& authority) {
+    if (!authority.empty()) {
+        m_newDomain->SetHint(authority);
+    }
+}
+
 wxSizer* ConfigurationDialog::makeProxyBox() {
-    auto* const frame = new wxStaticBoxSizer(wxVERTICAL, this, _("Proxy"));
+    auto* const frame = new wxStaticBoxSizer(wxVERTICAL, m_content, _("Proxy"));
     wxStaticBox* const box = frame->GetStaticBox();
     m_useSystemProxy = new wxCheckBox(box, wxID_ANY, _("SETTINGS_PROXY_USE_SYSTEM_PARAMETERS"));
     m_useSystemProxy->SetValue(true);
@@ -83,7 +126,7 @@ wxSizer* ConfigurationDialog::makeProxyBox() {
 }
 
 wxSizer* ConfigurationDialog::makeCertificateBox() {
-    auto* const frame = new wxStaticBoxSizer(wxVERTICAL, this, _("SSL"));
+    auto* const frame = new wxStaticBoxSizer(wxVERTICAL, m_content, _("SSL"));
     wxStaticBox* const box = frame->GetStaticBox();
     auto* const label = new WrappedText(box, _("SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES"), kColumns);
     m_newDomain = makeTextField(box, kFieldColumns, wxTE_PROCESS_ENTER);
@@ -96,6 +139,7 @@ wxSizer* ConfigurationDialog::makeCertificateBox() {
     setLabelFor(*label, *m_newDomain);
     setAccessibleName(*m_newDomain, _("SETTINGS_NEW_DOMAIN"));
     setAccessibleName(*m_domains, _("SETTINGS_DOMAIN_LIST"));
+    setExample("gateway.example.org:443");
 
     const int gap = wxSizerFlags::GetDefaultBorder();
     auto* const grid = new wxFlexGridSizer(2, gap, gap);
@@ -114,23 +158,34 @@ wxSizer* ConfigurationDialog::makeCertificateBox() {
     return frame;
 }
 
-wxSizer* ConfigurationDialog::makeWarning(wxWindow* box) {
+/// On a ground of its own, which the theme's colours are only tinted for.
+wxWindow* ConfigurationDialog::makeWarning(wxWindow* box) {
+    constexpr int kTint = 0x30;  // of 255
+    auto* const ground = new wxPanel(box);
+    const wxColour below = wxSystemSettings::GetColour(wxSYS_COLOUR_BTNFACE);
+    const auto tinted = [&](unsigned char from, int to) {
+        return static_cast<unsigned char>(from + (to - from) * kTint / 0xFF);
+    };
+    ground->SetBackgroundColour(
+        wxColour(tinted(below.Red(), 0xF5), tinted(below.Green(), 0x79), tinted(below.Blue(), 0)));
     auto* const row = new wxBoxSizer(wxHORIZONTAL);
-    auto* const sign = new wxStaticBitmap(box, wxID_ANY, wxArtProvider::GetBitmapBundle(wxART_WARNING, wxART_MENU));
-    const wxString text = _("SETTINGS_SSL_NOCHECK_WARNING");
-    setAccessibleName(*sign, text);
-    row->Add(sign, wxSizerFlags().Top().Border(wxRIGHT));
-    row->Add(new WrappedText(box, text, kColumns - 4), wxSizerFlags(1).CentreVertical());
-    return row;
+    auto* const sign = new wxStaticBitmap(ground, wxID_ANY, wxArtProvider::GetBitmapBundle(wxART_WARNING, wxART_MENU));
+    setAccessibleName(*sign, _("WARNING_SIGN"));
+    row->Add(sign, wxSizerFlags().Top().Border());
+    row->Add(new WrappedText(ground, _("SETTINGS_SSL_NOCHECK_WARNING"), kColumns - 6),
+             wxSizerFlags(1).CentreVertical().Border(wxTOP | wxBOTTOM | wxRIGHT));
+    ground->SetSizer(row);
+    return ground;
 }
 
+/// Their ends are the groups'; the standard sizer would move them in.
 wxSizer* ConfigurationDialog::makeButtons() {
-    auto* const row = new wxStdDialogButtonSizer;
-    // Made in the order in which they stand, which is the keyboard's.
-    row->AddButton(new wxButton(this, wxID_CANCEL));
+    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    auto* const cancel = new wxButton(this, wxID_CANCEL);
     auto* const save = new wxButton(this, wxID_SAVE);
-    row->AddButton(save);
-    row->Realize();
+    row->AddStretchSpacer();
+    row->Add(cancel, wxSizerFlags().Border(wxRIGHT));
+    row->Add(save);
     save->SetDefault();
     SetAffirmativeId(wxID_SAVE);
     SetEscapeId(wxID_CANCEL);
@@ -144,10 +199,11 @@ void ConfigurationDialog::bindHandlers() {
     m_domains->Bind(wxEVT_LISTBOX, &ConfigurationDialog::onCertIgnoreDomainList, this);
     m_domains->Bind(wxEVT_KEY_DOWN, &ConfigurationDialog::onDomainListKey, this);
     m_removeDomain->Bind(wxEVT_BUTTON, &ConfigurationDialog::onRemoveCertIgnoreDomainButton, this);
-    Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
-        Layout();
-        nebrix::gui::rewrap(*this);
-        event.Skip(false);
+    Bind(wxEVT_BUTTON, &ConfigurationDialog::onSave, this, wxID_SAVE);
+    // Also when the bar comes or goes.
+    m_content->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
+        event.Skip();
+        rewrap();
     });
 }
 
@@ -156,3 +212,4 @@ void ConfigurationDialog::onCertIgnoreDomainList(wxCommandEvent& event) { event.
 void ConfigurationDialog::onRemoveCertIgnoreDomainButton(wxCommandEvent& event) { event.Skip(); }
 void ConfigurationDialog::onDomainListKey(wxKeyEvent& event) { event.Skip(); }
 void ConfigurationDialog::onRevealPassword(wxCommandEvent& event) { event.Skip(); }
+void ConfigurationDialog::onSave(wxCommandEvent& event) { event.Skip(); }

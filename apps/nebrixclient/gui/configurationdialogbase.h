@@ -5,14 +5,19 @@
 class wxButton;
 class wxCheckBox;
 class wxListBox;
+class wxScrolledWindow;
 class wxSizer;
 class wxStaticText;
 class wxTextCtrl;
 
-/// The settings dialog's controls, their order and their place. Its handlers only let the event go on. GUI thread.
+/// The settings dialog's controls, their order and their place; on a small screen all but the buttons scrolls. Its
+/// handlers only let the event go on. GUI thread.
 class ConfigurationDialog : public wxDialog {
 public:
     explicit ConfigurationDialog(wxWindow* parent);
+
+    /// What a field for a domain shows while it is empty, as an example of the form: the present gateway's authority.
+    void setExample(const wxString& authority);
 
 protected:
     /// Add button, and Enter in the field for a new domain.
@@ -21,6 +26,7 @@ protected:
     virtual void onRemoveCertIgnoreDomainButton(wxCommandEvent& event);
     virtual void onDomainListKey(wxKeyEvent& event);
     virtual void onRevealPassword(wxCommandEvent& event);
+    virtual void onSave(wxCommandEvent& event);
 
     wxCheckBox* m_useSystemProxy = nullptr;
     wxTextCtrl* m_login = nullptr;
@@ -37,7 +43,11 @@ protected:
 private:
     wxSizer* makeProxyBox();
     wxSizer* makeCertificateBox();
-    wxSizer* makeWarning(wxWindow* box);
+    wxWindow* makeWarning(wxWindow* box);
     wxSizer* makeButtons();
     void bindHandlers();
+    void fit();
+    void rewrap();
+
+    wxScrolledWindow* m_content = nullptr;  // all but the buttons
 };

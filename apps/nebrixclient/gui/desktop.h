@@ -49,6 +49,10 @@ void askLockHolder(const wxString& lockFile);
 /// Keeps a small status window out of task bar, window switcher and pager, and from taking the keyboard.
 void makeNotification(wxWindow& window);
 
+/// Has a window that the user asked for, perhaps through another program's menu, get the keyboard when it is shown: to
+/// the window manager it looks older than what was last typed into. For a window that is not shown yet.
+void takeKeyboard(wxWindow& window);
+
 /// Ends a dialog's modal run as its close control would, also a native one.
 void endModal(wxDialog& dialog);
 

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <gdk/gdk.h>
 #include <gtk/gtk.h>
 #include <langinfo.h>
 #include <sys/resource.h>
@@ -6,6 +7,10 @@
 #include <unistd.h>
 #include <wx/dialog.h>
 #include <wx/menuitem.h>
+
+#ifdef GDK_WINDOWING_X11
+#include <gdk/gdkx.h>
+#endif
 
 #include <clocale>
 #include <csignal>
@@ -22,6 +27,23 @@
 #endif
 
 namespace nebrix::gui::desktop {
+
+namespace {
+
+guint32 serverTime(GtkWidget* widget) {
+#ifdef GDK_WINDOWING_X11
+    if (GdkWindow* const window = gtk_widget_get_window(widget); window != nullptr && GDK_IS_X11_WINDOW(window)) {
+        return gdk_x11_get_server_time(window);
+    }
+#endif
+    return GDK_CURRENT_TIME;
+}
+
+void presentNow(GtkWidget* widget, gpointer /*unused*/) {
+    gtk_window_present_with_time(GTK_WINDOW(widget), serverTime(widget));
+}
+
+}  // namespace
 
 void preferX11() {
     if (std::getenv("WAYLAND_DISPLAY") != nullptr && std::getenv("DISPLAY") != nullptr) {
@@ -136,6 +158,17 @@ void makeNotification(wxWindow& window) {
     gtk_window_set_skip_pager_hint(widget, TRUE);
     gtk_window_set_accept_focus(widget, FALSE);
     gtk_window_set_focus_on_map(widget, FALSE);
+}
+
+void takeKeyboard(wxWindow& window) {
+    GtkWidget* const widget = window.GetHandle();
+    gtk_widget_realize(widget);
+#ifdef GDK_WINDOWING_X11
+    if (GDK_IS_X11_WINDOW(gtk_widget_get_window(widget))) {
+        gdk_x11_window_set_user_time(gtk_widget_get_window(widget), serverTime(widget));
+    }
+#endif
+    g_signal_connect(widget, "map", G_CALLBACK(&presentNow), nullptr);
 }
 
 void endModal(wxDialog& dialog) {

@@ -4,6 +4,8 @@
 #include <wx/filename.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 namespace nebrix::gui {
@@ -11,10 +13,22 @@ namespace {
 
 constexpr wxFileOffset kPiece = 64 * 1024;
 
+/// Where a file of that name may be put; empty where something else than a plain file is.
+wxString replaceable(const wxString& name) {
+    const std::filesystem::path path(name.fn_str().data());
+    std::error_code failure;
+    if (std::filesystem::symlink_status(path, failure).type() == std::filesystem::file_type::not_found) {
+        return name;
+    }
+    const std::filesystem::path target = std::filesystem::canonical(path, failure);
+    return std::filesystem::is_regular_file(target, failure) ? wxString(target.c_str(), wxConvFile) : wxString();
+}
+
 }  // namespace
 
-bool copyWholeFile(const wxString& from, const wxString& to) {
-    if (wxFileName(from).SameAs(wxFileName(to))) {
+bool copyWholeFile(const wxString& from, const wxString& name) {
+    const wxString to = replaceable(name);
+    if (to.empty() || wxFileName(from).SameAs(wxFileName(to))) {
         return false;
     }
     wxFile source(from);

@@ -1,5 +1,7 @@
 #include "apps/nebrixclient/gui/logmodel.h"
 
+#include <wx/settings.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -9,11 +11,20 @@
 namespace nebrix::gui {
 namespace {
 
+using tessel::LogCategory;
 using tessel::view::LogFilter;
 using tessel::view::LogLine;
 
 constexpr unsigned kLongestShown = 1000;    // bytes of one cell: laying out more would stop the list
 constexpr std::size_t kMostAppended = 500;  // rows told of one by one; beyond that a reset is cheaper
+
+bool isError(int category) {
+    return category == static_cast<int>(LogCategory::Error) || category == static_cast<int>(LogCategory::Assert);
+}
+
+bool isWarning(int category) { return category == static_cast<int>(LogCategory::Warning); }
+
+const char* signOf(int category) { return isError(category) ? "\u2716 " : isWarning(category) ? "\u26A0 " : ""; }
 
 tessel::String cell(const LogLine& line, LogColumn column) {
     switch (column) {
@@ -22,7 +33,7 @@ tessel::String cell(const LogLine& line, LogColumn column) {
         case LogColumn::Thread:
             return line.thread;
         case LogColumn::Level:
-            return logCategoryName(line.category);
+            return tessel::String::copy(signOf(line.category)) + logCategoryName(line.category);
         case LogColumn::Message:
             break;
     }
@@ -74,6 +85,20 @@ void LogModel::GetValueByRow(wxVariant& value, unsigned row, unsigned column) co
 }
 
 bool LogModel::SetValueByRow(const wxVariant& /*value*/, unsigned /*row*/, unsigned /*column*/) { return false; }
+
+bool LogModel::GetAttrByRow(unsigned row, unsigned /*column*/, wxDataViewItemAttr& attribute) const {
+    const int category = row < m_snapshot.size() ? m_snapshot.shown->line(row).category : LogLine::kContinuation;
+    if (!isError(category) && !isWarning(category)) {
+        return false;
+    }
+    const bool dark = wxSystemSettings::GetAppearance().IsUsingDarkBackground();
+    if (isError(category)) {
+        attribute.SetColour(dark ? wxColour(0xFF, 0x8A, 0x80) : wxColour(0xB0, 0x00, 0x20));
+    } else {
+        attribute.SetColour(dark ? wxColour(0xFF, 0xC9, 0x4D) : wxColour(0x8A, 0x4B, 0x00));
+    }
+    return true;
+}
 
 const char* logCategoryName(int category) noexcept {
     constexpr const char* kNames[] = {"TRACE", "DEBUG", "ERROR", "ASSERT", "WARNING"};

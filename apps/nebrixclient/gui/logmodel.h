@@ -20,6 +20,9 @@ public:
     [[nodiscard]] wxString GetColumnType(unsigned column) const override;
     void GetValueByRow(wxVariant& value, unsigned row, unsigned column) const override;
     bool SetValueByRow(const wxVariant& value, unsigned row, unsigned column) override;
+    /// Errors and warnings are coloured, so that they are seen on this background; a sign in front of the category says
+    /// the same without colour.
+    bool GetAttrByRow(unsigned row, unsigned column, wxDataViewItemAttr& attribute) const override;
 
 private:
     LogSnapshot m_snapshot;

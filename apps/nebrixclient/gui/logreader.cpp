@@ -51,14 +51,37 @@ void LogReader::setCategory(int category) {
     });
 }
 
-void LogReader::find(const LogSnapshot& where, const tessel::String& text, std::size_t from, Found found) {
-    m_worker.post([calls = m_calls, where, text, from, found = std::move(found)] {
-        const std::optional<std::size_t> row = where.shown->find(text, from, true);
-        std::optional<std::int64_t> number;
-        if (row) {
-            number = where.number(*row);
+void LogReader::find(const tessel::String& text, std::optional<std::int64_t> behind, Found found) {
+    m_worker.post([self = shared_from_this(), text, behind, found = std::move(found)] {
+        const std::optional<FoundLine> line = self->search({text, self->m_category}, behind);
+        self->m_calls.post([found, line] { found(line); });
+    });
+}
+
+std::optional<LogReader::FoundLine> LogReader::search(const tessel::view::LogQuery& query,
+                                                      std::optional<std::int64_t> behind) {
+    const std::optional<tessel::view::LogPlace> place =
+        m_tail.find(query, behind, [this] { return m_calls.connected(); });
+    if (!place) {
+        return std::nullopt;
+    }
+    std::optional<std::int64_t> number = m_tail.numberAt(place->offset);
+    if (!number) {
+        m_tail.moveTo(place->offset);
+        while (m_calls.connected() && m_tail.poll() == tessel::view::LogTail::Change::Appended) {
         }
-        calls.post([found, number] { found(number); });
+        publish(true);
+        number = m_tail.numberAt(place->offset);
+    }
+    return number ? std::optional(FoundLine{*number, place->line}) : std::nullopt;
+}
+
+void LogReader::newest() {
+    m_worker.post([self = shared_from_this()] {
+        if (self->m_tail.newest()) {
+            self->m_restarted = true;
+            self->readAppended();
+        }
     });
 }
 
@@ -67,8 +90,8 @@ void LogReader::readAppended() {
     if (!m_calls.connected()) {
         return;
     }
-    bool changed = !m_published;
-    bool restarted = false;
+    bool restarted = std::exchange(m_restarted, false);
+    bool changed = !m_published || restarted;
     Change change = Change::Appended;
     for (int piece = 0; piece < kPiecesInTurn && (change == Change::Appended || change == Change::Restarted); ++piece) {
         change = m_tail.poll();

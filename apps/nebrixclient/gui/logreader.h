@@ -32,7 +32,12 @@ struct LogSnapshot {
 class LogReader : public std::enable_shared_from_this<LogReader> {
 public:
     using Receive = std::function<void(LogSnapshot)>;
-    using Found = std::function<void(std::optional<std::int64_t> number)>;
+    /// A line that was found: its number in the snapshot received last, and in the file, from 1.
+    struct FoundLine {
+        std::int64_t number;
+        std::uint64_t lineOfFile;
+    };
+    using Found = std::function<void(std::optional<FoundLine>)>;
 
     /// `receive` is called on the GUI thread, through `calls`, whenever there is something new to show.
     LogReader(const tessel::String& path, BackgroundWorker& worker, GuiCalls::Sender calls, Receive receive);
@@ -43,12 +48,15 @@ public:
     void earlier();
     /// LogFilter::kAllCategories or a LogCategory.
     void setCategory(int category);
-    /// Searches the snapshot from a row on, round to it again; `found` is called on the GUI thread with the line's
-    /// number, if any.
-    void find(const LogSnapshot& where, const tessel::String& text, std::size_t from, Found found);
+    /// Searches the whole file for the text among the lines of the category, from behind the line with this number and
+    /// round to it again, and loads what is found if need be. `found` is called on the GUI thread.
+    void find(const tessel::String& text, std::optional<std::int64_t> behind, Found found);
+    /// Goes back to the file's end from what was found.
+    void newest();
 
 private:
     void readAppended();
+    std::optional<FoundLine> search(const tessel::view::LogQuery& query, std::optional<std::int64_t> behind);
     void publish(bool restarted);
 
     BackgroundWorker& m_worker;
@@ -60,6 +68,7 @@ private:
     tessel::view::LogTail m_tail;
     int m_category = tessel::view::LogFilter::kAllCategories;
     bool m_published = false;
+    bool m_restarted = false;  // what is held is other lines than those published last
     bool m_readable = true;
 };
 

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 
+#include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/filecopy.h"
 #include "apps/nebrixclient/gui/wxtext.h"
 
@@ -22,7 +23,8 @@ using tessel::view::LogLine;
 
 namespace {
 
-constexpr int kPollInterval = 500;  // milliseconds
+constexpr int kPollInterval = 500;     // milliseconds
+constexpr int kMessageShown = 10'000;  // milliseconds
 
 void copyToClipboard(const wxString& text) {
     wxClipboardLocker clipboard;
@@ -43,7 +45,26 @@ NebrixClientLogWindow::NebrixClientLogWindow(wxWindow* parent, const wxString& p
       m_model(new nebrix::gui::LogModel) {
     m_list->AssociateModel(m_model.get());
     m_timer.Bind(wxEVT_TIMER, [this](wxTimerEvent& /*event*/) { m_reader->poll(); });
+    m_messageTimer.Bind(wxEVT_TIMER, [this](wxTimerEvent& /*event*/) { tell(wxString()); });
     Bind(wxEVT_SHOW, &NebrixClientLogWindow::onShow, this);
+}
+
+bool NebrixClientLogWindow::Destroy() {
+    if (m_dialog == nullptr) {
+        return LogWindow::Destroy();
+    }
+    m_destroyed = true;
+    Hide();
+    nebrix::gui::desktop::endModal(*m_dialog);
+    return true;
+}
+
+void NebrixClientLogWindow::tell(const wxString& text) {
+    m_message->SetLabelText(text);
+    m_message->SetToolTip(text);
+    if (!text.empty()) {
+        m_messageTimer.StartOnce(kMessageShown);
+    }
 }
 
 void NebrixClientLogWindow::onShow(wxShowEvent& event) {
@@ -69,10 +90,12 @@ void NebrixClientLogWindow::receive(const LogSnapshot& snapshot) {
             top = before.number(std::min<std::size_t>(m_model->GetRow(item), before.size() - 1));
         }
     }
+    const bool follow = m_follow->GetValue();
     if (!m_model->show(snapshot)) {
         restore(selected, top);
     }
-    if (m_follow->GetValue()) {
+    m_follow->SetValue(follow);  // lines that come and go are no selection of the user's
+    if (follow) {
         showNewest();
     }
     m_earlier->Enable(snapshot.startsLater);
@@ -127,20 +150,25 @@ std::vector<std::size_t> NebrixClientLogWindow::selectedRows() const {
 }
 
 void NebrixClientLogWindow::onFindNext(wxCommandEvent&) {
-    m_message->SetLabel(wxString());
+    tell(wxString());
     const std::vector<std::size_t> rows = selectedRows();
-    const std::size_t from = rows.empty() ? 0 : rows.back() + 1;
-    m_reader->find(m_model->snapshot(), tessel::wxToTesselString(m_find->GetValue()), from,
-                   [this](std::optional<std::int64_t> number) { showFound(number); });
+    std::optional<std::int64_t> behind;
+    if (!rows.empty()) {
+        behind = m_model->snapshot().number(rows.back());
+    }
+    m_reader->find(tessel::wxToTesselString(m_find->GetValue()), behind,
+                   [this](std::optional<nebrix::gui::LogReader::FoundLine> found) { showFound(found); });
 }
 
-void NebrixClientLogWindow::showFound(std::optional<std::int64_t> number) {
+void NebrixClientLogWindow::showFound(std::optional<nebrix::gui::LogReader::FoundLine> found) {
     const LogSnapshot& now = m_model->snapshot();
-    const std::size_t row = number ? now.row(*number) : now.size();
-    if (row >= now.size() || now.number(row) != *number) {
-        m_message->SetLabelText(_("LOG_NOT_FOUND"));
+    const std::size_t row = found ? now.row(found->number) : now.size();
+    if (row >= now.size() || now.number(row) != found->number) {
+        tell(_("LOG_NOT_FOUND"));
         return;
     }
+    tell(wxString::Format(_("LOG_FOUND %s"),
+                          wxString::Format("%llu", static_cast<unsigned long long>(found->lineOfFile))));
     // Else the next line of the log would lead away from it.
     m_follow->SetValue(false);
     const wxDataViewItem item = m_model->GetItem(static_cast<unsigned>(row));
@@ -157,13 +185,16 @@ void NebrixClientLogWindow::onFocusFind(wxCommandEvent&) {
 }
 
 void NebrixClientLogWindow::onCategory(wxCommandEvent&) {
-    m_message->SetLabel(wxString());
+    tell(wxString());
     const int chosen = m_category->GetSelection();
     m_reader->setCategory(chosen <= 0 ? tessel::view::LogFilter::kAllCategories : chosen - 1);
 }
 
 void NebrixClientLogWindow::onFollow(wxCommandEvent&) {
     if (m_follow->GetValue()) {
+        tell(wxString());
+        m_list->UnselectAll();
+        m_reader->newest();
         showNewest();
     }
 }
@@ -183,23 +214,33 @@ void NebrixClientLogWindow::onCopy(wxCommandEvent&) {
 }
 
 void NebrixClientLogWindow::onSaveAs(wxCommandEvent&) {
-    m_message->SetLabel(wxString());
+    tell(wxString());
+    const wxString target = askForTarget();
+    if (m_destroyed) {
+        LogWindow::Destroy();
+    } else if (!target.empty()) {
+        m_worker.post([this, from = m_path, target, calls = m_calls.sender()] {
+            const bool saved = nebrix::gui::copyWholeFile(from, target);
+            calls.post([this, saved, target] {
+                tell(wxString::Format(saved ? _("LOG_SAVED %s") : _("LOG_NOT_SAVED %s"), target));
+            });
+        });
+    }
+}
+
+wxString NebrixClientLogWindow::askForTarget() {
     wxFileDialog dialog(this, wxFileSelectorPromptStr, wxStandardPaths::Get().GetDocumentsDir(),
                         wxFileName(m_path).GetFullName(), wxFileSelectorDefaultWildcardStr,
                         wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
-    if (dialog.ShowModal() != wxID_OK) {
-        return;
-    }
-    m_worker.post([this, from = m_path, to = dialog.GetPath(), calls = m_calls.sender()] {
-        const bool saved = nebrix::gui::copyWholeFile(from, to);
-        calls.post([this, saved, to] {
-            m_message->SetLabelText(wxString::Format(saved ? _("LOG_SAVED %s") : _("LOG_NOT_SAVED %s"), to));
-        });
-    });
+    m_dialog = &dialog;
+    const int result = dialog.ShowModal();
+    m_dialog = nullptr;
+    return result == wxID_OK ? dialog.GetPath() : wxString();
 }
 
 void NebrixClientLogWindow::onEarlier(wxCommandEvent&) {
     m_follow->SetValue(false);
+    m_list->SetFocus();  // before the button that may have the focus is disabled
     m_earlier->Disable();
     m_reader->earlier();
 }

@@ -13,6 +13,8 @@
 #include "apps/nebrixclient/gui/logreader.h"
 #include "apps/nebrixclient/gui/logwindowbase.h"
 
+class wxDialog;
+
 /// Shows a log file, its newest lines first loaded, and follows it as it grows: find, filter by category, copy, save.
 ///
 /// An ordinary window, made with new and not shown yet; it destroys itself when it is closed (hold it by a wxWeakRef)
@@ -21,6 +23,9 @@ class NebrixClientLogWindow final : public LogWindow {
 public:
     /// `worker` must outlive the window.
     NebrixClientLogWindow(wxWindow* parent, const wxString& path, nebrix::gui::BackgroundWorker& worker);
+
+    /// While its file dialog is open it only hides and asks that dialog to end, and goes after it.
+    bool Destroy() override;
 
 protected:
     void onFindNext(wxCommandEvent& event) override;
@@ -39,7 +44,10 @@ private:
     void onShow(wxShowEvent& event);
     void receive(const nebrix::gui::LogSnapshot& snapshot);
     void restore(const Numbers& selected, std::optional<std::int64_t> top);
-    void showFound(std::optional<std::int64_t> number);
+    void showFound(std::optional<nebrix::gui::LogReader::FoundLine> found);
+    /// Says what became of a command, for a while; an empty text takes the last one away.
+    void tell(const wxString& text);
+    [[nodiscard]] wxString askForTarget();
     void showNewest();
     void describe();
     [[nodiscard]] std::vector<std::size_t> selectedRows() const;  // ascending
@@ -50,4 +58,7 @@ private:
     std::shared_ptr<nebrix::gui::LogReader> m_reader;
     wxObjectDataPtr<nebrix::gui::LogModel> m_model;
     wxTimer m_timer;
+    wxTimer m_messageTimer;
+    wxDialog* m_dialog = nullptr;  // the one that runs over this window
+    bool m_destroyed = false;      // Destroy() was called while it did
 };

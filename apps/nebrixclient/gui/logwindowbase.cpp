@@ -11,12 +11,14 @@
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
+#include <wx/wrapsizer.h>
 
 #include <algorithm>
 
 #include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/logmodel.h"
 #include "apps/nebrixclient/gui/textfield.h"
+#include "apps/nebrixclient/gui/wrappedtext.h"
 
 using nebrix::gui::setAccessibleName;
 using nebrix::gui::setLabelFor;
@@ -27,6 +29,7 @@ constexpr long kStatusStyle = wxST_NO_AUTORESIZE | wxST_ELLIPSIZE_MIDDLE;
 constexpr int kFindColumns = 24;
 constexpr int kWindowColumns = 130;
 constexpr int kWindowLines = 36;
+constexpr int kLeastLines = 5;
 
 }  // namespace
 
@@ -42,13 +45,15 @@ LogWindow::LogWindow(wxWindow* parent, const wxString& title) : wxFrame(parent, 
     m_panel->SetSizer(column);
     const wxSize least = column->GetMinSize();
     SetMinClientSize(least);
-    const wxSize character(GetCharWidth(), GetCharHeight());
-    SetClientSize(std::max(least.x, kWindowColumns * character.x), std::max(least.y, kWindowLines * character.y));
+    wxSize wanted(kWindowColumns * GetCharWidth(), kWindowLines * GetCharHeight());
+    wanted.DecTo(nebrix::gui::roomOnScreen());
+    wanted.IncTo(least);
+    SetClientSize(wanted);
     bindHandlers();
 }
 
 wxSizer* LogWindow::makeSearchRow() {
-    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    auto* const row = new wxWrapSizer(wxHORIZONTAL, wxREMOVE_LEADING_SPACES);
     auto* const findLabel = new wxStaticText(m_panel, wxID_ANY, _("LOG_FIND"));
     m_find = nebrix::gui::makeTextField(m_panel, kFindColumns, wxTE_PROCESS_ENTER);
     m_findNext = new wxButton(m_panel, wxID_ANY, _("LOG_FIND_NEXT"));
@@ -64,11 +69,15 @@ wxSizer* LogWindow::makeSearchRow() {
     setLabelFor(*findLabel, *m_find);
     setLabelFor(*categoryLabel, *m_category);
 
-    row->Add(findLabel, wxSizerFlags().CentreVertical());
-    row->Add(m_find, wxSizerFlags(1).CentreVertical().Border(wxLEFT));
-    row->Add(m_findNext, wxSizerFlags().CentreVertical().Border(wxLEFT));
-    row->Add(categoryLabel, wxSizerFlags().CentreVertical().DoubleBorder(wxLEFT));
-    row->Add(m_category, wxSizerFlags().CentreVertical().Border(wxLEFT));
+    const auto add = [&](wxStaticText* label, wxWindow* control, int proportion) {
+        auto* const pair = new wxBoxSizer(wxHORIZONTAL);
+        pair->Add(label, wxSizerFlags().CentreVertical().Border(wxRIGHT));
+        pair->Add(control, wxSizerFlags(1).CentreVertical());
+        row->Add(pair, wxSizerFlags(proportion).CentreVertical().Border(wxRIGHT));
+    };
+    add(findLabel, m_find, 1);
+    row->Add(m_findNext, wxSizerFlags().CentreVertical().DoubleBorder(wxRIGHT));
+    add(categoryLabel, m_category, 0);
     row->Add(m_follow, wxSizerFlags().CentreVertical().DoubleBorder(wxLEFT));
     return row;
 }
@@ -76,6 +85,7 @@ wxSizer* LogWindow::makeSearchRow() {
 void LogWindow::makeList() {
     m_list = new wxDataViewCtrl(m_panel, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxDV_MULTIPLE | wxDV_ROW_LINES);
     const int character = m_list->GetCharWidth();
+    m_list->SetMinSize(wxSize(wxDefaultCoord, kLeastLines * m_list->GetCharHeight()));
     const auto addColumn = [&](const wxString& title, LogColumn column, int characters) {
         m_list->AppendTextColumn(title, static_cast<unsigned>(column), wxDATAVIEW_CELL_INERT, characters * character,
                                  wxALIGN_LEFT, wxDATAVIEW_COL_RESIZABLE);
@@ -88,14 +98,14 @@ void LogWindow::makeList() {
 }
 
 wxSizer* LogWindow::makeButtonRow() {
-    auto* const row = new wxBoxSizer(wxHORIZONTAL);
+    auto* const row = new wxWrapSizer(wxHORIZONTAL, wxREMOVE_LEADING_SPACES);
     m_earlier = new wxButton(m_panel, wxID_ANY, _("LOG_EARLIER"));
     m_copy = new wxButton(m_panel, wxID_ANY, _("LOG_COPY"));
     m_saveAs = new wxButton(m_panel, wxID_ANY, _("LOG_SAVE_AS"));
     m_earlier->Disable();
     m_copy->Disable();
     row->Add(m_earlier);
-    row->AddStretchSpacer();
+    row->Add(0, 0, wxSizerFlags(1));
     row->Add(m_copy, wxSizerFlags().Border(wxLEFT));
     row->Add(m_saveAs, wxSizerFlags().Border(wxLEFT));
     return row;

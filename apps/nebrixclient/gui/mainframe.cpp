@@ -184,6 +184,7 @@ void NebrixMainFrame::closeStatusWindow() {
 void NebrixMainFrame::showConfigurationDialogModal(wxWindow* parent) {
     NebrixClientConfigurationDialog dialog(parent);
     dialog.readConfiguration(m_client.localConfiguration());
+    dialog.setExample(tessel::tesselToWxString(m_client.getServer()));
     dialog.Centre();
     if (dialog.ShowModal() == wxID_SAVE) {
         dialog.writeConfiguration(m_client.localConfiguration());

@@ -1,12 +1,14 @@
 #include "apps/nebrixclient/gui/notificationpanel.h"
 
 #include <wx/display.h>
-#include <wx/graphics.h>
 #include <wx/intl.h>
+#include <wx/settings.h>
 #include <wx/utils.h>
 
+#include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/displaytext.h"
 #include "apps/nebrixclient/view/panelgeometry.h"
 
 using tessel::view::MainLine;
@@ -16,14 +18,18 @@ namespace {
 
 constexpr int kTick = 1000;  // milliseconds
 constexpr int kFade = 10;    // milliseconds
-constexpr double kCorner = 10.0;
+
+// Characters: of an address in a label and in a tool tip, and of a line there.
+constexpr unsigned kLongestShown = 100;
+constexpr unsigned kLongestTip = 4096;
+constexpr unsigned kTipColumns = 80;
 
 wxString amountText(std::uint64_t bytes) {
     const tessel::view::Amount amount = tessel::view::amount(bytes);
     constexpr std::uint64_t kTenths = 10;
     // Not the C library's separator: its locale is not the language's where that is not installed.
     wxString number = wxString::Format("%llu", static_cast<unsigned long long>(amount.tenths / kTenths));
-    if (amount.tenths % kTenths != 0) {
+    if (!amount.whole) {
         number += _("DECIMAL_SEPARATOR") + wxString::Format("%u", static_cast<unsigned>(amount.tenths % kTenths));
     }
     return wxString::Format(wxGetTranslation(amount.key), number);
@@ -34,10 +40,12 @@ tessel::view::Size toSize(const wxSize& size) { return {size.GetWidth(), size.Ge
 }  // namespace
 
 NebrixClientNotificationPanel::NebrixClientNotificationPanel(wxWindow* parent)
-    : NotificationPanel(parent), m_timer(this) {
+    : NotificationPanel(parent), m_frame(*this), m_line([this] { showLine(); }), m_timer(this) {
     nebrix::gui::desktop::makeNotification(*this);
+    nebrix::gui::announceAsNotification(*this, "NebrixClient");
     restartTimer();
     Bind(wxEVT_TIMER, &NebrixClientNotificationPanel::onTimer, this);
+    Bind(wxEVT_SYS_COLOUR_CHANGED, &NebrixClientNotificationPanel::onColours, this);
     bindClicks();
     print(true);
 }
@@ -54,13 +62,18 @@ void NebrixClientNotificationPanel::restartTimer() { m_timer.Start(kTick); }
 
 void NebrixClientNotificationPanel::setMirror(std::function<void(const wxString&, const wxString&)> mirror) {
     m_mirror = std::move(mirror);
-    tellMirror();
+    tellNews();
 }
 
-void NebrixClientNotificationPanel::tellMirror() {
+void NebrixClientNotificationPanel::tellNews() {
+    const wxString plugin = m_state.pluginRow() ? shownPluginText() : wxString();
     if (m_mirror) {
-        const wxString plugin = m_state.pluginRow() ? pluginText() : wxString();
         m_mirror(mainText(), m_progressText->IsShown() ? m_progressText->GetLabelText() : plugin);
+    }
+    const wxString news = plugin.empty() ? mainText() : mainText() + "\n" + plugin;
+    if (news != m_announced) {  // neither dots nor amounts are read out
+        m_announced = news;
+        nebrix::gui::announce(*this, news);
     }
 }
 
@@ -108,7 +121,7 @@ void NebrixClientNotificationPanel::draw() {
     const bool plugin = m_state.pluginRow();
     const bool progress = m_state.progressRow() && m_transferShown;
     m_mainLabel->SetLabelText(mainText());
-    m_pluginStatus->SetLabelText(pluginText() + wxString('.', m_state.dots()));
+    m_pluginStatus->SetLabelText(shownPluginText() + wxString('.', m_state.dots()));
     m_pluginImage->Show(plugin);
     m_pluginStatus->Show(plugin);
     m_progressBar->Show(progress);
@@ -116,7 +129,7 @@ void NebrixClientNotificationPanel::draw() {
     Layout();
     print(false);
     ClearBackground();
-    tellMirror();
+    tellNews();
 }
 
 void NebrixClientNotificationPanel::setPluginStatus(const wxString& text) {
@@ -131,8 +144,7 @@ void NebrixClientNotificationPanel::setPluginStatus(const wxString& text) {
 
 void NebrixClientNotificationPanel::onVpnStatus(wxThreadEvent& event) {
     if (m_state.line(tessel::wxToTesselString(event.GetString()))) {
-        draw();
-        fadeIn();
+        m_line.schedule();
     }
 }
 
@@ -150,13 +162,36 @@ wxString NebrixClientNotificationPanel::mainText() const {
     return m_status;
 }
 
-wxString NebrixClientNotificationPanel::pluginText() const {
+void NebrixClientNotificationPanel::showLine() {
+    draw();
+    explainCut();
+    fadeIn();
+}
+
+wxString NebrixClientNotificationPanel::pluginText(const wxString& address) const {
     const tessel::view::VpnPhrase& phrase = m_state.phrase();
     if (*phrase.key == '\0') {
         return {};
     }
     const wxString text = wxGetTranslation(phrase.key);
-    return phrase.address.has_value() ? wxString::Format(text, tessel::tesselToWxString(*phrase.address)) : text;
+    return phrase.address.has_value() ? wxString::Format(text, address) : text;
+}
+
+wxString NebrixClientNotificationPanel::shownPluginText() const {
+    const tessel::String address = m_state.phrase().address.value_or(tessel::String());
+    return pluginText(tessel::tesselToWxString(tessel::view::forLabel(address, kLongestShown)));
+}
+
+void NebrixClientNotificationPanel::explainCut() {
+    const tessel::String address = m_state.phrase().address.value_or(tessel::String());
+    const bool whole =
+        tessel::view::forLabel(address, kLongestShown) == address && GetBestSize().x < wxGetClientDisplayRect().width;
+    if (whole) {
+        m_pluginStatus->UnsetToolTip();
+    } else {
+        const tessel::String tip = tessel::view::forToolTip(address, kLongestTip, kTipColumns);
+        m_pluginStatus->SetToolTip(pluginText("\n" + tessel::tesselToWxString(tip)));
+    }
 }
 
 void NebrixClientNotificationPanel::onTransfer(const TransferNews& news) {
@@ -188,17 +223,15 @@ void NebrixClientNotificationPanel::announceTransfer() {
 }
 
 void NebrixClientNotificationPanel::showAmount(const TransferNews& news) {
+    wxString text = amountText(news.received);
     if (news.expected == 0) {
         m_progressBar->Pulse();
-        m_progressText->SetLabelText(amountText(news.received));
     } else {
         m_progressBar->SetValue(static_cast<int>(m_progress.permille()));
-        m_progressText->SetLabelText(
-            wxString::Format(_("PROGRESS_AMOUNT %s %s"), amountText(news.received), amountText(news.expected)));
+        text = wxString::Format(_("PROGRESS_AMOUNT %s %s"), text, amountText(news.expected));
     }
     const wxString rate = wxString::Format(_("PROGRESS_RATE %s"), amountText(m_progress.bytesPerSecond()));
-    m_progressBar->SetToolTip(rate);
-    m_progressText->SetToolTip(rate);
+    m_progressText->SetLabelText(wxString::Format(_("PROGRESS_WITH_RATE %s %s"), text, rate));
     draw();
 }
 
@@ -226,18 +259,22 @@ void NebrixClientNotificationPanel::updateVpnStatus() { draw(); }
 
 void NebrixClientNotificationPanel::onClick(wxMouseEvent& /*event*/) { Show(false); }
 
+void NebrixClientNotificationPanel::onColours(wxSysColourChangedEvent& event) {
+    SetBackgroundColour(wxSystemSettings::GetColour(wxSYS_COLOUR_3DLIGHT));
+    Refresh();
+    event.Skip();
+}
+
 void NebrixClientNotificationPanel::print(bool first) {
-    const std::optional<tessel::view::Size> size =
-        tessel::view::panelSize(toSize(GetSize()), toSize(GetBestSize()), kMinimumWidth, first);
+    const wxRect area = wxGetClientDisplayRect();
+    const std::optional<tessel::view::Size> size = tessel::view::panelSize(
+        toSize(GetSize()), toSize(GetBestSize()), {area.width - 1, area.height}, kMinimumWidth, first);
     if (!size.has_value()) {
         return;
     }
     SetSize(size->width, size->height);
-    const wxRect area = wxGetClientDisplayRect();
     const tessel::view::Point position =
         tessel::view::panelPosition({area.x, area.y, area.width, area.height}, size->width);
     Move(position.x, position.y);
-    wxGraphicsPath shape = wxGraphicsRenderer::GetDefaultRenderer()->CreatePath();
-    shape.AddRoundedRectangle(0, 0, size->width, size->height, kCorner);
-    SetShape(shape);
+    m_frame.reshape();
 }

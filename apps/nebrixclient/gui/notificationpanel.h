@@ -5,12 +5,15 @@
 #include <functional>
 
 #include "apps/nebrixclient/gui/clientwxevent.h"
+#include "apps/nebrixclient/gui/deferredcall.h"
 #include "apps/nebrixclient/gui/notificationpanelbase.h"
+#include "apps/nebrixclient/gui/panelframe.h"
 #include "apps/nebrixclient/view/panelstate.h"
 #include "apps/nebrixclient/view/transferprogress.h"
 
 /// The small status window in the top right corner of the work area: shows each driver status for up to two seconds,
-/// then, once the tunnel plug-in reports, stays with the tunnel's state until it is clicked away. Never shrinks.
+/// then, once the tunnel plug-in reports, stays with the tunnel's state until it is clicked away. Never shrinks, and
+/// never is larger than the work area: longer texts are cut in their middle, and are whole in the tool tip.
 /// Owned by the main frame. GUI thread only; the constructor does not show it.
 class NebrixClientNotificationPanel final : public NotificationPanel {
 public:
@@ -26,7 +29,7 @@ public:
 
     /// Shows a driver status, already translated; ignored once a plug-in line has come.
     void setPluginStatus(const wxString& text);
-    /// Shows a status line of the plug-in.
+    /// Takes a status line of the plug-in. Of many that come at once the last is shown, from the event loop.
     void onVpnStatus(wxThreadEvent& event);
     /// Shows how far a download is, while there is one and the panel is in the driver's mode.
     void onTransfer(const TransferNews& news);
@@ -48,19 +51,27 @@ public:
 private:
     void onTimer(wxTimerEvent& event);
     void onClick(wxMouseEvent& event);
+    void onColours(wxSysColourChangedEvent& event);
+    void showLine();
+    /// The plug-in row's text as it is, for a tool tip, where the label does not show all of it.
+    void explainCut();
     void bindClicks();
     void fadeIn();
     void restartTimer();
     void draw();
     void announceTransfer();
     void showAmount(const TransferNews& news);
-    void tellMirror();
+    void tellNews();
     wxString mainText() const;
-    wxString pluginText() const;
+    wxString pluginText(const wxString& address) const;
+    wxString shownPluginText() const;
 
+    nebrix::gui::PanelFrame m_frame;
+    nebrix::gui::DeferredCall m_line;
     wxTimer m_timer;
     tessel::view::PanelState m_state;
-    wxString m_status;  // the driver's last
+    wxString m_status;     // the driver's last
+    wxString m_announced;  // to those who read the screen by ear
     std::function<wxString()> m_gateway;
     tessel::view::TransferProgress m_progress;
     bool m_wanted = false;  // shown, or would be if it did not stand back

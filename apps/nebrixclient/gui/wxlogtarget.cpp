@@ -5,6 +5,18 @@
 
 namespace nebrix::gui {
 
+namespace {
+
+void logAssertion(const wxString& file, int line, const wxString& function, const wxString& condition,
+                  const wxString& message) {
+    const wxString text = wxString::Format("%s:%d %s: %s %s", file, line, function, condition, message);
+    tessel::log(tessel::LogCategory::Error, "WxLogTarget", "assertion", tessel::wxToTesselString(text));
+}
+
+}  // namespace
+
+void logAssertions() { wxSetAssertHandler(&logAssertion); }
+
 void WxLogTarget::DoLogTextAtLevel(wxLogLevel level, const wxString& text) {
     tessel::LogCategory category = tessel::LogCategory::Trace;
     if (level <= wxLOG_Error) {

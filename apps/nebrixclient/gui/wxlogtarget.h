@@ -10,4 +10,7 @@ protected:
     void DoLogTextAtLevel(wxLogLevel level, const wxString& text) override;
 };
 
+/// Sends the assertions of wxWidgets there too, as errors: the program goes on. For the program's start.
+void logAssertions();
+
 }  // namespace nebrix::gui

@@ -1,7 +1,5 @@
 #include "apps/nebrixclient/view/logline.h"
 
-#include <algorithm>
-
 #include "libs/base/consoleline.h"
 
 namespace tessel::view {
@@ -30,7 +28,7 @@ std::size_t timeEnd(std::string_view line) {
 }
 
 /// The category whose label and a blank stand at the beginning.
-int categoryOf(std::string_view text) {
+int labelled(std::string_view text) {
     for (int category = 0; category < kLogCategories; ++category) {
         const std::string_view label = categoryLabel(static_cast<LogCategory>(category));
         if (text.starts_with(label) && text.substr(label.size()).starts_with(' ')) {
@@ -40,36 +38,52 @@ int categoryOf(std::string_view text) {
     return LogLine::kContinuation;
 }
 
+/// Where the parts of a line lie.
+struct Form {
+    std::size_t timeEnd = 0;
+    std::size_t threadEnd = 0;
+    std::size_t label = 0;
+    int category = LogLine::kContinuation;
+};
+
+constexpr std::string_view kThreadBegin = " [";
+constexpr std::string_view kThreadEnd = "] ";
+
+Form formOf(std::string_view line) {
+    Form form;
+    form.timeEnd = timeEnd(line);
+    if (form.timeEnd == std::string_view::npos || !line.substr(form.timeEnd).starts_with(kThreadBegin)) {
+        return form;
+    }
+    form.threadEnd = line.find(kThreadEnd, form.timeEnd + kThreadBegin.size());
+    if (form.threadEnd != std::string_view::npos) {
+        form.label = form.threadEnd + kThreadEnd.size();
+        form.category = labelled(line.substr(form.label));
+    }
+    return form;
+}
+
 }  // namespace
 
 LogLine LogLine::parse(std::string_view line) {
-    constexpr std::string_view kThreadBegin = " [";
-    constexpr std::string_view kThreadEnd = "] ";
     LogLine result;
     result.whole = String::copy(line);
     result.text = result.whole;
-    const std::size_t time = timeEnd(line);
-    if (time == std::string_view::npos || !line.substr(time).starts_with(kThreadBegin)) {
-        return result;
-    }
-    const std::size_t thread = time + kThreadBegin.size();
-    const std::size_t threadEnd = line.find(kThreadEnd, thread);
-    if (threadEnd == std::string_view::npos) {
-        return result;
-    }
-    const std::size_t label = threadEnd + kThreadEnd.size();
-    result.category = categoryOf(line.substr(label));
-    if (result.category == kContinuation) {
+    const Form form = formOf(line);
+    result.category = form.category;
+    if (form.category == kContinuation) {
         return result;
     }
     const auto part = [&](std::size_t from, std::size_t to) {
         return result.whole.range(static_cast<unsigned>(from), static_cast<unsigned>(to));
     };
-    result.time = part(0, time);
-    result.thread = part(thread, threadEnd);
-    result.text = part(line.find(' ', label) + 1, line.size());
+    result.time = part(0, form.timeEnd);
+    result.thread = part(form.timeEnd + kThreadBegin.size(), form.threadEnd);
+    result.text = part(line.find(' ', form.label) + 1, line.size());
     return result;
 }
+
+int LogLine::categoryOf(std::string_view line) { return formOf(line).category; }
 
 void LogFilter::setLines(std::vector<LogLine> lines) {
     m_lines = std::move(lines);
@@ -92,24 +106,6 @@ void LogFilter::choose() {
             m_shown.push_back(i);
         }
     }
-}
-
-std::optional<std::size_t> LogFilter::find(const String& text, std::size_t from, bool wrap) const {
-    if (text.empty()) {
-        return std::nullopt;
-    }
-    const String searched = text.lower();
-    const std::size_t start = std::min(from, size());
-    const auto search = [&](std::size_t begin, std::size_t end) -> std::optional<std::size_t> {
-        for (std::size_t i = begin; i < end; ++i) {
-            if (line(i).whole.findNoCase2(searched.array(), searched.length()) != String::npos) {
-                return i;
-            }
-        }
-        return std::nullopt;
-    };
-    const std::optional<std::size_t> found = search(start, size());
-    return found.has_value() || !wrap ? found : search(0, start);
 }
 
 String asText(const std::vector<LogLine>& lines) {

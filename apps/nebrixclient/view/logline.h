@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -24,6 +23,8 @@ struct LogLine {
 
     /// Copies the bytes. Never fails.
     static LogLine parse(std::string_view line);
+    /// The category alone, without copying anything.
+    static int categoryOf(std::string_view line);
 };
 
 /// A snapshot of lines and which of them are shown. Used by one thread at a time.
@@ -42,11 +43,6 @@ public:
 
     /// Where such a line stands in the snapshot.
     [[nodiscard]] std::size_t position(std::size_t shown) const { return m_shown[shown]; }
-
-    /// The first shown line at or after `from` that contains the text, whatever the case of its ASCII letters; with
-    /// `wrap` the search goes on at the beginning, up to `from`. An empty text is found nowhere. Time grows with the
-    /// bytes of the lines.
-    [[nodiscard]] std::optional<std::size_t> find(const String& text, std::size_t from, bool wrap) const;
 
 private:
     void choose();

@@ -82,6 +82,12 @@ bool LogTail::openFile() {
 }
 
 void LogTail::startAt(std::uint64_t size) {
+    m_stays = false;
+    begin(size > m_firstBytes ? size - m_firstBytes : 0);
+}
+
+/// Forgets everything, to read on from there.
+void LogTail::begin(std::uint64_t offset) {
     m_lines.clear();
     m_heldBytes = 0;
     m_firstNumber = 0;
@@ -89,9 +95,47 @@ void LogTail::startAt(std::uint64_t size) {
     m_partialBytes = 0;
     m_mark.clear();
     // One byte earlier: if that is a line feed, the first line is whole.
-    m_begin = size > m_firstBytes ? size - m_firstBytes - 1 : 0;
-    m_skipping = size > m_firstBytes;
+    m_begin = offset > 0 ? offset - 1 : 0;
+    m_skipping = offset > 0;
     m_end = m_begin;
+}
+
+void LogTail::moveTo(std::uint64_t offset) {
+    m_stays = true;
+    begin(offset > kPiece ? offset - kPiece : 0);
+}
+
+bool LogTail::newest() {
+    struct stat status {};
+    if (!m_stays || ::fstat(m_descriptor, &status) != 0) {
+        return false;
+    }
+    startAt(static_cast<std::uint64_t>(status.st_size));
+    return true;
+}
+
+bool LogTail::isFull() const noexcept { return m_lines.size() >= m_keepLines || m_heldBytes >= kMostBytes; }
+
+std::optional<LogPlace> LogTail::find(const LogQuery& query, std::optional<std::int64_t> behind,
+                                      const std::function<bool()>& goOn) const {
+    std::uint64_t from = behind ? m_begin : 0;
+    std::int64_t number = m_firstNumber;
+    for (auto held = m_lines.begin(); held != m_lines.end() && behind && number <= *behind; ++held, ++number) {
+        from += held->bytes;
+    }
+    return searchLog(m_descriptor, query, from, goOn);
+}
+
+std::optional<std::int64_t> LogTail::numberAt(std::uint64_t offset) const {
+    std::uint64_t at = m_begin;
+    std::int64_t number = m_firstNumber;
+    for (auto held = m_lines.begin(); held != m_lines.end() && at <= offset; ++held, ++number) {
+        if (at == offset) {
+            return number;
+        }
+        at += held->bytes;
+    }
+    return std::nullopt;
 }
 
 bool LogTail::sameContent() const {
@@ -103,7 +147,7 @@ bool LogTail::sameContent() const {
 bool LogTail::readAppended(std::size_t budget) {
     std::string piece(std::min(budget, kPiece), '\0');
     std::size_t left = budget;
-    while (left > 0) {
+    while (left > 0 && !(m_stays && isFull())) {
         const std::size_t wanted = std::min(left, piece.size());
         const std::size_t length = readAt(m_descriptor, m_end, piece.data(), wanted);
         take({piece.data(), length});
@@ -146,7 +190,7 @@ void LogTail::takeLine() {
     }
     m_partial.clear();
     m_partialBytes = 0;
-    while (m_lines.size() > m_keepLines || m_heldBytes > kMostBytes) {
+    while (!m_stays && (m_lines.size() > m_keepLines || m_heldBytes > kMostBytes)) {
         const Held& oldest = m_lines.front();
         m_begin += oldest.bytes;
         m_heldBytes -= oldest.line.whole.length();

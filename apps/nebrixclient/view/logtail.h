@@ -3,11 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "apps/nebrixclient/view/logline.h"
+#include "apps/nebrixclient/view/logsearch.h"
 #include "libs/base/string.h"
 
 namespace tessel::view {
@@ -45,6 +47,18 @@ public:
     /// piece comes torn.
     bool earlier();
 
+    /// Searches the whole file from behind the line with this number, from the file's beginning without one; see
+    /// searchLog().
+    [[nodiscard]] std::optional<LogPlace> find(const LogQuery& query, std::optional<std::int64_t> behind,
+                                               const std::function<bool()>& goOn) const;
+    /// The number of the held line that begins there, if there is one.
+    [[nodiscard]] std::optional<std::int64_t> numberAt(std::uint64_t offset) const;
+    /// Holds other lines, with other numbers: some before the one that begins at the offset, and as many from there on
+    /// as there is room for. They are read by poll(), and stay held instead of the newest, until newest() or a restart.
+    void moveTo(std::uint64_t offset);
+    /// Holds the newest lines again; whether that changes anything, which takes polls as a beginning does.
+    bool newest();
+
     [[nodiscard]] std::size_t size() const noexcept { return m_lines.size(); }
     [[nodiscard]] const LogLine& line(std::size_t position) const { return m_lines[position].line; }
     /// A snapshot that may go to another thread; it costs references, no copies of bytes.
@@ -64,6 +78,8 @@ private:
     bool openFile();
     void closeFile() noexcept;
     void startAt(std::uint64_t size);
+    void begin(std::uint64_t offset);
+    [[nodiscard]] bool isFull() const noexcept;
     [[nodiscard]] bool sameContent() const;
     bool readAppended(std::size_t budget);
     void take(std::string_view bytes);
@@ -82,6 +98,7 @@ private:
     std::uint64_t m_begin = 0;
     std::uint64_t m_end = 0;
     bool m_skipping = false;           // until the first line feed, since reading began within a line
+    bool m_stays = false;              // what is held is not dropped for what is newer
     std::string m_partial;             // the beginning of the unfinished line, kLongestLine at most
     std::uint64_t m_partialBytes = 0;  // all that was read of it
     std::string m_mark;                // the last bytes before m_end, to notice that the file was written anew

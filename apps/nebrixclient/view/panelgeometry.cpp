@@ -9,15 +9,13 @@ int panelWidth(int best, int minimum) noexcept {
     return best > minimum ? best / kStep * kStep + kStep : best;
 }
 
-std::optional<Size> panelSize(Size current, Size best, int minimum, bool first) noexcept {
-    const Size wanted{panelWidth(best.width, minimum), best.height};
-    if (first) {
-        return wanted;
+std::optional<Size> panelSize(Size current, Size best, Size most, int minimum, bool first) noexcept {
+    Size wanted{panelWidth(best.width, minimum), best.height};
+    if (!first) {
+        wanted = {std::max(wanted.width, current.width), std::max(wanted.height, current.height)};
     }
-    if (wanted.width <= current.width && current.height >= wanted.height) {
-        return std::nullopt;
-    }
-    return Size{std::max(wanted.width, current.width), std::max(wanted.height, current.height)};
+    wanted = {std::min(wanted.width, most.width), std::min(wanted.height, most.height)};
+    return first || wanted != current ? std::optional(wanted) : std::nullopt;
 }
 
 Point panelPosition(const Rect& workArea, int width) noexcept {

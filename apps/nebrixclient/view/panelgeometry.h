@@ -28,9 +28,9 @@ struct Rect {
 /// (405 and 400 give 500), so that the panel does not change its width with every text.
 int panelWidth(int best, int minimum) noexcept;
 
-/// The size that the panel is to take, or nothing when it stays as it is. Unless it is the first time, neither
-/// side ever shrinks.
-std::optional<Size> panelSize(Size current, Size best, int minimum, bool first) noexcept;
+/// The size that the panel is to take, or nothing when it stays as it is. It is never larger than `most`, what the
+/// work area has room for; apart from that, and unless it is the first time, neither side ever shrinks.
+std::optional<Size> panelSize(Size current, Size best, Size most, int minimum, bool first) noexcept;
 
 /// The top right corner of the work area, one pixel from its right edge.
 Point panelPosition(const Rect& workArea, int width) noexcept;

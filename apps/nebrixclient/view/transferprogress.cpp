@@ -66,12 +66,12 @@ Amount amount(std::uint64_t bytes) noexcept {
     constexpr std::array kUnits{Unit{"UNIT_KB %s", 100}, Unit{"UNIT_MB %s", 100'000}, Unit{"UNIT_GB %s", 100'000'000}};
     constexpr std::uint64_t kFull = 10'000;  // tenths that make one of the next unit
     if (bytes < kThousand) {
-        return {"UNIT_B %s", bytes * 10};
+        return {"UNIT_B %s", bytes * 10, true};
     }
     Amount shown{};
     for (const Unit& unit : kUnits) {
         // Rounded before the unit is chosen, so that 999 960 bytes are 1 MB and not 1000 kB.
-        shown = {unit.key, bytes / unit.tenth + (bytes % unit.tenth >= unit.tenth / 2 ? 1 : 0)};
+        shown = {unit.key, bytes / unit.tenth + (bytes % unit.tenth >= unit.tenth / 2 ? 1 : 0), false};
         if (shown.tenths < kFull) {
             break;
         }

@@ -34,6 +34,7 @@ private:
 struct Amount {
     const char* key;       ///< translation key with one "%s": "UNIT_B %s", "UNIT_KB %s", "UNIT_MB %s" or "UNIT_GB %s"
     std::uint64_t tenths;  ///< of that unit, rounded; full ones for bytes
+    bool whole;            ///< shown without its tenth: bytes. The others keep it, so that they do not jump
 };
 
 /// In the largest unit of which there is one at least; each is 1000 of the one before.

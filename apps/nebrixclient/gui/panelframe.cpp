@@ -1,0 +1,110 @@
+#include "apps/nebrixclient/gui/panelframe.h"
+
+#include <gtk/gtk.h>
+#include <wx/graphics.h>
+#include <wx/toplevel.h>
+
+#include <numbers>
+
+namespace nebrix::gui {
+
+namespace {
+
+constexpr double kRadius = 10.0;
+constexpr double kEdge = 2.0;
+constexpr double kEdgeStrength = 0.25;  // between the colours of background and text
+
+void roundedPath(cairo_t* cairo, GtkWidget* widget, double inset) {
+    const double width = gtk_widget_get_allocated_width(widget) - inset;
+    const double height = gtk_widget_get_allocated_height(widget) - inset;
+    constexpr double kQuarter = std::numbers::pi / 2;
+    cairo_new_path(cairo);
+    cairo_arc(cairo, width - kRadius, inset + kRadius, kRadius, -kQuarter, 0);
+    cairo_arc(cairo, width - kRadius, height - kRadius, kRadius, 0, kQuarter);
+    cairo_arc(cairo, inset + kRadius, height - kRadius, kRadius, kQuarter, 2 * kQuarter);
+    cairo_arc(cairo, inset + kRadius, inset + kRadius, kRadius, 2 * kQuarter, 3 * kQuarter);
+    cairo_close_path(cairo);
+}
+
+GdkRGBA background(const wxTopLevelWindow& window) {
+    return *static_cast<const GdkRGBA*>(window.GetBackgroundColour());
+}
+
+gboolean drawBackground(GtkWidget* widget, cairo_t* cairo, gpointer window) {
+    const GdkRGBA colour = background(*static_cast<wxTopLevelWindow*>(window));
+    cairo_save(cairo);
+    cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
+    cairo_set_source_rgba(cairo, 0, 0, 0, 0);
+    cairo_paint(cairo);
+    roundedPath(cairo, widget, 0);
+    gdk_cairo_set_source_rgba(cairo, &colour);
+    cairo_fill(cairo);
+    cairo_restore(cairo);
+    return GDK_EVENT_PROPAGATE;
+}
+
+gboolean drawEdge(GtkWidget* widget, cairo_t* cairo, gpointer window) {
+    const GdkRGBA colour = background(*static_cast<wxTopLevelWindow*>(window));
+    GdkRGBA text;
+    gtk_style_context_get_color(gtk_widget_get_style_context(widget), GTK_STATE_FLAG_NORMAL, &text);
+    const auto between = [](double from, double to) { return from + (to - from) * kEdgeStrength; };
+    cairo_save(cairo);
+    cairo_set_source_rgb(cairo, between(colour.red, text.red), between(colour.green, text.green),
+                         between(colour.blue, text.blue));
+    cairo_set_line_width(cairo, kEdge);
+    roundedPath(cairo, widget, kEdge / 2);
+    cairo_stroke(cairo);
+    cairo_restore(cairo);
+    return GDK_EVENT_PROPAGATE;
+}
+
+/// GTK draws the texts of a window that is not the active one dimmed.
+void keepContrast(GtkWidget* widget, GtkStateFlags /*before*/, gpointer /*unused*/) {
+    if ((gtk_widget_get_state_flags(widget) & GTK_STATE_FLAG_BACKDROP) != 0) {
+        gtk_widget_unset_state_flags(widget, GTK_STATE_FLAG_BACKDROP);
+    }
+}
+
+void onCompositor(GtkWidget* /*widget*/, gpointer frame) { static_cast<PanelFrame*>(frame)->reshape(); }
+
+}  // namespace
+
+PanelFrame::PanelFrame(wxTopLevelWindow& window) : m_window(window) {
+    GtkWidget* const widget = window.GetHandle();
+    if (GdkVisual* const visual = gdk_screen_get_rgba_visual(gtk_widget_get_screen(widget)); visual != nullptr) {
+        const bool realized = gtk_widget_get_realized(widget) != FALSE;
+        if (realized) {
+            gtk_widget_unrealize(widget);
+        }
+        gtk_widget_set_visual(widget, visual);
+        if (realized) {
+            gtk_widget_realize(widget);
+        }
+    }
+    gtk_widget_set_app_paintable(widget, TRUE);
+    window.SetBackgroundStyle(wxBG_STYLE_PAINT);  // else the client area fills its corners
+    g_signal_connect(widget, "draw", G_CALLBACK(&drawBackground), &window);
+    g_signal_connect_after(widget, "draw", G_CALLBACK(&drawEdge), &window);
+    g_signal_connect(widget, "state-flags-changed", G_CALLBACK(&keepContrast), nullptr);
+    g_signal_connect(widget, "composited-changed", G_CALLBACK(&onCompositor), this);
+    keepContrast(widget, GTK_STATE_FLAG_NORMAL, nullptr);
+}
+
+PanelFrame::~PanelFrame() {
+    if (GtkWidget* const widget = m_window.GetHandle(); widget != nullptr) {
+        g_signal_handlers_disconnect_by_data(widget, this);
+    }
+}
+
+void PanelFrame::reshape() {
+    if (gdk_screen_is_composited(gtk_widget_get_screen(m_window.GetHandle())) != FALSE) {
+        m_window.SetShape(wxRegion());
+        return;
+    }
+    wxGraphicsPath shape = wxGraphicsRenderer::GetDefaultRenderer()->CreatePath();
+    const wxSize size = m_window.GetSize();
+    shape.AddRoundedRectangle(0, 0, size.GetWidth(), size.GetHeight(), kRadius);
+    m_window.SetShape(shape);
+}
+
+}  // namespace nebrix::gui
