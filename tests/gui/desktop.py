@@ -201,8 +201,11 @@ class Desktop:
     def screenshot(self, name):
         directory = os.environ.get("NEBRIX_SCREENSHOTS", "gui-screenshots")
         os.makedirs(directory, exist_ok=True)
-        subprocess.run(["import", "-silent", "-window", "root", os.path.join(directory, name + ".png")],
-                       env=self.environment, check=True)
+        # The program "import" would grab the server, and with it the event loops that are being watched.
+        width, height = self.screen
+        image = self.root.get_image(0, 0, width, height, Xlib.X.ZPixmap, 0xFFFFFFFF)
+        subprocess.run(["convert", "-size", f"{width}x{height}", "-depth", "8", "BGRA:-", "-alpha", "off",
+                        os.path.join(directory, name + ".png")], input=image.data, check=True)
 
     # Acting.
 

@@ -8,10 +8,6 @@
 #include <wx/dialog.h>
 #include <wx/menuitem.h>
 
-#ifdef GDK_WINDOWING_X11
-#include <gdk/gdkx.h>
-#endif
-
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
