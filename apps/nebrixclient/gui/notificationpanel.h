@@ -42,8 +42,9 @@ public:
     void standBack(bool back);
     bool Show(bool show = true) override;
 
-    /// Called with both lines whenever one of them changes, for a window that repeats them.
-    void setMirror(std::function<void(const wxString& main, const wxString& plugin)> mirror);
+    /// Called with the main line and the one below it, the plug-in's or a download's, whenever they may have changed,
+    /// for a window that repeats them.
+    void setMirror(std::function<void(const wxString& main, const wxString& below)> mirror);
 
     void updateVpnStatus();
     void print(bool first);

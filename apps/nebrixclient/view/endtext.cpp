@@ -1,44 +1,12 @@
 #include "apps/nebrixclient/view/endtext.h"
 
-#include <algorithm>
-#include <cctype>
-#include <string>
-
-#include "libs/base/printable.h"
+#include "apps/nebrixclient/view/displaytext.h"
 
 namespace tessel::view {
 
 namespace {
 
 constexpr int kNotFound = 404;  // RFC 9110
-
-/// The nearest place, at or after this one, where a character of the UTF-8 text begins.
-std::size_t characterAt(const std::string& text, std::size_t place) {
-    const auto continues = [&](std::size_t at) { return (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U; };
-    while (place < text.size() && continues(place)) {
-        ++place;
-    }
-    return place;
-}
-
-}  // namespace
-
-String shown(const String& text) {
-    constexpr std::size_t kHead = 120;
-    constexpr std::size_t kTail = 80;
-    std::string line(text.view());
-    std::ranges::replace_if(
-        line, [](unsigned char c) { return std::isspace(c) != 0; }, ' ');
-    std::string clean;
-    appendPrintable(clean, line);
-    if (clean.size() > kHead + kTail) {
-        const std::string tail = clean.substr(characterAt(clean, clean.size() - kTail));
-        clean = clean.substr(0, characterAt(clean, kHead)) + " … " + tail;
-    }
-    return String::copy(clean);
-}
-
-namespace {
 
 EndText certificateText(const SessionEnd& end) {
     switch (end.cause) {
@@ -81,6 +49,11 @@ EndText quoting(const char* words, const char* silent, const SessionEnd& end) {
 }
 
 }  // namespace
+
+String shown(const String& text) {
+    constexpr unsigned kLongest = 200;
+    return forLabel(text, kLongest);
+}
 
 EndText connectionErrorText(const SessionEnd& end) {
     if (end.kind == EndKind::Certificate) {

@@ -12,8 +12,7 @@ struct EndText {
     std::optional<String> fill{};  ///< without it the key has no "%s"
 };
 
-/// What others chose, as the windows show it: one line without control characters, cut in the middle beyond about 200
-/// bytes. The log has the whole.
+/// What others chose, as the windows show it: forLabel() of at most 200 characters. The log has the whole.
 String shown(const String& text);
 
 /// Why the gateway could not be asked, and what to do next: the message of the connection-error dialog. Never empty.
