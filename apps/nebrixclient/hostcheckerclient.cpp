@@ -5,7 +5,7 @@
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/mediationresponse.h"
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "apps/nebrixclient/componentdownload.h"
-#include "apps/nebrixclient/hostcheckerdllinstance.h"
+#include "apps/component/hostcheckerdllinstance.h"
 #include "apps/nebrixclient/notify.h"
 #include "apps/nebrixclient/stopflag.h"
 #include "apps/nebrixclient/subclient.h"

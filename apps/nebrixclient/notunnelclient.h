@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/nebrixclient/componentdownload.h"
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/subclient.h"
 
 namespace tessel {

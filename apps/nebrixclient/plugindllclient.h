@@ -4,7 +4,7 @@
 
 #include "apps/nebrixclient/componentdownload.h"
 #include "apps/nebrixclient/notify.h"
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/pluginstatus.h"
 #include "apps/nebrixclient/stopflag.h"
 #include "apps/nebrixclient/subclient.h"

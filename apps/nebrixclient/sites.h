@@ -23,9 +23,6 @@ inline constexpr RaiseSite kSignatureNotXml{kSignedDll, 87};
 inline constexpr RaiseSite kSignatureUnhandled{kSignedDll, 90};
 inline constexpr RaiseSite kSignedDllRead{kSignedDll, 40};
 
-inline constexpr RaiseSite kModuleLoad{"apps/nebrixclient/moduleloader.h", 28};
-inline constexpr RaiseSite kPluginOptionalCatch{"apps/nebrixclient/plugindllinstance", 45};
-inline constexpr RaiseSite kPluginCreate{"apps/nebrixclient/plugindllinstance", 56};
 inline constexpr RaiseSite kPluginStatusCatch{"apps/nebrixclient/plugindllclient", 238};
 inline constexpr RaiseSite kPluginProxyCatch{"apps/nebrixclient/plugindllclient", 121};
 

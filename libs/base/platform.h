@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "libs/base/descriptor.h"
 #include "libs/base/log.h"
 #include "libs/base/string.h"
 
@@ -90,6 +91,41 @@ int runShell(const String& command, std::uint64_t maxFileBytes, const std::funct
 /// Puts `fresh` in the place of `target`, in one step where the system can; what stood there before is then found
 /// under `fresh`'s name (or nowhere, if there was nothing). False when it failed and nothing has changed.
 bool replaceDirectory(const char* fresh, const char* target) noexcept;
+
+/// A copy of what the descriptor reads from its beginning, at most so many bytes, in memory that can be run and that
+/// nobody can write to, lengthen or shorten any more. None, with errno, when it fails; EFBIG when there is more. `why`
+/// says in words what errno does not.
+Descriptor sealedCopy(int descriptor, std::uint64_t most, String& why) noexcept;
+/// Whether the descriptor is such memory.
+bool isSealed(int descriptor) noexcept;
+
+/// A program to be started, and what it gets: nothing else is open in it, no signal is ignored or blocked.
+struct ProcessStart {
+    String program;                        // a path
+    std::vector<std::string> arguments{};  // behind the name
+    int output = -1;                 // becomes standard output and error; -1 for /dev/null, as standard input always
+    std::vector<int> descriptors{};  // become 3, 4, ...
+};
+struct StartedProcess {
+    int id = -1;         // -1, with errno, when there is none
+    Descriptor ended{};  // polls as readable once the process has ended
+};
+/// Starts a program in a session of its own, without a terminal. It is the caller's to reap.
+StartedProcess startProcess(const ProcessStart& start);
+
+/// How a process ended.
+struct ProcessEnd {
+    int status = 0;  // of its exit
+    int signal = 0;  // the one that ended it, or 0
+    bool coreDumped = false;
+    unsigned long mostKiB = 0;  // of memory that it used at one time
+};
+/// Waits for a process of ours to end, and lets the system forget it.
+ProcessEnd reapProcess(int id) noexcept;
+/// Ends a process of ours, which must not be reaped yet, by SIGKILL.
+void killProcess(int id) noexcept;
+/// The calling process is killed when the thread that started it ends, however that comes.
+void endWithParent() noexcept;
 
 /// The directory of the running program, without a final "/"; empty when the system does not tell.
 String programDirectory();

@@ -4,8 +4,8 @@
 #include <functional>
 
 #include "apps/nebrixclient/account.h"
-#include "apps/nebrixclient/hostcheckerdllinstance.h"
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/hostcheckerdllinstance.h"
+#include "apps/component/plugindllinstance.h"
 #include "libs/base/log.h"
 #include "libs/base/thread.h"
 #include "tests/support/systemlogcapture.h"
@@ -59,7 +59,7 @@ TEST_F(ComponentLibraryTest, saysWhatItRefusesAndWhatThatMeansForTheSession) {
         {[] { PluginDllInstance(component("test-plugin-no-release"), "1", "/"); },
          "the component lacks the entry DllReleaseStr: ",
          "ERROR ModuleLoader.ModuleLoader Unable to load \"DllReleaseStr\": "},
-        {[] { PluginDllInstance("/nonexistent/liba.so", "1", "/"); },
+        {[] { PluginDllInstance(String("/nonexistent/liba.so"), "1", "/"); },
          "the component cannot be loaded: ", "Unable to load \"/nonexistent/liba.so\": "},
         {[] { PluginDllInstance(component("test-plugin-null-create"), "1", "/"); }, "the component gives no instance",
          "TRACE Exception.catch EPluginDllInstance:plugindllinstance:56 -> x:1"},

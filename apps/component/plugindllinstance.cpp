@@ -1,9 +1,9 @@
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/plugindllinstance.h"
 
 #include <cstring>
 #include <memory>
 
-#include "apps/nebrixclient/sites.h"
+#include "apps/component/sites.h"
 #include "libs/base/log.h"
 #include "libs/base/mutex.h"
 
@@ -34,8 +34,8 @@ Function PluginDllInstance::optionalEntry(const char* name, const char* whenMiss
 }
 
 // The order of the members is the order in which entries are looked for: the first missing one is named in the log.
-PluginDllInstance::PluginDllInstance(const String& path, const String& version, const String& pluginDir)
-    : ModuleLoader(path),
+PluginDllInstance::PluginDllInstance(const LibrarySource& library, const String& version, const String& pluginDir)
+    : ModuleLoader(library),
       m_createPluginFrontal(entry<NebrixDllCreatePluginFrontal>(NEBRIX_NAME_CREATE_PLUGIN_FRONTAL)),
       m_setDllVersion(entry<NebrixDllSetDllVersion2>(NEBRIX_NAME_SET_DLL_VERSION)),
       m_setPluginDir(entry<NebrixDllSetPluginDir2>(NEBRIX_NAME_SET_PLUGIN_DIR)),
@@ -72,10 +72,11 @@ PluginDllInstance::PluginDllInstance(const String& path, const String& version, 
     m_setPluginDir(m_instance, pluginDir.str());
 }
 
-PluginDllInstance& PluginDllInstance::keep(const String& path, const String& version, const String& pluginDir) {
+PluginDllInstance& PluginDllInstance::keep(const LibrarySource& library, const String& version,
+                                           const String& pluginDir) {
     static Mutex mutex;
     static auto* const kept = new List<std::unique_ptr<PluginDllInstance>>;  // never destroyed; guarded by mutex
-    auto instance = std::make_unique<PluginDllInstance>(path, version, pluginDir);
+    auto instance = std::make_unique<PluginDllInstance>(library, version, pluginDir);
     Lock lock(mutex);
     return *kept->emplace_back(std::move(instance));
 }

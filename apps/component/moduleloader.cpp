@@ -1,15 +1,15 @@
-#include "apps/nebrixclient/moduleloader.h"
+#include "apps/component/moduleloader.h"
 
 #include <dlfcn.h>
 
-#include "apps/nebrixclient/sites.h"
+#include "apps/component/sites.h"
 #include "libs/base/log.h"
 
 namespace tessel {
 
-ModuleLoader::ModuleLoader(const String& path) : m_handle(dlopen(path)) {
+ModuleLoader::ModuleLoader(const LibrarySource& library) : m_library(library), m_handle(dlopen(library.opened)) {
     if (m_handle == nullptr) {
-        loadError(path);
+        loadError(m_library.path);
     }
 }
 
@@ -23,7 +23,7 @@ void* ModuleLoader::load(const char* name) const {
     return address;
 }
 
-void ModuleLoader::loadError(const String& what) {
+void ModuleLoader::loadError(const String& what) const {
     const String why = dlerror();
     log(LogCategory::Error, "ModuleLoader", "ModuleLoader", String("Unable to load \"" + what + "\": " + why));
     raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad, {.subject = what, .words = why});
@@ -33,9 +33,9 @@ void* ModuleLoader::dlopen(const String& path) { return ::dlopen(path.str(), RTL
 
 void* ModuleLoader::dlsym(void* handle, const char* name) { return ::dlsym(handle, name); }
 
-String ModuleLoader::dlerror() {
+String ModuleLoader::dlerror() const {
     const char* text = ::dlerror();
-    return text == nullptr ? String() : String::copy(text);
+    return text == nullptr ? String() : String::copy(text).replace(m_library.opened, m_library.path);
 }
 
 }  // namespace tessel

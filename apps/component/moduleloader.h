@@ -1,11 +1,22 @@
 #pragma once
 
 #include "libs/base/exception.h"
+#include "libs/base/sealedfile.h"
 
 namespace tessel {
 
 /// A component library cannot be opened or lacks an entry.
 TESSEL_EXCEPTION(EModuleLoader, Exception);
+
+/// Which library is opened: the file of a path, or exactly the bytes that were sealed, which texts then name by the
+/// path that they came from. The sealed file must be open while the library is being loaded.
+struct LibrarySource {
+    LibrarySource(const String& file) : path(file), opened(file) {}
+    LibrarySource(const SealedFile& file) : path(file.path()), opened(file.openPath()) {}
+
+    String path;
+    String opened;
+};
 
 /// An open component library, whose entries are found by name. Never unloaded, also when this object goes: threads
 /// and static data of the component may live on. Used by one thread.
@@ -13,7 +24,7 @@ class ModuleLoader {
 public:
     /// Opens the library (lazy binding). Its constructors run here: the caller has verified it. Raises EModuleLoader
     /// after logging `Unable to load "path": reason`.
-    explicit ModuleLoader(const String& path);
+    explicit ModuleLoader(const LibrarySource& library);
     ModuleLoader(const ModuleLoader&) = delete;
     ModuleLoader& operator=(const ModuleLoader&) = delete;
     virtual ~ModuleLoader();
@@ -27,14 +38,16 @@ public:
     }
 
 protected:
-    [[noreturn]] static void loadError(const String& what);
+    [[noreturn]] void loadError(const String& what) const;
     static void* dlopen(const String& path);
     static void* dlsym(void* handle, const char* name);
-    static String dlerror();
+    /// The loader's words, in which the library has the path that the user knows.
+    [[nodiscard]] String dlerror() const;
     /// Does nothing, deliberately: a component is never unloaded.
     void dlclose() noexcept {}
 
 private:
+    const LibrarySource m_library;
     void* const m_handle;  // never null
 };
 

@@ -1,11 +1,11 @@
-#include "apps/nebrixclient/hostcheckerdllinstance.h"
+#include "apps/component/hostcheckerdllinstance.h"
 
-#include "apps/nebrixclient/plugindllinstance.h"
+#include "apps/component/plugindllinstance.h"
 
 namespace tessel {
 
-HostCheckerDllInstance::HostCheckerDllInstance(const String& path)
-    : m_loader(path),
+HostCheckerDllInstance::HostCheckerDllInstance(const LibrarySource& library)
+    : m_loader(library),
       m_init(m_loader.entry<NebrixInitHostCheckerDll>(NEBRIX_NAME_INIT_HOST_CHECKER)),
       m_close(m_loader.entry<NebrixCloseHostCheckerDll>(NEBRIX_NAME_CLOSE_HOST_CHECKER)),
       m_getValidRules(m_loader.entry<NebrixGetValidRules>(NEBRIX_NAME_GET_VALID_RULES)) {}

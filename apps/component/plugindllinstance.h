@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/nebrixclient/moduleloader.h"
+#include "apps/component/moduleloader.h"
 #include "libs/http/proxy.h"
 #include "sdk/include/nebrix_component.h"
 
@@ -38,10 +38,10 @@ public:
 
     /// Opens a verified library, finds its entries and makes the instance. Raises EModuleLoader for a missing
     /// required entry, EPluginDllInstance when the plug-in makes no instance; missing optional entries are logged.
-    PluginDllInstance(const String& path, const String& version, const String& pluginDir);
+    PluginDllInstance(const LibrarySource& library, const String& version, const String& pluginDir);
 
     /// The same for a session: the instance lives as long as the process, as the library and its threads do.
-    static PluginDllInstance& keep(const String& path, const String& version, const String& pluginDir);
+    static PluginDllInstance& keep(const LibrarySource& library, const String& version, const String& pluginDir);
 
     void configure(const Parameters& parameters);
     /// configure(), then start().

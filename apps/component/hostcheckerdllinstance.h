@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/nebrixclient/moduleloader.h"
+#include "apps/component/moduleloader.h"
 #include "sdk/include/nebrix_component.h"
 
 namespace tessel {
@@ -12,7 +12,7 @@ TESSEL_EXCEPTION(EHostCheckerDllInstance, Exception);
 class HostCheckerDllInstance {
 public:
     /// Opens a verified library. Raises EModuleLoader.
-    explicit HostCheckerDllInstance(const String& path);
+    explicit HostCheckerDllInstance(const LibrarySource& library);
     virtual ~HostCheckerDllInstance() = default;
     HostCheckerDllInstance(const HostCheckerDllInstance&) = delete;
     HostCheckerDllInstance& operator=(const HostCheckerDllInstance&) = delete;
