@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -13,6 +12,10 @@
 #include <csignal>
 
 #include "libs/base/platform.h"
+
+extern "C" {  // which the header itself lacks in glibc 2.36
+#include <sys/pidfd.h>
+}
 
 #ifndef MFD_EXEC
 #define MFD_EXEC 0x0010U  // since Linux 6.3
