@@ -9,10 +9,10 @@ namespace tessel {
 TESSEL_EXCEPTION(EModuleLoader, Exception);
 
 /// Which library is opened: the file of a path, or exactly the bytes that were sealed, which texts then name by the
-/// path that they came from. The sealed file must be open while the library is being loaded.
+/// path that they came from. Making it of a sealed file takes a descriptor for good, as loading takes memory.
 struct LibrarySource {
     LibrarySource(const String& file) : path(file), opened(file) {}
-    LibrarySource(const SealedFile& file) : path(file.path()), opened(file.openPath()) {}
+    LibrarySource(const SealedFile& file) : path(file.path()), opened(file.lastingPath()) {}
 
     String path;
     String opened;

@@ -190,8 +190,8 @@ Proxy NebrixClient::currentProxy() const {
     return proxy;
 }
 
-void NebrixClient::verifyDllSignature(const String& dllPath, const String& sigPath) const {
-    tessel::verifyDllSignature(dllPath, sigPath);
+VerifiedComponent NebrixClient::verifyDllSignature(const String& dllPath, const String& sigPath) const {
+    return tessel::verifyDllSignature(dllPath, sigPath);
 }
 
 void NebrixClient::main() {

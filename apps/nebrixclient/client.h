@@ -15,6 +15,7 @@
 namespace tessel {
 
 class MediationResponse;
+struct VerifiedComponent;
 
 TESSEL_EXCEPTION(ENebrixClient, Exception);
 
@@ -74,8 +75,8 @@ public:
 
     /// The proxy as plug-ins are told it: of type none, with the user's credentials.
     [[nodiscard]] Proxy currentProxy() const;
-    /// Returns only when the library is genuine; else logs and raises EBadSignature.
-    void verifyDllSignature(const String& dllPath, const String& sigPath) const;
+    /// Returns only when the library is genuine, with what was found so; else logs and raises EBadSignature.
+    VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPath) const;
     DownloadManager& downloadManager() noexcept { return m_downloadManager; }
 
     // Called by the configuration, on the driver's thread.

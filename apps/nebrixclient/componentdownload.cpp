@@ -61,11 +61,10 @@ void ComponentDownload::fetch(const Dll& dll) {
     }
 }
 
-void ComponentDownload::verify(const Dll& dll) {
+VerifiedComponent ComponentDownload::verify(const Dll& dll) {
     const String library = libraryPath(dll);
     try {
-        m_client.verifyDllSignature(library, signaturePath(dll));
-        return;
+        return m_client.verifyDllSignature(library, signaturePath(dll));
     } catch (const EBadSignature& caught) {
         if (m_trouble.kind != EndKind::None) {
             m_client.account().record(m_trouble);
@@ -79,8 +78,9 @@ void ComponentDownload::verify(const Dll& dll) {
             throw;
         }
     }
-    m_client.verifyDllSignature(library, signaturePath(dll));
+    VerifiedComponent component = m_client.verifyDllSignature(library, signaturePath(dll));
     logLine(LogCategory::Warning, library + " passes its check now");
+    return component;
 }
 
 /// Fetches and unpacks the archive, unless another session has done so meanwhile and it need not be done anew. True

@@ -9,6 +9,7 @@
 namespace tessel {
 
 class NebrixClient;
+struct VerifiedComponent;
 
 /// Where one kind of component lies on disk, how it gets there, and that it is genuine.
 ///
@@ -42,11 +43,11 @@ public:
     /// Makes sure, as far as it can, that library and signature are there: what is missing afterwards fails at the
     /// signature check.
     void fetch(const Dll& dll);
-    /// Returns only when the library is genuine; else raises EBadSignature. One that was there already and is not
-    /// genuine is fetched once more, from the archive on disk if that has the announced MD5, and checked again. Where
-    /// the check fails after a fetch() that had trouble, the account hears of that first, since it is what the missing
-    /// file comes from.
-    void verify(const Dll& dll);
+    /// Returns only when the library is genuine, with the bytes that were found so; else raises EBadSignature. One that
+    /// was there already and is not genuine is fetched once more, from the archive on disk if that has the announced
+    /// MD5, and checked again. Where the check fails after a fetch() that had trouble, the account hears of that first,
+    /// since it is what the missing file comes from.
+    VerifiedComponent verify(const Dll& dll);
 
     // The file helpers differ, deliberately, in what they do after logging an EFile.
     /// Logs and raises it again.

@@ -2,10 +2,11 @@
 
 #include <limits>
 
+#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/mediationresponse.h"
-#include "apps/component/plugindllinstance.h"
+#include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
@@ -66,8 +67,8 @@ void NebrixClientHostchecker::run(CurlSession& session) {
 
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
-    m_files.verify(dll);
-    m_instance = std::make_unique<HostCheckerDllInstance>(m_files.libraryPath(dll));
+    const VerifiedComponent component = m_files.verify(dll);
+    m_instance = std::make_unique<HostCheckerDllInstance>(component.library);
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

@@ -2,6 +2,7 @@
 
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
+#include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "libs/base/log.h"
 
@@ -41,8 +42,8 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
 
 void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
-    m_files.verify(dll);
-    m_instance = &PluginDllInstance::keep(m_files.libraryPath(dll), dll.version, pluginDirectory() + "/");
+    const VerifiedComponent component = m_files.verify(dll);
+    m_instance = &PluginDllInstance::keep(component.library, dll.version, pluginDirectory() + "/");
 }
 
 }  // namespace tessel

@@ -3,6 +3,7 @@
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/plainname.h"
+#include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
 #include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "libs/base/log.h"
@@ -97,11 +98,11 @@ void NebrixClientPluginDll::downloadCerts() {
 
 void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
-    m_files.verify(dll);
+    const VerifiedComponent component = m_files.verify(dll);
     if (m_stop.requested()) {  // it may have been fetched once more, which takes its time
         return;
     }
-    m_instance = &PluginDllInstance::keep(m_files.libraryPath(dll), dll.version, pluginDirectory() + "/");
+    m_instance = &PluginDllInstance::keep(component.library, dll.version, pluginDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

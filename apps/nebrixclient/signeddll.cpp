@@ -114,25 +114,20 @@ void SignedDll::loadFromFile(const String& sigPath) {
 
 void SignedDll::save(const String& sigPath) const { xml::Parser::write(sigPath, kRoot, *this); }
 
-SignedDll::Verdict SignedDll::check(tls::RSA& key, const String& dllPath) const {
-    if (!(hashFile(dllPath) == sha256)) {
+SignedDll::Verdict SignedDll::judge(tls::RSA& key, const String& digest) const {
+    if (!(digest == sha256)) {
+        logVerdict("bad hash ");
         return Verdict::BadHash;
     }
-    return m_signer.verifySignature(key, signature) ? Verdict::Genuine : Verdict::BadSignature;
+    if (!m_signer.verifySignature(key, signature)) {
+        logVerdict("bad signature");
+        return Verdict::BadSignature;
+    }
+    return Verdict::Genuine;
 }
 
 bool SignedDll::verify(tls::RSA& key, const String& dllPath) const {
-    return checkAndLog(key, dllPath) == Verdict::Genuine;
-}
-
-SignedDll::Verdict SignedDll::checkAndLog(tls::RSA& key, const String& dllPath) const {
-    const Verdict verdict = check(key, dllPath);
-    if (verdict == Verdict::BadHash) {
-        logVerdict("bad hash ");
-    } else if (verdict == Verdict::BadSignature) {
-        logVerdict("bad signature");
-    }
-    return verdict;
+    return judge(key, hashFile(dllPath)) == Verdict::Genuine;
 }
 
 void SignedDll::compute(ISign& signer, const String& dllPath) {
@@ -146,18 +141,20 @@ String SignedDll::hashFile(const String& path) {
     return Base64::encode(digestFile(path, digest));
 }
 
-void verifyDllSignature(const String& dllPath, const String& sigPath) {
+VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPath) {
     tls::RSA key;
     key.loadFromMem(kComponentPublicKeyPem, "", true);
     SignedDll component;
     component.loadFromFile(sigPath);
-    const SignedDll::Verdict verdict = component.checkAndLog(key, dllPath);
+    SealedFile library(dllPath, kLargestLibrary);
+    const SignedDll::Verdict verdict = component.judge(key, SignedDll::hashFile(library.openPath()));
     if (verdict != SignedDll::Verdict::Genuine) {
         log(LogCategory::Error, "NebrixClient", "verifyDllSignature", "Bad dll signature for " + dllPath);
         const bool digest = verdict == SignedDll::Verdict::BadHash;
         raise<EBadSignature>("EBadSignature", sites::kBadDllSignature,
                              facts(digest ? SignatureFault::Digest : SignatureFault::BadSignature, dllPath));
     }
+    return {.library = std::move(library), .infos = component};
 }
 
 }  // namespace tessel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libs/base/errors.h"
+#include "libs/base/sealedfile.h"
 #include "libs/base/serialize.h"
 #include "libs/openssl/rsa_wrapper.h"
 
@@ -65,10 +66,9 @@ public:
 
     /// Which check fails, in the order in which they are made.
     enum class Verdict { Genuine, BadHash, BadSignature };
-    [[nodiscard]] Verdict check(tls::RSA& key, const String& dllPath) const;
-    /// check() with its failure logged. Raises EFile when the library cannot be read.
-    [[nodiscard]] Verdict checkAndLog(tls::RSA& key, const String& dllPath) const;
-    /// The same as a yes or no.
+    /// Of the library with this digest, as hashFile() gives it. A failure is logged.
+    [[nodiscard]] Verdict judge(tls::RSA& key, const String& digest) const;
+    /// The same as a yes or no. Raises EFile when the library cannot be read.
     [[nodiscard]] bool verify(tls::RSA& key, const String& dllPath) const;
 
     /// The signing side: takes the library's digest and the current time, then signs. Raises EFile.
@@ -84,7 +84,18 @@ private:
 /// What an EBadSignature is about, as the cause in its facts, whose subject is the file.
 enum class SignatureFault : int { Missing = 1, Unreadable, Digest, BadSignature };
 
-/// Returns only when the library is genuine by the compiled-in key; else logs and raises EBadSignature.
-void verifyDllSignature(const String& dllPath, const String& sigPath);
+/// A library's bytes as they were when they were found genuine, and what was signed of them. Moves.
+struct VerifiedComponent {
+    SealedFile library;
+    DllInfos infos;
+};
+
+/// Bytes that a library may have at most: 256 MiB.
+inline constexpr std::uint64_t kLargestLibrary = std::uint64_t{256} << 20U;
+
+/// Returns only when the library is genuine by the compiled-in key; else logs and raises EBadSignature. Reads the
+/// signature file and then the library once each; what is judged are the bytes that it returns. Raises EFile when they
+/// cannot be had.
+VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPath);
 
 }  // namespace tessel

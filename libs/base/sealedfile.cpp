@@ -18,6 +18,7 @@ namespace {
 constexpr RaiseSite kOpen{"libs/base/sealedfile", 24};
 constexpr RaiseSite kCopy{"libs/base/sealedfile", 33};
 constexpr RaiseSite kAdopt{"libs/base/sealedfile", 47};
+constexpr RaiseSite kLast{"libs/base/sealedfile", 61};
 
 [[noreturn]] void fail(const String& path, RaiseSite site, const String& words, int systemError) {
     log(LogCategory::Error, "File", "seal", String("cannot open " + path + ": " + words));
@@ -27,6 +28,8 @@ constexpr RaiseSite kAdopt{"libs/base/sealedfile", 47};
 [[noreturn]] void fail(const String& path, RaiseSite site, int systemError) {
     fail(path, site, platform::errorText(systemError), systemError);
 }
+
+String pathOf(int descriptor) { return String("/proc/" + toString(::getpid()) + "/fd/" + toString(descriptor)); }
 
 // Without waiting, so that a pipe under the name holds nobody.
 Descriptor openRegular(const String& path, std::uint64_t most) {
@@ -66,8 +69,14 @@ SealedFile SealedFile::adopt(Descriptor descriptor, const String& path) {
     return adopted;
 }
 
-String SealedFile::openPath() const {
-    return String("/proc/" + toString(::getpid()) + "/fd/" + toString(m_descriptor.get()));
+String SealedFile::openPath() const { return pathOf(m_descriptor.get()); }
+
+String SealedFile::lastingPath() const {
+    const int lasting = ::fcntl(m_descriptor.get(), F_DUPFD_CLOEXEC, 0);
+    if (lasting < 0) {
+        fail(m_path, kLast, errno);
+    }
+    return pathOf(lasting);
 }
 
 }  // namespace tessel

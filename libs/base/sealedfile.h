@@ -26,6 +26,10 @@ public:
     [[nodiscard]] const String& path() const noexcept { return m_path; }
     /// A path under which this process, and one that traces it, open exactly these bytes while this object lives.
     [[nodiscard]] String openPath() const;
+    /// The same for as long as the process lives, by a descriptor that is never closed: for the dynamic loader, which
+    /// takes what it is given under a path that it knows for the library that it has. Raises EFile without a
+    /// descriptor.
+    [[nodiscard]] String lastingPath() const;
 
 private:
     Descriptor m_descriptor;

@@ -48,7 +48,10 @@
 //     component written in C++ catches everything inside each entry. It does not end the process, does not
 //     change the working directory, the locale, signal handlers or the environment, and does not write to
 //     the standard streams.
-// 11. Constructors of the library run inside dlopen(3), after the signature was checked.
+// 11. Constructors of the library run inside dlopen(3), after the signature was checked. What is opened is a
+//     copy in memory of the bytes that were checked, so the library has no place in the file system: dladdr(3)
+//     tells a path below /proc, and $ORIGIN in a RUNPATH leads nowhere. Files of the component's own lie in the
+//     directory that it is given, and libraries that it needs are those of the system.
 // 12. Secrets (ticket, session id, passwords of certificate and proxy) never go into a log text, a status
 //     text, a file name or the arguments of another process.
 #ifndef NEBRIX_COMPONENT_H

@@ -133,7 +133,12 @@ TEST_F(SignatureTest, everyUnusableSignatureFileHasItsLine) {
 TEST_F(SignatureTest, theCompiledInKeyDecides) {
     ASSERT_TRUE(kComponentPublicKeyIsDevelopment);
     const auto decide = [this] { verifyDllSignature(String::copy(m_library), String::copy(m_signature)); };
-    EXPECT_NO_THROW(decide());
+    const VerifiedComponent component = verifyDllSignature(String::copy(m_library), String::copy(m_signature));
+    EXPECT_EQ(component.infos.version, "2.1");
+    nebrix::test::writeFile(m_library, "exchanged since");
+    EXPECT_EQ(nebrix::test::readFile(component.library.openPath().str()), "not really code\n");
+    EXPECT_THAT(decide, testing::Throws<EBadSignature>());
+    sign();
     edit("version", [](const std::string&) { return std::string("2.2"); });
     EXPECT_THAT(decide, testing::Throws<EBadSignature>(
                             testing::Property(&Exception::toString, String("EBadSignature:client:78"))));
