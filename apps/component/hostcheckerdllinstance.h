@@ -25,9 +25,9 @@ public:
 
 private:
     ModuleLoader m_loader;
-    NebrixInitHostCheckerDll m_init;
-    NebrixCloseHostCheckerDll m_close;
-    NebrixGetValidRules m_getValidRules;
+    ComponentEntry<NebrixInitHostCheckerDll> m_init;
+    ComponentEntry<NebrixCloseHostCheckerDll> m_close;
+    ComponentEntry<NebrixGetValidRules> m_getValidRules;
 };
 
 }  // namespace tessel

@@ -7,6 +7,20 @@
 
 namespace tessel {
 
+namespace {
+
+EntryObserver g_observer = nullptr;
+
+}  // namespace
+
+void observeEntries(EntryObserver observer) noexcept { g_observer = observer; }
+
+void tellEntry(const char* name) {
+    if (g_observer != nullptr) {
+        g_observer(name);
+    }
+}
+
 ModuleLoader::ModuleLoader(const LibrarySource& library) : m_library(library), m_handle(dlopen(library.opened)) {
     if (m_handle == nullptr) {
         loadError(m_library.path);

@@ -18,6 +18,25 @@ struct LibrarySource {
     String opened;
 };
 
+/// Told the name of each entry right before it is called; null for nobody. One for the process, set before any call.
+using EntryObserver = void (*)(const char* name);
+void observeEntries(EntryObserver observer) noexcept;
+void tellEntry(const char* name);
+
+/// A component's function and its name; may be null.
+template <class Function>
+struct ComponentEntry {
+    const char* name;
+    Function function;
+
+    explicit operator bool() const noexcept { return function != nullptr; }
+    template <class... Arguments>
+    auto operator()(Arguments... arguments) const {
+        tellEntry(name);
+        return function(arguments...);
+    }
+};
+
 /// An open component library, whose entries are found by name. Never unloaded, also when this object goes: threads
 /// and static data of the component may live on. Used by one thread.
 class ModuleLoader {
@@ -33,8 +52,8 @@ public:
     void* load(const char* name) const;
     /// The same as a function of the given type.
     template <class Function>
-    Function entry(const char* name) const {
-        return reinterpret_cast<Function>(load(name));
+    ComponentEntry<Function> entry(const char* name) const {
+        return {name, reinterpret_cast<Function>(load(name))};
     }
 
 protected:

@@ -1,11 +1,9 @@
 #include "apps/component/plugindllinstance.h"
 
 #include <cstring>
-#include <memory>
 
 #include "apps/component/sites.h"
 #include "libs/base/log.h"
-#include "libs/base/mutex.h"
 
 namespace tessel {
 
@@ -23,13 +21,13 @@ String copyComponentText(const char* text, unsigned longest) {
 }
 
 template <class Function>
-Function PluginDllInstance::optionalEntry(const char* name, const char* whenMissing) const {
+ComponentEntry<Function> PluginDllInstance::optionalEntry(const char* name, const char* whenMissing) const {
     try {
         return entry<Function>(name);
     } catch (const EModuleLoader& caught) {
         logCaught(caught, sites::kPluginOptionalCatch);
         logLine(whenMissing);
-        return nullptr;
+        return {name, nullptr};
     }
 }
 
@@ -72,15 +70,6 @@ PluginDllInstance::PluginDllInstance(const LibrarySource& library, const String&
     m_setPluginDir(m_instance, pluginDir.str());
 }
 
-PluginDllInstance& PluginDllInstance::keep(const LibrarySource& library, const String& version,
-                                           const String& pluginDir) {
-    static Mutex mutex;
-    static auto* const kept = new List<std::unique_ptr<PluginDllInstance>>;  // never destroyed; guarded by mutex
-    auto instance = std::make_unique<PluginDllInstance>(library, version, pluginDir);
-    Lock lock(mutex);
-    return *kept->emplace_back(std::move(instance));
-}
-
 void PluginDllInstance::configure(const Parameters& parameters) {
     m_setLogin(m_instance, parameters.login.str());
     m_setOrganization(m_instance, parameters.organization.str());
@@ -94,7 +83,7 @@ void PluginDllInstance::configure(const Parameters& parameters) {
     m_setCaFileName(m_instance, parameters.caFileName.str());
     m_setCertPassword(m_instance, parameters.certPassword.str());
     m_setDownloadDelegate(m_instance, parameters.downloadDelegate);
-    if (m_addSslServerCertificateName != nullptr) {
+    if (m_addSslServerCertificateName) {
         for (const String& name : parameters.sslServerNames) {
             m_addSslServerCertificateName(m_instance, name.str());
         }
@@ -136,7 +125,7 @@ int PluginDllInstance::execute(const String& a, const String& b, const String& c
 
 int PluginDllInstance::LaunchSafeResource(int id, const String& name, NebrixDownloadFileTo downloadDelegate) {
     m_setDownloadDelegate(m_instance, downloadDelegate);
-    return m_launchSafeResource == nullptr ? 0 : m_launchSafeResource(m_instance, id, name.str());
+    return m_launchSafeResource ? m_launchSafeResource(m_instance, id, name.str()) : 0;
 }
 
 }  // namespace tessel

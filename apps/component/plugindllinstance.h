@@ -40,9 +40,6 @@ public:
     /// required entry, EPluginDllInstance when the plug-in makes no instance; missing optional entries are logged.
     PluginDllInstance(const LibrarySource& library, const String& version, const String& pluginDir);
 
-    /// The same for a session: the instance lives as long as the process, as the library and its threads do.
-    static PluginDllInstance& keep(const LibrarySource& library, const String& version, const String& pluginDir);
-
     void configure(const Parameters& parameters);
     /// configure(), then start().
     void start(const Parameters& parameters);
@@ -61,35 +58,35 @@ public:
 
 private:
     template <class Function>
-    Function optionalEntry(const char* name, const char* whenMissing) const;
+    ComponentEntry<Function> optionalEntry(const char* name, const char* whenMissing) const;
     /// Copies a text of the plug-in and gives it back.
     String strResponse(char* text);
 
     void* m_instance = nullptr;
-    NebrixDllCreatePluginFrontal m_createPluginFrontal;
-    NebrixDllSetDllVersion2 m_setDllVersion;
-    NebrixDllSetPluginDir2 m_setPluginDir;
-    NebrixDllSetLogin2 m_setLogin;
-    NebrixDllSetOrganization2 m_setOrganization;
-    NebrixDllSetHostname2 m_setHostname;
-    NebrixDllSetServer2 m_setServer;
-    NebrixDllSetSuffix2 m_setSuffix;
-    NebrixDllSetTicket2 m_setTicket;
-    NebrixDllSetSessionId2 m_setSessionId;
-    NebrixDllSetCertDirectory2 m_setCertDirectory;
-    NebrixDllSetCertFileName2 m_setCertFileName;
-    NebrixDllSetCaFileName2 m_setCaFileName;
-    NebrixDllSetCertPassword2 m_setCertPassword;
-    NebrixDllSetDownloadDelegate2 m_setDownloadDelegate;
-    NebrixDllSetProxy2 m_setProxy;
-    NebrixDllGetLogs2 m_getLogs;
-    NebrixDllExecute2 m_execute;
-    NebrixDllGetErrors2 m_getErrors;
-    NebrixDllStart2 m_start;
-    NebrixDllStop2 m_stop;
-    NebrixDllReleaseStr m_releaseStr;
-    NebrixLaunchSafeResource m_launchSafeResource;                       // may be null
-    NebrixDllAddSslServerCertificateName m_addSslServerCertificateName;  // may be null
+    ComponentEntry<NebrixDllCreatePluginFrontal> m_createPluginFrontal;
+    ComponentEntry<NebrixDllSetDllVersion2> m_setDllVersion;
+    ComponentEntry<NebrixDllSetPluginDir2> m_setPluginDir;
+    ComponentEntry<NebrixDllSetLogin2> m_setLogin;
+    ComponentEntry<NebrixDllSetOrganization2> m_setOrganization;
+    ComponentEntry<NebrixDllSetHostname2> m_setHostname;
+    ComponentEntry<NebrixDllSetServer2> m_setServer;
+    ComponentEntry<NebrixDllSetSuffix2> m_setSuffix;
+    ComponentEntry<NebrixDllSetTicket2> m_setTicket;
+    ComponentEntry<NebrixDllSetSessionId2> m_setSessionId;
+    ComponentEntry<NebrixDllSetCertDirectory2> m_setCertDirectory;
+    ComponentEntry<NebrixDllSetCertFileName2> m_setCertFileName;
+    ComponentEntry<NebrixDllSetCaFileName2> m_setCaFileName;
+    ComponentEntry<NebrixDllSetCertPassword2> m_setCertPassword;
+    ComponentEntry<NebrixDllSetDownloadDelegate2> m_setDownloadDelegate;
+    ComponentEntry<NebrixDllSetProxy2> m_setProxy;
+    ComponentEntry<NebrixDllGetLogs2> m_getLogs;
+    ComponentEntry<NebrixDllExecute2> m_execute;
+    ComponentEntry<NebrixDllGetErrors2> m_getErrors;
+    ComponentEntry<NebrixDllStart2> m_start;
+    ComponentEntry<NebrixDllStop2> m_stop;
+    ComponentEntry<NebrixDllReleaseStr> m_releaseStr;
+    ComponentEntry<NebrixLaunchSafeResource> m_launchSafeResource;                       // may be null
+    ComponentEntry<NebrixDllAddSslServerCertificateName> m_addSslServerCertificateName;  // may be null
 };
 
 }  // namespace tessel

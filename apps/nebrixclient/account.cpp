@@ -107,6 +107,10 @@ constexpr CauseName kCauseNames[] = {
     {EndCause::ResourceFailed, "resource-failed"},
     {EndCause::TextTooLong, "text-too-long"},
     {EndCause::Raised, "raised"},
+    {EndCause::Killed, "killed"},
+    {EndCause::Exited, "exited"},
+    {EndCause::NoAnswer, "no-answer"},
+    {EndCause::NotUnderstood, "not-understood"},
     {EndCause::Memory, "memory"},
     {EndCause::System, "system"},
 };

@@ -82,6 +82,10 @@ enum class EndCause {
     ResourceFailed,
     TextTooLong,
     Raised,  // an exception
+    Killed,  // its process, by a signal
+    Exited,
+    NoAnswer,
+    NotUnderstood,  // its process did not keep to the protocol
     // Of the machine.
     Memory,
     System,
@@ -99,7 +103,7 @@ struct SessionEnd {
     String text{};         // the gateway's own words, what was expected, or what a library or the system says
     String certificate{};  // whose, by whom and for how long, in one line
     int systemError = 0;   // errno
-    int number = 0;        // a close request's reason, a resource's result
+    int number = 0;        // a close request's reason, a resource's result, a process's signal or status
     std::shared_ptr<const tls::PeerCertificate> peer{};  // the certificate's facts; never change
 
     /// Whether the user, the component or the gateway wanted it so.

@@ -97,6 +97,8 @@ String signatureWords(const SessionEnd& end) {
     }
 }
 
+String during(const String& entry) { return entry.empty() ? String(" between two calls") : String(" in " + entry); }
+
 String componentWords(const SessionEnd& end) {
     switch (end.cause) {
         case EndCause::MissingEntry:
@@ -112,6 +114,13 @@ String componentWords(const SessionEnd& end) {
             return "the component's answer to " + end.key + " is longer than allowed";
         case EndCause::Raised:
             return with("the component failed in " + end.key, end.text);
+        case EndCause::Killed:
+        case EndCause::Exited:
+            return with("the component's process ended" + during(end.key), end.text);
+        case EndCause::NoAnswer:
+            return "the component did not answer" + during(end.key);
+        case EndCause::NotUnderstood:
+            return "the component's process said what cannot be understood" + during(end.key);
         case EndCause::NotLoadable:
             return with("the component cannot be loaded", end.text);
         default:

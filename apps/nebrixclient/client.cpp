@@ -66,9 +66,7 @@ NebrixClient::~NebrixClient() {
         Lock lock(m_mutex);
         m_closing = true;
         m_restart = false;
-        if (m_subClient != nullptr) {
-            m_subClient->stop();
-        }
+        endComponent();
     }
     m_downloadManager.cancel();
     join();
@@ -105,9 +103,7 @@ void NebrixClient::restart() {
         return;
     }
     m_restart = true;
-    if (m_subClient != nullptr) {
-        m_subClient->stop();
-    }
+    endComponent();
 }
 
 // With m_mutex held. A thread that has seen that it is over is about to end and takes no lock of ours any more.
@@ -129,12 +125,22 @@ void NebrixClient::start() {
     }
 }
 
+// With m_mutex held.
+void NebrixClient::endComponent() {
+    if (m_subClient != nullptr) {
+        m_subClient->stop();
+    }
+    if (m_component != nullptr) {
+        m_component->hurry();
+    }
+}
+
 void NebrixClient::stop() {
     Lock lock(m_mutex);
     m_restart = false;
     if (m_subClient != nullptr) {
         m_account.record({.kind = EndKind::User});
-        m_subClient->stop();
+        endComponent();
     }
 }
 
@@ -144,9 +150,7 @@ void NebrixClient::cancel() {
     m_cancelled = true;
     m_account.record({.kind = EndKind::User});
     m_downloadManager.cancel();
-    if (m_subClient != nullptr) {
-        m_subClient->stop();
-    }
+    endComponent();
 }
 
 void NebrixClient::showLogs() {
@@ -221,6 +225,48 @@ bool NebrixClient::isCancelled() const {
     return m_cancelled;
 }
 
+/// While the gateway is asked, so that nobody waits for it later.
+void NebrixClient::startComponentProcess() {
+    ComponentProcess::Setup setup;
+    setup.download = &StaticDownloadWrapper::downloadFileTo;
+    setup.cancelDownloads = [this] { m_downloadManager.cancel(); };
+    setup.ended = [this] {
+        Lock lock(m_mutex);
+        if (m_subClient != nullptr) {
+            m_subClient->stop();  // it learns why with its next call
+        }
+    };
+    setup.silent = [this](bool silent) {
+        if (IProgressNotify* const progress = m_downloadManager.progress(); progress != nullptr) {
+            progress->onComponentSilent(silent);
+        }
+    };
+    setup.debugger = m_componentDebugger;
+    auto process = std::make_unique<ComponentProcess>(std::move(setup), m_account);
+    Lock lock(m_mutex);
+    m_component = std::move(process);
+    if (m_restart || m_cancelled || m_closing) {
+        m_component->hurry();
+    }
+}
+
+/// Before anybody hears of the attempt's end: then nothing of the component runs any more.
+void NebrixClient::endComponentProcess() {
+    std::unique_ptr<ComponentProcess> ending;  // destroyed outside the lock, which its threads may take
+    {
+        Lock lock(m_mutex);
+        ending = std::move(m_component);
+    }
+    if (ending == nullptr) {
+        return;
+    }
+    ending.reset();
+    Lock lock(m_mutex);
+    if (!m_cancelled && !m_closing) {
+        m_downloadManager.resume();
+    }
+}
+
 /// Lets log and listener know how the attempt ended, before the notification that ends it.
 void NebrixClient::tell() {
     const SessionEnd end = m_account.end();
@@ -232,6 +278,7 @@ void NebrixClient::tell() {
 }
 
 void NebrixClient::over() {
+    endComponentProcess();
     m_account.record({.kind = EndKind::Component});
     tell();
     m_notify.onStatus(ClientStatus::SessionOver);
@@ -239,7 +286,9 @@ void NebrixClient::over() {
 
 /// What was given up fails in many ways, none of which is anybody's trouble.
 void NebrixClient::fail() {
-    if (isCancelled()) {
+    endComponentProcess();
+    // A component that had to be given up on the way to an end that was wanted is nobody's trouble either.
+    if (isCancelled() || m_account.end().kind == EndKind::User) {
         over();
         return;
     }
@@ -254,7 +303,10 @@ void NebrixClient::failed(const SessionEnd& end) {
         known.host = getServer();
     }
     m_account.record(known);
-    fail();
+    // Given up for the sake of the attempt that comes now.
+    if (!restartRequested() || m_account.end().cause != EndCause::NoAnswer) {
+        fail();
+    }
 }
 
 void NebrixClient::attempt() {
@@ -275,12 +327,14 @@ void NebrixClient::attempt() {
         logLine(LogCategory::Error, "unhandled exception");
         failed({.kind = EndKind::Internal});
     }
+    endComponentProcess();
 }
 
 void NebrixClient::session() {
     logLine(LogCategory::Trace, "OpenSSL version: " + tls::TLS::getOpensslVersion());
     logLine(LogCategory::Trace, "Curl version: " + CurlInitializer::getCurlFullVersion());
     const String url = prepareRequest();
+    startComponentProcess();
     Memory body;
     RequestInfo info;
     if (!ask(url, body, info)) {
@@ -288,6 +342,7 @@ void NebrixClient::session() {
         if (isCancelled()) {
             over();
         } else {
+            endComponentProcess();
             tell();
             m_notify.onConnectError(info);
         }

@@ -5,6 +5,7 @@
 #include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/clientlocalconfiguration.h"
+#include "apps/nebrixclient/componentprocess.h"
 #include "apps/nebrixclient/downloadmanager.h"
 #include "apps/nebrixclient/notify.h"
 #include "apps/nebrixclient/subclient.h"
@@ -52,6 +53,9 @@ public:
     /// run().
     void expectCertificate(const String& fingerprint) { m_expectedCertificate = fingerprint; }
 
+    /// The component's process waits for a debugger before it loads the component. Set before run().
+    void setComponentDebugger(bool wanted) noexcept { m_componentDebugger = wanted; }
+
     /// Who hears how far downloads are and when the next host check is; null for nobody. Set before run().
     void setProgress(IProgressNotify* progress) noexcept { m_downloadManager.setProgress(progress); }
 
@@ -79,6 +83,9 @@ public:
     VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPath) const;
     DownloadManager& downloadManager() noexcept { return m_downloadManager; }
 
+    /// The process that this session's component runs in. On the driver's thread, while a component runs.
+    ComponentProcess& component() noexcept { return *m_component; }
+
     // Called by the configuration, on the driver's thread.
     void dispatch(ClientHostcheckerDllConfiguration& configuration) override;
     void dispatch(ClientPluginDllConfiguration& configuration) override;
@@ -103,6 +110,9 @@ private:
     void over();
     void fail();
     void failed(const SessionEnd& end);
+    void startComponentProcess();
+    void endComponentProcess();
+    void endComponent();
     bool restartRequested() const;
     bool isCancelled() const;
     bool takeRestart();
@@ -110,6 +120,7 @@ private:
     // Set at construction.
     INebrixClientNotify& m_notify;
     String m_expectedCertificate;
+    bool m_componentDebugger = false;
     // These synchronise themselves.
     IAccountNotify* m_accountListener = nullptr;
     SessionAccount m_account;
@@ -122,8 +133,9 @@ private:
         m_mutex;  // guards all below; held while a component's stop() or showLogs() runs, which return at once
     String m_mediation;
     String m_server;
-    std::unique_ptr<ISubClient> m_subClient;  // created, replaced and destroyed on the driver's thread only
-    bool m_attemptRuns = false;               // from start() until main() has seen that no restart is wanted
+    std::unique_ptr<ComponentProcess> m_component;  // like m_subClient, which uses it
+    std::unique_ptr<ISubClient> m_subClient;        // created, replaced and destroyed on the driver's thread only
+    bool m_attemptRuns = false;                     // from start() until main() has seen that no restart is wanted
     bool m_restart = false;
     bool m_cancelled = false;  // from cancel() to the next attempt
     bool m_closing = false;    // set for good by the destructor: a component made after that is stopped at once

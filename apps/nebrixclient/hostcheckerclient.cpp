@@ -2,9 +2,7 @@
 
 #include <limits>
 
-#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/client.h"
-#include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
@@ -56,27 +54,22 @@ void NebrixClientHostchecker::run(CurlSession& session) {
         return;
     }
     loadDll(dll);
-    SessionAccount& account = m_client.account();
-    callComponent(account, NEBRIX_NAME_INIT_HOST_CHECKER, [this] {
-        m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
-    });
+    m_instance->start(hostcheckerDirectory() + "/", m_configuration.hostname, m_configuration.language);
     m_notify.onStatus(ClientStatus::HostChecking);
     check(session);
-    callComponent(account, NEBRIX_NAME_CLOSE_HOST_CHECKER, [this] { m_instance->stop(); });
+    m_instance->stop();
 }
 
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
     const VerifiedComponent component = m_files.verify(dll);
-    m_instance = std::make_unique<HostCheckerDllInstance>(component.library);
+    m_instance.emplace(m_client.component(), component.library, hostcheckerDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 
 void NebrixClientHostchecker::check(CurlSession& session) {
     while (!m_stop.requested()) {
-        const String rules = callComponent(m_client.account(), NEBRIX_NAME_GET_VALID_RULES, [this] {
-            return m_instance->getValidRules(m_configuration.hostcheckingrequest);
-        });
+        const String rules = m_instance->getValidRules(m_configuration.hostcheckingrequest);
         if (tooLong(rules, m_client.account()) || !sendResponse(session, rules)) {
             return;
         }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <memory>
+#include <optional>
 
 #include "apps/nebrixclient/componentdownload.h"
-#include "apps/component/hostcheckerdllinstance.h"
+#include "apps/nebrixclient/componentstandin.h"
 #include "apps/nebrixclient/notify.h"
 #include "apps/nebrixclient/stopflag.h"
 #include "apps/nebrixclient/subclient.h"
@@ -47,7 +47,7 @@ private:
     ClientHostcheckerDllConfiguration& m_configuration;
     DownloadManager& m_downloadManager;
     ComponentDownload m_files;
-    std::unique_ptr<HostCheckerDllInstance> m_instance;
+    std::optional<HostCheckerProcess> m_instance;
     StopFlag m_stop;
 };
 

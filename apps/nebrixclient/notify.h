@@ -42,6 +42,8 @@ public:
     virtual void onTransfer(std::uint64_t received, std::uint64_t expected, bool over) noexcept = 0;
     /// The next host check begins in so many milliseconds.
     virtual void onNextHostCheck(unsigned milliseconds) noexcept = 0;
+    /// The component does not answer; it may come back, which is told too.
+    virtual void onComponentSilent(bool silent) noexcept = 0;
     virtual ~IProgressNotify() = default;
 };
 

@@ -1,9 +1,7 @@
 #include "apps/nebrixclient/notunnelclient.h"
 
 #include "apps/nebrixclient/client.h"
-#include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/signeddll.h"
-#include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "libs/base/log.h"
 
 namespace tessel {
@@ -30,10 +28,7 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
         return;
     }
     loadDll(dll);
-    m_result = callComponent(m_client.account(), NEBRIX_NAME_LAUNCH_SAFE_RESOURCE, [this] {
-        return m_instance->LaunchSafeResource(m_configuration.safetype, m_configuration.service,
-                                              &StaticDownloadWrapper::downloadFileTo);
-    });
+    m_result = m_instance->LaunchSafeResource(m_configuration.safetype, m_configuration.service);
     if (m_result < 0) {
         m_client.account().record(
             {.kind = EndKind::ComponentFailed, .cause = EndCause::ResourceFailed, .number = m_result});
@@ -43,7 +38,7 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
 void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
     const VerifiedComponent component = m_files.verify(dll);
-    m_instance = &PluginDllInstance::keep(component.library, dll.version, pluginDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.library, dll.version, pluginDirectory() + "/");
 }
 
 }  // namespace tessel

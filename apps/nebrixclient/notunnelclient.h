@@ -1,7 +1,7 @@
 #pragma once
 
 #include "apps/nebrixclient/componentdownload.h"
-#include "apps/component/plugindllinstance.h"
+#include "apps/nebrixclient/componentstandin.h"
 #include "apps/nebrixclient/subclient.h"
 
 namespace tessel {
@@ -31,8 +31,7 @@ private:
     NebrixClient& m_client;
     NoTunnelClientPluginDllConfiguration& m_configuration;
     ComponentDownload m_files;
-    // Lives as long as the process.
-    PluginDllInstance* m_instance = nullptr;
+    std::optional<PluginProcess> m_instance;
     int m_result = 0;
 };
 

@@ -1,11 +1,9 @@
 #include "apps/nebrixclient/plugindllclient.h"
 
 #include "apps/nebrixclient/client.h"
-#include "apps/nebrixclient/componentcall.h"
 #include "apps/nebrixclient/plainname.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
-#include "apps/nebrixclient/staticdownloadwrapper.h"
 #include "libs/base/log.h"
 #include "libs/http/authority.h"
 
@@ -53,12 +51,12 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
         return;
     }
     loadDll(dll);
-    if (m_instance == nullptr) {
+    if (!m_instance.has_value()) {
         return;
     }
     const bool proxySet = trySetProxy();
     try {
-        callComponent(m_client.account(), NEBRIX_NAME_START, [this] { m_instance->start(parameters()); });
+        m_instance->start(parameters());
         if (!proxySet) {
             m_instance->setProxy(true, m_client.currentProxy());
         }
@@ -67,11 +65,14 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
         stopAfterFailure();
         throw;
     }
-    callComponent(m_client.account(), NEBRIX_NAME_STOP, [this] { m_instance->stop(); });
+    m_instance->stop();
 }
 
 /// What was started is told of its end, also when one of its entries failed.
 void NebrixClientPluginDll::stopAfterFailure() noexcept {
+    if (m_client.component().gone()) {
+        return;
+    }
     try {
         m_instance->stop();
     } catch (...) {
@@ -81,8 +82,7 @@ void NebrixClientPluginDll::stopAfterFailure() noexcept {
 
 void NebrixClientPluginDll::poll() {
     do {
-        m_status.process(
-            callComponent(m_client.account(), NEBRIX_NAME_GET_ERRORS, [this] { return m_instance->getErrors(); }));
+        m_status.process(m_instance->getErrors());
     } while (!m_stop.wait(m_stop.requested() ? 0 : kPollInterval));
 }
 
@@ -102,7 +102,7 @@ void NebrixClientPluginDll::loadDll(const Dll& dll) {
     if (m_stop.requested()) {  // it may have been fetched once more, which takes its time
         return;
     }
-    m_instance = &PluginDllInstance::keep(component.library, dll.version, pluginDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.library, dll.version, pluginDirectory() + "/");
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 
@@ -116,9 +116,9 @@ bool NebrixClientPluginDll::trySetProxy() {
     }
 }
 
-PluginDllInstance::Parameters NebrixClientPluginDll::parameters() const {
+PluginProcess::Parameters NebrixClientPluginDll::parameters() const {
     const ClientPluginDllConfiguration& from = m_configuration;
-    PluginDllInstance::Parameters to;
+    PluginProcess::Parameters to;
     to.login = from.login;
     to.organization = from.orgname;
     to.hostname = http::Authority(m_client.getServer()).getHost();
@@ -131,7 +131,6 @@ PluginDllInstance::Parameters NebrixClientPluginDll::parameters() const {
     to.caFileName = from.certificates.ca.filename;
     to.certPassword = from.certPassword;
     to.sslServerNames = from.sslservercertname;
-    to.downloadDelegate = &StaticDownloadWrapper::downloadFileTo;
     return to;
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <functional>
+#include <optional>
 
 #include "apps/nebrixclient/componentdownload.h"
+#include "apps/nebrixclient/componentstandin.h"
 #include "apps/nebrixclient/notify.h"
-#include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/pluginstatus.h"
 #include "apps/nebrixclient/stopflag.h"
 #include "apps/nebrixclient/subclient.h"
@@ -34,7 +34,7 @@ public:
 private:
     void downloadCerts();
     void loadDll(const Dll& dll);
-    [[nodiscard]] PluginDllInstance::Parameters parameters() const;
+    [[nodiscard]] PluginProcess::Parameters parameters() const;
     bool trySetProxy();
     void poll();
     void stopAfterFailure() noexcept;
@@ -43,8 +43,7 @@ private:
     ClientPluginDllConfiguration& m_configuration;
     DownloadManager& m_downloadManager;
     ComponentDownload m_files;
-    // Lives as long as the process.
-    PluginDllInstance* m_instance = nullptr;
+    std::optional<PluginProcess> m_instance;
     StopFlag m_stop;
     PluginStatus m_status;
 };

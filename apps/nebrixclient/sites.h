@@ -1,6 +1,6 @@
 #pragma once
 
-#include "libs/base/raisesite.h"
+#include "apps/component/sites.h"
 
 /// Where the core raises and catches: lines that administrators know from logs, kept here whatever becomes of the code.
 namespace tessel::sites {
@@ -33,6 +33,13 @@ inline constexpr RaiseSite kDownloadCallbackCatch{kDownloadManager, 120};
 inline constexpr const char* kComponentDownload = "apps/nebrixclient/componentdownload";
 inline constexpr RaiseSite kComponentFileCatch{kComponentDownload, 70};
 inline constexpr RaiseSite kComponentCheckCatch{kComponentDownload, 96};
+
+inline constexpr const char* kComponentProcess = "apps/nebrixclient/componentprocess";
+inline constexpr RaiseSite kComponentStart{kComponentProcess, 205};
+inline constexpr RaiseSite kComponentGone{kComponentProcess, 318};
+inline constexpr RaiseSite kComponentAnswer{kComponentProcess, 251};
+inline constexpr RaiseSite kComponentVersion{kComponentProcess, 266};
+inline constexpr RaiseSite kComponentChannelCatch{kComponentProcess, 255};
 
 inline constexpr RaiseSite kHostcheckerCatch{"apps/nebrixclient/hostcheckerclient", 96};
 

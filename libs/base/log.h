@@ -25,4 +25,9 @@ requires(NoText<Name> || NoText<Text>) void log(LogCategory, Name, const String&
 /// The same with the number appended to the text.
 void log(LogCategory category, const String& className, const String& method, const String& text, int number) noexcept;
 
+/// For a program without a console: where lines go then. One for the process, set before anything logs; it may be
+/// called on any thread. What it raises is swallowed.
+using LogDivert = void (*)(LogCategory category, const String& className, const String& method, const String& text);
+void divertLog(LogDivert divert) noexcept;
+
 }  // namespace tessel

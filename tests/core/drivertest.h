@@ -19,6 +19,7 @@ using gateway::Fault;
 class DriverTest : public testing::Test {
 protected:
     DriverTest() {
+        ComponentProcess::useProgram(NEBRIX_TEST_BIN "/nebrix-component-host");
         setenv("NEBRIX_TEST_CALLS", m_home.data("calls").c_str(), 1);
         setenv("NEBRIX_TEST_STATUS", m_home.data("statuses").c_str(), 1);
     }

@@ -86,7 +86,9 @@ public:
         m_nextCheck = milliseconds;
         m_nextCheck.notify_all();
     }
+    void onComponentSilent(bool silent) noexcept override { m_silences += silent ? 1 : 0; }
 
+    [[nodiscard]] unsigned silences() const { return m_silences; }
     [[nodiscard]] bool begun() const { return m_begun; }
     [[nodiscard]] std::uint64_t received() const { return m_received; }
     [[nodiscard]] std::uint64_t expected() const { return m_expected; }
@@ -98,6 +100,7 @@ public:
     }
 
 private:
+    std::atomic<unsigned> m_silences{0};
     std::atomic<bool> m_begun{false};
     std::atomic<std::uint64_t> m_received{0};
     std::atomic<std::uint64_t> m_expected{0};

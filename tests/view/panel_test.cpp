@@ -29,7 +29,9 @@ std::string run(const std::string& script) {
         {"E", [](PanelState& panel) { panel.ended(); }},
         {"B", [](PanelState& panel) { panel.broughtBack(); }},
         {"<", [](PanelState& panel) { panel.transferring(true); }},
-        {">", [](PanelState& panel) { panel.transferring(false); }}};
+        {">", [](PanelState& panel) { panel.transferring(false); }},
+        {"?", [](PanelState& panel) { panel.silent(true); }},
+        {"!", [](PanelState& panel) { panel.silent(false); }}};
     PanelState panel;
     std::string told;
     std::istringstream steps(script);
@@ -47,7 +49,7 @@ std::string run(const std::string& script) {
         }
     }
     const VpnPhrase& phrase = panel.phrase();
-    told += "SCWN"[static_cast<std::size_t>(panel.main())];
+    told += "SCWXN"[static_cast<std::size_t>(panel.main())];
     told += panel.pluginRow() ? "+" : panel.progressRow() ? "%" : "";
     told += std::string(" ") + phrase.key + std::to_string(panel.dots());
     return phrase.address.has_value() ? told + " " + phrase.address->str() : told;
@@ -71,6 +73,10 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
         // One that is not understood leaves phrase and dots on, but counts as a line.
         {"init . strange .", "line dots1 line dots1 C+ VPN_INIT1"},
         {"S Init . S", "shown line - refused C+ 0"},
+        // A component that does not answer is told until it does, or is over.
+        {"connected ?", "line X+ VPN_CONNECTED0"},
+        {"connected ? !", "line C+ VPN_CONNECTED0"},
+        {"connected ? E", "line N VPN_CONNECTED0"},
         // The address is all that follows the first "ip=".
         {"connected", "line C+ VPN_CONNECTED0"},
         {"connectedip=", "line C+ VPN_GIVENIP %s0 "},

@@ -54,6 +54,14 @@ void NebrixClientGuiNotifyHandler::onNextHostCheck(unsigned milliseconds) noexce
     }
 }
 
+void NebrixClientGuiNotifyHandler::onComponentSilent(bool silent) noexcept {
+    try {
+        queueNumber(ID_CLIENT_SILENT, silent ? 1 : 0);
+    } catch (...) {
+        tessel::log(tessel::LogCategory::Error, "NebrixClientGuiNotifyHandler", "onComponentSilent", "silence lost");
+    }
+}
+
 void NebrixClientGuiNotifyHandler::onSessionEnd(const tessel::SessionEnd& end) noexcept {
     try {
         wxThreadEvent event(EVT_TYPE_CLIENTNOTIFY, ID_CLIENT_ACCOUNT);

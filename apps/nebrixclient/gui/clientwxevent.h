@@ -17,6 +17,7 @@ enum ClientNotifyId : int {
     ID_CLIENT_DISPATCH = 5,       ///< integer: the component type
     ID_CLIENT_TRANSFER = 6,       ///< payload: TransferNews
     ID_CLIENT_NEXT_CHECK = 7,     ///< integer: milliseconds until the next host check
+    ID_CLIENT_SILENT = 9,         ///< integer: 1 when the component does not answer, 0 when it does again
     ID_CLIENT_ACCOUNT = 8,        ///< payload: tessel::SessionEnd; comes right before the event that ends the attempt
 };
 
@@ -43,6 +44,7 @@ public:
 
     void onTransfer(std::uint64_t received, std::uint64_t expected, bool over) noexcept override;
     void onNextHostCheck(unsigned milliseconds) noexcept override;
+    void onComponentSilent(bool silent) noexcept override;
     void onSessionEnd(const tessel::SessionEnd& end) noexcept override;
 
 private:

@@ -33,6 +33,7 @@ EVT_CLIENT(ID_CLIENT_FATAL_ERROR, onFatalError)
 EVT_CLIENT(ID_CLIENT_DISPATCH, onClientDispatch)
 EVT_CLIENT(ID_CLIENT_TRANSFER, onTransfer)
 EVT_CLIENT(ID_CLIENT_NEXT_CHECK, onNextCheck)
+EVT_CLIENT(ID_CLIENT_SILENT, onComponentSilent)
 EVT_CLIENT(ID_CLIENT_ACCOUNT, onAccount)
 EVT_CLOSE(NebrixMainFrame::onClose)
 wxEND_EVENT_TABLE()
@@ -320,6 +321,8 @@ void NebrixMainFrame::onClientDispatch(wxThreadEvent& event) {
 }
 
 void NebrixMainFrame::onTransfer(wxThreadEvent& event) { m_panel->onTransfer(event.GetPayload<TransferNews>()); }
+
+void NebrixMainFrame::onComponentSilent(wxThreadEvent& event) { m_panel->componentSilent(event.GetInt() != 0); }
 
 void NebrixMainFrame::onNextCheck(wxThreadEvent& event) {
     m_panel->setNextCheck(static_cast<unsigned>(event.GetInt()));

@@ -55,6 +55,7 @@ private:
     void onFatalError(wxThreadEvent& event);
     void onClientDispatch(wxThreadEvent& event);
     void onTransfer(wxThreadEvent& event);
+    void onComponentSilent(wxThreadEvent& event);
     void onNextCheck(wxThreadEvent& event);
     void onAccount(wxThreadEvent& event);
     void onClose(wxCloseEvent& event);

@@ -109,6 +109,14 @@ void NebrixClientNotificationPanel::ended() {
     draw();
 }
 
+void NebrixClientNotificationPanel::componentSilent(bool silent) {
+    m_state.silent(silent);
+    draw();
+    if (silent) {
+        fadeIn();
+    }
+}
+
 void NebrixClientNotificationPanel::reappear() {
     m_state.broughtBack();
     draw();
@@ -154,6 +162,8 @@ wxString NebrixClientNotificationPanel::mainText() const {
             return _("Connected");
         case MainLine::Waiting:
             return wxString::Format(_("WAITING_FOR %s"), m_gateway());
+        case MainLine::Silent:
+            return _("COMPONENT_SILENT");
         case MainLine::NotConnected:
             return _("NOT_CONNECTED");
         case MainLine::Status:

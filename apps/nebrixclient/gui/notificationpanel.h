@@ -33,6 +33,8 @@ public:
     void onVpnStatus(wxThreadEvent& event);
     /// Shows how far a download is, while there is one and the panel is in the driver's mode.
     void onTransfer(const TransferNews& news);
+    /// The component does not answer, or does so again.
+    void componentSilent(bool silent);
     /// Tells in the tool tip when the next host check is.
     void setNextCheck(unsigned milliseconds);
     /// Shows what is so now, until it is clicked away; also after it has hidden itself.

@@ -48,6 +48,20 @@ EndText quoting(const char* words, const char* silent, const SessionEnd& end) {
     return end.text.empty() ? EndText{silent} : EndText{words, shown(end.text)};
 }
 
+EndText componentText(EndCause cause) {
+    switch (cause) {
+        case EndCause::ResourceFailed:
+            return {"END_RESOURCE_FAILED"};
+        case EndCause::Killed:
+        case EndCause::Exited:
+            return {"END_COMPONENT_GONE"};
+        case EndCause::NoAnswer:
+            return {"END_COMPONENT_SILENT"};
+        default:
+            return {"END_COMPONENT_FAILED"};
+    }
+}
+
 }  // namespace
 
 String shown(const String& text) {
@@ -105,7 +119,7 @@ EndText failureText(const SessionEnd& end) {
         case EndKind::ComponentUnusable:
             return {"END_COMPONENT_UNUSABLE"};
         case EndKind::ComponentFailed:
-            return {end.cause == EndCause::ResourceFailed ? "END_RESOURCE_FAILED" : "END_COMPONENT_FAILED"};
+            return componentText(end.cause);
         case EndKind::HostCheckRefused:
             return quoting("END_HOSTCHECK_REFUSED %s", "END_HOSTCHECK_REFUSED_SILENTLY", end);
         case EndKind::PostLost:

@@ -28,6 +28,7 @@ void PanelState::ended() noexcept {
     m_ticks = 0;
     m_asking = false;
     m_waiting = false;
+    m_silent = false;
     m_ended = true;
 }
 
@@ -80,6 +81,9 @@ void PanelState::transferring(bool running) noexcept {
 MainLine PanelState::main() const noexcept {
     if (m_ended) {
         return MainLine::NotConnected;
+    }
+    if (m_silent) {
+        return MainLine::Silent;
     }
     if (m_waiting) {
         return MainLine::Waiting;

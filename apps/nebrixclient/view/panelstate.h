@@ -10,6 +10,7 @@ enum class MainLine {
     Status,        ///< the driver's last status
     Connected,     ///< the gateway has accepted the session
     Waiting,       ///< the gateway has not answered for a while
+    Silent,        ///< the component does not answer
     NotConnected,  ///< the attempt is over
 };
 
@@ -36,6 +37,9 @@ public:
     void accepted() noexcept;
     /// The attempt is over, and the tunnel with it. A panel that has waited hides after two ticks like a status.
     void ended() noexcept;
+
+    /// The component does not answer, or does so again.
+    void silent(bool silent) noexcept { m_silent = silent; }
 
     /// A driver status is to be shown: enters driver mode and starts the count of ticks anew; the caller starts its
     /// timer anew too. False when a plug-in line was ever accepted: then nothing changes and nothing is to be shown.
@@ -74,6 +78,7 @@ private:
     unsigned m_unanswered = 0;  // ticks since asking()
     bool m_asking = false;
     bool m_waiting = false;  // asking for so long that the panel says so
+    bool m_silent = false;
     bool m_ended = false;
     bool m_statusOver = false;  // what the last status announced has been done
     bool m_lineReceived = false;

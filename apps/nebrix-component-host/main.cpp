@@ -1,0 +1,54 @@
+// The process that one session's component runs in: no window, no network and nothing of the session, but what the
+// client says over the two connections that it starts this program with.
+//
+// Threads: the main thread calls the component's entries; the component's own threads are its own, and meet ours only
+// in the download callback.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "apps/nebrix-component-host/callserver.h"
+#include "apps/nebrix-component-host/downloadclient.h"
+#include "libs/base/platform.h"
+
+namespace tessel {
+namespace {
+
+constexpr int kUsage = 2;
+constexpr int kConversationFailed = 1;
+
+/// What this program starts for the component, and the component itself, gets neither connection.
+bool keepToOurselves(int descriptor) { return ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0; }
+
+int serve() {
+    DownloadClient::use(Descriptor(kDownloadsDescriptor));
+    CallServer server(Descriptor(kCallsDescriptor), &DownloadClient::downloadFileTo, [](const String&) {});
+    try {
+        server.serve();
+        return 0;
+    } catch (const EChannel&) {
+        return 0;  // the client is gone
+    } catch (const Exception& caught) {
+        std::fprintf(stderr, "nebrix-component-host: %s\n", caught.toString().str());
+        return kConversationFailed;
+    }
+}
+
+}  // namespace
+}  // namespace tessel
+
+int main() {
+    using namespace tessel;
+    platform::endWithParent();
+    if (!keepToOurselves(kCallsDescriptor) || !keepToOurselves(kDownloadsDescriptor)) {
+        std::fputs("nebrix-component-host: is started by the client, for one component\n", stderr);
+        return kUsage;
+    }
+    // A component's lines are to come while it runs, and when it ends badly.
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    const int status = serve();
+    // The component's threads may still run: nothing is taken down under them.
+    _exit(status);
+}

@@ -1,0 +1,340 @@
+#include "apps/nebrixclient/componentprocess.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "apps/nebrixclient/sites.h"
+#include "libs/base/file.h"
+#include "libs/base/log.h"
+#include "libs/base/numbers.h"
+#include "sdk/include/nebrix_component.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr const char* kClassName = "ComponentProcess";
+constexpr const char* kProgram = "nebrix-component-host";
+
+String& programForTests() {
+    static String path;
+    return path;
+}
+
+/// Beside the running program, or where it is installed for this one.
+String findProgram() {
+    if (!programForTests().empty()) {
+        return programForTests();
+    }
+    const String here = platform::programDirectory();
+    const String beside = here + "/" + kProgram;
+    return File::exists(beside) ? beside : String(here + "/../libexec/nebrixclient/" + kProgram);
+}
+
+std::vector<std::string> arguments(const ComponentProcess::Setup& setup) {
+    std::vector<std::string> list{"--memory-limit=" + std::to_string(setup.memoryLimit)};
+    if (setup.debugger) {
+        list.emplace_back("--wait-for-debugger");
+    }
+    return list;
+}
+
+String inWords(const platform::ProcessEnd& end) {
+    if (end.signal == 0) {
+        return "it ended its process with status " + toString(end.status);
+    }
+    const char* const name = ::sigabbrev_np(end.signal);
+    return "it was ended by signal " + toString(end.signal) +
+           (name == nullptr ? String() : String(" (SIG" + String(name) + ")")) +
+           (end.coreDumped ? String(", core dumped") : String());
+}
+
+/// The class of a log line that came over: only those of loading a component are believed.
+const char* knownClass(const String& name) {
+    for (const char* known : {"ModuleLoader", "PluginDllInstance", "Exception", "File"}) {
+        if (name == known) {
+            return known;
+        }
+    }
+    return "Component";
+}
+
+bool isReadable(int descriptor) {
+    pollfd entry{descriptor, POLLIN, 0};
+    return ::poll(&entry, 1, 0) > 0;
+}
+
+}  // namespace
+
+void ComponentProcess::useProgram(const String& path) { programForTests() = path; }
+
+ComponentProcess::ComponentProcess(Setup setup, SessionAccount& account)
+    : m_setup(std::move(setup)), m_account(account), m_program(findProgram()) {
+    start();
+}
+
+void ComponentProcess::start() {
+    auto [calls, hostCalls] = Channel::makePair(SOCK_STREAM);
+    auto [files, hostFiles] = Channel::makePair(SOCK_STREAM);
+    // Datagrams, so that what a component starts and leaves behind is not ended by what it prints later (SIGPIPE).
+    auto [output, hostOutput] = Channel::makePair(SOCK_DGRAM);
+    std::tie(m_hurry, m_hurried) = Channel::makePair(SOCK_STREAM);
+    m_process = platform::startProcess({.program = m_program,
+                                        .arguments = arguments(m_setup),
+                                        .output = hostOutput.get(),
+                                        .descriptors = {hostCalls.get(), hostFiles.get()}});
+    if (m_process.id < 0) {
+        m_failure = m_program + ": " + platform::errorText(errno);
+        return;
+    }
+    m_channel.emplace(std::move(calls), Channel::Attachments::Refused,
+                      [this](int descriptor, short events) { wait(descriptor, events); });
+    m_watch = std::make_unique<ComponentWatch>(std::move(output), m_process.ended.get(), m_setup.ended);
+    m_files = std::make_unique<ComponentFiles>(std::move(files), m_setup.download);
+}
+
+ComponentProcess::~ComponentProcess() {
+    if (m_process.id < 0) {
+        return;
+    }
+    if (m_watch != nullptr) {
+        m_watch->expectEnd();
+    }
+    m_channel.reset();  // the host ends when it sees that
+    if (!gone()) {
+        constexpr int kLettingGo = 1000;
+        pollfd ended{m_process.ended.get(), POLLIN, 0};
+        if (!m_loaded || ::poll(&ended, 1, kLettingGo) <= 0) {
+            platform::killProcess(m_process.id);
+        }
+        reap();
+    }
+    if (m_setup.cancelDownloads) {
+        m_setup.cancelDownloads();
+    }
+    m_files.reset();
+    m_watch.reset();
+}
+
+void ComponentProcess::hurry() noexcept {
+    Clock::rep none = 0;
+    m_hurryTime.compare_exchange_strong(none, Clock::now().time_since_epoch().count());
+    Channel::endOf(m_hurry);
+}
+
+void ComponentProcess::reap() { m_end = platform::reapProcess(m_process.id); }
+
+/// When keepTimes() has something to do next.
+ComponentProcess::Clock::time_point ComponentProcess::nextTime() const {
+    Clock::time_point next = Clock::time_point::max();
+    if (!m_silent && !m_setup.debugger) {
+        next = m_began + kSilence;
+    }
+    if (m_limit == Limit::Stop) {
+        return m_setup.debugger ? next : std::min(next, m_began + kStop);
+    }
+    if (const Clock::rep hurried = m_hurryTime; hurried != 0) {
+        next = std::min(next, Clock::time_point(Clock::duration(hurried)) + kHurry);
+    }
+    return next;
+}
+
+void ComponentProcess::keepTimes() {
+    const Clock::time_point now = Clock::now();
+    if (m_abandoned || now < nextTime()) {
+        return;
+    }
+    if (!m_silent && !m_setup.debugger && now >= m_began + kSilence) {
+        m_silent = true;
+        log(LogCategory::Warning, kClassName, m_entry, "the component does not answer");
+        if (m_setup.silent) {
+            m_setup.silent(true);
+        }
+    }
+    if (now >= nextTime()) {
+        m_abandoned = true;
+        log(LogCategory::Error, kClassName, m_entry, "the component does not answer: its process is ended");
+        platform::killProcess(m_process.id);
+    }
+}
+
+/// For the channel: until the host has something to say or to take, keeping the times meanwhile.
+void ComponentProcess::wait(int descriptor, short events) {
+    using std::chrono::ceil;
+    for (;;) {
+        const bool hurried = m_hurryTime != 0;
+        std::array<pollfd, 3> entries{
+            {{descriptor, events, 0}, {m_process.ended.get(), POLLIN, 0}, {hurried ? -1 : m_hurried.get(), POLLIN, 0}}};
+        const Clock::time_point next = m_abandoned ? Clock::time_point::max() : nextTime();
+        const auto left = ceil<Milliseconds>(next - std::min(next, Clock::now()));
+        const bool forEver = next == Clock::time_point::max();
+        if (::poll(entries.data(), entries.size(), forEver ? -1 : static_cast<int>(left.count())) < 0) {
+            continue;
+        }
+        keepTimes();
+        if (entries[0].revents != 0) {
+            return;
+        }
+        if (entries[1].revents != 0 && !isReadable(descriptor)) {
+            fail();
+        }
+    }
+}
+
+ComponentProcess::Result ComponentProcess::call(const char* entry, const MessageWriter& message, Limit limit,
+                                                int attached) {
+    m_entry = String(entry);
+    if (!m_failure.empty()) {
+        m_account.record({.kind = EndKind::ComponentUnusable, .cause = EndCause::NotLoadable, .text = m_failure});
+        log(LogCategory::Error, kClassName, "start", m_failure);
+        raise<EComponentProcess>("EComponentProcess", sites::kComponentStart);
+    }
+    m_began = Clock::now();
+    m_limit = limit;
+    m_silent = false;
+    if (gone() || isReadable(m_process.ended.get())) {
+        m_entry = String();  // no entry's doing
+        fail();
+    }
+    Result result = converse(message, attached);
+    if (m_silent && m_setup.silent) {
+        m_setup.silent(false);
+    }
+    return result;
+}
+
+ComponentProcess::Result ComponentProcess::converse(const MessageWriter& message, int attached) {
+    try {
+        meetReady();
+        m_loaded = m_loaded || attached >= 0;
+        m_channel->send(message, attached);
+        for (unsigned count = 0; count < kMostMessagesPerCall; ++count) {
+            const Message answer = next();
+            MessageReader reader(answer);
+            switch (answer.kind) {
+                case MessageKind::Log:
+                    logForComponent(answer);
+                    break;
+                case MessageKind::Running:
+                    m_entry = reader.text(kLongestEntry);
+                    break;
+                case MessageKind::Returned: {
+                    const int number = reader.number();
+                    Result result{number, reader.text(kLongestComponentText + 1)};
+                    reader.end();
+                    return result;
+                }
+                case MessageKind::Raised:
+                    raised(reader.text(kLongestWords));
+                default:
+                    refuse(answer);
+            }
+        }
+        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+    } catch (const EProtocol& caught) {
+        spokeWrongly(caught);
+    } catch (const EChannel& caught) {
+        logCaught(caught, sites::kComponentChannelCatch);
+        fail();
+    }
+}
+
+void ComponentProcess::raised(const String& words) {
+    m_account.record({.kind = EndKind::ComponentFailed, .cause = EndCause::Raised, .key = m_entry, .text = words});
+    throw ComponentException(words.str());
+}
+
+void ComponentProcess::meetReady() {
+    if (m_ready) {
+        return;
+    }
+    const Message ready = next();
+    MessageReader reader(ready);
+    if (ready.kind != MessageKind::Ready || reader.number() != kProtocolVersion) {
+        raise<EProtocol>("EProtocol", sites::kComponentVersion);
+    }
+    m_ready = true;
+}
+
+Message ComponentProcess::next() {
+    if (std::optional<Message> message = m_channel->receive()) {
+        return std::move(*message);
+    }
+    fail();
+}
+
+void ComponentProcess::logForComponent(const Message& message) {
+    MessageReader reader(message);
+    const int category = reader.number();
+    const String className = reader.text(kLongestEntry);
+    const String method = reader.text(kLongestEntry);
+    const String text = reader.text(kLongestWords);
+    if (category < 0 || category >= kLogCategories) {
+        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+    }
+    log(static_cast<LogCategory>(category), knownClass(className), method, text);
+}
+
+/// What kept a component from being loaded, as if it had been raised here.
+void ComponentProcess::refuse(const Message& message) {
+    MessageReader reader(message);
+    if (message.kind != MessageKind::Refused) {
+        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+    }
+    const int refusal = reader.number();
+    const String subject = reader.text(kLongestWords);
+    const String words = reader.text(kLongestWords);
+    switch (static_cast<Refusal>(refusal)) {
+        case Refusal::Loader:
+            raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad, {.subject = subject, .words = words});
+        case Refusal::NoInstance:
+            raise<EPluginDllInstance>("EPluginDllInstance", sites::kPluginCreate);
+        case Refusal::File:
+            raise<EFile>("EFile", sites::kComponentAnswer, {.subject = subject, .words = words});
+    }
+    raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+}
+
+/// The process is no more, or about to be.
+void ComponentProcess::fail() {
+    constexpr int kEnding = 1000;
+    if (!gone()) {
+        pollfd ended{m_process.ended.get(), POLLIN, 0};
+        if (::poll(&ended, 1, kEnding) <= 0) {  // it only stopped talking
+            m_abandoned = true;
+            platform::killProcess(m_process.id);
+        }
+        reap();
+    }
+    SessionEnd end{.kind = EndKind::ComponentFailed, .key = m_entry, .text = inWords(*m_end)};
+    if (m_abandoned) {
+        end.cause = EndCause::NoAnswer;
+        end.text = String();
+    } else {
+        end.cause = m_end->signal != 0 ? EndCause::Killed : EndCause::Exited;
+        end.number = m_end->signal != 0 ? m_end->signal : m_end->status;
+    }
+    m_account.record(end);
+    log(LogCategory::Error, kClassName, m_entry, describe(end));
+    raise<EComponentProcess>("EComponentProcess", sites::kComponentGone);
+}
+
+void ComponentProcess::spokeWrongly(const Exception& caught) {
+    logCaught(caught, sites::kComponentChannelCatch);
+    SessionEnd end{.kind = EndKind::ComponentFailed, .cause = EndCause::NotUnderstood, .key = m_entry};
+    m_account.record(end);
+    log(LogCategory::Error, kClassName, m_entry, describe(end));
+    if (!gone()) {
+        platform::killProcess(m_process.id);
+        reap();
+    }
+    raise<EComponentProcess>("EComponentProcess", sites::kComponentGone);
+}
+
+}  // namespace tessel

@@ -1,0 +1,110 @@
+#include "apps/nebrixclient/componentthreads.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string_view>
+
+#include "apps/component/protocol.h"
+#include "apps/nebrixclient/sites.h"
+#include "libs/base/log.h"
+
+namespace tessel {
+
+ComponentWatch::ComponentWatch(Descriptor output, int processEnded, std::function<void()> ended)
+    : Thread("component", 0, false),
+      m_output(std::move(output)),
+      m_processEnded(processEnded),
+      m_ended(std::move(ended)) {
+    launch(true);
+}
+
+ComponentWatch::~ComponentWatch() {
+    m_closing = true;
+    Channel::endOf(m_output);
+    join();
+}
+
+void ComponentWatch::main() {
+    bool alive = true;
+    while (!m_closing) {
+        std::array<pollfd, 2> entries{{{m_output.get(), POLLIN, 0}, {alive ? m_processEnded : -1, POLLIN, 0}}};
+        if (::poll(entries.data(), entries.size(), -1) < 0) {
+            continue;
+        }
+        while (takeOutput()) {
+        }
+        if (entries[1].revents != 0) {
+            alive = false;
+            if (!m_expected && m_ended) {
+                m_ended();
+            }
+        }
+    }
+}
+
+/// Whether there may be more. A datagram without bytes is also what the end of the connection looks like.
+bool ComponentWatch::takeOutput() {
+    std::array<char, 16384> block;
+    const ssize_t count = ::recv(m_output.get(), block.data(), block.size(), MSG_DONTWAIT);
+    if (count <= 0) {
+        return count < 0 && errno == EINTR;
+    }
+    logLines({block.data(), static_cast<std::size_t>(count)});
+    return true;
+}
+
+void ComponentWatch::logLines(std::string_view printed) {
+    if (m_printed > kMostOutput) {
+        return;
+    }
+    m_printed += static_cast<unsigned>(printed.size());
+    while (!printed.empty()) {
+        const std::size_t end = std::min(printed.find('\n'), printed.size());
+        if (end != 0) {
+            log(LogCategory::Trace, "Component", "output", String::copy(printed.data(), static_cast<unsigned>(end)));
+        }
+        printed.remove_prefix(std::min(end + 1, printed.size()));
+    }
+    if (m_printed > kMostOutput) {
+        log(LogCategory::Warning, "Component", "output", "what the component prints further is not logged");
+    }
+}
+
+ComponentFiles::ComponentFiles(Descriptor requests, Download download)
+    : Thread("component-files", 0, false),
+      m_channel(std::move(requests), Channel::Attachments::Refused),
+      m_download(std::move(download)) {
+    launch(true);
+}
+
+ComponentFiles::~ComponentFiles() {
+    m_channel.end();
+    join();
+}
+
+void ComponentFiles::main() {
+    try {
+        while (const std::optional<Message> request = m_channel.receive()) {
+            if (request->kind != MessageKind::Download) {
+                raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+            }
+            MessageReader reader(*request);
+            const String url = reader.text(kLongestWords);
+            const String path = reader.text(kLongestWords);
+            reader.end();
+            MessageWriter answer(MessageKind::Downloaded);
+            answer.number(m_download(url.str(), path.str()) ? 1 : 0);
+            m_channel.send(answer);
+        }
+    } catch (const Exception& caught) {
+        // The process is gone, or speaks wrongly: it hears nothing more.
+        logCaught(caught, sites::kComponentChannelCatch);
+        m_channel.end();
+    }
+}
+
+}  // namespace tessel
