@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -158,7 +159,7 @@ StartedProcess startProcess(const ProcessStart& start) {
     StartedProcess started;
     const int failure = plan.spawn(started.id, start.program.str(), arguments.data());
     if (failure == 0) {
-        started.ended = Descriptor(::pidfd_open(started.id, 0));
+        started.ended = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, started.id, 0)));
         if (started.ended.valid()) {
             return started;
         }
