@@ -127,6 +127,36 @@ void killProcess(int id) noexcept;
 /// The calling process is killed when the thread that started it ends, however that comes.
 void endWithParent() noexcept;
 
+/// What follows takes power from the calling process, for good. False, with errno, where the system does not do it.
+
+/// No process of the same user sees this one's memory, descriptors or environment any more, or traces it, and it leaves
+/// no core dump. Its own files in /proc that only their owner may read or write belong to root from then on. Programs
+/// that it starts are as visible as others.
+bool hideFromTracers() noexcept;
+/// The contrary, also where tracing is for ancestors alone (Yama).
+bool admitTracers() noexcept;
+/// The number of the process that traces this one, or 0.
+int tracingProcess() noexcept;
+
+/// Lets the system, when memory ends, end this process earlier than others by so many thousandths of all memory; so it
+/// will with the programs that this one starts.
+bool yieldToOthers(int thousandths) noexcept;
+/// KiB of memory that is this process's alone to write to, used or only asked for; 0 when the system does not tell.
+/// Allocates nothing.
+unsigned long ownMemory() noexcept;
+
+/// No program that is started from here on gains rights by set-user-ID, set-group-ID or file capabilities: sudo,
+/// pkexec, mount, fusermount and pppd fail.
+bool renouncePrivileges() noexcept;
+/// Nothing is written, made, renamed or removed any more by the calling thread and those that it starts, programs
+/// included, but beneath the directory and in /dev/null; nor do they trace or signal processes outside, or mount. The
+/// directory's absence is an error, and everything is refused then. Needs renouncePrivileges(). What the kernel's
+/// version of Landlock cannot hold it leaves free: truncating files before 6.2, signals before 6.12.
+bool writeOnlyBeneath(const char* directory) noexcept;
+/// System calls that change or look into the system or other processes fail with EPERM from then on, in the calling
+/// thread and those that it starts, programs included. Needs renouncePrivileges().
+bool refuseSystemCalls() noexcept;
+
 /// The directory of the running program, without a final "/"; empty when the system does not tell.
 String programDirectory();
 
