@@ -9,8 +9,11 @@
 
 #include <cstdio>
 
+#include "apps/component/sites.h"
 #include "apps/nebrix-component-host/callserver.h"
+#include "apps/nebrix-component-host/confinement.h"
 #include "apps/nebrix-component-host/downloadclient.h"
+#include "libs/base/log.h"
 #include "libs/base/platform.h"
 
 namespace tessel {
@@ -22,9 +25,23 @@ constexpr int kConversationFailed = 1;
 /// What this program starts for the component, and the component itself, gets neither connection.
 bool keepToOurselves(int descriptor) { return ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0; }
 
-int serve() {
+/// Before a component is loaded. The client's texts are waited for no longer when it is gone.
+void prepare(const String& directory, const HostOptions& options) {
+    for (const String& lacking : confine(directory, options)) {
+        log(LogCategory::Warning, "Component", "confine", lacking);
+    }
+    if (!watchMemory(options.memoryMiB)) {
+        log(LogCategory::Warning, "Component", "confine", "no thread can be had that watches the component's memory");
+    }
+    if (options.debugger && !waitForDebugger(kCallsDescriptor)) {
+        raise<EChannel>("EChannel", sites::kChannelReceive);
+    }
+}
+
+int serve(const HostOptions& options) {
     DownloadClient::use(Descriptor(kDownloadsDescriptor));
-    CallServer server(Descriptor(kCallsDescriptor), &DownloadClient::downloadFileTo, [](const String&) {});
+    CallServer server(Descriptor(kCallsDescriptor), &DownloadClient::downloadFileTo,
+                      [&](const String& directory) { prepare(directory, options); });
     try {
         server.serve();
         return 0;
@@ -39,7 +56,7 @@ int serve() {
 }  // namespace
 }  // namespace tessel
 
-int main() {
+int main(int argc, char** argv) {
     using namespace tessel;
     platform::endWithParent();
     if (!keepToOurselves(kCallsDescriptor) || !keepToOurselves(kDownloadsDescriptor)) {
@@ -48,7 +65,7 @@ int main() {
     }
     // A component's lines are to come while it runs, and when it ends badly.
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    const int status = serve();
+    const int status = serve(readHostOptions(argc, argv));
     // The component's threads may still run: nothing is taken down under them.
     _exit(status);
 }

@@ -117,6 +117,8 @@ String componentWords(const SessionEnd& end) {
         case EndCause::Killed:
         case EndCause::Exited:
             return with("the component's process ended" + during(end.key), end.text);
+        case EndCause::Memory:
+            return "the component took more memory than it may have, " + toString(end.number) + " MiB";
         case EndCause::NoAnswer:
             return "the component did not answer" + during(end.key);
         case EndCause::NotUnderstood:

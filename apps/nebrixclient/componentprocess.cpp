@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "apps/component/hostoptions.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
@@ -38,9 +39,9 @@ String findProgram() {
 }
 
 std::vector<std::string> arguments(const ComponentProcess::Setup& setup) {
-    std::vector<std::string> list{"--memory-limit=" + std::to_string(setup.memoryLimit)};
+    std::vector<std::string> list{kMemoryLimitOption + std::to_string(setup.memoryLimit)};
     if (setup.debugger) {
-        list.emplace_back("--wait-for-debugger");
+        list.emplace_back(kDebuggerOption);
     }
     return list;
 }
@@ -315,6 +316,10 @@ void ComponentProcess::fail() {
     SessionEnd end{.kind = EndKind::ComponentFailed, .key = m_entry, .text = inWords(*m_end)};
     if (m_abandoned) {
         end.cause = EndCause::NoAnswer;
+        end.text = String();
+    } else if (m_end->signal == 0 && m_end->status == kMemoryLimitStatus) {
+        end.cause = EndCause::Memory;
+        end.number = static_cast<int>(m_setup.memoryLimit);
         end.text = String();
     } else {
         end.cause = m_end->signal != 0 ? EndCause::Killed : EndCause::Exited;

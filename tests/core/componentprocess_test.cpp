@@ -1,0 +1,115 @@
+// What becomes of a session whose component does what none may.
+
+#include <sys/wait.h>
+
+#include <cerrno>
+
+#include "tests/core/drivertest.h"
+
+namespace tessel::test {
+namespace {
+
+using enum gateway::ComponentType;
+
+class ComponentProcessTest : public DriverTest {
+protected:
+    ComponentProcessTest() {
+        // What is to end the process would be caught by the sanitizers otherwise.
+        for (const char* const name : {"ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+            const char* const before = getenv(name);
+            const std::string options = before == nullptr ? "" : std::string(before) + ":";
+            setenv(name, (options + "handle_segv=0:handle_sigbus=0:handle_abort=0").c_str(), 1);
+        }
+        gateway::GatewayOptions options = nebrix::test::recordingComponents();
+        for (auto& [type, library] : options.libraries) {
+            library = NEBRIX_TEST_COMPONENTS "/libtest-zoo.so";
+        }
+        options.continuedPosts = 1;
+        serve(std::move(options));
+    }
+    ~ComponentProcessTest() override { unsetenv("NEBRIX_TEST_ZOO"); }
+
+    static void teach(const std::string& habits) { setenv("NEBRIX_TEST_ZOO", habits.c_str(), 1); }
+    [[nodiscard]] String end() const { return describe(m_client->account().end()); }
+    static bool noProcessIsLeft() { return ::waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD; }
+    void waitForCall(const std::string& entry) const {
+        for (int i = 0; i < 1000 && calls().find(entry) == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+};
+
+TEST_F(ComponentProcessTest, everyEndIsSurvivedAndTold) {
+    struct Case {
+        ComponentType type;
+        const char* habit;
+        const char* end;
+    };
+    const Case cases[] = {
+        {PluginDll, "constructor=segv", "the component's process ended in dlopen: it was ended by signal 11 (SIGSEGV)"},
+        {PluginDll, "DllCreatePluginFrontal=throw", "the component failed in DllCreatePluginFrontal: of the zoo"},
+        {PluginDll, "DllSetProxy2=exit3",
+         "the component's process ended in DllSetProxy2: it ended its process with status 3"},
+        {PluginDll, "DllSetTicket2=abort",
+         "the component's process ended in DllSetTicket2: it was ended by signal 6 (SIGABRT)"},
+        {PluginDll, "DllStart2=exit0", "the component's process ended in DllStart2: it ended its process with status 0"},
+        {PluginDll, "DllGetErrors2@2=quit0",
+         "the component's process ended in DllGetErrors2: it ended its process with status 0"},
+        {PluginDll, "DllGetErrors2=stack",
+         "the component's process ended in DllGetErrors2: it was ended by signal 11 (SIGSEGV)"},
+        {PluginDll, "DllGetErrors2=throwint", "the component failed in DllGetErrors2"},
+        {PluginDllNoTunnel, "LaunchSafeResource=bus",
+         "the component's process ended in LaunchSafeResource: it was ended by signal 7 (SIGBUS)"},
+        {PluginDllNoTunnel, "LaunchSafeResource=throw", "the component failed in LaunchSafeResource: of the zoo"},
+        {Hostchecker, "GetValidRules@2=quit3",
+         "the component's process ended in GetValidRules: it ended its process with status 3"},
+        {Hostchecker, "InitHostCheckerDll=throw", "the component failed in InitHostCheckerDll: of the zoo"}};
+    for (const Case& expected : cases) {
+        teach(expected.habit);
+        const Lines lines = run(expected.type);
+        EXPECT_EQ(lines.back(), "fatal-error") << expected.habit;
+        EXPECT_EQ(end(), expected.end) << expected.habit;
+        EXPECT_TRUE(noProcessIsLeft()) << expected.habit;
+    }
+    teach("");
+    EXPECT_EQ(run(PluginDllNoTunnel).back(), "status 4");
+}
+
+TEST_F(ComponentProcessTest, whateverBlocksIsGivenUpSoonAfterTheUser) {
+    const std::pair<ComponentType, const char*> cases[] = {{PluginDll, "constructor"},
+                                                           {PluginDll, "DllStart2"},
+                                                           {PluginDll, "DllGetErrors2"},
+                                                           {PluginDllNoTunnel, "LaunchSafeResource"},
+                                                           {Hostchecker, "GetValidRules"}};
+    for (const auto& [type, entry] : cases) {
+        std::filesystem::remove(m_home.data("calls"));
+        teach(std::string(entry) + "=block");
+        m_notify.clear();
+        start(type);
+        waitForCall(entry == std::string("constructor") ? "" : entry);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        m_client->cancel();
+        EXPECT_TRUE(m_client->join(2000)) << entry;
+        EXPECT_EQ(end(), "the user ended it") << entry;
+        EXPECT_EQ(m_notify.lines().back(), "status 4") << entry;
+        EXPECT_TRUE(noProcessIsLeft()) << entry;
+    }
+}
+
+TEST_F(ComponentProcessTest, aSilentEntryIsToldAndMayComeBackAndAStopHasFiveSeconds) {
+    teach("DllGetErrors2@2=slow,DllStop2=block,DllStart2=print");
+    start(PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7", 3));
+    EXPECT_EQ(m_progress.silences(), 1U);
+    EXPECT_TRUE(logged("TRACE Component.output zzz"));
+    EXPECT_TRUE(logged("WARNING Component.output what the component prints further is not logged"));
+    const auto begun = std::chrono::steady_clock::now();
+    m_client->cancel();
+    ASSERT_TRUE(m_client->join(7000));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, ComponentProcess::kStop);
+    EXPECT_EQ(m_notify.lines().back(), "status 4");
+    EXPECT_TRUE(noProcessIsLeft());
+}
+
+}  // namespace
+}  // namespace tessel::test
