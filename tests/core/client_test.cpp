@@ -88,7 +88,7 @@ protected:
                     nebrix::test::writeFile(entry.path(), "");
                 }
             }
-            std::filesystem::remove(m_home.data("calls"));
+            std::filesystem::remove(recordedCalls());
         }
         start(in("check")                  ? ComponentType::Hostchecker
               : in("over") || in("answer") ? ComponentType::PluginDllNoTunnel

@@ -82,7 +82,7 @@ TEST_F(ComponentProcessTest, whateverBlocksIsGivenUpSoonAfterTheUser) {
                                                            {PluginDllNoTunnel, "LaunchSafeResource"},
                                                            {Hostchecker, "GetValidRules"}};
     for (const auto& [type, entry] : cases) {
-        std::filesystem::remove(m_home.data("calls"));
+        std::filesystem::remove(recordedCalls());
         teach(std::string(entry) + "=block");
         m_notify.clear();
         start(type);

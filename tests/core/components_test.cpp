@@ -72,7 +72,7 @@ TEST_F(ComponentsTest, whatIsGivenUpAtItsAnnouncementIsNotLoaded) {
     for (const ComponentType type : {Hostchecker, PluginDllNoTunnel}) {
         serve();
         (void)run(type);
-        std::filesystem::remove(m_home.data("calls"));
+        std::filesystem::remove(recordedCalls());
         m_notify.onNext([this] { m_client->cancel(); });
         EXPECT_EQ(run(type).back(), "status 4");
         EXPECT_EQ(calls(), "");

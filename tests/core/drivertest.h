@@ -20,7 +20,7 @@ class DriverTest : public testing::Test {
 protected:
     DriverTest() {
         ComponentProcess::useProgram(NEBRIX_TEST_BIN "/nebrix-component-host");
-        setenv("NEBRIX_TEST_CALLS", m_home.data("calls").c_str(), 1);
+        setenv("NEBRIX_TEST_CALLS", recordedCalls().c_str(), 1);
         setenv("NEBRIX_TEST_STATUS", m_home.data("statuses").c_str(), 1);
     }
 
@@ -65,12 +65,15 @@ protected:
         m_notify.clear();
     }
     [[nodiscard]] std::string calls() const {
-        return std::filesystem::exists(m_home.data("calls")) ? nebrix::test::readFile(m_home.data("calls")) : "";
+        return std::filesystem::exists(recordedCalls()) ? nebrix::test::readFile(recordedCalls()) : "";
     }
     [[nodiscard]] bool logged(const std::string& text) const {
         Console::current()->flush(5000);
         return nebrix::test::LogFile(m_home.data("log")).contains(text);
     }
+
+    /// Where also a host checker may write.
+    [[nodiscard]] std::string recordedCalls() const { return m_home.data("hostchecker/calls"); }
 
     nebrix::test::PrivateHome m_home;
     NotifyRecorder m_notify;

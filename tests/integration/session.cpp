@@ -18,8 +18,8 @@ GatewayOptions recordingComponents() {
 }
 
 Session::Session(GatewayOptions options) {
-    setenv("NEBRIX_TEST_MARK", m_marks.path("loaded").c_str(), 1);
-    setenv("NEBRIX_TEST_CALLS", m_marks.path("calls").c_str(), 1);
+    setenv("NEBRIX_TEST_MARK", m_home.data("hostchecker/loaded").c_str(), 1);
+    setenv("NEBRIX_TEST_CALLS", m_home.data("hostchecker/calls").c_str(), 1);
     replaceGateway(std::move(options));
 }
 
@@ -37,15 +37,15 @@ std::vector<std::string> Session::client(ComponentType type, std::vector<std::st
 }
 
 Finished Session::run(ComponentType type) const {
-    fs::remove(m_marks.path("loaded"));
-    fs::remove(m_marks.path("calls"));
+    fs::remove(m_home.data("hostchecker/loaded"));
+    fs::remove(m_home.data("hostchecker/calls"));
     return runProgram(client(type));
 }
 
-bool Session::loaded() const { return fs::exists(m_marks.path("loaded")); }
+bool Session::loaded() const { return fs::exists(m_home.data("hostchecker/loaded")); }
 
 std::string Session::calls() const {
-    return fs::exists(m_marks.path("calls")) ? readFile(m_marks.path("calls")) : std::string();
+    return fs::exists(m_home.data("hostchecker/calls")) ? readFile(m_home.data("hostchecker/calls")) : std::string();
 }
 
 bool Session::waitForCall(const ChildProcess& client, const std::string& entry) const {
@@ -61,6 +61,9 @@ std::map<std::string, std::string> Session::files() const {
     std::map<std::string, std::string> result;
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(m_home.path())) {
         const std::string name = fs::relative(entry.path(), m_home.path()).string();
+        if (name == ".Nebrix/hostchecker/calls" || name == ".Nebrix/hostchecker/loaded") {
+            continue;  // the recorders' own
+        }
         result[name] = entry.is_regular_file() ? readFile(entry.path().string()) : std::string();
     }
     return result;

@@ -49,7 +49,6 @@ public:
 
 private:
     PrivateHome m_home;
-    TemporaryDirectory m_marks;
     std::unique_ptr<DemoGateway> m_gateway;
 };
 
