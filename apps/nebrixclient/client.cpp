@@ -170,7 +170,7 @@ String NebrixClient::getServer() const {
     return m_server;
 }
 
-void NebrixClient::saveLocalConfiguration() const { m_localConfiguration.save(getLocalConfPath()); }
+void NebrixClient::saveLocalConfiguration() { m_localConfiguration.saveChanges(getLocalConfPath()); }
 
 String NebrixClient::getLocalConfPath() { return File::getUserApplicationDataDirectory() + "nebrixclient.xml"; }
 

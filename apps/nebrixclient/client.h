@@ -69,8 +69,8 @@ public:
     [[nodiscard]] String getServer() const;
 
     ClientLocalConfiguration& localConfiguration() noexcept { return m_localConfiguration; }
-    /// Raises xml::EParser.
-    void saveLocalConfiguration() const;
+    /// As ClientLocalConfiguration::saveChanges() does.
+    void saveLocalConfiguration();
     static String getLocalConfPath();
     /// The file that the log is written to; "null" when there is none.
     static String getLogFile();

@@ -1,12 +1,14 @@
 #include "apps/nebrixclient/clientlocalconfiguration.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/confhelper.h"
 #include "libs/base/datetime.h"
 #include "libs/base/file.h"
+#include "libs/base/filelock.h"
 #include "libs/base/log.h"
 #include "libs/openssl/fingerprint.h"
 #include "libs/xml/parser.h"
@@ -18,6 +20,8 @@ namespace tessel {
 namespace {
 
 constexpr const char* kRoot = "nebrixclient";
+/// For another process that is saving.
+constexpr std::chrono::seconds kPatience{5};
 
 /// A download switch is off only for the word "false".
 bool readSwitch(IKeyReader& reader, const char* key) {
@@ -36,10 +40,6 @@ std::time_t timeOf(const String& text) {
     const String terminated = text;
     const char* const end = ::strptime(terminated.str(), kTimeFormat, &parts);
     return end != nullptr && *end == '\0' ? ::timegm(&parts) : -1;
-}
-
-bool contains(const List<String>& domains, const String& server) {
-    return std::find(domains.begin(), domains.end(), server) != domains.end();
 }
 
 /// Never raises for what the file says: a key that was lost on the way would leave its server unchecked.
@@ -76,6 +76,23 @@ List<TrustedKey> readKeys(IKeyReader& reader, const List<String>& domains) {
     return keys;
 }
 
+/// What it raises for the credentials leaves those before them read.
+void readSettings(IKeyReader& reader, LocalSettings& to) {
+    List<String> domains;
+    if (ConfReadHelper::readList(reader, "sslcertignoredomains", "domains", domains, false)) {
+        // Together: a domain without its key is not checked at all.
+        to.servers.keys = readKeys(reader, domains);
+        to.servers.domains = std::move(domains);
+    }
+    if (reader.exists("proxy")) {
+        ProtectedCredentials credentials(to.credentials);
+        ConfReadHelper::readKey(reader["proxy"], "credentials", credentials, false);
+        to.credentials = credentials;
+    }
+    to.hostcheckerDownload = readSwitch(reader, "hostcheckerdll");
+    to.pluginDownload = readSwitch(reader, "plugindll");
+}
+
 void logUnreadable(const String& path, const Exception& caught) {
     logCaught(caught, sites::kLocalConfigurationCatch);
     log(LogCategory::Error, "ClientLocalConfiguration", "readFromFile",
@@ -100,35 +117,70 @@ void ClientLocalConfiguration::readFromFile(const String& path) {
 
 void ClientLocalConfiguration::save(const String& path) const { xml::Parser::write(path, kRoot, *this); }
 
+void ClientLocalConfiguration::saveChanges(const String& path) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point patient = Clock::now() + kPatience;
+    const FileLock turn(path + ".lock", [patient] { return Clock::now() < patient; });
+    LocalSettings known;
+    {
+        Lock lock(m_mutex);
+        known = m_saved;
+    }
+    ClientLocalConfiguration file(known);
+    try {
+        if (File::exists(path)) {
+            file.readFromFile(path);
+        }
+    } catch (const Exception& caught) {
+        logCaught(caught, sites::kLocalConfigurationCatch);  // what could be read of it counts
+    }
+    LocalSettings wanted;
+    {
+        Lock lock(m_mutex);
+        m_now = merged(m_saved, m_now, file.settings());
+        wanted = m_now;
+    }
+    ClientLocalConfiguration(wanted).save(path);
+    Lock lock(m_mutex);
+    m_saved = wanted;
+}
+
+LocalSettings ClientLocalConfiguration::settings() const {
+    Lock lock(m_mutex);
+    return m_now;
+}
+
+void ClientLocalConfiguration::change(const LocalSettings& shown, const LocalSettings& edited) {
+    Lock lock(m_mutex);
+    m_now = merged(shown, edited, m_now);
+}
+
 void ClientLocalConfiguration::write(IKeyReader& reader) {
     Lock lock(m_mutex);
-    List<String> domains;
-    if (ConfReadHelper::readList(reader, "sslcertignoredomains", "domains", domains, false)) {
-        // Together: a domain without its key is not checked at all.
-        m_trustedKeys = readKeys(reader, domains);
-        m_sslCertIgnoreDomains = std::move(domains);
+    try {
+        readSettings(reader, m_now);
+    } catch (...) {
+        m_saved = m_now;
+        throw;
     }
-    if (reader.exists("proxy")) {
-        ConfReadHelper::readKey(reader["proxy"], "credentials", m_credentials, false);
-    }
-    m_hostcheckerDownload = readSwitch(reader, "hostcheckerdll");
-    m_pluginDownload = readSwitch(reader, "plugindll");
+    m_saved = m_now;
 }
 
 void ClientLocalConfiguration::read(IKeyWriter& writer) const {
-    Lock lock(m_mutex);
+    const LocalSettings now = settings();
     IKeyWriter& domains = writer["sslcertignoredomains"];
-    for (const String& domain : m_sslCertIgnoreDomains) {
+    for (const String& domain : now.servers.domains) {
         domains["domains"].write(domain);
     }
-    writer["proxy"]["credentials"].write(static_cast<const ISerialize&>(m_credentials));
-    writer["hostcheckerdll"]["download"].write(m_hostcheckerDownload);
-    writer["plugindll"]["download"].write(m_pluginDownload);
-    if (m_trustedKeys.empty()) {
+    const ProtectedCredentials credentials(now.credentials);
+    writer["proxy"]["credentials"].write(static_cast<const ISerialize&>(credentials));
+    writer["hostcheckerdll"]["download"].write(now.hostcheckerDownload);
+    writer["plugindll"]["download"].write(now.pluginDownload);
+    if (now.servers.keys.empty()) {
         return;
     }
     IKeyWriter& keys = writer["trustedkeys"];
-    for (const TrustedKey& trusted : m_trustedKeys) {
+    for (const TrustedKey& trusted : now.servers.keys) {
         IKeyWriter& key = keys["key"];
         key["server"].write(trusted.server);
         key["sha256"].write(trusted.digest);
@@ -146,47 +198,47 @@ void ClientLocalConfiguration::write(IReader& /*reader*/) {
 
 List<String> ClientLocalConfiguration::getSslCertIgnoreDomains() const {
     Lock lock(m_mutex);
-    return m_sslCertIgnoreDomains;
+    return m_now.servers.domains;
 }
 
 void ClientLocalConfiguration::setSslCertIgnoreDomains(const List<String>& domains) {
     Lock lock(m_mutex);
-    m_sslCertIgnoreDomains = domains;
-    std::erase_if(m_trustedKeys, [&](const TrustedKey& key) { return !contains(domains, key.server); });
+    m_now.servers.domains = domains;
+    std::erase_if(m_now.servers.keys, [&](const TrustedKey& key) { return !contains(domains, key.server); });
 }
 
 ServerExceptions ClientLocalConfiguration::getServerExceptions() const {
     Lock lock(m_mutex);
-    return {m_sslCertIgnoreDomains, m_trustedKeys};
+    return m_now.servers;
 }
 
 void ClientLocalConfiguration::trust(const String& server, const String& keyDigest, std::time_t now) {
     Lock lock(m_mutex);
-    std::erase_if(m_trustedKeys, [&](const TrustedKey& key) { return key.server == server; });
-    m_trustedKeys.push_back({server, keyDigest, now});
-    if (!contains(m_sslCertIgnoreDomains, server)) {
-        m_sslCertIgnoreDomains.push_back(server);
+    std::erase_if(m_now.servers.keys, [&](const TrustedKey& key) { return key.server == server; });
+    m_now.servers.keys.push_back({server, keyDigest, now});
+    if (!contains(m_now.servers.domains, server)) {
+        m_now.servers.domains.push_back(server);
     }
 }
 
 Credentials ClientLocalConfiguration::getCredentials() const {
     Lock lock(m_mutex);
-    return m_credentials;
+    return m_now.credentials;
 }
 
 void ClientLocalConfiguration::setCredentials(const Credentials& credentials) {
     Lock lock(m_mutex);
-    m_credentials = ProtectedCredentials(credentials);
+    m_now.credentials = credentials;
 }
 
 bool ClientLocalConfiguration::getPluginDownload() const {
     Lock lock(m_mutex);
-    return m_pluginDownload;
+    return m_now.pluginDownload;
 }
 
 bool ClientLocalConfiguration::getHostcheckerDownload() const {
     Lock lock(m_mutex);
-    return m_hostcheckerDownload;
+    return m_now.hostcheckerDownload;
 }
 
 }  // namespace tessel

@@ -1,28 +1,10 @@
 #pragma once
 
-#include <ctime>
-
+#include "apps/nebrixclient/localsettings.h"
 #include "libs/base/mutex.h"
 #include "libs/base/serialize.h"
-#include "libs/http/credentials.h"
 
 namespace tessel {
-
-/// The public key that the user has accepted for one of the servers whose certificate is not checked: whoever shows
-/// another one is not that server.
-struct TrustedKey {
-    String server;  ///< as the list of domains has it
-    /// SHA-256 of the SubjectPublicKeyInfo (RFC 7469, 2.4) in lower-case hexadecimal. Empty when the file's cannot be
-    /// read: then no key fits.
-    String digest;
-    std::time_t since = -1;  ///< when it was accepted, in seconds since 1970; -1 when the file does not say
-};
-
-/// The servers that are not checked as others are, at one moment.
-struct ServerExceptions {
-    List<String> domains;
-    List<TrustedKey> keys;  ///< at most one for each domain, of any number of them
-};
 
 /// What the user settles on this machine, kept in nebrixclient.xml: servers whose certificate is not checked, the keys
 /// that were accepted for some of them, the proxy's credentials, and whether components are downloaded.
@@ -31,6 +13,7 @@ struct ServerExceptions {
 class ClientLocalConfiguration final : public ISerialize {
 public:
     ClientLocalConfiguration() = default;
+    explicit ClientLocalConfiguration(const LocalSettings& settings) : m_now(settings), m_saved(settings) {}
 
     /// Takes the file's values over. A file that cannot be read or parsed is logged, and the values stay as they
     /// are; credentials without login or password raise EConfMissingKey.
@@ -38,7 +21,15 @@ public:
     /// Replaces the file in one step: a kill at any moment leaves the old one or the new one, whole.
     /// The password stands in it as plain text. Raises xml::EParser.
     void save(const String& path) const;
+    /// Writes what was changed here since the file was last read or written, over what it holds by now, and takes over
+    /// what others have changed in it meanwhile. Those who do so at the same time, in other processes too, take turns.
+    /// What could not be written goes with the next call. Waits for the disk; raises xml::EParser.
+    void saveChanges(const String& path);
 
+    [[nodiscard]] LocalSettings settings() const;
+    /// Takes over what differs between the two, as merged() does: `shown` are settings as somebody was shown them,
+    /// `edited` what that person made of them.
+    void change(const LocalSettings& shown, const LocalSettings& edited);
     [[nodiscard]] List<String> getSslCertIgnoreDomains() const;
     /// A server that is not among them any more loses its key.
     void setSslCertIgnoreDomains(const List<String>& domains);
@@ -59,11 +50,8 @@ public:
 
 private:
     mutable Mutex m_mutex;  // guards all below
-    List<String> m_sslCertIgnoreDomains;
-    List<TrustedKey> m_trustedKeys;  // each of a server among the domains, one for each
-    ProtectedCredentials m_credentials;
-    bool m_pluginDownload = true;
-    bool m_hostcheckerDownload = true;
+    LocalSettings m_now;    // each key of a server among the domains, one for each
+    LocalSettings m_saved;  // what the file held when it was last read or written
 };
 
 }  // namespace tessel

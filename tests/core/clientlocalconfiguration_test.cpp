@@ -2,8 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <sstream>
+
 #include "apps/nebrixclient/nebrixclientcurlsession.h"
 #include "libs/base/confhelper.h"
+#include "libs/base/file.h"
+#include "libs/xml/xmlerrors.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
 
@@ -106,6 +111,75 @@ TEST_F(ClientLocalConfigurationTest, aTrustedKeyGoesWithItsServerAlone) {
     }
     EXPECT_TRUE(saved({"typed"}).keys.empty());
     EXPECT_TRUE(saved({"typed", "gw:8443"}).keys.empty()) << "what is typed again is not checked";
+}
+
+/// "a" is not checked, "b=2" has a key of this digit, accepted at this time.
+LocalSettings settingsOf(const std::string& words) {
+    LocalSettings settings;
+    std::istringstream stream(words);
+    for (std::string word; stream >> word;) {
+        const String server = String::copy(word.substr(0, 1));
+        settings.servers.domains.push_back(server);
+        if (word.size() > 1) {
+            settings.servers.keys.push_back({server, String::copy(std::string(64, word[2])), word[2] - '0'});
+        }
+    }
+    return settings;
+}
+
+std::set<std::string> wordsOf(const ServerExceptions& servers) {
+    std::set<std::string> words;
+    for (const String& domain : servers.domains) {
+        const auto key = keyOf(servers.keys, domain);
+        words.insert(domain.str() + (key ? "=" + std::string(key->digest.str(), 1) : std::string()));
+    }
+    return words;
+}
+
+TEST_F(ClientLocalConfigurationTest, whatTwoProcessesChangeIsSavedWhoeverIsFirst) {
+    const std::tuple<const char*, const char*, const char*, std::set<std::string>> cases[] = {
+        {"a", "a b", "a c", {"a", "b", "c"}},
+        {"a", "", "a b=1", {"b=1"}},
+        {"", "a", "a=1", {"a=1"}},
+        {"a=1", "", "a=2", {"a=2"}},
+        {"a=1", "a", "a=1", {"a"}},
+        {"a=1", "a", "a=2", {"a=2"}},
+        {"a=1", "", "a", {}},
+        {"a", "a=2", "a=3", {"a=3"}}};
+    const String path = String::copy(m_directory.path("nebrixclient.xml"));
+    for (const auto& [before, one, other, after] : cases) {
+        for (const auto& [first, second] : {std::pair(one, other), std::pair(other, one)}) {
+            LocalSettings base = settingsOf(before);
+            base.pluginDownload = false;
+            ClientLocalConfiguration(base).save(path);
+            ClientLocalConfiguration processes[2];
+            for (ClientLocalConfiguration& process : processes) {
+                process.readFromFile(path);
+            }
+            processes[0].change(base, settingsOf(first));
+            EXPECT_THROW(processes[0].saveChanges("/proc/none/x"), xml::EParser) << "it goes with the next one";
+            processes[0].saveChanges(path);
+            processes[1].change(base, settingsOf(second));
+            processes[1].saveChanges(path);
+            EXPECT_EQ(wordsOf(processes[1].getServerExceptions()), after) << before << "|" << first << "|" << second;
+            ClientLocalConfiguration again;
+            again.readFromFile(path);
+            EXPECT_EQ(wordsOf(again.getServerExceptions()), after) << before << "|" << first << "|" << second;
+            EXPECT_FALSE(again.getPluginDownload());
+        }
+    }
+}
+
+TEST_F(ClientLocalConfigurationTest, aFileThatIsGoneOrDamagedIsWrittenWhole) {
+    const String path = String::copy(m_directory.path("nebrixclient.xml"));
+    read("<nebrixclient><sslcertignoredomains><domains>a</domains></sslcertignoredomains></nebrixclient>");
+    for (const char* text : {"<nebrix", "", static_cast<const char*>(nullptr)}) {
+        text != nullptr ? static_cast<void>(m_directory.write("nebrixclient.xml", text)) : File::remove(path);
+        m_configuration.saveChanges(path);
+        ClientLocalConfiguration again;
+        again.readFromFile(path);
+        EXPECT_EQ(again.getSslCertIgnoreDomains(), List<String>{"a"});
+    }
 }
 
 TEST_F(ClientLocalConfigurationTest, aKeyThatCannotBeReadFitsNone) {

@@ -9,7 +9,9 @@ TEST(SettingsFields, areWrittenAndReadBack) {
     const SettingsFields cases[] = {{"LAB\\you\\x", "secret", {"b", "a", "A"}}, {"you", "", {}}};
     ClientLocalConfiguration configuration;
     for (const SettingsFields& fields : cases) {
-        fields.write(configuration);
+        SettingsFields shown;
+        shown.read(configuration);
+        fields.write(shown, configuration);
         EXPECT_EQ(configuration.getCredentials().getDomain(), fields.login.left('\\', true) == "LAB" ? "LAB" : "");
         SettingsFields again;
         again.read(configuration);
@@ -19,17 +21,29 @@ TEST(SettingsFields, areWrittenAndReadBack) {
     }
 }
 
-TEST(SettingsFields, giveUpTheKeyOfADomainThatWasTakenOutAndTypedAgain) {
+TEST(SettingsFields, storeWhatWasEditedOverWhatIsSoByThen) {
     ClientLocalConfiguration configuration;
-    configuration.trust("kept", "1", 1);
-    configuration.trust("typed", "2", 2);
-    SettingsFields fields;
-    fields.read(configuration);
-    fields.removed = {"typed"};
-    fields.write(configuration);
-    EXPECT_EQ(configuration.getSslCertIgnoreDomains(), (List<String>{"kept", "typed"}));
-    ASSERT_EQ(configuration.getServerExceptions().keys.size(), 1U);
-    EXPECT_EQ(configuration.getServerExceptions().keys[0].server, "kept");
+    for (const char* server : {"kept", "removed", "typed", "renewed"}) {
+        configuration.trust(server, "1", 1);
+    }
+    SettingsFields shown;
+    shown.read(configuration);
+    SettingsFields edited = shown;
+    edited.removed = {"removed", "typed", "renewed"};
+    edited.domains = {"kept", "typed", "new", "both"};
+    edited.password = "changed here";
+    configuration.trust("renewed", "2", 2);
+    configuration.trust("both", "2", 2);
+    configuration.setCredentials(Credentials("changed meanwhile", ""));
+    edited.write(shown, configuration);
+    EXPECT_EQ(configuration.getSslCertIgnoreDomains(), (List<String>{"kept", "typed", "new", "both", "renewed"}));
+    Strings keys;
+    for (const TrustedKey& key : configuration.getServerExceptions().keys) {
+        keys.push_back(key.server + "=" + key.digest);
+    }
+    EXPECT_EQ(keys, (Strings{"kept=1", "both=2", "renewed=2"}));
+    EXPECT_EQ(configuration.getCredentials().getLogin(), "changed meanwhile");
+    EXPECT_EQ(configuration.getCredentials().getPassword(), "changed here");
 }
 
 TEST(SettingsFields, addADomainOnceInEachCase) {

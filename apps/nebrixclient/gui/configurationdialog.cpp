@@ -14,7 +14,6 @@
 #include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/wxtext.h"
 #include "apps/nebrixclient/view/displaytext.h"
-#include "apps/nebrixclient/view/settingsfields.h"
 
 using tessel::tesselToWxString;
 using tessel::wxToTesselString;
@@ -40,24 +39,30 @@ NebrixClientConfigurationDialog::NebrixClientConfigurationDialog(wxWindow* paren
 }
 
 void NebrixClientConfigurationDialog::readConfiguration(tessel::ClientLocalConfiguration& configuration) {
-    SettingsFields fields;
-    fields.read(configuration);
-    m_login->ChangeValue(tesselToWxString(fields.login));
-    shownPassword().ChangeValue(tesselToWxString(fields.password));
+    m_shown.read(configuration);
+    m_login->ChangeValue(tesselToWxString(m_shown.login));
+    shownPassword().ChangeValue(tesselToWxString(m_shown.password));
     m_domains->Clear();
-    for (const tessel::String& domain : fields.domains) {
+    for (const tessel::String& domain : m_shown.domains) {
         m_domains->Append(tesselToWxString(domain));
     }
     m_removeDomain->Disable();
+    m_removed.clear();
+    m_shown = fields();  // what a control cannot show is nothing that was changed
 }
 
-void NebrixClientConfigurationDialog::writeConfiguration(tessel::ClientLocalConfiguration& configuration) {
+SettingsFields NebrixClientConfigurationDialog::fields() const {
     SettingsFields fields;
     fields.login = wxToTesselString(m_login->GetValue());
     fields.password = wxToTesselString(shownPassword().GetValue());
     fields.domains = entries(*m_domains);
     fields.removed = m_removed;
-    fields.write(configuration);
+    fields.keys = m_shown.keys;
+    return fields;
+}
+
+void NebrixClientConfigurationDialog::writeConfiguration(tessel::ClientLocalConfiguration& configuration) {
+    fields().write(m_shown, configuration);
 }
 
 void NebrixClientConfigurationDialog::addCertIgnoreDomain(wxCommandEvent&) {

@@ -2,6 +2,7 @@
 
 #include "apps/nebrixclient/clientlocalconfiguration.h"
 #include "apps/nebrixclient/gui/configurationdialogbase.h"
+#include "apps/nebrixclient/view/settingsfields.h"
 
 /// Edits the proxy's credentials and the servers whose certificate is not checked. For one modal run, on the caller's
 /// stack: the run ends with wxID_SAVE or wxID_CANCEL. Nothing is changed outside before writeConfiguration(). GUI
@@ -12,7 +13,7 @@ public:
 
     /// Fills the controls.
     void readConfiguration(tessel::ClientLocalConfiguration& configuration);
-    /// Stores what the controls hold, in memory only: the caller saves the file.
+    /// Stores what was changed since the controls were filled, in memory only: the caller saves the file.
     void writeConfiguration(tessel::ClientLocalConfiguration& configuration);
 
 protected:
@@ -29,5 +30,8 @@ private:
     /// What is in the field and would be added; empty for nothing.
     [[nodiscard]] tessel::String typedDomain() const;
 
+    [[nodiscard]] tessel::view::SettingsFields fields() const;
+
+    tessel::view::SettingsFields m_shown;    // what the controls were filled with, as they show it
     tessel::List<tessel::String> m_removed;  // domains
 };

@@ -7,23 +7,23 @@
 namespace tessel::view {
 
 void SettingsFields::read(const ClientLocalConfiguration& configuration) {
-    const Credentials credentials = configuration.getCredentials();
-    login = credentials.getDomainLogin(true);
-    password = credentials.getPassword();
-    domains = configuration.getSslCertIgnoreDomains();
+    const LocalSettings settings = configuration.settings();
+    login = settings.credentials.getDomainLogin(true);
+    password = settings.credentials.getPassword();
+    domains = settings.servers.domains;
+    keys = settings.servers.keys;
 }
 
-void SettingsFields::write(ClientLocalConfiguration& configuration) const {
-    Credentials credentials;
-    credentials.setDomainLogin(login);
-    credentials.setPassword(password);
-    configuration.setCredentials(credentials);
-    List<String> kept = domains;
-    std::erase_if(kept, [this](const String& domain) {
-        return std::find(removed.begin(), removed.end(), domain) != removed.end();
-    });
-    configuration.setSslCertIgnoreDomains(kept);
-    configuration.setSslCertIgnoreDomains(domains);
+void SettingsFields::write(const SettingsFields& shown, ClientLocalConfiguration& configuration) const {
+    configuration.change(shown.settings(), settings());
+}
+
+LocalSettings SettingsFields::settings() const {
+    LocalSettings result{.servers = {domains, keys}};
+    result.credentials.setDomainLogin(login);
+    result.credentials.setPassword(password);
+    std::erase_if(result.servers.keys, [this](const TrustedKey& key) { return contains(removed, key.server); });
+    return result;
 }
 
 String SettingsFields::domainToAdd(const String& typed, const List<String>& present) {

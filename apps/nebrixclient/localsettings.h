@@ -1,0 +1,47 @@
+#pragma once
+
+#include <ctime>
+#include <optional>
+
+#include "libs/base/string.h"
+#include "libs/http/credentials.h"
+
+namespace tessel {
+
+/// The public key that the user has accepted for one of the servers whose certificate is not checked: whoever shows
+/// another one is not that server.
+struct TrustedKey {
+    String server;  ///< as the list of domains has it
+    /// SHA-256 of the SubjectPublicKeyInfo (RFC 7469, 2.4) in lower-case hexadecimal. Empty when the file's cannot be
+    /// read: then no key fits.
+    String digest;
+    std::time_t since = -1;  ///< when it was accepted, in seconds since 1970; -1 when the file does not say
+
+    bool operator==(const TrustedKey&) const = default;
+};
+
+/// The servers that are not checked as others are, at one moment.
+struct ServerExceptions {
+    List<String> domains;
+    List<TrustedKey> keys;  ///< at most one for each domain, of any number of them
+};
+
+/// What nebrixclient.xml holds. A plain value.
+struct LocalSettings {
+    ServerExceptions servers{};
+    Credentials credentials{};  ///< the proxy's
+    bool pluginDownload = true;
+    bool hostcheckerDownload = true;
+};
+
+/// Whether the list has this domain, in the same case.
+bool contains(const List<String>& domains, const String& domain);
+/// The key of the domain of the same text.
+std::optional<TrustedKey> keyOf(const List<TrustedKey>& keys, const String& domain);
+
+/// `theirs` with what differs between `base` and `ours`: each server, login and password for itself. Neither side's
+/// change is lost, but where both changed the same one: of a server the stricter then holds (a key, before no
+/// exception, before none checked; of two keys the later), of the rest ours.
+LocalSettings merged(const LocalSettings& base, const LocalSettings& ours, const LocalSettings& theirs);
+
+}  // namespace tessel
