@@ -19,12 +19,13 @@ TEST(TransferProgress, tellsThePartThatIsThere) {
 
 TEST(TransferProgress, tellsTheRateOfTheLastSeconds) {
     // Pairs of clock and bytes received.
-    const std::pair<std::vector<std::pair<std::uint64_t, std::uint64_t>>, std::uint64_t> cases[] = {
-        {{}, 0},
-        {{{1000, 0}, {1499, 5000}}, 0},
+    const std::pair<std::vector<std::pair<std::uint64_t, std::uint64_t>>, std::optional<std::uint64_t>> cases[] = {
+        {{}, {}},
+        {{{1000, 0}, {1499, 5000}}, {}},
+        {{{1000, 700}, {1500, 700}}, 0},
         {{{1000, 700}, {1050, 800}, {1500, 5700}}, 10'000},
         // A clock that stands still, or is set back, which begins anew; so does another file.
-        {{{1000, 0}, {1000, 5000}, {1000, 9000}}, 0},
+        {{{1000, 0}, {1000, 5000}, {1000, 9000}}, {}},
         {{{1000, 0}, {2000, 5000}, {2000, 9000}}, 9000},
         {{{9000, 0}, {1000, 5000}, {2000, 6000}}, 1000},
         {{{1000, 0}, {2000, 9000}, {2100, 0}, {3100, 50}}, 50},

@@ -240,8 +240,11 @@ void NebrixClientNotificationPanel::showAmount(const TransferNews& news) {
         m_progressBar->SetValue(static_cast<int>(m_progress.permille()));
         text = wxString::Format(_("PROGRESS_AMOUNT %s %s"), text, amountText(news.expected));
     }
-    const wxString rate = wxString::Format(_("PROGRESS_RATE %s"), amountText(m_progress.bytesPerSecond()));
-    m_progressText->SetLabelText(wxString::Format(_("PROGRESS_WITH_RATE %s %s"), text, rate));
+    if (const auto perSecond = m_progress.bytesPerSecond()) {
+        const wxString rate = wxString::Format(_("PROGRESS_RATE %s"), amountText(*perSecond));
+        text = wxString::Format(_("PROGRESS_WITH_RATE %s %s"), text, rate);
+    }
+    m_progressText->SetLabelText(text);
     draw();
 }
 

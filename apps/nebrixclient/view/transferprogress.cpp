@@ -49,13 +49,14 @@ unsigned TransferProgress::permille() const noexcept {
     return static_cast<unsigned>(permille);
 }
 
-std::uint64_t TransferProgress::bytesPerSecond() const noexcept {
+std::optional<std::uint64_t> TransferProgress::bytesPerSecond() const noexcept {
     if (m_samples.empty()) {
-        return 0;
+        return std::nullopt;
     }
     const Sample& first = m_samples.front();
     const std::uint64_t milliseconds = m_last.milliseconds - first.milliseconds;
-    return milliseconds < kShortest ? 0 : perSecond(m_last.received - first.received, milliseconds);
+    return milliseconds < kShortest ? std::nullopt
+                                    : std::optional(perSecond(m_last.received - first.received, milliseconds));
 }
 
 Amount amount(std::uint64_t bytes) noexcept {

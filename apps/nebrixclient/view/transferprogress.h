@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <optional>
 
 namespace tessel::view {
 
@@ -15,8 +16,8 @@ public:
 
     /// 0 to 1000; 0 while the total is unknown.
     [[nodiscard]] unsigned permille() const noexcept;
-    /// The mean over the last three seconds or a little more; 0 until half a second is known.
-    [[nodiscard]] std::uint64_t bytesPerSecond() const noexcept;
+    /// The mean over the last three seconds or a little more; nothing until half a second is known.
+    [[nodiscard]] std::optional<std::uint64_t> bytesPerSecond() const noexcept;
 
 private:
     struct Sample {
