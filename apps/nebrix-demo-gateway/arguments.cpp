@@ -52,6 +52,9 @@ Grammar grammar(std::string_view end) {
               .value = "FILE",
               .help = "private key that signs; the development key by default"},
              {.name = "component-version", .value = "VERSION", .help = "the components' version; 1.0.0 by default"},
+             {.name = "elsewhere",
+              .value = "HOST:PORT",
+              .help = "where components are fetched from and host checks sent to; here by default"},
              {.name = "login", .value = "TEXT", .help = "\"login\" of the configuration"},
              {.name = "ticket", .value = "TEXT", .help = "\"ticket\" of the configuration"},
              {.name = "password", .value = "TEXT", .help = "\"certPassword\" of the configuration"},
@@ -104,6 +107,7 @@ void setTexts(const Arguments& arguments, GatewayOptions& options) {
         {"client-id", &options.clientId},   {"key", &options.keyPath},     {"component-version", &options.version},
         {"login", &options.login},          {"ticket", &options.ticket},   {"password", &options.certificatePassword},
         {"orgname", &options.organisation}, {"service", &options.service}, {"request", &options.hostCheckingRequest},
+        {"elsewhere", &options.elsewhere},
     };
     for (const auto& [name, target] : targets) {
         *target = arguments.value(name, *target);

@@ -14,12 +14,19 @@ JSONMutWrapper download(const std::string& filename, const std::string& md5, con
     return object;
 }
 
+/// The path as clients are told it.
+std::string urlOf(const Session& session, const std::string& path) {
+    const std::string& elsewhere = session.options.elsewhere;
+    return elsewhere.empty() ? path : "https://" + elsewhere + path;
+}
+
 /// The component under this platform's name and, as real gateways have it, under others too.
 JSONMutWrapper libraries(const Session& session) {
     const ServedComponent& component = session.component;
-    JSONMutWrapper library = download(component.filename, component.md5, component.urlPath);
+    const std::string urlPath = urlOf(session, component.urlPath);
+    JSONMutWrapper library = download(component.filename, component.md5, urlPath);
     library.set("pattern", component.pattern.c_str()).set("version", component.version.c_str());
-    JSONMutWrapper older = download("older-" + component.filename, "", component.urlPath);
+    JSONMutWrapper older = download("older-" + component.filename, "", urlPath);
     older.set("pattern", component.pattern.c_str()).set("version", component.version.c_str());
 
     JSONMutWrapper platforms = JSONMutWrapper::object();
@@ -70,7 +77,7 @@ JSONMutWrapper hostChecker(const Session& session) {
     JSONMutWrapper object = JSONMutWrapper::object();
     object.set("hostcheckerDlls", libraries(session))
         .set("hostcheckingrequest", options.hostCheckingRequest.c_str())
-        .set("responseurl", kResponsePath)
+        .set("responseurl", urlOf(session, kResponsePath).c_str())
         .set("hostname", session.authority.substr(0, session.authority.find(':')).c_str())
         .set("language", session.language.c_str())
         .set("hostcheckingtimer", options.hostCheckingTimer);

@@ -36,6 +36,10 @@ struct GatewayOptions {
     /// The components' version.
     std::string version = "1.0.0";
 
+    /// "HOST:PORT" that components are to be fetched from and host checks sent to, such as another gateway with the
+    /// same client identifier; empty for this one.
+    std::string elsewhere;
+
     std::string organisation = "Demonstration";
     std::string login = "demo";
     std::string ticket = "demo-ticket";

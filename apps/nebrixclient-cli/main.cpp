@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "apps/common/commandline.h"
@@ -47,9 +48,10 @@ commandline::Grammar grammar() {
             "as one line.",
         .options = {{"json", 'j', "", "print one JSON object a line", false},
                     {"changes-only", 'c', "", "leave out a VPN status that equals the one before", false},
-                    {"trust", 't', "FINGERPRINT",
-                     "for this session, accept the gateway's certificate with this SHA-256 fingerprint, and no other",
-                     false},
+                    {"trust", 't', "[HOST:PORT=]FINGERPRINT",
+                     "for this session, accept of the gateway, or of another host that it names, the certificate with "
+                     "this SHA-256 fingerprint, and no other",
+                     true},
                     {"help", 'h', "", "show this help", false},
                     {"version", 'V', "", "show the version and the key that components are verified against", false}},
         .fewestOperands = 1,
@@ -123,9 +125,10 @@ void explainCertificate(const SessionEnd& end) {
         complainOf("  " + line);
     }
     if (end.cause != EndCause::NotTheOne) {
-        complain(
-            "if whoever runs the gateway names this fingerprint, --trust FINGERPRINT accepts the certificate for one "
-            "session");
+        const bool gateway = end.request == EndKind::Unreachable;
+        complainOf("if whoever runs " + (gateway ? String("the gateway") : end.host) +
+                   " names this fingerprint, --trust " + (gateway ? String() : String(end.host + "=")) +
+                   "FINGERPRINT accepts the certificate for one session");
     }
 }
 
@@ -139,8 +142,10 @@ void explain(const SessionEnd& end) {
     complainOf(log == "null" ? String("no log file could be written") : String("the log is " + log));
 }
 
-/// `fingerprint`: of the only certificate that is accepted; empty for any that this machine trusts.
-int runSession(const String& mediation, const String& fingerprint, const commandline::Arguments& arguments) {
+/// A server, empty for the gateway, and the fingerprint of the only certificate that is accepted of it.
+using Trusted = std::pair<String, String>;
+
+int runSession(const String& mediation, const std::vector<Trusted>& trusted, const commandline::Arguments& arguments) {
     const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
@@ -151,7 +156,9 @@ int runSession(const String& mediation, const String& fingerprint, const command
                               [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
     client.setAccountListener(&listener);
-    client.expectCertificate(fingerprint);
+    for (const auto& [server, fingerprint] : trusted) {
+        client.expectCertificate(server, fingerprint);
+    }
     client.run(mediation);
     waitForEnd(client, listener);
     client.join();
@@ -175,6 +182,15 @@ std::optional<String> readMediation(const std::string& operand) {
         line.append(1, static_cast<char>(c));
     }
     return line.trim();
+}
+
+/// Nothing for what has no fingerprint in it.
+std::optional<Trusted> readTrusted(const std::string& text) {
+    const std::size_t equals = text.rfind('=');
+    const std::size_t begin = equals == std::string::npos ? 0 : equals + 1;
+    const Trusted trusted(String::copy(text.substr(0, begin == 0 ? 0 : equals)),
+                          tls::fingerprintBytes(String::copy(text.substr(begin))).toHex());
+    return trusted.second.empty() || (begin > 0 && trusted.first.empty()) ? std::nullopt : std::optional(trusted);
 }
 
 bool isMediation(const String& text) {
@@ -225,12 +241,16 @@ int run(int argc, char** argv) {
         complain("the mediation string is no URL with a gateway in it");
         return kUsage;
     }
-    const String fingerprint = tls::fingerprintBytes(String::copy(arguments.value("trust"))).toHex();
-    if (arguments.has("trust") && fingerprint.empty()) {
-        complain("a fingerprint has 64 hexadecimal digits, with or without colons between them");
-        return kUsage;
+    std::vector<Trusted> trusted;
+    for (const std::string& text : arguments.values("trust")) {
+        const std::optional<Trusted> one = readTrusted(text);
+        if (!one.has_value()) {
+            complain("a fingerprint has 64 hexadecimal digits, with or without colons between them");
+            return kUsage;
+        }
+        trusted.push_back(*one);
     }
-    return runSession(mediation, fingerprint, arguments);
+    return runSession(mediation, trusted, arguments);
 }
 
 }  // namespace

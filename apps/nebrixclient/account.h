@@ -105,6 +105,9 @@ struct SessionEnd {
     int systemError = 0;   // errno
     int number = 0;        // a close request's reason, a resource's result, a process's signal or status
     std::shared_ptr<const tls::PeerCertificate> peer{};  // the certificate's facts; never change
+    // With Certificate, what the same request would have ended as for another reason: Unreachable is the gateway's own,
+    // ArchiveMissing and PostLost are of hosts that it names.
+    EndKind request = EndKind::None;
 
     /// Whether the user, the component or the gateway wanted it so.
     [[nodiscard]] bool wanted() const noexcept;

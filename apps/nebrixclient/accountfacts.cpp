@@ -83,13 +83,14 @@ EndCause causeOf(TransferFailure failure) {
     return EndCause::None;
 }
 
-SessionEnd certificateEnd(const RequestInfo& request, const String& host) {
+SessionEnd certificateEnd(const RequestInfo& request, EndKind failure, const String& host) {
     SessionEnd end{.kind = EndKind::Certificate, .host = host, .text = request.getErrorBuffer()};
     if (const auto& peer = request.getPeerCertificate(); peer != nullptr) {
         end.cause = tessel::causeOf(peer->reason);
         end.certificate = summaryOf(*peer);
         end.peer = peer;
     }
+    end.request = failure;
     return end;
 }
 
@@ -133,7 +134,7 @@ SessionEnd endOfFile(const ErrorFacts& facts) {
 
 SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host) {
     if (request.failure() == TransferFailure::Certificate) {
-        return certificateEnd(request, host);
+        return certificateEnd(request, failure, host);
     }
     const String& words = request.getErrorBuffer().empty() ? request.getErrorString() : request.getErrorBuffer();
     SessionEnd end{.kind = failure, .cause = causeOf(request.failure()), .host = host};

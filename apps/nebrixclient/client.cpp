@@ -160,6 +160,10 @@ void NebrixClient::showLogs() {
     }
 }
 
+void NebrixClient::expectCertificate(const String& server, const String& fingerprint) {
+    m_expectedCertificates.emplace_back(server, fingerprint);
+}
+
 String NebrixClient::getMediation() const {
     Lock lock(m_mutex);
     return m_mediation;
@@ -337,7 +341,7 @@ void NebrixClient::session() {
     startComponentProcess();
     Memory body;
     RequestInfo info;
-    if (!ask(url, body, info)) {
+    if (!m_downloadManager.session().request(url, body, info)) {
         m_account.record(endOf(info, EndKind::Unreachable, getServer()));
         if (isCancelled()) {
             over();
@@ -361,23 +365,6 @@ void NebrixClient::session() {
     if (!restartRequested()) {
         over();
     }
-}
-
-/// A certificate that is expected must first be seen: the request that meets it is refused before it is sent.
-bool NebrixClient::ask(const String& url, Memory& body, RequestInfo& info) {
-    NebrixClientCurlSession& session = m_downloadManager.session();
-    if (!m_expectedCertificate.empty()) {
-        logLine(LogCategory::Trace,
-                "The gateway must have a certificate that was named: nothing is sent before it is seen");
-    }
-    if (session.request(url, body, info)) {
-        return true;
-    }
-    if (!session.recognise(info)) {
-        return false;
-    }
-    logLine(LogCategory::Trace, "It has that certificate: its key is accepted from now on");
-    return session.request(url, body, info);
 }
 
 /// False when the gateway refuses, which is then told.
@@ -429,8 +416,11 @@ String NebrixClient::prepareRequest() {
     uri.setParameter("clientversion", kClientVersion);
 
     NebrixClientCurlSession& session = m_downloadManager.session();
-    if (!m_expectedCertificate.empty()) {
-        session.expect(server, m_expectedCertificate);
+    for (const auto& [expected, fingerprint] : m_expectedCertificates) {
+        session.expect(expected.empty() ? server : expected, fingerprint);
+    }
+    if (!m_expectedCertificates.empty()) {
+        logLine(LogCategory::Trace, "A certificate was named: nothing is sent to its server before it is seen");
     }
     http::SetCookie identifier("Nebrix-Id", authority.getUserInformation(), authority.getHost(), "/");
     identifier.setSecure(true);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 
 #include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/clientconfiguration.h"
@@ -48,10 +49,10 @@ public:
     void cancel();
     void showLogs();
 
-    /// While this object lives, the gateway must have the certificate with this SHA-256 fingerprint (lower-case
-    /// hexadecimal) and no other, whoever issued it. Nothing is sent to it, nor saved, before that is known. Set before
-    /// run().
-    void expectCertificate(const String& fingerprint) { m_expectedCertificate = fingerprint; }
+    /// While this object lives, the server (host and port as its URLs write them; empty for the gateway) must have the
+    /// certificate with this SHA-256 fingerprint (lower-case hexadecimal) and no other, whoever issued it. Nothing is
+    /// sent to it, nor saved, before that is known. For any number of servers; set before run().
+    void expectCertificate(const String& server, const String& fingerprint);
 
     /// The component's process waits for a debugger before it loads the component. Set before run().
     void setComponentDebugger(bool wanted) noexcept { m_componentDebugger = wanted; }
@@ -102,7 +103,6 @@ private:
     void attempt();
     void session();
     String prepareRequest();
-    bool ask(const String& url, Memory& body, RequestInfo& info);
     void setSubClient(std::unique_ptr<ISubClient> subClient);
     bool readAnswer(const String& text, int httpStatus);
     void loadConfiguration(MediationResponse& response);
@@ -119,7 +119,7 @@ private:
 
     // Set at construction.
     INebrixClientNotify& m_notify;
-    String m_expectedCertificate;
+    List<std::pair<String, String>> m_expectedCertificates;  // of a server, or of the gateway: the fingerprint
     bool m_componentDebugger = false;
     // These synchronise themselves.
     IAccountNotify* m_accountListener = nullptr;

@@ -169,7 +169,8 @@ bool DownloadManager::transfer(const String& uri, const String& localPath, Sessi
         }
         why = sink.failure().systemError != 0
                   ? endOfFile(sink.failure())
-                  : endOf(info, EndKind::ArchiveMissing, http::Uri::parse(uri).getAuthority());
+                  : endOf(info, EndKind::ArchiveMissing,
+                          http::Authority(http::Uri::parse(uri).getAuthority()).getServer());
     } catch (const EFile& caught) {
         logCaught(caught, sites::kDownloadWriteCatch);
         why = endOfFile(caught.facts());

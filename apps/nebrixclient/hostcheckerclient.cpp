@@ -8,6 +8,7 @@
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
+#include "libs/http/authority.h"
 #include "libs/http/uri.h"
 
 namespace tessel {
@@ -95,7 +96,7 @@ bool NebrixClientHostchecker::sendResponse(CurlSession& session, const String& r
     Memory body;
     const String url = m_downloadManager.resolve(m_configuration.responseurl);
     RequestInfo info;
-    const String host = http::Uri::parse(url).getAuthority();
+    const String host = http::Authority(http::Uri::parse(url).getAuthority()).getServer();
     if (!session.request(url, body, "rulesChecked=" + http::Uri::encode(rules), info)) {
         log(LogCategory::Error, kClassName, "run", "Error while sending response");
         m_client.account().record(endOf(info, EndKind::PostLost, host));

@@ -85,23 +85,37 @@ std::shared_ptr<const tls::PeerCertificate> NebrixClientCurlSession::describeCer
 
 void NebrixClientCurlSession::expect(const String& server, const String& fingerprint) {
     Lock lock(m_mutex);
-    m_expected = {server, fingerprint, Memory()};
+    if (Expected* const known = find(http::Authority(server)); known != nullptr) {
+        *known = {server, fingerprint, Memory()};
+    } else {
+        m_expected.push_back({server, fingerprint, Memory()});
+    }
 }
 
-bool NebrixClientCurlSession::recognise(const RequestInfo& refused) {
-    const auto& peer = refused.getPeerCertificate();
+bool NebrixClientCurlSession::retries(const String& url, const tls::PeerCertificate* refused) {
     Lock lock(m_mutex);
-    if (peer == nullptr || !m_expected || !m_expected->key.empty() || !(peer->fingerprint == m_expected->fingerprint)) {
+    Expected* const only = find(authorityOf(url));
+    if (refused == nullptr || only == nullptr || !only->key.empty() || !(refused->fingerprint == only->fingerprint)) {
         return false;
     }
-    m_expected->key = tls::fingerprintBytes(peer->keyFingerprint);
-    return !m_expected->key.empty();
+    only->key = tls::fingerprintBytes(refused->keyFingerprint);
+    log(LogCategory::Trace, "NebrixClientCurlSession", "retries",
+        String(only->server + " has the certificate that was named: its key is accepted from now on"));
+    return !only->key.empty();
 }
 
-std::optional<NebrixClientCurlSession::Expected> NebrixClientCurlSession::expected(
-    const http::Authority& authority) const {
+std::optional<NebrixClientCurlSession::Expected> NebrixClientCurlSession::expected(const http::Authority& authority) {
     Lock lock(m_mutex);
-    return m_expected && sameServer(authority, http::Authority(m_expected->server)) ? m_expected : std::nullopt;
+    const Expected* const found = find(authority);
+    return found != nullptr ? std::optional(*found) : std::nullopt;
+}
+
+/// With m_mutex held; null for a server of which nothing particular is expected.
+NebrixClientCurlSession::Expected* NebrixClientCurlSession::find(const http::Authority& authority) {
+    const auto found = std::find_if(m_expected.begin(), m_expected.end(), [&](const Expected& one) {
+        return sameServer(authority, http::Authority(one.server));
+    });
+    return found != m_expected.end() ? &*found : nullptr;
 }
 
 }  // namespace tessel

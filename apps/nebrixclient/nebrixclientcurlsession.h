@@ -30,13 +30,14 @@ public:
     std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String& url, const Memory& der,
                                                                     long verifyError) override;
 
+    /// When the request met the certificate that is expected of its server for the first time: its key is from now on
+    /// taken as the server's.
+    bool retries(const String& url, const tls::PeerCertificate* refused) override;
+
     /// While this object lives, the server (host and port as its URLs write them) must have the certificate with this
-    /// SHA-256 fingerprint (lower-case hexadecimal), whatever the configuration and issuers say. Every request to it is
-    /// refused, with RequestInfo::getPeerCertificate(), until recognise() was shown that certificate.
+    /// SHA-256 fingerprint (lower-case hexadecimal), whatever the configuration and issuers say: nothing is sent to it
+    /// before it has shown that one.
     void expect(const String& server, const String& fingerprint);
-    /// Whether the request failed because it met the expected certificate for the first time: its key is now taken as
-    /// the server's, and the request may be made again.
-    bool recognise(const RequestInfo& refused);
 
 private:
     struct Expected {
@@ -45,11 +46,12 @@ private:
         Memory key;  // the SHA-256 digest; empty, which fits none, until it is known
     };
 
-    [[nodiscard]] std::optional<Expected> expected(const http::Authority& authority) const;
+    std::optional<Expected> expected(const http::Authority& authority);
+    Expected* find(const http::Authority& authority);
 
     const ClientLocalConfiguration& m_configuration;
-    mutable Mutex m_mutex;
-    std::optional<Expected> m_expected;  // guarded by m_mutex
+    Mutex m_mutex;
+    List<Expected> m_expected;  // guarded by m_mutex; one for each server
 };
 
 }  // namespace tessel

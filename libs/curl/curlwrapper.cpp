@@ -116,6 +116,8 @@ std::shared_ptr<const tls::PeerCertificate> CurlSession::describeCertificate(con
     return nullptr;
 }
 
+bool CurlSession::retries(const String& /*url*/, const tls::PeerCertificate* /*refused*/) { return false; }
+
 void CurlSession::setUserAgent(const String& userAgent) {
     const std::lock_guard lock(m_mutex);
     m_userAgent = userAgent;
@@ -141,10 +143,7 @@ void CurlSession::setCookie(const http::SetCookie& cookie) {
     }
 }
 
-bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
-                           ITransferListener* listener) {
-    const Lock turn(m_transfer);
-    CurlEasyWrapper handle;
+void CurlSession::prepare(CurlEasyWrapper& handle, const String& url, ITransferListener* listener) {
     if (carriesCookies(url)) {
         handle.attachShare(m_share.handle());
         handle.enableCookies();
@@ -160,17 +159,29 @@ bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit,
     handle.setPinnedKey(check.key);
     handle.setWholeBundle(m_wholeBundle);
     handle.setProxy(getProxy(url));
-    const bool arrived = handle.request(url, out, limit, post);
-    m_wholeBundle = handle.wholeBundle();
-    if (info != nullptr) {
+}
+
+bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
+                           ITransferListener* listener) {
+    const Lock turn(m_transfer);
+    for (bool first = true;; first = false) {
+        CurlEasyWrapper handle;
+        prepare(handle, url, listener);
+        const bool arrived = handle.request(url, out, limit, post);
+        m_wholeBundle = handle.wholeBundle();
         if (handle.failure() == TransferFailure::Certificate) {
             const long error = handle.sslVerifyResult();
             handle.setPeerCertificate(describeCertificate(url, handle.tlsMessages().certificate(),
                                                           error == CurlEasyWrapper::kCertificateNotAsked ? 0 : error));
+            if (first && retries(url, handle.peerCertificate().get())) {
+                continue;
+            }
         }
-        info->readFromCurl(handle);
+        if (info != nullptr) {
+            info->readFromCurl(handle);
+        }
+        return arrived;
     }
-    return arrived;
 }
 
 bool CurlSession::intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info) {

@@ -70,6 +70,9 @@ public:
     /// At first null.
     virtual std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String& url, const Memory& der,
                                                                             long verifyError);
+    /// Whether a request that was refused for this certificate (null where nobody described it), of which nothing was
+    /// sent, is made once more: serverCheck() is then asked again. At first never.
+    virtual bool retries(const String& url, const tls::PeerCertificate* refused);
 
     void setUserAgent(const String& userAgent);
     /// Raises HeaderException for a cookie that cannot be written safely (see SetCookie). Its domain is a host without
@@ -120,6 +123,7 @@ private:
         void* m_handle;
     };
 
+    void prepare(CurlEasyWrapper& handle, const String& url, ITransferListener* listener);
     bool intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info);
     bool _request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
                   ITransferListener* listener = nullptr);
@@ -131,7 +135,7 @@ private:
     // Only holds the cookies that are set here.
     CurlEasyWrapper m_cookieHandle;
     String m_userAgent;  // guarded by m_mutex
-    // Held for the length of a transfer; taken before m_mutex.
+    // Held for the length of a request; taken before m_mutex.
     Mutex m_transfer;
     std::atomic<std::uint64_t> m_bodyLimit{kBodyLimit};
     std::atomic<std::uint64_t> m_writerLimit{0};

@@ -88,6 +88,7 @@ TEST_F(DownloadManagerTest, saysWhyAFileIsNotHad) {
         EXPECT_EQ(std::string(name(why.kind)), name(kind)) << url;
         EXPECT_EQ(std::string(name(why.cause)), name(cause)) << url;
         EXPECT_EQ(why.httpStatus, status) << url;
+        EXPECT_EQ(why.host.find('@'), String::npos) << why.host.str();
     }
     EXPECT_TRUE(m_progress.begun() && m_progress.over());
     EXPECT_TRUE(logged("DownloadManager.downloadFileTo https://localhost:1/ -> "));

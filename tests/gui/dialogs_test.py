@@ -4,6 +4,7 @@
 import hashlib
 import os
 import re
+import signal
 import socket
 import ssl
 import time
@@ -279,6 +280,33 @@ class CertificateTest(Flow):
         client.process.terminate()  # under two dialogs
         client.wait_for_end()
         self.assertIn(f"<sha256>{trusted}</sha256>", home.settings())
+
+
+    def test_another_host_is_decided_on_while_the_settings_are_open_and_neither_is_lost(self):
+        elsewhere = self.gateway_at()
+        gateway = self.start_faulty_gateway("--client-id", "me", "--elsewhere", elsewhere.authority)
+        gateway.process.send_signal(signal.SIGSTOP)
+        client = self.session(gateway=gateway)
+        client.choose(plain(EN["MENU_SETTINGS"]))
+        settings = client.dialog(EN["SETTINGS_TITLE"])
+        self.desktop.click(settings.find("text", EN["SETTINGS_NEW_DOMAIN"]))
+        self.desktop.type("typed\n")
+        gateway.process.send_signal(signal.SIGCONT)
+        dialog, digests = self.shown(client)
+        self.assertEqual(digests, [self.fingerprint(elsewhere)])
+        self.assertTrue(dialog.find("label", EN["CERTIFICATE_QUESTION_DOWNLOAD %s"] % elsewhere.authority), dialog.outline())
+        self.desktop.screenshot("certificate-elsewhere")
+        press(self, dialog, plain(EN["CERTIFICATE_COMPARED"]), "check box")
+        wait_for(lambda: dialog.find("push button", plain(EN["CERTIFICATE_TRUST"])).has(SENSITIVE), what="button enabled")
+        press(self, dialog, plain(EN["CERTIFICATE_TRUST"]))
+        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
+        wait_for(lambda: "<sha256>" in client.home.settings(), what="settings saved")
+        press(self, settings, "Save")
+        wait_for(lambda: "<domains>typed<" in client.home.settings(), what="settings saved again")
+        for part in (f"<server>{elsewhere.authority}<", f"<domains>{elsewhere.authority}<", f"<domains>{gateway.authority}<"):
+            self.assertIn(part, client.home.settings())
+        client.process.terminate()
+        self.assertEqual(client.wait_for_end(), 0)
 
 
 class OtherEndsTest(Flow):

@@ -278,8 +278,11 @@ TEST(Sessions, acceptTheNamedCertificateAloneAndForOnce) {
     const std::string shown = accountOf(untrusted, "fingerprint");
     std::string other = shown;
     other[0] = other[0] == '0' ? '1' : '0';
-    const std::pair<std::string, int> cases[] = {
-        {shown, 0}, {std::regex_replace(shown, std::regex(":"), ""), 0}, {other, 3}, {shown + "0", 2}};
+    const std::pair<std::string, int> cases[] = {{shown, 0},
+                                                 {std::regex_replace(shown, std::regex(":"), ""), 0},
+                                                 {other, 3},
+                                                 {shown + "0", 2},
+                                                 {"=" + shown, 2}};
     // Also where no certificate is checked; and nothing is saved.
     for (const bool unchecked : {false, true}) {
         session.home().configure(unchecked ? std::vector{session.gateway().authority()} : std::vector<std::string>());
@@ -297,6 +300,33 @@ TEST(Sessions, acceptTheNamedCertificateAloneAndForOnce) {
             }
         }
         EXPECT_EQ(session.files().at(".Nebrix/nebrixclient.xml"), settings);
+    }
+}
+
+TEST(Sessions, decideOnEachHostThatTheGatewayNames) {
+    GatewayOptions options = recordingComponents();
+    options.clientId = "me";
+    DemoGateway elsewhere(options);
+    elsewhere.start();
+    options.elsewhere = elsewhere.authority();
+    Session session(options);
+    std::string named;
+    // Refused at the archive, accepted, and with the archive there refused at the post.
+    for (const int status : {3, 0, 3}) {
+        const std::size_t asked = elsewhere.requests().all().size();
+        std::vector<std::string> words{"--json"};
+        if (status == 0) {
+            words.insert(words.end(), {"--trust", named});
+        }
+        const Finished run = runProgram(session.client(ComponentType::Hostchecker, words));
+        EXPECT_EQ(run.status, status) << run.errors;
+        EXPECT_EQ(accountOf(run), status == 0 ? "gateway " : "certificate self-signed");
+        EXPECT_EQ(elsewhere.requests().all().size() > asked, status == 0);
+        if (status == 3) {
+            EXPECT_THAT(run.errors, testing::HasSubstr("the certificate of " + options.elsewhere + " is not trusted"));
+            EXPECT_THAT(run.errors, testing::HasSubstr("--trust " + options.elsewhere + "=FINGERPRINT accepts"));
+            named = options.elsewhere + "=" + accountOf(run, "fingerprint");
+        }
     }
 }
 

@@ -24,7 +24,7 @@ DIALOGS = {
                   "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "SETTINGS_REMOVE"], ["&Save", "&Cancel"]),
     "connection error": (["Settings", "CERTIFICATE_SHOW", "Retry", "Quit"], []),
     "certificate": (["CERTIFICATE_COMPARED", "CERTIFICATE_TRUST"], ["&Cancel"]),
-    "fatal error": (["SHOW_LOG"], ["&Quit"]),
+    "fatal error": (["SHOW_LOG", "CERTIFICATE_SHOW"], ["&Quit"]),
     "tray menu and status window": (["MENU_SETTINGS", "MENU_LOGS"], ["&About", "&Quit"]),
     "log window": (["LOG_" + name for name in LOG_WINDOW], []),
 }

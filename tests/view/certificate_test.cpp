@@ -16,7 +16,6 @@ tls::PeerCertificate certificate() {
     tls::PeerCertificate peer;
     peer.subject = "CN=gw";
     peer.notAfter = 1;
-    peer.notAfterText = "1970-01-01 00:00:01 UTC";
     peer.verifyText = "bad\x01";
     peer.fingerprint = "00112233445566778899aabbccddeeff0123456789abcdef0123456789abcdef";
     peer.keyFingerprint = peer.fingerprint.replace("0", "f");
@@ -49,6 +48,20 @@ TEST(CertificateView, saysAllThatIsWrong) {
     EXPECT_EQ(view.keyDigest, peer.keyFingerprint);
 }
 
+TEST(CertificateView, givesTimesOnThisComputersClock) {
+    const std::tuple<const char*, std::time_t, const char*> cases[] = {
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1769860800, "2026-01-31 13:00:00 UTC+01:00"},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", 1785499200, "2026-07-31 14:00:00 UTC+02:00"},
+        {"<-0330>3:30", 1769860800, "2026-01-31 08:30:00 UTC-03:30"},
+        {"UTC0", 1769860800, "2026-01-31 12:00:00 UTC"},
+        {"UTC0", -1, ""}};
+    for (const auto& [zone, seconds, text] : cases) {
+        setenv("TZ", zone, 1);
+        tzset();
+        EXPECT_EQ(localTime(seconds), text) << zone;
+    }
+}
+
 TEST(CertificateView, boundsAndEscapesWhatItsMakerChose) {
     tls::PeerCertificate peer = certificate();
     peer.subject = "CN=\u202E";
@@ -71,6 +84,17 @@ TEST(CertificateView, isOfferedForARefusedCertificateThatIsKnown) {
     EXPECT_FALSE(CertificateView::offered(refused(certificate(), EndKind::Unreachable)));
     EXPECT_FALSE(CertificateView::offered(refused(tls::PeerCertificate())));
     EXPECT_FALSE(CertificateView::offered({.kind = EndKind::Certificate}));
+}
+
+TEST(CertificateView, saysWhatWasNotDone) {
+    const std::pair<EndKind, const char*> cases[] = {{EndKind::Unreachable, "CERTIFICATE_QUESTION %s"},
+                                                     {EndKind::ArchiveMissing, "CERTIFICATE_QUESTION_DOWNLOAD %s"},
+                                                     {EndKind::PostLost, "CERTIFICATE_QUESTION_RESULT %s"}};
+    for (const auto& [request, key] : cases) {
+        SessionEnd end = refused(certificate());
+        end.request = request;
+        EXPECT_STREQ(CertificateView(end).question.key, key);
+    }
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ tessel::view::CertificateView longestCertificate() {
     tessel::tls::PeerCertificate peer;
     peer.subject.append(200, 'S');
     peer.issuer.append(200, 'I');
-    peer.notBeforeText = peer.notAfterText = "2026-11-21 10:00:00 UTC";
+    peer.notBefore = peer.notAfter = 1795305600;
     peer.fingerprint.append(64, 'f');
     peer.keyFingerprint = peer.fingerprint;
     peer.trusted = {.keyFingerprint = peer.fingerprint, .since = 0};
@@ -78,7 +78,8 @@ tessel::view::CertificateView longestCertificate() {
     peer.flaws = {Reason::Changed, Reason::UnknownIssuer, Reason::Expired, Reason::OtherName};
     return tessel::view::CertificateView({.kind = tessel::EndKind::Certificate,
                                           .host = tessel::wxToTesselString(kLongestHost),
-                                          .peer = std::make_shared<const tessel::tls::PeerCertificate>(peer)});
+                                          .peer = std::make_shared<const tessel::tls::PeerCertificate>(peer),
+                                          .request = tessel::EndKind::PostLost});
 }
 
 class Fit : public testing::TestWithParam<wxLanguage> {
@@ -106,6 +107,7 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
     error.offerCertificate();
     error.setErrorContent(kLongestDetails);
     gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
+    fatal.offerCertificate();
     CertificateDialog certificate(nullptr, longestCertificate());
     NebrixClientAboutDialog about(nullptr);
     gui::StatusWindow status(
@@ -129,6 +131,7 @@ TEST_P(Fit, errorBoxesStayOnTheScreenInLargeType) {
     g_object_set(gtk_settings_get_default(), "gtk-font-name", "Sans 28", nullptr);
     NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CERTIFICATE_OTHER_NAME %s"), kLongestHost));
     gui::ErrorBox fatal(nullptr, gui::sessionErrorMessage(), longestRefusal(), wxID_EXIT, gui::ErrorBox::Log::Offered);
+    fatal.offerCertificate();
     for (wxTopLevelWindow* const window : std::initializer_list<wxTopLevelWindow*>{&error, &fatal}) {
         EXPECT_EQ(overflowing(*window), "") << window->GetTitle();
         EXPECT_LE(window->GetSize().x, 1100) << window->GetTitle();

@@ -76,11 +76,20 @@ wxSizer* ErrorBox::buttons(wxWindowID button, Log log) {
         row->Add(show);
     }
     row->AddStretchSpacer();
-    auto* const leave = new wxButton(this, wxID_OK, wxGetStockLabel(button));
-    row->Add(leave, wxSizerFlags().Border(wxLEFT));
-    leave->SetDefault();
-    leave->SetFocus();
+    m_leave = new wxButton(this, wxID_OK, wxGetStockLabel(button));
+    row->Add(m_leave, wxSizerFlags().Border(wxLEFT));
+    m_leave->SetDefault();
+    m_leave->SetFocus();
+    m_buttons = row;
     return row;
+}
+
+void ErrorBox::offerCertificate() {
+    auto* const certificate = new wxButton(this, kCertificateId, _("CERTIFICATE_SHOW"));
+    certificate->MoveBeforeInTabOrder(m_leave);
+    m_buttons->Insert(1, certificate, wxSizerFlags().Border(wxLEFT));
+    fitWrapped(*this);
+    CentreOnScreen();
 }
 
 }  // namespace nebrix::gui

@@ -239,7 +239,10 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     if (CertificateView::offered(m_end)) {
         dialog.offerCertificate();
         dialog.Bind(
-            wxEVT_BUTTON, [this, &dialog](wxCommandEvent& /*event*/) { decideOnCertificate(dialog); },
+            wxEVT_BUTTON,
+            [this, &dialog](wxCommandEvent& /*event*/) {
+                decideOnCertificate(dialog, NebrixClientConnectionErrorDialog::kRetry);
+            },
             ConnectionErrorDialog::kCertificateId);
     }
     dialog.setErrorContent(event.GetString());
@@ -254,13 +257,13 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
     }
 }
 
-/// Trust begins a new attempt; anything else goes back to the dialog.
-void NebrixMainFrame::decideOnCertificate(wxDialog& error) {
+/// Trust ends the dialog with this result, for a new attempt; anything else goes back to it.
+void NebrixMainFrame::decideOnCertificate(wxDialog& error, int trusted) {
     const CertificateView view(m_end);
     if (CertificateDialog(&error, view).ShowModal() == CertificateDialog::kTrust) {
         m_client.localConfiguration().trust(view.server, view.keyDigest, std::time(nullptr));
         saveConfiguration();
-        error.EndModal(NebrixClientConnectionErrorDialog::kRetry);
+        error.EndModal(trusted);
     }
 }
 
@@ -292,10 +295,20 @@ void NebrixMainFrame::onAccount(wxThreadEvent& event) {
 }
 
 void NebrixMainFrame::tellFailure() {
-    app->setFailed();
+    app->setFailed(true);
     ErrorBox box(this, nebrix::gui::sessionErrorMessage(), nebrix::gui::toText(tessel::view::failureText(m_end)),
                  wxID_EXIT, ErrorBox::Log::Offered);
-    if (box.ShowModal() == ErrorBox::kShowLog && !m_quit.started()) {
+    if (CertificateView::offered(m_end)) {
+        box.offerCertificate();
+        box.Bind(
+            wxEVT_BUTTON, [this, &box](wxCommandEvent& /*event*/) { decideOnCertificate(box, ErrorBox::kRetry); },
+            ErrorBox::kCertificateId);
+    }
+    const int result = box.ShowModal();
+    if (result == ErrorBox::kRetry && !m_quit.started()) {
+        app->setFailed(false);
+        restart();
+    } else if (result == ErrorBox::kShowLog && !m_quit.started()) {
         showLogs();
         quitWithLogWindow();
     } else {

@@ -65,11 +65,12 @@ private:
     void leaveScreen();
     void arrangeTray();
     void showStatusWindow(bool show);
-    void decideOnCertificate(wxDialog& error);
+    void decideOnCertificate(wxDialog& error, int trusted);
     void closeStatusWindow();
     void saveConfiguration();
     void onNotSaved();
-    /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for.
+    /// Tells why the session failed, and ends the program: at once, or with the log window if that was asked for. A
+    /// certificate may be trusted instead, and the session begun anew.
     void tellFailure();
     void quitWithLogWindow();
 

@@ -23,8 +23,8 @@ public:
 
     /// Makes the main frame and starts the session.
     void init(const wxString& url);
-    /// The session has failed, which the exit status tells.
-    void setFailed() noexcept { m_failed = true; }
+    /// Whether the session has failed, which the exit status tells.
+    void setFailed(bool failed) noexcept { m_failed = failed; }
     /// Chooses the language from the link's parameter "lang", else from the system, and loads the catalogs.
     void setLangFromUrl(const wxString& url);
     static wxLanguage selectLocale(const tessel::String& lang);

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "apps/nebrixclient/certificatewords.h"
+#include "libs/base/datetime.h"
 #include "libs/openssl/fingerprint.h"
+#include "libs/openssl/peercertificate.h"
 
 namespace tessel::view {
 
@@ -25,7 +26,7 @@ String namesOf(const PeerCertificate& peer) {
 
 EndText changedText(const PeerCertificate& peer) {
     const std::time_t since = peer.trusted ? peer.trusted->since : -1;
-    return since < 0 ? EndText{"CERTIFICATE_HAS_OTHER_KEY"} : EndText{"CERTIFICATE_HAS_CHANGED %s", timeInWords(since)};
+    return since < 0 ? EndText{"CERTIFICATE_HAS_OTHER_KEY"} : EndText{"CERTIFICATE_HAS_CHANGED %s", localTime(since)};
 }
 
 EndText flawText(Reason flaw, const PeerCertificate& peer, const String& host) {
@@ -36,10 +37,10 @@ EndText flawText(Reason flaw, const PeerCertificate& peer, const String& host) {
             return {"CERTIFICATE_HAS_UNKNOWN_ISSUER"};
         case Reason::Expired:
             // The one that has expired may be an issuer's.
-            return peer.notAfter < std::time(nullptr) ? EndText{"CERTIFICATE_HAS_EXPIRED %s", peer.notAfterText}
+            return peer.notAfter < std::time(nullptr) ? EndText{"CERTIFICATE_HAS_EXPIRED %s", localTime(peer.notAfter)}
                                                       : EndText{"CERTIFICATE_HAS_EXPIRED_ISSUER"};
         case Reason::NotYetValid:
-            return {"CERTIFICATE_IS_VALID_FROM %s", peer.notBeforeText};
+            return {"CERTIFICATE_IS_VALID_FROM %s", localTime(peer.notBefore)};
         case Reason::OtherName:
             return {"CERTIFICATE_HAS_OTHER_NAME %s", host};
         case Reason::Weak:
@@ -55,7 +56,30 @@ EndText flawText(Reason flaw, const PeerCertificate& peer, const String& host) {
     return {"CERTIFICATE_IS_REFUSED %s", shown(peer.verifyText)};
 }
 
+EndText questionText(const SessionEnd& end) {
+    switch (end.request) {
+        case EndKind::ArchiveMissing:
+            return {"CERTIFICATE_QUESTION_DOWNLOAD %s", shown(end.host)};
+        case EndKind::PostLost:
+            return {"CERTIFICATE_QUESTION_RESULT %s", shown(end.host)};
+        default:
+            return {"CERTIFICATE_QUESTION %s", shown(end.host)};
+    }
+}
+
 }  // namespace
+
+String localTime(std::time_t seconds) {
+    if (seconds == -1) {
+        return {};
+    }
+    const String offset = DateTime(seconds).toString("%z");  // "+0530"
+    String text = DateTime(seconds).toString("%Y-%m-%d %H:%M:%S UTC");
+    if (!(offset == "+0000")) {
+        text.append(offset.range(0, 3), ":", offset.range(3, 5));
+    }
+    return text;
+}
 
 String groupedFingerprint(const String& hex) {
     constexpr unsigned kGroup = 8 * 3 - 1;  // characters: "3A:0F:..."
@@ -75,15 +99,15 @@ bool CertificateView::offered(const SessionEnd& end) {
 }
 
 CertificateView::CertificateView(const SessionEnd& end)
-    : question{"CERTIFICATE_QUESTION %s", shown(end.host)}, server(end.host), keyDigest(end.peer->keyFingerprint) {
+    : question(questionText(end)), server(end.host), keyDigest(end.peer->keyFingerprint) {
     const PeerCertificate& peer = *end.peer;
     for (const Reason flaw : peer.flaws) {
         flaws.push_back(flawText(flaw, peer, shown(end.host)));
     }
     facts = {{"CERTIFICATE_SUBJECT", shown(peer.subject)},
              {"CERTIFICATE_ISSUER", shown(peer.issuer)},
-             {"CERTIFICATE_NOT_BEFORE", peer.notBeforeText},
-             {"CERTIFICATE_NOT_AFTER", peer.notAfterText},
+             {"CERTIFICATE_NOT_BEFORE", localTime(peer.notBefore)},
+             {"CERTIFICATE_NOT_AFTER", localTime(peer.notAfter)},
              {"CERTIFICATE_NAMES", namesOf(peer)}};
     std::erase_if(facts, [](const Fact& fact) { return fact.value.empty(); });
     fingerprints.push_back({"CERTIFICATE_FINGERPRINT", groupedFingerprint(peer.fingerprint)});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <vector>
 
 #include "apps/nebrixclient/account.h"
@@ -22,7 +23,7 @@ struct CertificateView {
     /// Of an end for which offered() is true.
     explicit CertificateView(const SessionEnd& end);
 
-    EndText question;
+    EndText question;            ///< for which request it was shown, and that this was not made
     std::vector<EndText> flaws;  ///< all that is wrong, the worst first
     std::vector<Fact> facts;     ///< whose, by whom, from when to when, for which names
     /// To be compared digit by digit: the certificate's SHA-256; where another key was trusted, that and this one too.
@@ -32,6 +33,9 @@ struct CertificateView {
     String server;
     String keyDigest;
 };
+
+/// On this computer's clock, "2026-01-31 13:00:00 UTC+01:00"; empty for -1.
+String localTime(std::time_t seconds);
 
 /// A fingerprint in two lines, each of two groups of eight bytes.
 String groupedFingerprint(const String& hex);
