@@ -35,6 +35,11 @@ class LogWindowTest(Flow):
         """The messages of the lines in view."""
         return [node.name for node in window.walk(cells=True) if node.role == "table cell" and node.name]
 
+    def pasted_number(self, window):
+        """Of the line that was copied from the long log: all its cells would take minutes to ask for."""
+        self.desktop.key("ctrl+f", "ctrl+v")
+        return int((re.findall(r"Test\.long (\d+)", window.find("text").text) or [0])[0])
+
     def wait_for_line(self, window, text, shown=True):
         wait_for(lambda: any(text in line for line in self.shown_lines(window)) == shown,
                  what=f"{text!r} {'in' if shown else 'out of'} view")
@@ -87,7 +92,7 @@ class LogWindowTest(Flow):
             before = int(memory.read().split()[1])
             with open(LOG, "rb") as log:
                 written = len(log.readlines())
-            self.append(*["TRACE Test.long " + "a line of a long log " * 5] * 200000)  # 30 MB
+            self.append(*(f"TRACE Test.long {n} " + "a line of a long log " * 5 for n in range(200000)))  # 30 MB
             client.choose(plain(EN["MENU_LOGS"]))
             window = client.dialog(EN["LOG_TITLE"], "frame")
             wait_for(lambda: (b := window.find("push button", plain(EN["LOG_EARLIER"]))) and b.has(SENSITIVE),
@@ -106,6 +111,13 @@ class LogWindowTest(Flow):
         self.assertLessEqual(int(found.group(1)), written)
         self.assertGreater(self.number_of_lines(window), shown + 10000, "other lines are held")
         self.desktop.screenshot("log-found-in-long")
+        later = window.find("push button", plain(EN["LOG_LATER"]))
+        seen = 0
+        for _ in range(2):
+            wait_for(lambda: later.has(SENSITIVE), what="later lines to be had")
+            self.desktop.click(later)  # which gives the list the focus
+            self.desktop.key("End", "ctrl+c")
+            seen = wait_for(lambda: (n := self.pasted_number(window)) > seen and n, what=f"lines behind {seen}")
         self.desktop.click(window.find("check box", plain(EN["LOG_FOLLOW"])))
         wait_for(lambda: self.number_of_lines(window) <= shown, what="back at the end")
         held = self.number_of_lines(window)

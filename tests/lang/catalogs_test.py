@@ -18,7 +18,7 @@ ROOT, BUILT = sys.argv[1:3] if len(sys.argv) > 2 else ("", "")
 LANGUAGES = ["en", "fr", "de", "es"]
 
 # What stands together and is reached by mnemonics: our keys, and wx's stock labels beside them.
-LOG_WINDOW = ["FIND", "FIND_NEXT", "CATEGORY", "FOLLOW", "COPY", "SAVE_AS", "EARLIER"]
+LOG_WINDOW = ["FIND", "FIND_NEXT", "CATEGORY", "FOLLOW", "COPY", "SAVE_AS", "EARLIER", "LATER"]
 DIALOGS = {
     "settings": (["SETTINGS_PROXY_LOGIN", "SETTINGS_PROXY_PASSWORD", "SETTINGS_REVEAL_PASSWORD", "SETTINGS_ADD",
                   "SETTINGS_SSL_DO_NOT_CHECK_CERTIFICATES", "SETTINGS_REMOVE"], ["&Save", "&Cancel"]),

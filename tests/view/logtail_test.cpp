@@ -125,9 +125,24 @@ TEST_F(LogTailTest, findsInTheWholeFileAndMovesThere) {
     append("\n" + numbered(1));
     EXPECT_EQ(tail.poll(), Change::Nothing) << "there is no room";
     EXPECT_EQ(find({"nadel"}, *number), std::pair(needle.first + line.size() + 1'000'003, needle.second + 100'002));
+    EXPECT_TRUE(tail.endsEarlier());
     EXPECT_TRUE(tail.newest());
-    EXPECT_FALSE(tail.newest());
+    EXPECT_FALSE(tail.newest() || tail.endsEarlier() || tail.later());
     EXPECT_TRUE(pollAll(tail).ends_with("\n100000000\n"));
+
+    tail.moveTo(needle.first);
+    pollAll(tail);
+    const std::int64_t found = tail.numberAt(needle.first).value_or(0);
+    while (tail.later()) {
+        ASSERT_LE(tail.size(), 30'000U);
+    }
+    EXPECT_TRUE(held(tail).ends_with("\nnadel\n100000000\n"));
+    EXPECT_EQ(tail.firstNumber() + 30'000, found + 100'004) << "none was left out";
+    append("more\n");
+    EXPECT_TRUE(pollAll(tail).ends_with("\nmore\n")) << "it follows again";
+    tail.moveTo(needle.first + 1'000'000);
+    pollAll(tail);
+    EXPECT_FALSE(tail.newest()) << "the newest are held";
 }
 
 TEST_F(LogTailTest, givesLinesLongerThanAPieceInPartsWhenGoingBack) {

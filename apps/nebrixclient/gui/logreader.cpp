@@ -44,6 +44,13 @@ void LogReader::earlier() {
     });
 }
 
+void LogReader::later() {
+    m_worker.post([self = shared_from_this()] {
+        self->m_tail.later();
+        self->publish(false);
+    });
+}
+
 void LogReader::setCategory(int category) {
     m_worker.post([self = shared_from_this(), category] {
         self->m_category = category;
@@ -110,7 +117,8 @@ void LogReader::publish(bool restarted) {
     auto filter = std::make_shared<tessel::view::LogFilter>();
     filter->setCategory(m_category);
     filter->setLines(m_tail.lines());
-    LogSnapshot snapshot{std::move(filter), m_tail.firstNumber(), m_tail.startsLater(), restarted, m_readable};
+    LogSnapshot snapshot{std::move(filter), m_tail.firstNumber(), m_tail.startsLater(), m_tail.endsEarlier(), restarted,
+                         m_readable};
     m_published = true;
     // The reader is not held by the call: a window that is gone receives nothing.
     m_calls.post([receive = m_receive, snapshot = std::move(snapshot)] { receive(snapshot); });

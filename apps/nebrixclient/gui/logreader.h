@@ -16,6 +16,7 @@ struct LogSnapshot {
     std::shared_ptr<const tessel::view::LogFilter> shown;
     std::int64_t firstNumber = 0;  ///< of the snapshot's first line, shown or not; see LogTail
     bool startsLater = false;      ///< earlier lines may be had
+    bool endsEarlier = false;      ///< later lines may be had
     bool restarted = false;        ///< numbers have nothing to do with those before
     bool readable = true;
 
@@ -46,6 +47,8 @@ public:
     void poll();
     /// Reads a piece before the first line.
     void earlier();
+    /// Reads a piece behind the last line, after something was found far from the file's end.
+    void later();
     /// LogFilter::kAllCategories or a LogCategory.
     void setCategory(int category);
     /// Searches the whole file for the text among the lines of the category, from behind the line with this number and

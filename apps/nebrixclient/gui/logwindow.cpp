@@ -99,6 +99,7 @@ void NebrixClientLogWindow::receive(const LogSnapshot& snapshot) {
         showNewest();
     }
     m_earlier->Enable(snapshot.startsLater);
+    m_later->Enable(snapshot.endsEarlier);
     describe();
 }
 
@@ -243,6 +244,12 @@ void NebrixClientLogWindow::onEarlier(wxCommandEvent&) {
     m_list->SetFocus();  // before the button that may have the focus is disabled
     m_earlier->Disable();
     m_reader->earlier();
+}
+
+void NebrixClientLogWindow::onLater(wxCommandEvent&) {
+    m_list->SetFocus();  // as for the earlier ones
+    m_later->Disable();
+    m_reader->later();
 }
 
 void NebrixClientLogWindow::onSelection(wxDataViewEvent&) {

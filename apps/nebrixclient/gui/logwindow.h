@@ -35,6 +35,7 @@ protected:
     void onCopy(wxCommandEvent& event) override;
     void onSaveAs(wxCommandEvent& event) override;
     void onEarlier(wxCommandEvent& event) override;
+    void onLater(wxCommandEvent& event) override;
     void onSelection(wxDataViewEvent& event) override;
     void onCloseCommand(wxCommandEvent& event) override;
 

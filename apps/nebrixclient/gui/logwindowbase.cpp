@@ -100,11 +100,14 @@ void LogWindow::makeList() {
 wxSizer* LogWindow::makeButtonRow() {
     auto* const row = new wxWrapSizer(wxHORIZONTAL, wxREMOVE_LEADING_SPACES);
     m_earlier = new wxButton(m_panel, wxID_ANY, _("LOG_EARLIER"));
+    m_later = new wxButton(m_panel, wxID_ANY, _("LOG_LATER"));
     m_copy = new wxButton(m_panel, wxID_ANY, _("LOG_COPY"));
     m_saveAs = new wxButton(m_panel, wxID_ANY, _("LOG_SAVE_AS"));
     m_earlier->Disable();
+    m_later->Disable();
     m_copy->Disable();
     row->Add(m_earlier);
+    row->Add(m_later, wxSizerFlags().Border(wxLEFT));
     row->Add(0, 0, wxSizerFlags(1));
     row->Add(m_copy, wxSizerFlags().Border(wxLEFT));
     row->Add(m_saveAs, wxSizerFlags().Border(wxLEFT));
@@ -128,6 +131,7 @@ void LogWindow::bindHandlers() {
     m_follow->Bind(wxEVT_CHECKBOX, &LogWindow::onFollow, this);
     m_list->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, &LogWindow::onSelection, this);
     m_earlier->Bind(wxEVT_BUTTON, &LogWindow::onEarlier, this);
+    m_later->Bind(wxEVT_BUTTON, &LogWindow::onLater, this);
     m_copy->Bind(wxEVT_BUTTON, &LogWindow::onCopy, this);
     m_saveAs->Bind(wxEVT_BUTTON, &LogWindow::onSaveAs, this);
     Bind(wxEVT_CHAR_HOOK, &LogWindow::onKey, this);
@@ -157,5 +161,6 @@ void LogWindow::onFollow(wxCommandEvent& event) { event.Skip(); }
 void LogWindow::onCopy(wxCommandEvent& event) { event.Skip(); }
 void LogWindow::onSaveAs(wxCommandEvent& event) { event.Skip(); }
 void LogWindow::onEarlier(wxCommandEvent& event) { event.Skip(); }
+void LogWindow::onLater(wxCommandEvent& event) { event.Skip(); }
 void LogWindow::onSelection(wxDataViewEvent& event) { event.Skip(); }
 void LogWindow::onCloseCommand(wxCommandEvent& event) { event.Skip(); }

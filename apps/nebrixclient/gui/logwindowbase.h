@@ -30,6 +30,7 @@ protected:
     virtual void onCopy(wxCommandEvent& event);
     virtual void onSaveAs(wxCommandEvent& event);
     virtual void onEarlier(wxCommandEvent& event);
+    virtual void onLater(wxCommandEvent& event);
     virtual void onSelection(wxDataViewEvent& event);
     virtual void onCloseCommand(wxCommandEvent& event);
 
@@ -40,6 +41,7 @@ protected:
     wxCheckBox* m_follow = nullptr;
     wxDataViewCtrl* m_list = nullptr;
     wxButton* m_earlier = nullptr;
+    wxButton* m_later = nullptr;
     wxButton* m_copy = nullptr;
     wxButton* m_saveAs = nullptr;
     wxStaticText* m_status = nullptr;   ///< how many lines there are, or why none

@@ -156,7 +156,28 @@ bool LogTail::readAppended(std::size_t budget) {
             break;
         }
     }
+    m_stays = m_stays && !atEnd();
     return left < budget;
+}
+
+bool LogTail::atEnd() const noexcept {
+    struct stat status {};
+    return ::fstat(m_descriptor, &status) != 0 || static_cast<std::uint64_t>(status.st_size) <= m_end;
+}
+
+bool LogTail::later() {
+    if (!m_stays) {
+        return false;
+    }
+    const auto behind = [this] { return m_firstNumber + static_cast<std::int64_t>(m_lines.size()); };
+    const std::int64_t before = behind();
+    m_stays = false;  // the oldest are dropped
+    bool read = true;
+    while (read && behind() == before) {  // a line may be longer than a piece
+        read = readAppended(kPiece);
+    }
+    m_stays = !atEnd();
+    return behind() > before;
 }
 
 void LogTail::take(std::string_view bytes) {

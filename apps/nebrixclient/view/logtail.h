@@ -20,7 +20,8 @@ namespace tessel::view {
 /// What is held is a run of neighbouring lines of the file, bounded in number and in bytes (kMostBytes): the oldest are
 /// dropped. A line counts once its line feed is there; of one longer than kLongestLine only the beginning is held.
 ///
-/// It reads from the disk in poll() and earlier(): not for the GUI thread. Not synchronised. It owns a descriptor.
+/// It reads from the disk in poll(), earlier() and later(): not for the GUI thread. Not synchronised. It owns a
+/// descriptor.
 class LogTail {
 public:
     enum class Change {
@@ -46,6 +47,9 @@ public:
     /// when nothing was added: the file begins here, cannot be read, or no more lines may be held. A line longer than a
     /// piece comes torn.
     bool earlier();
+    /// The same behind the last held line, where moveTo() has gone back; the oldest make room. False when the newest
+    /// are held already.
+    bool later();
 
     /// Searches the whole file from behind the line with this number, from the file's beginning without one; see
     /// searchLog().
@@ -54,7 +58,8 @@ public:
     /// The number of the held line that begins there, if there is one.
     [[nodiscard]] std::optional<std::int64_t> numberAt(std::uint64_t offset) const;
     /// Holds other lines, with other numbers: some before the one that begins at the offset, and as many from there on
-    /// as there is room for. They are read by poll(), and stay held instead of the newest, until newest() or a restart.
+    /// as there is room for. They are read by poll(), and stay held instead of the newest, until the file's end,
+    /// newest() or a restart is reached.
     void moveTo(std::uint64_t offset);
     /// Holds the newest lines again; whether that changes anything, which takes polls as a beginning does.
     bool newest();
@@ -68,6 +73,8 @@ public:
     [[nodiscard]] std::int64_t firstNumber() const noexcept { return m_firstNumber; }
     /// Whether the file has anything before the first held line; there may be no room for it.
     [[nodiscard]] bool startsLater() const noexcept { return m_begin > 0; }
+    /// Whether the file has more behind the last held line than is still to be polled: later() gives it.
+    [[nodiscard]] bool endsEarlier() const noexcept { return m_stays && isFull(); }
 
 private:
     struct Held {
@@ -82,6 +89,7 @@ private:
     [[nodiscard]] bool isFull() const noexcept;
     [[nodiscard]] bool sameContent() const;
     bool readAppended(std::size_t budget);
+    [[nodiscard]] bool atEnd() const noexcept;
     void take(std::string_view bytes);
     void takeLine();
     bool addBefore(std::string_view text, std::size_t bytes);
