@@ -157,12 +157,7 @@ void ClientLocalConfiguration::change(const LocalSettings& shown, const LocalSet
 
 void ClientLocalConfiguration::write(IKeyReader& reader) {
     Lock lock(m_mutex);
-    try {
-        readSettings(reader, m_now);
-    } catch (...) {
-        m_saved = m_now;
-        throw;
-    }
+    readSettings(reader, m_now);
     m_saved = m_now;
 }
 

@@ -51,7 +51,7 @@ public:
 private:
     mutable Mutex m_mutex;  // guards all below
     LocalSettings m_now;    // each key of a server among the domains, one for each
-    LocalSettings m_saved;  // what the file held when it was last read or written
+    LocalSettings m_saved;  // what the file held when it was last read whole, or written
 };
 
 }  // namespace tessel

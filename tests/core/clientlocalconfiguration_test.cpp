@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
-#include <sstream>
+#include <algorithm>
 
 #include "apps/nebrixclient/nebrixclientcurlsession.h"
 #include "libs/base/confhelper.h"
@@ -113,60 +112,32 @@ TEST_F(ClientLocalConfigurationTest, aTrustedKeyGoesWithItsServerAlone) {
     EXPECT_TRUE(saved({"typed", "gw:8443"}).keys.empty()) << "what is typed again is not checked";
 }
 
-/// "a" is not checked, "b=2" has a key of this digit, accepted at this time.
-LocalSettings settingsOf(const std::string& words) {
-    LocalSettings settings;
-    std::istringstream stream(words);
-    for (std::string word; stream >> word;) {
-        const String server = String::copy(word.substr(0, 1));
-        settings.servers.domains.push_back(server);
-        if (word.size() > 1) {
-            settings.servers.keys.push_back({server, String::copy(std::string(64, word[2])), word[2] - '0'});
-        }
-    }
-    return settings;
-}
-
-std::set<std::string> wordsOf(const ServerExceptions& servers) {
-    std::set<std::string> words;
-    for (const String& domain : servers.domains) {
-        const auto key = keyOf(servers.keys, domain);
-        words.insert(domain.str() + (key ? "=" + std::string(key->digest.str(), 1) : std::string()));
-    }
-    return words;
-}
-
 TEST_F(ClientLocalConfigurationTest, whatTwoProcessesChangeIsSavedWhoeverIsFirst) {
-    const std::tuple<const char*, const char*, const char*, std::set<std::string>> cases[] = {
-        {"a", "a b", "a c", {"a", "b", "c"}},
-        {"a", "", "a b=1", {"b=1"}},
-        {"", "a", "a=1", {"a=1"}},
-        {"a=1", "", "a=2", {"a=2"}},
-        {"a=1", "a", "a=1", {"a"}},
-        {"a=1", "a", "a=2", {"a=2"}},
-        {"a=1", "", "a", {}},
-        {"a", "a=2", "a=3", {"a=3"}}};
     const String path = String::copy(m_directory.path("nebrixclient.xml"));
-    for (const auto& [before, one, other, after] : cases) {
-        for (const auto& [first, second] : {std::pair(one, other), std::pair(other, one)}) {
-            LocalSettings base = settingsOf(before);
-            base.pluginDownload = false;
-            ClientLocalConfiguration(base).save(path);
-            ClientLocalConfiguration processes[2];
-            for (ClientLocalConfiguration& process : processes) {
-                process.readFromFile(path);
-            }
-            processes[0].change(base, settingsOf(first));
-            EXPECT_THROW(processes[0].saveChanges("/proc/none/x"), xml::EParser) << "it goes with the next one";
-            processes[0].saveChanges(path);
-            processes[1].change(base, settingsOf(second));
-            processes[1].saveChanges(path);
-            EXPECT_EQ(wordsOf(processes[1].getServerExceptions()), after) << before << "|" << first << "|" << second;
-            ClientLocalConfiguration again;
-            again.readFromFile(path);
-            EXPECT_EQ(wordsOf(again.getServerExceptions()), after) << before << "|" << first << "|" << second;
-            EXPECT_FALSE(again.getPluginDownload());
+    for (const bool swapped : {false, true}) {
+        ClientLocalConfiguration({{{"kept", "removed", "keyed"}, {{"keyed", "", 1}}}, {}, false}).save(path);
+        ClientLocalConfiguration processes[2];
+        for (ClientLocalConfiguration& process : processes) {
+            process.readFromFile(path);
         }
+        processes[0].setSslCertIgnoreDomains({"kept", "added"});
+        processes[0].trust("both", "", 2);
+        processes[1].setSslCertIgnoreDomains({"kept", "removed"});
+        processes[1].setSslCertIgnoreDomains({"kept", "removed", "keyed", "typed"});  // without its key
+        processes[1].trust("both", "", 3);
+        processes[1].setCredentials(Credentials("me", "secret"));
+        EXPECT_THROW(processes[swapped].saveChanges("/proc/none/x"), xml::EParser) << "it goes with the next one";
+        processes[swapped].saveChanges(path);
+        processes[!swapped].saveChanges(path);
+        LocalSettings after = processes[!swapped].settings();
+        std::sort(after.servers.domains.begin(), after.servers.domains.end());
+        EXPECT_EQ(after.servers.domains, (List<String>{"added", "both", "kept", "typed"}));
+        EXPECT_EQ(after.servers.keys, (List<TrustedKey>{{"both", "", 3}}));
+        EXPECT_EQ(after.credentials.getPassword(), "secret");
+        m_configuration.readFromFile(path);
+        EXPECT_EQ(m_configuration.getServerExceptions().keys, after.servers.keys);
+        EXPECT_EQ(m_configuration.getSslCertIgnoreDomains().size(), 4U);
+        EXPECT_FALSE(m_configuration.getPluginDownload());
     }
 }
 

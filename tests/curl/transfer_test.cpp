@@ -10,6 +10,7 @@
 #include <mutex>
 #include <thread>
 
+#include "apps/nebrixclient/account.h"
 #include "libs/base/errors.h"
 #include "libs/curl/curlwrapper.h"
 #include "libs/curl/tlsmessages.h"
@@ -221,6 +222,7 @@ TEST(Transfer, failuresAreToldAndLogged) {
         EXPECT_EQ(info.format().view(), "Code: " + (code + ("(" + name + ")")) + (detail.empty() ? "" : "\n" + detail));
         EXPECT_EQ(info.failure(), failure) << info.format().str();
         EXPECT_EQ(info.getProxyStatus(), proxyStatus);
+        EXPECT_EQ(endOf(info, EndKind::Unreachable, "gw").httpStatus, proxyStatus) << "and so in the account";
         EXPECT_FALSE(log.contains("joe")) << proxy;
     }
     ::unsetenv("all_proxy");

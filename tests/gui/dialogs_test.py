@@ -82,6 +82,7 @@ class SettingsTest(Flow):
         self.assertNotIn("secret", str(dialog.outline()))
         self.assertIn(("panel", EN["SSL"]), dialog.outline(), "a group has the name of its own")
         self.assertIn(("icon", EN["WARNING_SIGN"]), dialog.outline())
+        self.assertTrue(any(EN["SETTINGS_HINT %s"] % self.gateway.authority == node.description for node in dialog.walk()))
         for domain in ("one.example ", "one.example", "ONE.example"):
             self.enter(dialog, domain)
         self.enter(dialog, "two.example", None)
@@ -292,6 +293,8 @@ class CertificateTest(Flow):
         self.desktop.click(settings.find("text", EN["SETTINGS_NEW_DOMAIN"]))
         self.desktop.type("typed\n")
         gateway.process.send_signal(signal.SIGCONT)
+        client.dialog(EN["Error"])
+        self.desktop.screenshot("fatal-error-certificate")
         dialog, digests = self.shown(client)
         self.assertEqual(digests, [self.fingerprint(elsewhere)])
         self.assertTrue(dialog.find("label", EN["CERTIFICATE_QUESTION_DOWNLOAD %s"] % elsewhere.authority), dialog.outline())
@@ -330,10 +333,11 @@ class OtherEndsTest(Flow):
                  ("plugindll", "refusal", "END_REFUSED %s", "the demonstration refuses", "de"),
                  ("hostchecker", "post-refusal", "END_HOSTCHECK_REFUSED %s", "the demonstration refuses the host check",
                   "es"),
-                 ("hostchecker", "bad-post-answer", "END_POST_LOST %s", None, "de"))
+                 ("hostchecker", "bad-post-answer", "END_POST_LOST %s", None, "de"),
+                 ("plugindllnotunnel", "--service=..", "END_RESOURCE_FAILED", "", "fr"))
         for component, fault, key, fill, language in cases:
             with self.subTest(fault=fault):
-                gateway = self.start_faulty_gateway("--fault", fault)
+                gateway = self.start_faulty_gateway(fault if fault.startswith("-") else "--fault=" + fault)
                 client = self.session(component, language, gateway=gateway)
                 texts = catalog(language)
                 box = client.dialog(texts["Error"])

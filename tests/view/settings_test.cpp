@@ -37,11 +37,8 @@ TEST(SettingsFields, storeWhatWasEditedOverWhatIsSoByThen) {
     configuration.setCredentials(Credentials("changed meanwhile", ""));
     edited.write(shown, configuration);
     EXPECT_EQ(configuration.getSslCertIgnoreDomains(), (List<String>{"kept", "typed", "new", "both", "renewed"}));
-    Strings keys;
-    for (const TrustedKey& key : configuration.getServerExceptions().keys) {
-        keys.push_back(key.server + "=" + key.digest);
-    }
-    EXPECT_EQ(keys, (Strings{"kept=1", "both=2", "renewed=2"}));
+    EXPECT_EQ(configuration.getServerExceptions().keys,
+              (List<TrustedKey>{{"kept", "1", 1}, {"both", "2", 2}, {"renewed", "2", 2}}));
     EXPECT_EQ(configuration.getCredentials().getLogin(), "changed meanwhile");
     EXPECT_EQ(configuration.getCredentials().getPassword(), "changed here");
 }

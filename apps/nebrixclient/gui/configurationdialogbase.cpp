@@ -85,7 +85,9 @@ void ConfigurationDialog::rewrap() {
 
 void ConfigurationDialog::setExample(const wxString& authority) {
     if (!authority.empty()) {
-        m_newDomain->SetHint(authority);
+        const wxString hint = wxString::Format(_("SETTINGS_HINT %s"), authority);
+        m_newDomain->SetHint(hint);
+        m_newDomain->SetToolTip(hint);  // the field may be too short for it
     }
 }
 

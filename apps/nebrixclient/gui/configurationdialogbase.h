@@ -16,7 +16,8 @@ class ConfigurationDialog : public wxDialog {
 public:
     explicit ConfigurationDialog(wxWindow* parent);
 
-    /// What a field for a domain shows while it is empty, as an example of the form: the present gateway's authority.
+    /// What the field for a new domain shows while it is empty: the form that it needs, with the present gateway's
+    /// authority as an example.
     void setExample(const wxString& authority);
 
 protected:
