@@ -2,7 +2,7 @@
 #   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_pcre2, nebrix_elf (libelf),
 #   nebrix_idn2, nebrix_httplib
 # The last is what the demo gateway and the tests serve HTTPS with. With the desktop client also
-#   nebrix_wx (wxWidgets), nebrix_desktop (GTK, GIO, X11 and libSM, for what wxWidgets leaves to the desktop)
+#   nebrix_wx (wxWidgets), nebrix_desktop (GTK, GIO, X11, Wayland and libSM, for what wxWidgets leaves to the desktop)
 # Tests add GTest::gtest_main and GTest::gmock.
 
 find_package(Threads REQUIRED)
@@ -33,7 +33,8 @@ if(NEBRIX_BUILD_GUI)
     # Only system headers of it are seen, so that its warnings are not ours.
     set(wxWidgets_CONFIG_OPTIONS --toolkit=gtk3)
     find_package(wxWidgets 3.2 REQUIRED COMPONENTS core base)
-    pkg_check_modules(DESKTOP REQUIRED IMPORTED_TARGET gtk+-3.0 gio-unix-2.0 x11 sm ice)
+    pkg_check_modules(DESKTOP REQUIRED IMPORTED_TARGET gtk+-3.0 gio-unix-2.0 x11 wayland-client gtk-layer-shell-0
+        sm ice)
     nebrix_external(nebrix_wx ${wxWidgets_LIBRARIES})
     target_include_directories(nebrix_wx SYSTEM INTERFACE ${wxWidgets_INCLUDE_DIRS})
     target_compile_definitions(nebrix_wx INTERFACE ${wxWidgets_DEFINITIONS})

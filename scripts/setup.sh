@@ -20,7 +20,7 @@ demo_packages=(
     libcurl4-openssl-dev libssl-dev libjsoncpp-dev libcpp-httplib-dev libpcre2-dev zlib1g-dev libbrotli-dev libelf-dev
     libidn2-dev
     ca-certificates curl openssl unzip zip procps
-    libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libx11-dev libsm-dev gettext librsvg2-bin
+    libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libgtk-layer-shell-dev libwayland-dev libx11-dev libsm-dev gettext librsvg2-bin
 )
 package_packages=(dpkg-dev file lintian desktop-file-utils appstream)
 check_packages=(
@@ -28,7 +28,7 @@ check_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
     nginx-light tinyproxy valgrind python3
-    xvfb xauth openbox tint2 xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
+    xvfb xauth openbox tint2 sway xwayland grim xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
     python3-gi python3-polib python3-xlib
 )
 

@@ -88,9 +88,9 @@ class Node:
     def text(self):
         return self._call("org.a11y.atspi.Text", "GetText", GLib.Variant("(ii)", (0, -1)))[0]
 
-    def extents(self):
-        """On the screen: x, y, width, height."""
-        return self._call("org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (0,)))[0]
+    def extents(self, of_window=False):
+        """On the screen or in the window: x, y, width, height."""
+        return self._call("org.a11y.atspi.Component", "GetExtents", GLib.Variant("(u)", (of_window,)))[0]
 
     def middle(self):
         x, y, width, height = self.extents()

@@ -16,7 +16,7 @@ import unittest
 
 import accessible
 import polib
-from desktop import SCREEN, TIME_FACTOR, Desktop, wait_for
+from desktop import SCREEN, TIME_FACTOR, Desktop, wait_for, wait_until_steady
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
@@ -134,13 +134,8 @@ class Client:
 
     def wait_for_tray_icon(self):
         """The icon, once the bar has put it where it stays."""
-        places = []
-
-        def settled():
-            icon = self.tray_icon()
-            places.append(icon and icon.rect)
-            return icon if icon and places[-8:] == [icon.rect] * 8 else None
-        return wait_for(settled, what="tray icon")
+        wait_until_steady(lambda: (icon := self.tray_icon()) and icon.rect, "tray icon")
+        return self.tray_icon()
 
     def application(self):
         return wait_for(lambda: self.bus.application(self.pid), what="accessible application")
@@ -220,10 +215,11 @@ class Flow(unittest.TestCase):
     gtk_settings = ""
     screen = SCREEN
     gateway_options = ()
+    make_desktop = Desktop
 
     @classmethod
     def setUpClass(cls):
-        cls.desktop = Desktop(cls.tray, cls.gtk_settings, cls.screen)
+        cls.desktop = cls.make_desktop(cls.tray, cls.gtk_settings, cls.screen)
         cls.addClassCleanup(cls.desktop.close)
         cls.bus = accessible.Bus(cls.desktop.environment)
         cls.watchdog = cls.desktop.start(
@@ -240,7 +236,7 @@ class Flow(unittest.TestCase):
         self.addCleanup(self.judge)
 
     def judge(self):
-        self.desktop.xdotool("mousemove", self.screen[0] // 2, self.screen[1] - 100)
+        self.desktop.move_mouse(self.screen[0] // 2, self.screen[1] - 100)
         worst = 0.0
         for client in self.clients:
             gap, found = client.close()

@@ -46,6 +46,16 @@ def wait_for(condition, seconds=8.0, what=None):
         time.sleep(0.015)
 
 
+def wait_until_steady(look, what):
+    """What it sees, once it sees something that is the same eight times."""
+    seen = []
+
+    def steady():
+        seen.append(look())
+        return seen[-1] if seen[-8:] == [seen[-1]] * 8 else None
+    return wait_for(steady, what=what)
+
+
 def ends_with_the_tests():
     prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
 
@@ -108,12 +118,22 @@ class Desktop:
             file.write("[Settings]\n" + gtk_settings)
         self.gtk_config = config
 
-        self.environment["DISPLAY"], server = self.start_x_server()
-        self.server_pid = server.pid
+        self.server_pid = self.start_display()
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = self._start_and_read(
             lambda fd: ["dbus-daemon", "--session", "--nofork", "--nopidfile", f"--print-address={fd}"])
         self.display = Xlib.display.Display(self.environment["DISPLAY"])
         self.root = self.display.screen().root
+        self.bar = None
+        self.start_window_manager(tray)
+
+    def start_display(self):
+        """The server's process."""
+        number = self._start_and_read(lambda fd: ["Xvfb", "-displayfd", str(fd), "-nolisten", "tcp", "-noreset",
+                                                  "-screen", "0", f"{self.screen[0]}x{self.screen[1]}x24"])
+        self.environment["DISPLAY"] = ":" + number
+        return self._children[-1].pid
+
+    def start_window_manager(self, tray):
         self.root.change_attributes(background_pixel=0x4A6A8A)
         self.root.clear_area()
         self.start(["openbox", "--sm-disable"])
@@ -124,12 +144,6 @@ class Desktop:
     def set_home(self, home):
         os.makedirs(home, exist_ok=True)
         self.environment["HOME"] = home
-
-    def start_x_server(self):
-        """Its display's name, and the process."""
-        number = self._start_and_read(lambda fd: ["Xvfb", "-displayfd", str(fd), "-nolisten", "tcp", "-noreset",
-                                                  "-screen", "0", f"{self.screen[0]}x{self.screen[1]}x24"])
-        return ":" + number, self._children[-1]
 
     def _start_and_read(self, command):
         reader, writer = os.pipe()
@@ -198,14 +212,18 @@ class Desktop:
         """Identifiers of the managed windows; None without a window manager."""
         return self.root_property("_NET_CLIENT_LIST")
 
-    def screenshot(self, name):
+    @staticmethod
+    def screenshot_path(name):
         directory = os.environ.get("NEBRIX_SCREENSHOTS", "gui-screenshots")
         os.makedirs(directory, exist_ok=True)
+        return os.path.join(directory, name + ".png")
+
+    def screenshot(self, name):
         # The program "import" would grab the server, and with it the event loops that are being watched.
         width, height = self.screen
         image = self.root.get_image(0, 0, width, height, Xlib.X.ZPixmap, 0xFFFFFFFF)
         subprocess.run(["convert", "-size", f"{width}x{height}", "-depth", "8", "BGRA:-", "-alpha", "off",
-                        os.path.join(directory, name + ".png")], input=image.data, check=True)
+                        self.screenshot_path(name)], input=image.data, check=True)
 
     # Acting.
 
@@ -214,8 +232,11 @@ class Desktop:
 
     def click(self, place, button=1):
         """Presses and releases a mouse button at a place, or in the middle of a window or control."""
-        x, y = place if isinstance(place, tuple) else place.middle()
-        self.xdotool("mousemove", x, y, "click", button)
+        self.move_mouse(*(place if isinstance(place, tuple) else place.middle()))
+        self.xdotool("click", button)
+
+    def move_mouse(self, x, y):
+        self.xdotool("mousemove", x, y)
 
     def key(self, *keys):
         self.xdotool("key", *keys)

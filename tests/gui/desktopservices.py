@@ -93,10 +93,10 @@ class StatusNotifierWatcher(Service):
     def get_RegisteredStatusNotifierItems(self):
         return GLib.Variant("as", [service + "@" + path for service, path in self.items])
 
-    def call_item(self, method):
+    def call_item(self, method, place=(400, 300)):
         """As hosts do for a click; None for a method that the item refuses."""
         try:
-            return self.call(*self.items[-1], ITEM, method, GLib.Variant("(ii)", (400, 300)))
+            return self.call(*self.items[-1], ITEM, method, GLib.Variant("(ii)", place))
         except GLib.Error:
             return None
 

@@ -33,15 +33,6 @@ class WithoutTrayTest(TrayTest):
         self.assertEqual([entry.get("label", entry.get("type", "")).replace("_", "") for _, entry in watcher.menu()],
                          [plain(texts["MENU_SETTINGS"]), plain(texts["MENU_LOGS"]), "separator", "À propos", "Quitter"])
         self.assertEqual(["icon-data" in entry for _, entry in watcher.menu()], [True, True, False, True, True])
-        # A host opens the menu when the item cannot be activated, and a host without menus has it opened by the program.
-        self.assertIsNone(watcher.call_item("Activate"))
-        for method in ("ContextMenu", "SecondaryActivate"):
-            self.assertEqual(watcher.call_item(method), ())
-            menu = wait_for(lambda: client.application().find("menu"), what="menu of the program")
-            self.assertTrue(menu.find("menu item", "Quitter"))
-            self.desktop.screenshot("notifier-menu-" + method)
-            self.desktop.key("Escape")
-            wait_for(lambda: not client.application().find("menu"), what="menu closed")
         watcher.click(0)
         client.dialog(plain(texts["SETTINGS_TITLE"]))
         wait_for(lambda: [entry["enabled"] for _, entry in watcher.menu() if "label" in entry] == [False] * 3 + [True],

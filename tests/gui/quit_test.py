@@ -9,13 +9,12 @@ import time
 import unittest
 
 from accessible import SENSITIVE
-from client import BIN, HERE, LONGEST_QUIT, Flow, Home, catalog
+from client import HERE, LONGEST_QUIT, Flow, Home, catalog
 from desktop import wait_for
 from desktopservices import SessionManager
 from xsessionmanager import XSessionManager
 
 EN = catalog("en")
-RECORDER = os.path.join(BIN, "test-components", "libtest-plugin.so")
 DEAF_RESOLVER = os.path.join(HERE, "deafresolver.py")
 
 
@@ -169,18 +168,6 @@ class QuitTest(Flow):
         self.assertFalse(client.ended(), "saving is not ending")
         manager.end_client()
         self.assertEqual(client.wait_for_end(LONGEST_QUIT), 0)
-
-    def test_by_the_end_of_the_x_server(self):
-        display, server = self.desktop.start_x_server()
-        calls = os.path.join(self.desktop.directory, "calls")
-        gateway = self.start_faulty_gateway("--component", f"plugindll={RECORDER}")
-        client = self.session(gateway=gateway, env={"DISPLAY": display, "NEBRIX_TEST_CALLS": calls})
-        wait_for(lambda: os.path.exists(calls), what="component")
-        with open(calls, encoding="utf-8") as file:
-            wait_for(lambda: "DllGetErrors2" in file.read(), what="polls")
-            server.kill()
-            self.assertEqual(client.wait_for_end(), 1)
-            self.assertIn("DllStop2", file.read())
 
     def test_by_signal_with_the_menu_open(self):
         client = self.phase("polling")

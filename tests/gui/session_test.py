@@ -5,7 +5,6 @@ import os
 import re
 import signal
 import subprocess
-import time
 import unittest
 
 import Xlib.X
@@ -75,7 +74,6 @@ class StartTest(Flow):
         self.desktop.screenshot("two-arguments")
         self.assertFalse(first.ended() or second.ended())
 
-
     def test_the_same_argument_again_shows_what_is_so_now(self):
         silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
         refused = self.start(self.gateway.mediation(), home=Home(self.desktop, []))
@@ -91,15 +89,6 @@ class StartTest(Flow):
             self.desktop.screenshot("again-" + key)
             self.desktop.click(panel)
 
-    def test_a_gateway_that_does_not_answer_is_waited_for(self):
-        gateway = self.start_faulty_gateway("--fault", "silent")
-        clients = {language: self.session(language=language, gateway=gateway) for language in ("en", "de")}
-        time.sleep(8)
-        self.assertEqual([client.panel() for client in clients.values()], [None, None])
-        for language, client in clients.items():
-            client.wait_for_text(catalog(language)["WAITING_FOR %s"] % gateway.authority)
-            self.desktop.xdotool("windowraise", client.wait_for_panel().id)
-            self.desktop.screenshot("waiting-" + language)
     def test_options_are_answered_without_a_display(self):
         for words, status, answer in ((["--help"], 0, "usage: nebrixclient [options] [MEDIATION]"), (["-V"], 0, "8.9.0.35"),
                                       ([self.gateway.mediation(), "--version"], 0, "8.9.0.35"),

@@ -46,7 +46,9 @@ void askLockHolder(const wxString& lockFile);
 /// Ends the process at once with this status, without destructors or exit handlers: for a component that blocks.
 [[noreturn]] void abandonProcess(int status);
 
-/// Keeps a small status window out of task bar, window switcher and pager, and from taking the keyboard.
+/// Keeps a small status window out of task bar, window switcher and pager, and from taking the keyboard, by whatever
+/// the desktop has for that. On Wayland itself it may also be put into the top right corner of the screen. For a window
+/// that was never shown.
 void makeNotification(wxWindow& window);
 
 /// Has a window that the user asked for, perhaps through another program's menu, get the keyboard when it is shown: to
@@ -66,6 +68,11 @@ std::shared_ptr<void> holdTrayWidgets();
 
 /// Whether a menu can open without a click on a window of ours: on X11, and not on Wayland.
 bool canPopUpAnywhere();
+
+/// For a pop-up menu under XWayland, whose programs hear only of clicks and keys in windows of their own: has all of
+/// them come to this program, by a window over the whole screen that cannot be seen, until the result goes. Null
+/// elsewhere.
+std::shared_ptr<void> catchInput();
 
 /// Takes an open pop-up menu down; whether there was one.
 bool closePopupMenu();

@@ -147,15 +147,6 @@ void askLockHolder(const wxString& lockFile) {
 
 void abandonProcess(int status) { ::_exit(status); }
 
-void makeNotification(wxWindow& window) {
-    GtkWindow* const widget = GTK_WINDOW(window.GetHandle());
-    gtk_window_set_type_hint(widget, GDK_WINDOW_TYPE_HINT_NOTIFICATION);
-    gtk_window_set_skip_taskbar_hint(widget, TRUE);
-    gtk_window_set_skip_pager_hint(widget, TRUE);
-    gtk_window_set_accept_focus(widget, FALSE);
-    gtk_window_set_focus_on_map(widget, FALSE);
-}
-
 void takeKeyboard(wxWindow& window) {
     GtkWidget* const widget = window.GetHandle();
     gtk_widget_realize(widget);

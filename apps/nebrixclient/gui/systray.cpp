@@ -93,6 +93,7 @@ bool NebrixSystrayIcon::PopupMenu(wxMenu* menu) { return popUp(*menu, wxDefaultP
 /// While a dialog is open wxWidgets lets only menus of dialogs act, so the menu belongs to one that is never shown.
 bool NebrixSystrayIcon::popUp(wxMenu& menu, const wxPoint& place) {
     wxDialog owner(nullptr, wxID_ANY, wxEmptyString);
+    const std::shared_ptr<void> input = nebrix::gui::desktop::catchInput();
     return owner.PopupMenu(&menu, place);
 }
 
