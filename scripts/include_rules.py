@@ -45,7 +45,7 @@ EXTERNAL = {
     "PCRE2 or RE2": (r"pcre2(posix)?\.h|re2/", ["libs/http"]),
     "libidn2": (r"idn2\.h", ["libs/http"]),
     "wx": (r"wx/", ["apps/nebrixclient/gui"]),
-    "GTK, GIO or X11": (r"(gtk|gdk|gio|glib-object|X11)(/.*)?(\.h)?$",
+    "GTK, GIO or X11": (r"(gtk|gtk-layer-shell|gdk|gio|glib-object|X11)(/.*)?(\.h)?$",
                         ["apps/nebrixclient/gui"]),
     "cpp-httplib": (r"httplib\.h", ["apps/nebrix-demo-gateway"]),
     "libelf": (r"(lib|g)elf\.h", ["apps/nebrix-sign"]),
