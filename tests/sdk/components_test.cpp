@@ -37,7 +37,7 @@ protected:
 };
 
 TEST_F(Tunnel, goesThroughItsStatesAndRepeatsTheLast) {
-    ASSERT_EQ(m_plugin.execute("step-ms", "5"), 0);
+    ASSERT_EQ(m_plugin.execute("step-ms", "100"), 0);  // long enough to be seen on a busy machine
     EXPECT_EQ(m_plugin.poll(), Messages{});
     start();
     const Messages seen = pollUntil("5:connected ip=192.0.2.");

@@ -21,7 +21,8 @@ TEST(StatusKey, isEmptyForTheEndAndForUnknownNumbers) {
 
 /// Runs a script on a fresh panel: "A" an attempt, "K" its component, "E" its end, "S" a status, "." a tick, "B"
 /// brought back, "<" and ">" the beginning and end of a download, anything else but blanks a line, "''" the empty one.
-/// Gives what each step did, then what is shown: the main line's kind, "+" and "%" for the row below, phrase and dots.
+/// Gives what each step did ("idle" for a tick that need not have been), then what is shown: the main line's kind, "+"
+/// and "%" for the row below, phrase and dots.
 std::string run(const std::string& script) {
     const std::map<std::string, void (*)(PanelState&)> acts{
         {"A", [](PanelState& panel) { panel.asking(); }},
@@ -41,9 +42,11 @@ std::string run(const std::string& script) {
         } else if (step == "S") {
             told += panel.status() ? "shown " : "refused ";
         } else if (step == ".") {
+            const bool counts = panel.ticking();
+            told += counts ? "" : "idle ";
             const auto [redrawDots, hide, show] = panel.tick();
             told += redrawDots ? "dots" + std::to_string(panel.dots()) + " " : "";
-            told += hide ? "hidden " : show ? "back " : redrawDots ? "" : "- ";
+            told += hide ? "hidden " : show ? "back " : counts && !redrawDots ? "- " : "";
         } else {
             told += panel.line(String::copy(step == "''" ? "" : step.c_str())) ? "line " : "same ";
         }
@@ -58,7 +61,7 @@ std::string run(const std::string& script) {
 TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
     const std::pair<const char*, const char*> cases[] = {
         // A driver status hides itself at the second tick after the last one, and is what lasts until more is known.
-        {". S . S . . .", "- shown - shown - hidden - S 0"},
+        {". S . S . . .", "idle shown - shown - hidden idle S 0"},
         // Not while a download runs; then the count starts anew.
         {"S . < . . . > . .", "shown - - - - - hidden C 0"},
         {"S <", "shown S% 0"},
@@ -68,11 +71,11 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
         {"S init S . . . .", "shown line refused dots1 dots2 dots3 dots0 C+ VPN_INIT0"},
         {"S . . init", "shown - hidden line C+ VPN_INIT0"},
         {"init . . init authenticating init", "line dots1 dots2 same line line C+ VPN_INIT0"},
-        {"reconnecting . getconfig authError .", "line dots1 line line - C+ VPN_AUTHERROR0"},
-        {"init '' . S", "line line - refused C+ VPN_STOPPED0"},
+        {"reconnecting . getconfig authError .", "line dots1 line line idle C+ VPN_AUTHERROR0"},
+        {"init '' . S", "line line idle refused C+ VPN_STOPPED0"},
         // One that is not understood leaves phrase and dots on, but counts as a line.
         {"init . strange .", "line dots1 line dots1 C+ VPN_INIT1"},
-        {"S Init . S", "shown line - refused C+ 0"},
+        {"S Init . S", "shown line idle refused C+ 0"},
         // A component that does not answer is told until it does, or is over.
         {"connected ?", "line X+ VPN_CONNECTED0"},
         {"connected ? !", "line C+ VPN_CONNECTED0"},
@@ -80,17 +83,17 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
         // The address is all that follows the first "ip=".
         {"connected", "line C+ VPN_CONNECTED0"},
         {"connectedip=", "line C+ VPN_GIVENIP %s0 "},
-        {"init connected/ip=10.0.0.7/ip=8 .", "line line - C+ VPN_GIVENIP %s0 10.0.0.7/ip=8"},
+        {"init connected/ip=10.0.0.7/ip=8 .", "line line idle C+ VPN_GIVENIP %s0 10.0.0.7/ip=8"},
         // A status keeps its time; what it announced may be over by then. Brought back, the panel stays.
         {"A S K", "shown S 0"},
         {"A S K . .", "shown - hidden C 0"},
-        {"A S K B . . .", "shown - - - C 0"},
+        {"A S K B . . .", "shown idle idle idle C 0"},
         {"A S K S . .", "shown shown - hidden S 0"},
         // Ten ticks without an answer bring it back until there is one.
-        {"A S . . . . . . . . . . .", "shown - hidden - - - - - - - back - W 0"},
-        {"A S . . . . . . . . . . K .", "shown - hidden - - - - - - - back - C 0"},
+        {"A S . . . . . . . . . . .", "shown - hidden - - - - - - - back idle W 0"},
+        {"A S . . . . . . . . . . K .", "shown - hidden - - - - - - - back idle C 0"},
         {"A S . . . . . E A S . . . . . .", "shown - hidden - - - shown - hidden - - - - S 0"},
-        {"A . . . . . . . . . . E . . .", "- - - - - - - - - back - hidden - N 0"},
+        {"A . . . . . . . . . . E . . .", "- - - - - - - - - back - hidden idle N 0"},
         // Nothing is connected after the end.
         {"A S E", "shown N 0"},
         {"A K connected E", "line N VPN_CONNECTED0"}};

@@ -21,14 +21,21 @@ public:
         m_panel = new NebrixClientNotificationPanel(this);
         Bind(EVT_TYPE_CLIENTNOTIFY, &Receiver::onStatus, this, ID_CLIENT_STATUS);
         Bind(EVT_TYPE_CLIENTNOTIFY, &NebrixClientNotificationPanel::onVpnStatus, m_panel, ID_CLIENT_VPN_STATUS);
+        Bind(EVT_TYPE_CLIENTNOTIFY, &Receiver::onLine, this, ID_CLIENT_VPN_STATUS);
     }
+    [[nodiscard]] int lines() const { return m_lines; }
     NebrixClientGuiNotifyHandler& handler() { return m_handler; }
 
 private:
     void onStatus(wxThreadEvent& event) { m_seen.push_back(event.GetInt()); }
+    void onLine(wxThreadEvent& event) {
+        ++m_lines;
+        event.Skip();
+    }
 
     NebrixClientGuiNotifyHandler m_handler{this};
     std::vector<int>& m_seen;
+    int m_lines = 0;
     NebrixClientNotificationPanel* m_panel = nullptr;
 };
 
@@ -38,6 +45,7 @@ void post(NebrixClientGuiNotifyHandler& handler, std::atomic<int>& posted) {
     for (int i = 0; i < kPosts; ++i) {
         handler.onStatus(static_cast<ClientStatus>(100 + i));
         handler.onVpnStatus(String::copy(i % 2 == 0 ? "init" : "connected ip=192.0.2.7"));
+        handler.onVpnStatus(String::copy(i % 2 == 0 ? "init" : "connected ip=192.0.2.7"));  // wakes nobody
         handler.onTransfer(static_cast<std::uint64_t>(i), kPosts, false);
         ++posted;
     }
@@ -57,6 +65,10 @@ TEST(HandOver, nothingIsLostAndNothingComesAfterTheEnd) {
             wxTheApp->ProcessPendingEvents();
         }
         poster.join();  // the driver too is waited for before its frame goes
+        if (stays) {
+            wxTheApp->ProcessPendingEvents();
+            ASSERT_EQ(frame->lines(), kPosts);
+        }
         for (std::size_t i = 0; i < seen.size(); ++i) {
             ASSERT_EQ(seen[i], 100 + static_cast<int>(i)) << "round " << round;
         }

@@ -30,7 +30,14 @@ void NebrixClientGuiNotifyHandler::onStatus(const tessel::ClientStatus& status) 
     queueNumber(ID_CLIENT_STATUS, static_cast<int>(status));
 }
 
-void NebrixClientGuiNotifyHandler::onVpnStatus(const tessel::String& line) { queueText(ID_CLIENT_VPN_STATUS, line); }
+void NebrixClientGuiNotifyHandler::onVpnStatus(const tessel::String& line) {
+    // Mostly each poll brings the one of the poll before, with which the panel would do nothing.
+    if (line == m_lastLine) {
+        return;
+    }
+    m_lastLine = line;
+    queueText(ID_CLIENT_VPN_STATUS, line);
+}
 
 void NebrixClientGuiNotifyHandler::onDispatch(tessel::ClientType type) {
     queueNumber(ID_CLIENT_DISPATCH, static_cast<int>(type));

@@ -29,7 +29,8 @@ struct TransferNews {
 };
 
 /// The one hand-over to the GUI thread: turns each notification into an event and queues it on the receiver, which
-/// outlives this object. Called on the driver's and the components' threads; never waits, touches no window.
+/// outlives this object. A status line of the plug-in that repeats the last one is left out: while nothing happens
+/// nobody wakes. Called on the driver's and the components' threads; never waits, touches no window.
 class NebrixClientGuiNotifyHandler final : public tessel::INebrixClientNotify,
                                            public tessel::IProgressNotify,
                                            public tessel::IAccountNotify {
@@ -52,4 +53,5 @@ private:
     void queueNumber(ClientNotifyId id, int number);
 
     wxEvtHandler* const m_receiver;
+    tessel::String m_lastLine;  // of the plug-in; of the driver's thread
 };

@@ -43,7 +43,6 @@ NebrixClientNotificationPanel::NebrixClientNotificationPanel(wxWindow* parent)
     : NotificationPanel(parent), m_frame(*this), m_line([this] { showLine(); }), m_timer(this) {
     nebrix::gui::desktop::makeNotification(*this);
     nebrix::gui::announceAsNotification(*this, "NebrixClient");
-    restartTimer();
     Bind(wxEVT_TIMER, &NebrixClientNotificationPanel::onTimer, this);
     Bind(wxEVT_SYS_COLOUR_CHANGED, &NebrixClientNotificationPanel::onColours, this);
     bindClicks();
@@ -59,6 +58,15 @@ void NebrixClientNotificationPanel::bindClicks() {
 }
 
 void NebrixClientNotificationPanel::restartTimer() { m_timer.Start(kTick); }
+
+/// A panel that waits for nothing leaves the processor asleep.
+void NebrixClientNotificationPanel::keepTime() {
+    if (!m_state.ticking()) {
+        m_timer.Stop();
+    } else if (!m_timer.IsRunning()) {
+        restartTimer();
+    }
+}
 
 void NebrixClientNotificationPanel::setMirror(std::function<void(const wxString&, const wxString&)> mirror) {
     m_mirror = std::move(mirror);
@@ -97,6 +105,7 @@ void NebrixClientNotificationPanel::fadeIn() {
 void NebrixClientNotificationPanel::beginAttempt(std::function<wxString()> gateway) {
     m_gateway = std::move(gateway);
     m_state.asking();
+    keepTime();
 }
 
 void NebrixClientNotificationPanel::accepted() {
@@ -138,6 +147,7 @@ void NebrixClientNotificationPanel::draw() {
     print(false);
     ClearBackground();
     tellNews();
+    keepTime();
 }
 
 void NebrixClientNotificationPanel::setPluginStatus(const wxString& text) {

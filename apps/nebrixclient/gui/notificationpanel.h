@@ -61,6 +61,7 @@ private:
     void bindClicks();
     void fadeIn();
     void restartTimer();
+    void keepTime();
     void draw();
     void announceTransfer();
     void showAmount(const TransferNews& news);

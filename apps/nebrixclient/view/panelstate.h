@@ -52,6 +52,8 @@ public:
 
     /// A second is over.
     TickEffect tick() noexcept;
+    /// Whether it matters how time goes by; while it does not, tick() does nothing and need not be called.
+    [[nodiscard]] bool ticking() const noexcept { return m_phrase.busy || m_driverMode || (m_asking && !m_waiting); }
 
     /// A download runs, or has ended. Ticks do not count while one runs; they start anew when it ends.
     void transferring(bool running) noexcept;
