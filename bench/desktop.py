@@ -81,15 +81,18 @@ def end(process):
 
 
 def memory(pid):
-    """Resident memory and the part of it that is the process's alone, in MiB."""
+    """Resident memory, the part of it that is the process's alone, and what of that it has written, in MiB. The rest is
+    pages of files that no other program has mapped just now."""
     fields = dict(line.split(":") for line in open(f"/proc/{pid}/smaps_rollup").read().splitlines()[1:])
     kilobytes = {name: int(value.split()[0]) for name, value in fields.items()}
-    return kilobytes["Rss"] / 1024, (kilobytes["Private_Clean"] + kilobytes["Private_Dirty"]) / 1024
+    written = kilobytes["Private_Dirty"]
+    return [value / 1024 for value in (kilobytes["Rss"], kilobytes["Private_Clean"] + written, written)]
 
 
 def processor_seconds(pid):
-    fields = open(f"/proc/{pid}/stat").read().rsplit(")", 1)[1].split()
-    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+    """In the kernel's clock; the ticks of /proc/PID/stat are too long for a program that sleeps."""
+    tasks = f"/proc/{pid}/task"
+    return sum(int(open(f"{tasks}/{task}/schedstat").read().split()[0]) for task in os.listdir(tasks)) / 1e9
 
 
 def main():
@@ -115,9 +118,10 @@ def main():
         before, first = processor_seconds(process.pid), memory(process.pid)
         time.sleep(idle_seconds)
         used, last, peer = processor_seconds(process.pid) - before, memory(process.pid), memory(other.pid)
-        print(f"resident: client {last[0]:.1f} MiB ({last[1]:.1f} private), bare {peer[0]:.1f} MiB ({peer[1]:.1f} "
-              f"private), ratio {last[0] / peer[0]:.2f}; grown by {(last[0] - first[0]) * 1024:.0f} KiB")
-        print(f"connected and idle for {idle_seconds} s: {100 * used / idle_seconds:.2f} % of a core")
+        parts = "{:.1f} MiB ({:.1f} private, {:.1f} of that written)"
+        print(f"resident: client {parts.format(*last)}, bare {parts.format(*peer)}, ratio {last[0] / peer[0]:.2f}; "
+              f"grown by {(last[0] - first[0]) * 1024:.0f} KiB")
+        print(f"connected and idle for {idle_seconds} s: {100 * used / idle_seconds:.3f} % of a core")
         end(process)
         end(other)
     finally:

@@ -56,7 +56,7 @@ C_STANDARD = set(
 POSIX = re.compile(
     r"(dirent|dlfcn|fcntl|fnmatch|ftw|getopt|glob|grp|langinfo|libgen|netdb|poll|pthread|pwd|regex|sched|semaphore|spawn|"
     r"strings|syslog|termios|unistd|utime|wordexp)\.h|(sys|arpa|net|netinet)/[a-z_]+\.h")
-PLATFORM = re.compile(r"linux/[a-z_]+\.h|sanitizer/[a-z_]+\.h|(cxxabi|immintrin|stdio_ext)\.h")  # the kernel's and the compilers' own
+PLATFORM = re.compile(r"linux/[a-z_]+\.h|sanitizer/[a-z_]+\.h|(cxxabi|immintrin|malloc|stdio_ext)\.h")  # the kernel's, the C library's, the compilers'
 CPP_STANDARD = re.compile(r"[a-z_]+")
 
 INCLUDE = re.compile(r"^\s*#\s*include(?:_next)?\s*(?:\"([^\"]*)\"|<([^>]*)>|(.*))")

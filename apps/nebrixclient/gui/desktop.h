@@ -17,6 +17,13 @@ namespace nebrix::gui::desktop {
 /// window may choose its place.
 void preferX11();
 
+/// Before the toolkit starts: one heap for all threads, which gives back what is freed at its end. Start-up frees much,
+/// and afterwards no thread allocates often enough to wait for another.
+void keepHeapSmall();
+
+/// Before the toolkit starts: has another thread read the fonts' configuration, for which the first text would wait.
+void readFontsAhead();
+
 /// Makes the process one without an entry among the running applications. Here nothing is needed: windows say it of
 /// themselves.
 void becomeUserInterfaceElement();
@@ -24,6 +31,9 @@ void becomeUserInterfaceElement();
 /// Makes the C library's conversions UTF-8 unless they are already: without it no accent survives in a session whose
 /// locale is "C" or not installed.
 void useUtf8();
+
+/// Whether the C library has the locale of this name, such as "de_AT", in UTF-8.
+bool isLocaleInstalled(const char* name);
 
 /// Lets GTK's own texts (stock buttons, the file dialog) follow this language code too, also when the language's
 /// system locale is not installed. Before another thread may read the environment.

@@ -2,6 +2,7 @@
 #include <gdk/gdk.h>
 #include <gtk/gtk.h>
 #include <langinfo.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "apps/nebrixclient/gui/desktop.h"
@@ -47,12 +49,28 @@ void preferX11() {
     }
 }
 
+void keepHeapSmall() {
+    constexpr int kMostFree = 64 * 1024;  // bytes
+    ::mallopt(M_ARENA_MAX, 1);
+    ::mallopt(M_TRIM_THRESHOLD, kMostFree);
+}
+
+void readFontsAhead() { pango_cairo_font_map_get_default(); }
+
 void becomeUserInterfaceElement() {}
 
 void useUtf8() {
     if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) {
         std::setlocale(LC_CTYPE, "C.UTF-8");
     }
+}
+
+bool isLocaleInstalled(const char* name) {
+    const locale_t found = ::newlocale(LC_ALL_MASK, (std::string(name) + ".UTF-8").c_str(), locale_t{});
+    if (found != locale_t{}) {
+        ::freelocale(found);
+    }
+    return found != locale_t{};
 }
 
 void useLanguage(const char* code) {
