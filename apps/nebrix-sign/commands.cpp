@@ -48,6 +48,14 @@ AskPassword passwordSource(const Arguments& arguments) {
     return [file = arguments.value("password-file")](const std::string& /*key*/) { return passwordInFile(file); };
 }
 
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// Whether one sees where the version ends and the name begins: nothing parts them in what is signed.
+bool showWhereTheyPart(std::string_view version, std::string_view name) {
+    return !version.empty() && isDigit(version.back()) && !name.empty() && !isDigit(name.front()) &&
+           name.front() != '.';
+}
+
 int sign(const Arguments& arguments, std::ostream& out, std::ostream& err) {
     const std::string& library = arguments.operands()[0];
     const auto kind = componentKindNamed(arguments.value("type"));
@@ -62,8 +70,15 @@ int sign(const Arguments& arguments, std::ostream& out, std::ostream& err) {
     if (finding.verdict != Finding::Verdict::Component) {
         complain(err, "warning: " + finding.text, kDone);
     }
-    signLibrary(library, signaturePath(library), arguments.value("key"), arguments.value("name", fileName(library)),
-                arguments.value("version", "1.0.0"), passwordSource(arguments));
+    const std::string version = arguments.value("version", "1.0.0");
+    const std::string name = arguments.value("name", fileName(library));
+    if (!showWhereTheyPart(version, name)) {
+        complain(err,
+                 "warning: the signature will hold for version and name cut elsewhere as well; only a version that "
+                 "ends in a digit, before a name that begins with none and no dot, shows where they part",
+                 kDone);
+    }
+    signLibrary(library, signaturePath(library), arguments.value("key"), name, version, passwordSource(arguments));
     out << "signature " << signaturePath(library) << "\n";
     return kDone;
 }

@@ -126,7 +126,8 @@ String end(const SessionEnd& end) {
                     {"path", end.path},
                     {"key", end.key},
                     {"detail", end.text},
-                    {"certificate", end.certificate}});
+                    {"certificate", end.certificate},
+                    {"olderThan", end.olderThan}});
     if (end.peer != nullptr) {
         line.set("peer", peerObject(*end.peer));
     }

@@ -102,6 +102,7 @@ constexpr CauseName kCauseNames[] = {
     {EndCause::NotLoadable, "not-loadable"},
     {EndCause::MissingEntry, "missing-entry"},
     {EndCause::NoInstance, "no-instance"},
+    {EndCause::Older, "older"},
     {EndCause::AskedAtOnce, "asked-at-once"},
     {EndCause::AskedAgain, "asked-again"},
     {EndCause::ResourceFailed, "resource-failed"},
@@ -133,6 +134,12 @@ const char* name(EndCause cause) noexcept { return kCauseNames[static_cast<std::
 void SessionAccount::clear() {
     Lock lock(m_mutex);
     m_end = SessionEnd();
+    m_olderThan = String();
+}
+
+void SessionAccount::noteOlder(const String& last) {
+    Lock lock(m_mutex);
+    m_olderThan = last;
 }
 
 void SessionAccount::record(const SessionEnd& end) {
@@ -144,7 +151,9 @@ void SessionAccount::record(const SessionEnd& end) {
 
 SessionEnd SessionAccount::end() const {
     Lock lock(m_mutex);
-    return m_end;
+    SessionEnd end = m_end;
+    end.olderThan = m_olderThan;
+    return end;
 }
 
 }  // namespace tessel

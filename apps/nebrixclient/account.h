@@ -77,6 +77,7 @@ enum class EndCause {
     NotLoadable,
     MissingEntry,
     NoInstance,
+    Older,        // than the last one, and refused
     AskedAtOnce,  // a close request of reason 1, 2 or 4
     AskedAgain,   // a wish, upheld
     ResourceFailed,
@@ -102,6 +103,7 @@ struct SessionEnd {
     String key{};          // of the configuration, with those around it, or a component's entry
     String text{};         // the gateway's own words, what was expected, or what a library or the system says
     String certificate{};  // whose, by whom and for how long, in one line
+    String olderThan{};    // version and date of the component that ran last, when this session's is older
     int systemError = 0;   // errno
     int number = 0;        // a close request's reason, a resource's result, a process's signal or status
     std::shared_ptr<const tls::PeerCertificate> peer{};  // the certificate's facts; never change
@@ -146,11 +148,15 @@ public:
     void clear();
     /// Kept unless something was recorded before.
     void record(const SessionEnd& end);
+    /// The session's component is older than the last one, which is described so; whatever the end will be.
+    void noteOlder(const String& last);
     [[nodiscard]] SessionEnd end() const;
 
 private:
     mutable Mutex m_mutex;
-    SessionEnd m_end;  // guarded by m_mutex
+    // Guarded by m_mutex.
+    SessionEnd m_end;
+    String m_olderThan;
 };
 
 }  // namespace tessel

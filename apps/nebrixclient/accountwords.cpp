@@ -105,6 +105,8 @@ String componentWords(const SessionEnd& end) {
             return with("the component lacks the entry " + end.key, end.text);
         case EndCause::NoInstance:
             return "the component gives no instance";
+        case EndCause::Older:
+            return "the component " + end.path + " of " + end.text + " is refused";
         case EndCause::AskedAtOnce:
         case EndCause::AskedAgain:
             return "the component asked for the end, reason " + toString(end.number);
@@ -141,9 +143,7 @@ String internalWords(EndCause cause) {
     }
 }
 
-}  // namespace
-
-String describe(const SessionEnd& end) {
+String sentence(const SessionEnd& end) {
     switch (end.kind) {
         case EndKind::None:
             break;
@@ -179,6 +179,15 @@ String describe(const SessionEnd& end) {
             return with(internalWords(end.cause), end.text);
     }
     return {};
+}
+
+}  // namespace
+
+String describe(const SessionEnd& end) {
+    const String words = sentence(end);
+    return end.olderThan.empty()
+               ? words
+               : String(words + "; the component is older than the last one that ran, " + end.olderThan);
 }
 
 }  // namespace tessel

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <new>
 
+#include "apps/nebrixclient/directorytrust.h"
 #include "apps/nebrixclient/hostcheckerclient.h"
 #include "apps/nebrixclient/mediationresponse.h"
 #include "apps/nebrixclient/notunnelclient.h"
@@ -335,6 +336,7 @@ void NebrixClient::attempt() {
 }
 
 void NebrixClient::session() {
+    warnOfOpenDirectories();
     logLine(LogCategory::Trace, "OpenSSL version: " + tls::TLS::getOpensslVersion());
     logLine(LogCategory::Trace, "Curl version: " + CurlInitializer::getCurlFullVersion());
     const String url = prepareRequest();

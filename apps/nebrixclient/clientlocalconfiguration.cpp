@@ -32,6 +32,14 @@ bool readSwitch(IKeyReader& reader, const char* key) {
     return !ConfReadHelper::readKey(reader[key], "download", text, false) || !text.equalsNoCase2("false", 5);
 }
 
+constexpr const char* kRefuse = "refuse";
+
+bool readRefusal(IKeyReader& reader) {
+    String older;
+    return reader.exists("components") && ConfReadHelper::readKey(reader["components"], "older", older, false) &&
+           older == kRefuse;
+}
+
 /// As the file has it: "2026-11-21T10:00:00Z" (RFC 3339).
 constexpr const char* kTimeFormat = "%Y-%m-%dT%H:%M:%SZ";
 
@@ -91,6 +99,7 @@ void readSettings(IKeyReader& reader, LocalSettings& to) {
     }
     to.hostcheckerDownload = readSwitch(reader, "hostcheckerdll");
     to.pluginDownload = readSwitch(reader, "plugindll");
+    to.refuseOlder = readRefusal(reader);
 }
 
 void logUnreadable(const String& path, const Exception& caught) {
@@ -171,6 +180,9 @@ void ClientLocalConfiguration::read(IKeyWriter& writer) const {
     writer["proxy"]["credentials"].write(static_cast<const ISerialize&>(credentials));
     writer["hostcheckerdll"]["download"].write(now.hostcheckerDownload);
     writer["plugindll"]["download"].write(now.pluginDownload);
+    if (now.refuseOlder) {
+        writer["components"]["older"].write(String(kRefuse));
+    }
     if (now.servers.keys.empty()) {
         return;
     }
@@ -229,6 +241,11 @@ void ClientLocalConfiguration::setCredentials(const Credentials& credentials) {
 bool ClientLocalConfiguration::getPluginDownload() const {
     Lock lock(m_mutex);
     return m_now.pluginDownload;
+}
+
+bool ClientLocalConfiguration::getRefuseOlder() const {
+    Lock lock(m_mutex);
+    return m_now.refuseOlder;
 }
 
 bool ClientLocalConfiguration::getHostcheckerDownload() const {

@@ -7,7 +7,8 @@
 namespace tessel {
 
 /// What the user settles on this machine, kept in nebrixclient.xml: servers whose certificate is not checked, the keys
-/// that were accepted for some of them, the proxy's credentials, and whether components are downloaded.
+/// that were accepted for some of them, the proxy's credentials, whether components are downloaded, and whether older
+/// ones run.
 ///
 /// Synchronises itself: the settings dialog changes it while requests on other threads read it. Getters give copies.
 class ClientLocalConfiguration final : public ISerialize {
@@ -41,6 +42,8 @@ public:
     void setCredentials(const Credentials& credentials);
     [[nodiscard]] bool getPluginDownload() const;
     [[nodiscard]] bool getHostcheckerDownload() const;
+    /// Whether a component that is older than the last one is refused.
+    [[nodiscard]] bool getRefuseOlder() const;
 
     void read(IKeyWriter& writer) const override;
     void write(IKeyReader& reader) override;

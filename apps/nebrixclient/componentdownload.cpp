@@ -19,7 +19,8 @@ ComponentDownload::ComponentDownload(NebrixClient& client, const char* className
       m_baseDir(std::move(baseDir)),
       m_download(download),
       m_members(members),
-      m_patience(patience) {}
+      m_patience(patience),
+      m_versions(client, className, String(prefix).left('_').lower()) {}
 
 void ComponentDownload::logLine(LogCategory category, const String& text) const {
     log(category, m_className, "downloadDll", text);
@@ -62,6 +63,13 @@ void ComponentDownload::fetch(const Dll& dll) {
 }
 
 VerifiedComponent ComponentDownload::verify(const Dll& dll) {
+    VerifiedComponent component = verifyAnew(dll);
+    m_versions.judge(dll, component);
+    return component;
+}
+
+/// One that was present is fetched once more if it has to be.
+VerifiedComponent ComponentDownload::verifyAnew(const Dll& dll) {
     const String library = libraryPath(dll);
     try {
         return m_client.verifyDllSignature(library, signaturePath(dll));

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "apps/nebrixclient/componentversions.h"
 #include "apps/nebrixclient/downloadmanager.h"
 #include "libs/base/filelock.h"
 #include "libs/base/log.h"
@@ -9,7 +10,6 @@
 namespace tessel {
 
 class NebrixClient;
-struct VerifiedComponent;
 
 /// Where one kind of component lies on disk, how it gets there, and that it is genuine.
 ///
@@ -27,7 +27,8 @@ public:
     /// How long a session waits for one that has the lock and whose archive does not grow.
     static constexpr std::chrono::milliseconds kPatience = std::chrono::seconds(30);
 
-    /// `className` is what log lines show; both texts must be literals. The client must outlive this object.
+    /// `className` is what log lines show; both texts must be literals. The prefix is the type's name, in whatever
+    /// case, and "_". The client must outlive this object.
     ComponentDownload(NebrixClient& client, const char* className, const char* prefix, String baseDir, bool download,
                       Members members = Members::Stay, std::chrono::milliseconds patience = kPatience);
 
@@ -47,7 +48,10 @@ public:
     /// was there already and is not genuine is fetched once more, from the archive on disk if that has the announced
     /// MD5, and checked again. Where the check fails after a fetch() that had trouble, the account hears of that first,
     /// since it is what the missing file comes from.
+    /// What then is to be told of versions, ComponentVersions::judge() tells; it may raise EOlderComponent.
     VerifiedComponent verify(const Dll& dll);
+    /// Once the component is loaded.
+    void remember(const VerifiedComponent& component) const { m_versions.remember(component.infos); }
 
     // The file helpers differ, deliberately, in what they do after logging an EFile.
     /// Logs and raises it again.
@@ -66,6 +70,7 @@ private:
     [[nodiscard]] bool present(const Dll& dll) const;
     bool obtain(const Dll& dll, bool anew);
     bool unpack(const String& archive, const Dll& dll);
+    VerifiedComponent verifyAnew(const Dll& dll);
     [[nodiscard]] FileLock lock(const String& archive) const;
 
     NebrixClient& m_client;
@@ -76,6 +81,7 @@ private:
     const bool m_download;
     const Members m_members;
     const std::chrono::milliseconds m_patience;
+    const ComponentVersions m_versions;
     bool m_obtained = false;  // whether the archive was asked for, with whatever result
     SessionEnd m_trouble;     // what kept obtain() from having the component
 };

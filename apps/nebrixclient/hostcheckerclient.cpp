@@ -64,7 +64,8 @@ void NebrixClientHostchecker::run(CurlSession& session) {
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
     const VerifiedComponent component = m_files.verify(dll);
-    m_instance.emplace(m_client.component(), component.library, hostcheckerDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.sealed, hostcheckerDirectory() + "/");
+    m_files.remember(component);
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

@@ -32,6 +32,7 @@ struct LocalSettings {
     Credentials credentials{};  ///< the proxy's
     bool pluginDownload = true;
     bool hostcheckerDownload = true;
+    bool refuseOlder = false;  ///< whether a component older than the last one that ran is refused
 };
 
 /// Whether the list has this domain, in the same case.

@@ -38,7 +38,8 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
 void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
     const VerifiedComponent component = m_files.verify(dll);
-    m_instance.emplace(m_client.component(), component.library, dll.version, pluginDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.sealed, dll.version, pluginDirectory() + "/");
+    m_files.remember(component);
 }
 
 }  // namespace tessel

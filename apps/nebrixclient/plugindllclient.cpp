@@ -102,7 +102,8 @@ void NebrixClientPluginDll::loadDll(const Dll& dll) {
     if (m_stop.requested()) {  // it may have been fetched once more, which takes its time
         return;
     }
-    m_instance.emplace(m_client.component(), component.library, dll.version, pluginDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.sealed, dll.version, pluginDirectory() + "/");
+    m_files.remember(component);
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 

@@ -59,6 +59,13 @@ void DllInfos::write(IKeyReader& reader) {
 
 void DllInfos::write(IReader& /*reader*/) { raise<ENotImplemented>("ENotImplemented", sites::kSignedDllRead); }
 
+bool DllInfos::cutElsewhere() const {
+    const String before = version + name + signdate;
+    const unsigned length = before.length();
+    const String date = before.range(length < DateTime::kTextLength ? length : length - DateTime::kTextLength);
+    return DateTime::parse(date) && !(date == signdate);
+}
+
 String ContentSigner::content() const {
     String text;
     StringWriter writer(text);
@@ -119,7 +126,7 @@ SignedDll::Verdict SignedDll::judge(tls::RSA& key, const String& digest) const {
         logVerdict("bad hash ");
         return Verdict::BadHash;
     }
-    if (!m_signer.verifySignature(key, signature)) {
+    if (!m_signer.verifySignature(key, signature) || cutElsewhere()) {
         logVerdict("bad signature");
         return Verdict::BadSignature;
     }
@@ -154,7 +161,7 @@ VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPat
         raise<EBadSignature>("EBadSignature", sites::kBadDllSignature,
                              facts(digest ? SignatureFault::Digest : SignatureFault::BadSignature, dllPath));
     }
-    return {.library = std::move(library), .infos = component};
+    return {.sealed = std::move(library), .infos = static_cast<const DllInfos&>(component)};
 }
 
 }  // namespace tessel

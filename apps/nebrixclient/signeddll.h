@@ -22,6 +22,9 @@ public:
     void read(IWriter& writer) const override;
     void read(IKeyWriter& writer) const override;
     void write(IKeyReader& reader) override;
+    /// Whether the date's field is not where the signed texts, of which nothing says where one ends, show one right
+    /// before the digest. Such a reading has the same signature as what was signed, but is another.
+    [[nodiscard]] bool cutElsewhere() const;
     /// Unkeyed content cannot be taken apart again: raises ENotImplemented.
     void write(IReader& reader) override;
 };
@@ -66,7 +69,8 @@ public:
 
     /// Which check fails, in the order in which they are made.
     enum class Verdict { Genuine, BadHash, BadSignature };
-    /// Of the library with this digest, as hashFile() gives it. A failure is logged.
+    /// Of the library with this digest, as hashFile() gives it. A failure is logged. A signature that holds for
+    /// fields that are cut elsewhere counts as bad.
     [[nodiscard]] Verdict judge(tls::RSA& key, const String& digest) const;
     /// The same as a yes or no. Raises EFile when the library cannot be read.
     [[nodiscard]] bool verify(tls::RSA& key, const String& dllPath) const;
@@ -86,7 +90,7 @@ enum class SignatureFault : int { Missing = 1, Unreadable, Digest, BadSignature 
 
 /// A library's bytes as they were when they were found genuine, and what was signed of them. Moves.
 struct VerifiedComponent {
-    SealedFile library;
+    SealedFile sealed;
     DllInfos infos;
 };
 

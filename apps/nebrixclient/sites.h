@@ -40,6 +40,8 @@ inline constexpr RaiseSite kComponentGone{kComponentProcess, 318};
 inline constexpr RaiseSite kComponentAnswer{kComponentProcess, 251};
 inline constexpr RaiseSite kComponentVersion{kComponentProcess, 266};
 inline constexpr RaiseSite kComponentChannelCatch{kComponentProcess, 255};
+inline constexpr RaiseSite kOlderComponent{"apps/nebrixclient/componentversions", 68};
+inline constexpr RaiseSite kRememberedCatch{"apps/nebrixclient/rememberedcomponents", 49};
 
 inline constexpr RaiseSite kHostcheckerCatch{"apps/nebrixclient/hostcheckerclient", 96};
 

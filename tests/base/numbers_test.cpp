@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "libs/base/datetime.h"
 #include "tests/base/allocationcounter.h"
 
 namespace tessel {
@@ -74,6 +75,15 @@ TEST(Numbers, wrapInTheirWidthAndTheStrictFormFallsBack) {
     EXPECT_EQ(smartIntConversion("12a", 2, -1), 12);
     EXPECT_EQ(smartIntConversion("-1", 2, 7), 7);
     EXPECT_EQ(smartIntConversion("4294967297", 10, 7), 1);
+}
+
+TEST(DateTime, readsWhatItWritesAndNothingElse) {
+    EXPECT_EQ(DateTime::parse(DateTime(1763719200).toString())->seconds(), 1763719200);
+    EXPECT_EQ(DateTime::parse("2025-11-21T11:30:00+0130")->seconds(), 1763719200);
+    for (const char* text : {"", "2025-11-21T11:30:00", "2025-11-21T11:30:00+01300", " 025-11-21T11:30:00+0130",
+                             "2025-13-21T11:30:00+0130", "2025-11-21 11:30:00+0130", "2025-11-21T11:30:00Z0130"}) {
+        EXPECT_FALSE(DateTime::parse(String::copy(text))) << text;
+    }
 }
 
 }  // namespace tessel

@@ -46,12 +46,14 @@ TEST_F(ClientLocalConfigurationTest, readsTheSwitches) {
 TEST_F(ClientLocalConfigurationTest, whatIsSavedComesBack) {
     const List<String> domains{"a:8443", "b", "a:8443", " <&> ", ""};
     const String password = " \r\n<p>&amp;\"'\x01\xff\xc3 \t";
+    read("<nebrixclient><components><older>refuse</older></components></nebrixclient>");
     m_configuration.setSslCertIgnoreDomains(domains);
     m_configuration.setCredentials(Credentials("me", password, ""));
     const String path = String::copy(m_directory.path("nebrixclient.xml"));
     m_configuration.save(path);
     ClientLocalConfiguration again;
     again.readFromFile(path);
+    EXPECT_TRUE(again.getRefuseOlder());
     EXPECT_EQ(again.getSslCertIgnoreDomains(), domains);
     EXPECT_EQ(again.getCredentials().getPassword(), password);
     EXPECT_EQ(again.getCredentials().getLogin(), "me");

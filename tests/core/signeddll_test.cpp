@@ -103,6 +103,11 @@ TEST_F(SignatureTest, fieldsThatRunIntoEachOtherAreSignedAsTheirSum) {
     edit("version", [](const std::string&) { return std::string("2.1tun"); });
     edit("name", [](const std::string&) { return std::string("nel"); });
     EXPECT_TRUE(verify());
+    // But for the date, whose place its form tells.
+    edit("name", [](const std::string&) { return std::string("nel2"); });
+    edit("signdate", [](const std::string& date) { return date.substr(1); });
+    EXPECT_FALSE(verify());
+    EXPECT_TRUE(m_log.contains("bad signature"));
 }
 
 TEST_F(SignatureTest, everyUnusableSignatureFileHasItsLine) {
@@ -136,7 +141,7 @@ TEST_F(SignatureTest, theCompiledInKeyDecides) {
     const VerifiedComponent component = verifyDllSignature(String::copy(m_library), String::copy(m_signature));
     EXPECT_EQ(component.infos.version, "2.1");
     nebrix::test::writeFile(m_library, "exchanged since");
-    EXPECT_EQ(nebrix::test::readFile(component.library.openPath().str()), "not really code\n");
+    EXPECT_EQ(nebrix::test::readFile(component.sealed.openPath().str()), "not really code\n");
     EXPECT_THAT(decide, testing::Throws<EBadSignature>());
     sign();
     edit("version", [](const std::string&) { return std::string("2.2"); });

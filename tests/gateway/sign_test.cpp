@@ -167,6 +167,11 @@ TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
         EXPECT_EQ(call(words).status, c.status == 2 ? 2 : 0) << &c - cases;
     }
     EXPECT_EQ(verify(m_public).status, 0);
+    for (const auto& [version, name] : {std::pair("1.0", "2fa"), {"1.0", ".x"}, {"1.0b", "x"}, {"1.0", ""}}) {
+        const auto said =
+            call({"sign", m_library, "--key", m_private, "--force", "--version", version, "--name", name});
+        EXPECT_NE(said.errors.find("warning: the signature will hold"), std::string::npos) << version << name;
+    }
     std::filesystem::resize_file(m_library, 4ULL << 30);
     EXPECT_NE(call({"sign", m_library, "--key", m_private}).errors.find(" has 4 GiB or more"), std::string::npos);
 }

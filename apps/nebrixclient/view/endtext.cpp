@@ -117,7 +117,7 @@ EndText failureText(const SessionEnd& end) {
         case EndKind::Signature:
             return {"END_SIGNATURE"};
         case EndKind::ComponentUnusable:
-            return {"END_COMPONENT_UNUSABLE"};
+            return {end.cause == EndCause::Older ? "END_COMPONENT_OLDER" : "END_COMPONENT_UNUSABLE"};
         case EndKind::ComponentFailed:
             return componentText(end.cause);
         case EndKind::HostCheckRefused:
