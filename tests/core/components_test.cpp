@@ -39,9 +39,7 @@ const Outcome kOutcomes[] = {
     // Nobody runs what is not genuine, whoever would load it.
     {Hostchecker, {Fault::EditedLibrary}, {"dispatch 3", "status 2", "end signature", "fatal-error"}, ""},
     {PluginDll, {Fault::EditedLibrary}, {"dispatch 2", "end signature", "fatal-error"}, ""},
-    {PluginDll, {Fault::ForeignKey}, {"dispatch 2", "end signature", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::EditedLibrary}, {"dispatch 4", "end signature", "fatal-error"}, ""},
-    {PluginDllNoTunnel, {Fault::ForeignKey}, {"dispatch 4", "end signature", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::MissingLibrary}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::MissingSignature}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::BadFilename}, {"dispatch 4", "end answer-unreadable", "fatal-error"}, ""},

@@ -28,7 +28,7 @@ protected:
         m_client.reset();
         m_gateway = std::make_unique<gateway::DemoGateway>(std::move(options));
         m_gateway->start();
-        m_home.configure({m_gateway->authority()});
+        m_home.configure({m_gateway->authority()}, m_settings);
         say(R"([{"code":5,"status":"up"}])");
         m_client = std::make_unique<NebrixClient>(m_notify, String::copy(m_home.data("log")));
         m_client->setAccountListener(&m_notify);
@@ -76,6 +76,7 @@ protected:
     [[nodiscard]] std::string recordedCalls() const { return m_home.data("hostchecker/calls"); }
 
     nebrix::test::PrivateHome m_home;
+    std::string m_settings;  // beyond the gateway
     NotifyRecorder m_notify;
     TransferRecorder m_progress;
     std::unique_ptr<gateway::DemoGateway> m_gateway;
