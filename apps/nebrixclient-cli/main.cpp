@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "apps/common/commandline.h"
+#include "apps/common/privacy.h"
 #include "apps/nebrixclient-cli/headlesslistener.h"
 #include "apps/nebrixclient/certificatewords.h"
 #include "apps/nebrixclient/client.h"
@@ -52,6 +53,7 @@ commandline::Grammar grammar() {
                      "for this session, accept of the gateway, or of another host that it names, the certificate with "
                      "this SHA-256 fingerprint, and no other",
                      true},
+                    {"component-debugger", 'd', "", "let the component's process wait for a debugger", false},
                     {"help", 'h', "", "show this help", false},
                     {"version", 'V', "", "show the version and the key that components are verified against", false}},
         .fewestOperands = 1,
@@ -159,6 +161,7 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
     for (const auto& [server, fingerprint] : trusted) {
         client.expectCertificate(server, fingerprint);
     }
+    client.setComponentDebugger(arguments.has("component-debugger"));
     client.run(mediation);
     waitForEnd(client, listener);
     client.join();
@@ -211,6 +214,7 @@ void explainStart(const Exception& caught) noexcept {
 }
 
 int run(int argc, char** argv) {
+    privacy::hideMemory();
     const commandline::Grammar options = grammar();
     std::vector<std::string> taken = platform::takeArguments(argc, argv);
     std::vector<char*> words{argv[0]};

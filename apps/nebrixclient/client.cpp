@@ -246,6 +246,7 @@ void NebrixClient::startComponentProcess() {
             progress->onComponentSilent(silent);
         }
     };
+    setup.memoryLimit = m_localConfiguration.getComponentMemory();
     setup.debugger = m_componentDebugger;
     auto process = std::make_unique<ComponentProcess>(std::move(setup), m_account);
     Lock lock(m_mutex);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
+#include <string_view>
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/confhelper.h"
@@ -10,6 +11,7 @@
 #include "libs/base/file.h"
 #include "libs/base/filelock.h"
 #include "libs/base/log.h"
+#include "libs/base/numbers.h"
 #include "libs/openssl/fingerprint.h"
 #include "libs/xml/parser.h"
 #include "libs/xml/parserreader.h"
@@ -38,6 +40,22 @@ bool readRefusal(IKeyReader& reader) {
     String older;
     return reader.exists("components") && ConfReadHelper::readKey(reader["components"], "older", older, false) &&
            older == kRefuse;
+}
+
+/// 0, or what a host without any component needs and up; `present` for what is no number.
+unsigned readMemory(IKeyReader& reader, unsigned present) {
+    constexpr unsigned kLeast = 64;
+    constexpr unsigned kMost = 1024 * 1024;
+    constexpr unsigned kLongest = 9;  // digits, which cannot overflow
+    String text;
+    ConfReadHelper::readKey(reader, "memory", text, false);
+    const std::string_view digits = text.view();
+    if (digits.empty() || digits.size() > kLongest ||
+        digits.find_first_not_of("0123456789") != std::string_view::npos) {
+        return present;
+    }
+    const unsigned mebibytes = toUint32(text);
+    return mebibytes == 0 ? 0 : std::clamp(mebibytes, kLeast, kMost);
 }
 
 /// As the file has it: "2026-11-21T10:00:00Z" (RFC 3339).
@@ -100,6 +118,9 @@ void readSettings(IKeyReader& reader, LocalSettings& to) {
     to.hostcheckerDownload = readSwitch(reader, "hostcheckerdll");
     to.pluginDownload = readSwitch(reader, "plugindll");
     to.refuseOlder = readRefusal(reader);
+    if (reader.exists("components")) {
+        to.componentMemory = readMemory(reader["components"], to.componentMemory);
+    }
 }
 
 void logUnreadable(const String& path, const Exception& caught) {
@@ -180,8 +201,10 @@ void ClientLocalConfiguration::read(IKeyWriter& writer) const {
     writer["proxy"]["credentials"].write(static_cast<const ISerialize&>(credentials));
     writer["hostcheckerdll"]["download"].write(now.hostcheckerDownload);
     writer["plugindll"]["download"].write(now.pluginDownload);
+    IKeyWriter& components = writer["components"];
+    components["memory"].write(now.componentMemory);
     if (now.refuseOlder) {
-        writer["components"]["older"].write(String(kRefuse));
+        components["older"].write(String(kRefuse));
     }
     if (now.servers.keys.empty()) {
         return;
@@ -251,6 +274,11 @@ bool ClientLocalConfiguration::getRefuseOlder() const {
 bool ClientLocalConfiguration::getHostcheckerDownload() const {
     Lock lock(m_mutex);
     return m_now.hostcheckerDownload;
+}
+
+unsigned ClientLocalConfiguration::getComponentMemory() const {
+    Lock lock(m_mutex);
+    return m_now.componentMemory;
 }
 
 }  // namespace tessel

@@ -44,6 +44,8 @@ public:
     [[nodiscard]] bool getHostcheckerDownload() const;
     /// Whether a component that is older than the last one is refused.
     [[nodiscard]] bool getRefuseOlder() const;
+    /// MiB of memory that a component may have for itself; 0 for any amount.
+    [[nodiscard]] unsigned getComponentMemory() const;
 
     void read(IKeyWriter& writer) const override;
     void write(IKeyReader& reader) override;

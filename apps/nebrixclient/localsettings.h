@@ -32,6 +32,7 @@ struct LocalSettings {
     Credentials credentials{};  ///< the proxy's
     bool pluginDownload = true;
     bool hostcheckerDownload = true;
+    unsigned componentMemory = 2048;  ///< MiB that a component may have for itself; 0 for any amount
     bool refuseOlder = false;  ///< whether a component older than the last one that ran is refused
 };
 

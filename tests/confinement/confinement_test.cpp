@@ -111,7 +111,7 @@ TEST(Confinement, aHostCheckerOnlyLooks) {
         {"traces", [] { return ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0; }, EPERM},
         {"reads memory", [] { return readsMemoryOf(::getppid()); }, EPERM},
         {"mounts", [&] { return ::mount("none", own.path("").c_str(), "tmpfs", 0, nullptr) == 0; }, EPERM},
-        {"changes its user", [] { return ::setuid(::getuid()) == 0; }, EPERM},
+        {"lets go of rights", [] { return ::setuid(::getuid()) == 0; }, 0},
     };
     for (const Attempt& attempt : attempts) {
         const int status = statusOf([&] {

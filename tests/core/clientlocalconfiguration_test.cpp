@@ -43,6 +43,20 @@ TEST_F(ClientLocalConfigurationTest, readsTheSwitches) {
     }
 }
 
+TEST_F(ClientLocalConfigurationTest, aComponentsMemoryIsBoundedAndSaved) {
+    const std::pair<const char*, unsigned> cases[] = {
+        {"", 2048},          {"300", 300}, {"many", 300},        {"-1", 300},
+        {"9999999999", 300}, {"1", 64},    {"9999999", 1048576}, {"0", 0}};
+    for (const auto& [text, expected] : cases) {
+        read("<nebrixclient><components><memory>" + std::string(text) + "</memory></components></nebrixclient>");
+        EXPECT_EQ(m_configuration.getComponentMemory(), expected) << text;
+        m_configuration.save(String::copy(m_directory.path("saved.xml")));
+        ClientLocalConfiguration again;
+        again.readFromFile(String::copy(m_directory.path("saved.xml")));
+        EXPECT_EQ(again.getComponentMemory(), expected) << text;
+    }
+}
+
 TEST_F(ClientLocalConfigurationTest, whatIsSavedComesBack) {
     const List<String> domains{"a:8443", "b", "a:8443", " <&> ", ""};
     const String password = " \r\n<p>&amp;\"'\x01\xff\xc3 \t";

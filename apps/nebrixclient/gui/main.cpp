@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/common/commandline.h"
+#include "apps/common/privacy.h"
 #include "apps/nebrixclient/gui/bus.h"
 #include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/nebrixclientgui.h"
@@ -61,6 +62,7 @@ int runWindows(char* program, std::vector<std::string> links) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tessel::privacy::hideMemory();
     const std::vector<std::string> taken = tessel::platform::takeArguments(argc, argv);
     const commandline::Arguments arguments = commandline::parse(grammar(), taken);
     if (!arguments.error().empty()) {
