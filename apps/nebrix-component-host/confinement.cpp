@@ -91,7 +91,7 @@ class Shortcomings {
 public:
     void check(bool done, const char* what) {
         if (!done) {
-            m_sentences.push_back(String(what) + ": " + platform::errorText(errno));
+            m_sentences.emplace_back(String(what) + ": " + platform::errorText(errno));
         }
     }
     std::vector<String> take() { return std::move(m_sentences); }
