@@ -11,6 +11,7 @@ import tempfile
 import time
 
 import Xlib.X
+import Xlib.Xatom
 import Xlib.display
 import Xlib.error
 from Xlib.ext import shape
@@ -211,6 +212,11 @@ class Desktop:
     def task_list(self):
         """Identifiers of the managed windows; None without a window manager."""
         return self.root_property("_NET_CLIENT_LIST")
+
+    def server_time(self):
+        window = self.root.create_window(0, 0, 1, 1, 0, Xlib.X.CopyFromParent, event_mask=Xlib.X.PropertyChangeMask)
+        window.change_property(Xlib.Xatom.WM_NAME, Xlib.Xatom.STRING, 8, b"")
+        return wait_for(lambda: getattr(self.display.next_event(), "time", None), what="the server's time")
 
     @staticmethod
     def screenshot_path(name):

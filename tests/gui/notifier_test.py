@@ -40,6 +40,14 @@ class WithoutTrayTest(TrayTest):
         self.desktop.screenshot("notifier-settings-fr")
         self.desktop.key("Escape")
         wait_for(lambda: not client.window(plain(texts["SETTINGS_TITLE"])), what="settings closed")
+        # A window that looked older than what was last typed into would not get the keyboard.
+        for entry, title in enumerate(("SETTINGS_TITLE", "LOG_TITLE")):
+            now = self.desktop.server_time()
+            watcher.click(entry)
+            window = wait_for(lambda t=title: client.window(plain(texts[t])), what=title)
+            self.assertGreaterEqual(window.property("_NET_WM_USER_TIME"), [now])
+            self.desktop.key("Escape")
+            wait_for(lambda t=title: not client.window(plain(texts[t])), what=title + " closed")
 
         watcher.close()
         restarted = self.watcher()

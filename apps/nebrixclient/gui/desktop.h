@@ -61,8 +61,8 @@ void askLockHolder(const wxString& lockFile);
 /// that was never shown.
 void makeNotification(wxWindow& window);
 
-/// Has a window that the user asked for, perhaps through another program's menu, get the keyboard when it is shown: to
-/// the window manager it looks older than what was last typed into. For a window that is not shown yet.
+/// Has a window that the user asked for, perhaps through another program's menu, get the keyboard, now or when it is
+/// first shown: to the window manager it looks older than what was last typed into.
 void takeKeyboard(wxWindow& window);
 
 /// Ends a dialog's modal run as its close control would, also a native one.

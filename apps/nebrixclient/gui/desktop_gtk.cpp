@@ -38,6 +38,7 @@ guint32 serverTime(GtkWidget* widget) {
 }
 
 void presentNow(GtkWidget* widget, gpointer /*unused*/) {
+    g_signal_handlers_disconnect_by_func(widget, reinterpret_cast<gpointer>(&presentNow), nullptr);
     gtk_window_present_with_time(GTK_WINDOW(widget), serverTime(widget));
 }
 
@@ -167,6 +168,10 @@ void abandonProcess(int status) { ::_exit(status); }
 
 void takeKeyboard(wxWindow& window) {
     GtkWidget* const widget = window.GetHandle();
+    if (gtk_widget_get_mapped(widget) != FALSE) {
+        presentNow(widget, nullptr);
+        return;
+    }
     gtk_widget_realize(widget);
 #ifdef GDK_WINDOWING_X11
     if (GDK_IS_X11_WINDOW(gtk_widget_get_window(widget))) {

@@ -8,6 +8,7 @@
 #include "apps/nebrixclient/gui/certificatedialog.h"
 #include "apps/nebrixclient/gui/configurationdialog.h"
 #include "apps/nebrixclient/gui/connectionerrordialog.h"
+#include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/nebrixclientgui.h"
 #include "apps/nebrixclient/gui/sites.h"
@@ -153,7 +154,7 @@ void NebrixMainFrame::arrangeTray() {
 void NebrixMainFrame::showCommands() {
     if (!m_quit.started()) {
         showStatusWindow(true);
-        m_statusWindow->Raise();
+        nebrix::gui::desktop::takeKeyboard(*m_statusWindow);
     }
 }
 
@@ -222,8 +223,8 @@ void NebrixMainFrame::showLogs() {
         m_logWindow =
             new NebrixClientLogWindow(nullptr, tessel::tesselToWxString(tessel::NebrixClient::getLogFile()), m_worker);
     }
+    nebrix::gui::desktop::takeKeyboard(*m_logWindow);
     m_logWindow->Show();
-    m_logWindow->Raise();
 }
 
 bool NebrixMainFrame::raiseOpenDialog() { return m_quit.raiseDialog(); }

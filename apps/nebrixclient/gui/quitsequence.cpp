@@ -47,7 +47,7 @@ void QuitSequence::closeWhenFree() {
 
 bool QuitSequence::raiseDialog() {
     if (m_modals.top() != nullptr) {
-        m_modals.top()->Raise();
+        desktop::takeKeyboard(*m_modals.top());
     }
     return m_modals.top() != nullptr;
 }
