@@ -150,6 +150,7 @@ class SmallScreenTest(Flow):
         for entry, title, role in (("MENU_LOGS", "LOG_TITLE", "frame"), ("MENU_SETTINGS", "SETTINGS_TITLE", "dialog")):
             client.choose(plain(german[entry]))
             dialog = client.dialog(german[title], role)
+            wait_for(lambda: not client.panel(), what="panel out of the way")
             x, y, width, height = client.window(german[title]).rect
             self.desktop.screenshot("small-screen-" + entry)
             self.assertTrue(x >= 0 and x + width <= 800 and y + height <= 600, (x, y, width, height))
@@ -162,6 +163,8 @@ class SmallScreenTest(Flow):
         self.desktop.key(*["Tab"] * 5)
         wait_for(lambda: below.extents()[1] + below.extents()[3] < top, what="the focus in view")
         self.desktop.screenshot("small-screen-scrolled")
+        self.desktop.key("Escape", "Escape")
+        client.wait_for_panel()
 
 
 class ConnectionErrorTest(Flow):

@@ -84,6 +84,9 @@ bool canPopUpAnywhere();
 /// elsewhere.
 std::shared_ptr<void> catchInput();
 
+/// Whether the program knows where on the screen its windows are: on X11, and not on Wayland.
+bool knowsPlaces();
+
 /// Takes an open pop-up menu down; whether there was one.
 bool closePopupMenu();
 

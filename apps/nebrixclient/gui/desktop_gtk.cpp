@@ -127,6 +127,8 @@ bool canPopUpAnywhere() { return false; }
 
 #endif
 
+bool knowsPlaces() { return canPopUpAnywhere(); }
+
 std::shared_ptr<void> holdTrayWidgets() {
     using WidgetPtr = GObjectPtr<GtkWidget, g_object_unref>;
     auto held = std::make_shared<std::vector<WidgetPtr>>();

@@ -1,9 +1,12 @@
 #include "apps/nebrixclient/gui/notificationpanel.h"
 
+#include <wx/app.h>
 #include <wx/display.h>
 #include <wx/intl.h>
 #include <wx/settings.h>
 #include <wx/utils.h>
+
+#include <algorithm>
 
 #include "apps/nebrixclient/gui/accessible.h"
 #include "apps/nebrixclient/gui/desktop.h"
@@ -46,6 +49,7 @@ NebrixClientNotificationPanel::NebrixClientNotificationPanel(wxWindow* parent)
     Bind(wxEVT_TIMER, &NebrixClientNotificationPanel::onTimer, this);
     Bind(wxEVT_SYS_COLOUR_CHANGED, &NebrixClientNotificationPanel::onColours, this);
     bindClicks();
+    wxTheApp->Bind(wxEVT_ACTIVATE_APP, &NebrixClientNotificationPanel::onActivate, this);
     print(true);
 }
 
@@ -87,14 +91,29 @@ void NebrixClientNotificationPanel::tellNews() {
 
 void NebrixClientNotificationPanel::standBack(bool back) {
     m_standsBack = back;
-    if (IsShown() != (m_wanted && !back)) {
-        Show(m_wanted);
-    }
+    arrange();
 }
 
 bool NebrixClientNotificationPanel::Show(bool show) {
     m_wanted = show;
-    return NotificationPanel::Show(show && !m_standsBack);
+    return NotificationPanel::Show(show && mayBeSeen());
+}
+
+void NebrixClientNotificationPanel::arrange() {
+    if (IsShown() != (m_wanted && mayBeSeen())) {
+        Show(m_wanted);
+    }
+}
+
+/// It stays above all others, also above what is typed into.
+bool NebrixClientNotificationPanel::mayBeSeen() const {
+    const bool inTheWay = nebrix::gui::desktop::knowsPlaces() &&
+                          std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(), [this](wxWindow* each) {
+                              auto* const window = wxDynamicCast(each, wxTopLevelWindow);
+                              return window != nullptr && window != this && window->IsShown() && window->IsActive() &&
+                                     window->GetRect().Intersects(GetRect());
+                          });
+    return !m_standsBack && !inTheWay;
 }
 
 void NebrixClientNotificationPanel::fadeIn() {
@@ -276,6 +295,12 @@ void NebrixClientNotificationPanel::onTimer(wxTimerEvent& /*event*/) {
         draw();
         fadeIn();
     }
+    arrange();  // of our own windows, one may have moved or another may have the keyboard now
+}
+
+void NebrixClientNotificationPanel::onActivate(wxActivateEvent& event) {
+    event.Skip();
+    arrange();
 }
 
 void NebrixClientNotificationPanel::updateVpnStatus() { draw(); }

@@ -42,6 +42,7 @@ public:
 
     /// Hides the panel, and keeps it so for as long as another window shows its lines.
     void standBack(bool back);
+    /// Does not show it while it would cover the window of the program's that has the keyboard.
     bool Show(bool show = true) override;
 
     /// Called with the main line and the one below it, the plug-in's or a download's, whenever they may have changed,
@@ -53,12 +54,16 @@ public:
 
 private:
     void onTimer(wxTimerEvent& event);
+    void onActivate(wxActivateEvent& event);
     void onClick(wxMouseEvent& event);
     void onColours(wxSysColourChangedEvent& event);
     void showLine();
     /// The plug-in row's text as it is, for a tool tip, where the label does not show all of it.
     void explainCut();
     void bindClicks();
+    bool mayBeSeen() const;
+    /// Shows or hides it, as it is wanted and may be.
+    void arrange();
     void fadeIn();
     void restartTimer();
     void keepTime();
