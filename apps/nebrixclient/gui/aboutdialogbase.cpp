@@ -8,6 +8,12 @@
 
 #include "apps/nebrixclient/gui/accessible.h"
 
+namespace {
+
+constexpr int kColumns = 28;  // average characters: the window is no narrower than its title bar needs
+
+}  // namespace
+
 AboutDialog::AboutDialog(wxWindow* parent, const wxString& title)
     : wxDialog(parent, wxID_ANY, title, wxDefaultPosition, wxDefaultSize, wxDEFAULT_DIALOG_STYLE) {
     SetIcons(wxArtProvider::GetIconBundle("nebrix-logo", wxART_OTHER));
@@ -26,6 +32,7 @@ AboutDialog::AboutDialog(wxWindow* parent, const wxString& title)
     nebrix::gui::setAccessibleName(*logo, "NebrixClient");
 
     auto* const column = new wxBoxSizer(wxVERTICAL);
+    column->SetMinSize(kColumns * GetCharWidth(), -1);
     const int gap = FromDIP(wxSizerFlags::GetDefaultBorder());
     for (wxWindow* const row : {static_cast<wxWindow*>(logo), static_cast<wxWindow*>(name),
                                 static_cast<wxWindow*>(m_version), static_cast<wxWindow*>(m_copyright)}) {

@@ -1,6 +1,5 @@
 #include "apps/nebrixclient/gui/configurationdialogbase.h"
 
-#include <gtk/gtk.h>
 #include <wx/artprov.h>
 #include <wx/button.h>
 #include <wx/checkbox.h>
@@ -42,8 +41,6 @@ ConfigurationDialog::ConfigurationDialog(wxWindow* parent)
     nebrix::gui::announceAsDialog(*this);
     m_content = new wxScrolledWindow(this, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxVSCROLL | wxTAB_TRAVERSAL);
     m_content->SetScrollRate(0, GetCharHeight());
-    // A bar that is seen only while it moves does not tell that there is more.
-    gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(m_content->GetHandle()), FALSE);
     auto* const groups = new wxBoxSizer(wxVERTICAL);
     groups->Add(makeProxyBox(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     groups->AddSpacer(wxSizerFlags::GetDefaultBorder());

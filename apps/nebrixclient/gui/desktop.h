@@ -42,6 +42,9 @@ void useLanguage(const char* code);
 /// Lets menus show the images of their entries, which GTK leaves out unless told otherwise.
 void showMenuImages();
 
+/// Keeps scroll bars in view: one that is seen only while it moves does not tell that there is more.
+void showScrollBars();
+
 /// Leaves the shortcut out that GTK shows beside an entry with a stock identifier: a tray menu has none. For an entry
 /// that is in its menu.
 void hideShortcut(const wxMenuItem& entry);

@@ -85,6 +85,8 @@ void useLanguage(const char* code) {
 
 void showMenuImages() { g_object_set(gtk_settings_get_default(), "gtk-menu-images", TRUE, nullptr); }
 
+void showScrollBars() { g_object_set(gtk_settings_get_default(), "gtk-overlay-scrolling", FALSE, nullptr); }
+
 void hideShortcut(const wxMenuItem& entry) {
     GtkWidget* const label = gtk_bin_get_child(GTK_BIN(entry.GetMenuItem()));
     if (label != nullptr && GTK_IS_ACCEL_LABEL(label)) {

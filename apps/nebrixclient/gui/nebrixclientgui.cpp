@@ -141,6 +141,7 @@ bool NebrixClientGui::OnInit() {
     NebrixClientArtProvider::init();
     wxArtProvider::Push(new NebrixClientArtProvider);
     desktop::showMenuImages();
+    desktop::showScrollBars();
     desktop::surviveXErrors();
     catchSignals();
     nebrix::gui::onDisplayLoss(&endWithoutDisplay);

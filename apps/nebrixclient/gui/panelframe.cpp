@@ -6,6 +6,8 @@
 
 #include <numbers>
 
+#include "apps/nebrixclient/gui/gobjectptr.h"
+
 namespace nebrix::gui {
 
 namespace {
@@ -28,6 +30,17 @@ void roundedPath(cairo_t* cairo, GtkWidget* widget, double inset) {
 
 GdkRGBA background(const wxTopLevelWindow& window) {
     return *static_cast<const GdkRGBA*>(window.GetBackgroundColour());
+}
+
+/// Some themes draw lines, and what a bar leaves empty, as dark as the ground.
+void strengthenLines(GtkWidget* widget) {
+    const GObjectPtr<GtkCssProvider, g_object_unref> css(gtk_css_provider_new());
+    gtk_css_provider_load_from_data(
+        css.get(), ".nebrix-panel separator, .nebrix-panel trough { background: alpha(currentColor, 0.25); }", -1,
+        nullptr);
+    gtk_style_context_add_class(gtk_widget_get_style_context(widget), "nebrix-panel");
+    gtk_style_context_add_provider_for_screen(gtk_widget_get_screen(widget), GTK_STYLE_PROVIDER(css.get()),
+                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
 }
 
 gboolean drawBackground(GtkWidget* widget, cairo_t* cairo, gpointer window) {
@@ -88,6 +101,7 @@ PanelFrame::PanelFrame(wxTopLevelWindow& window) : m_window(window) {
     g_signal_connect(widget, "state-flags-changed", G_CALLBACK(&keepContrast), nullptr);
     g_signal_connect(widget, "composited-changed", G_CALLBACK(&onCompositor), this);
     keepContrast(widget, GTK_STATE_FLAG_NORMAL, nullptr);
+    strengthenLines(widget);
 }
 
 PanelFrame::~PanelFrame() {
