@@ -220,7 +220,7 @@ class Desktop:
 
     @staticmethod
     def screenshot_path(name):
-        directory = os.environ.get("NEBRIX_SCREENSHOTS", "gui-screenshots")
+        directory = os.environ.get("NEBRIX_SCREENSHOTS", "build/gui-screenshots")
         os.makedirs(directory, exist_ok=True)
         return os.path.join(directory, name + ".png")
 
