@@ -69,8 +69,8 @@ check_program() {
 check_package() {
     local share=$contents/usr/share program
     dpkg-deb --extract "$package" "$contents"
-    for program in nebrixclient nebrixclient-cli nebrix-sign; do
-        check_program "$contents/usr/bin/$program"
+    for program in bin/nebrixclient bin/nebrixclient-cli bin/nebrix-sign libexec/nebrixclient/nebrix-component-host; do
+        check_program "$contents/usr/$program"
     done
     desktop-file-validate "$share/applications/nebrixclient.desktop"
     appstreamcli validate --no-net "$share"/metainfo/*.metainfo.xml

@@ -14,7 +14,6 @@
 #include "libs/base/file.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
-#include "sdk/include/nebrix_component.h"
 
 namespace tessel {
 
@@ -54,16 +53,6 @@ String inWords(const platform::ProcessEnd& end) {
     return "it was ended by signal " + toString(end.signal) +
            (name == nullptr ? String() : String(" (SIG" + String(name) + ")")) +
            (end.coreDumped ? String(", core dumped") : String());
-}
-
-/// The class of a log line that came over: only those of loading a component are believed.
-const char* knownClass(const String& name) {
-    for (const char* known : {"ModuleLoader", "PluginDllInstance", "Exception", "File"}) {
-        if (name == known) {
-            return known;
-        }
-    }
-    return "Component";
 }
 
 bool isReadable(int descriptor) {
@@ -212,94 +201,25 @@ ComponentProcess::Result ComponentProcess::call(const char* entry, const Message
 
 ComponentProcess::Result ComponentProcess::converse(const MessageWriter& message, int attached) {
     try {
-        meetReady();
+        if (!m_ready) {
+            meetComponentHost(*m_channel);
+            m_ready = true;
+        }
         m_loaded = m_loaded || attached >= 0;
         m_channel->send(message, attached);
-        for (unsigned count = 0; count < kMostMessagesPerCall; ++count) {
-            const Message answer = next();
-            MessageReader reader(answer);
-            switch (answer.kind) {
-                case MessageKind::Log:
-                    logForComponent(answer);
-                    break;
-                case MessageKind::Running:
-                    m_entry = reader.text(kLongestEntry);
-                    break;
-                case MessageKind::Returned: {
-                    const int number = reader.number();
-                    Result result{number, reader.text(kLongestComponentText + 1)};
-                    reader.end();
-                    return result;
-                }
-                case MessageKind::Raised:
-                    raised(reader.text(kLongestWords));
-                default:
-                    refuse(answer);
-            }
-        }
-        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
+        return readComponentAnswer(*m_channel, m_entry);
+    } catch (const ComponentException& caught) {
+        m_account.record({.kind = EndKind::ComponentFailed,
+                          .cause = EndCause::Raised,
+                          .key = m_entry,
+                          .text = String::copy(caught.what())});
+        throw;
     } catch (const EProtocol& caught) {
         spokeWrongly(caught);
     } catch (const EChannel& caught) {
         logCaught(caught, sites::kComponentChannelCatch);
         fail();
     }
-}
-
-void ComponentProcess::raised(const String& words) {
-    m_account.record({.kind = EndKind::ComponentFailed, .cause = EndCause::Raised, .key = m_entry, .text = words});
-    throw ComponentException(words.str());
-}
-
-void ComponentProcess::meetReady() {
-    if (m_ready) {
-        return;
-    }
-    const Message ready = next();
-    MessageReader reader(ready);
-    if (ready.kind != MessageKind::Ready || reader.number() != kProtocolVersion) {
-        raise<EProtocol>("EProtocol", sites::kComponentVersion);
-    }
-    m_ready = true;
-}
-
-Message ComponentProcess::next() {
-    if (std::optional<Message> message = m_channel->receive()) {
-        return std::move(*message);
-    }
-    fail();
-}
-
-void ComponentProcess::logForComponent(const Message& message) {
-    MessageReader reader(message);
-    const int category = reader.number();
-    const String className = reader.text(kLongestEntry);
-    const String method = reader.text(kLongestEntry);
-    const String text = reader.text(kLongestWords);
-    if (category < 0 || category >= kLogCategories) {
-        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
-    }
-    log(static_cast<LogCategory>(category), knownClass(className), method, text);
-}
-
-/// What kept a component from being loaded, as if it had been raised here.
-void ComponentProcess::refuse(const Message& message) {
-    MessageReader reader(message);
-    if (message.kind != MessageKind::Refused) {
-        raise<EProtocol>("EProtocol", sites::kComponentAnswer);
-    }
-    const int refusal = reader.number();
-    const String subject = reader.text(kLongestWords);
-    const String words = reader.text(kLongestWords);
-    switch (static_cast<Refusal>(refusal)) {
-        case Refusal::Loader:
-            raise<EModuleLoader>("EModuleLoader", sites::kModuleLoad, {.subject = subject, .words = words});
-        case Refusal::NoInstance:
-            raise<EPluginDllInstance>("EPluginDllInstance", sites::kPluginCreate);
-        case Refusal::File:
-            raise<EFile>("EFile", sites::kComponentAnswer, {.subject = subject, .words = words});
-    }
-    raise<EProtocol>("EProtocol", sites::kComponentAnswer);
 }
 
 /// The process is no more, or about to be.

@@ -5,11 +5,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
-#include "apps/component/channel.h"
-#include "apps/component/protocol.h"
 #include "apps/nebrixclient/account.h"
+#include "apps/nebrixclient/componentanswer.h"
 #include "apps/nebrixclient/componentthreads.h"
 #include "libs/base/platform.h"
 
@@ -17,12 +15,6 @@ namespace tessel {
 
 /// A component's process ended, or did not answer and was ended, before its work was done. The account knows how.
 TESSEL_EXCEPTION(EComponentProcess, Exception);
-
-/// What left an entry of a component, although nothing may: its words, if it had any.
-class ComponentException : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /// The program nebrix-component-host, started for one session's component, and the calls into it.
 ///
@@ -69,10 +61,7 @@ public:
     /// Calls an entry, whose name is what account and log say, and waits for what it returns. Its log lines are logged
     /// before. Raises EComponentProcess, what kept a component from being loaded (EModuleLoader, EPluginDllInstance,
     /// EFile), and ComponentException for what left an entry.
-    struct Result {
-        int number;
-        String text;
-    };
+    using Result = ComponentAnswer;
     Result call(const char* entry, const MessageWriter& message, Limit limit = Limit::None, int attached = -1);
     /// The session is to end: the entry that runs must return within kHurry, and so must each that follows but the
     /// stop. Any thread.
@@ -91,11 +80,6 @@ private:
     [[nodiscard]] Clock::time_point nextTime() const;
     void keepTimes();
     Result converse(const MessageWriter& message, int attached);
-    void meetReady();
-    Message next();
-    void logForComponent(const Message& message);
-    [[noreturn]] void refuse(const Message& message);
-    [[noreturn]] void raised(const String& words);
     [[noreturn]] void fail();
     [[noreturn]] void spokeWrongly(const Exception& caught);
     void reap();
