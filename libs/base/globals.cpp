@@ -9,10 +9,10 @@
 
 namespace tessel {
 
-Globals& Globals::instance() noexcept {
+Globals& Globals::instance() {
     static const struct ExitDoor {
         ExitDoor() {
-            // Without the heap: this must not fail.
+            // In static storage: never destroyed.
             alignas(Globals) static std::array<std::byte, sizeof(Globals)> storage;
             s_current.store(new (storage.data()) Globals(nullptr), std::memory_order_release);
             ForkGate::install();
@@ -29,11 +29,12 @@ Globals::Globals(Globals* before) : m_generation(ForkGate::generation()), m_befo
 
 Globals& Globals::renew(Globals* before) noexcept {
     // A child begins with one thread; of several that come here at once one has its way.
-    auto* const fresh = new (std::nothrow) Globals(before);
-    if (fresh == nullptr) {
+    try {
+        auto* const fresh = new Globals(before);
+        return s_current.compare_exchange_strong(before, fresh) ? *fresh : *before;
+    } catch (const std::bad_alloc&) {
         return *before;  // its end may wait for threads that it has not, within the limits
     }
-    return s_current.compare_exchange_strong(before, fresh) ? *fresh : *before;
 }
 
 void Globals::shutDown() noexcept {

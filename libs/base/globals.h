@@ -25,8 +25,8 @@ class Console;
 /// logged then is written at once, on its own thread.
 class Globals {
 public:
-    /// Any thread may call, at any time.
-    static Globals& instance() noexcept;
+    /// Any thread may call, at any time. Raises std::bad_alloc where there is no memory at the first use.
+    static Globals& instance();
 
     [[nodiscard]] ThreadManager& threads() noexcept { return m_threads; }
     [[nodiscard]] SynchroThread& synchroThread() noexcept { return m_synchroThread; }

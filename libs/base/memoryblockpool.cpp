@@ -8,6 +8,7 @@
 
 #include "libs/base/assertion.h"
 #include "libs/base/stringsites.h"
+#include "libs/base/threadexit.h"
 
 namespace tessel {
 
@@ -19,8 +20,8 @@ constexpr bool isPooled(unsigned capacity) noexcept {
     return capacity >= 64 && capacity < kLargestPooled + 64 && capacity % 64 == 0;
 }
 
-/// What a thread keeps in front of the slots. Without a destructor of its own, because blocks still come and go while
-/// the thread's other data is being destroyed: the guard empties and closes it.
+/// What a thread keeps in front of the slots, until it ends. Without a destructor, because blocks still come and go
+/// while the thread's other data is being destroyed.
 class ThreadBlocks {
 public:
     /// Null when there is none for this slot.
@@ -40,7 +41,8 @@ public:
             if (m_state == State::Closed) {
                 return block;
             }
-            open();
+            m_state = State::Open;
+            m_exit.arm();
         }
         return std::exchange(placeOf(block->capacity() / 64 - 1), block);
     }
@@ -48,32 +50,28 @@ public:
 private:
     enum class State { New, Open, Closed };
 
-    struct Guard {
-        explicit Guard(ThreadBlocks& blocks) noexcept : kept(blocks) { kept.m_state = State::Open; }
-        Guard(const Guard&) = delete;
-        Guard& operator=(const Guard&) = delete;
-        ~Guard() {
-            kept.m_state = State::Closed;
-            for (MemoryBlock*& block : kept.m_blocks) {
-                if (block != nullptr) {
-                    memoryBlockPool.destroy(std::exchange(block, nullptr));
-                }
-            }
-        }
-        ThreadBlocks& kept;
-    };
+    static void close() noexcept;
 
     /// Classes with a place of their own; the larger ones share the place behind.
     static constexpr unsigned kSmall = 1024 / 64;
 
     MemoryBlock*& placeOf(unsigned slot) noexcept { return m_blocks[std::min(slot, kSmall)]; }
-    void open() noexcept { thread_local const Guard guard(*this); }
 
     std::array<MemoryBlock*, kSmall + 1> m_blocks{};
     State m_state = State::New;
+    ThreadExit m_exit{&close};
 };
 
 thread_local constinit ThreadBlocks t_blocks;
+
+void ThreadBlocks::close() noexcept {
+    t_blocks.m_state = State::Closed;
+    for (MemoryBlock*& block : t_blocks.m_blocks) {
+        if (block != nullptr) {
+            memoryBlockPool.destroy(std::exchange(block, nullptr));
+        }
+    }
+}
 
 }  // namespace
 

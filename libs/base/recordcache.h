@@ -1,6 +1,9 @@
 #pragma once
 
 #include <atomic>
+#include <utility>
+
+#include "libs/base/threadexit.h"
 
 namespace tessel {
 
@@ -27,12 +30,9 @@ public:
     /// A record in the state in which it was given back, or a new one; null when there are kMostRecords, or, beyond the
     /// bound, one more. Any thread. Raises std::bad_alloc.
     static Record* take(bool bounded) {
-        if (s_gone) [[unlikely]] {
-            return make(bounded);
-        }
-        Local& local = here();
+        Local& local = s_local;
         if (local.first == nullptr) {
-            local.first = takeBatch();
+            local.first = local.open() ? takeBatch() : nullptr;
             if (local.first == nullptr) {
                 return make(bounded);
             }
@@ -69,23 +69,29 @@ public:
     }
 
 private:
+    /// Without a destructor, for pushes while the thread's other data is being destroyed.
     struct Local {
-        Local() = default;
-        Local(const Local&) = delete;
-        Local& operator=(const Local&) = delete;
-        ~Local() {
-            s_gone = true;
-            if (first != nullptr) {
-                giveBack(first);
+        enum class State { New, Open, Closed };
+
+        /// False when the thread keeps nothing any more.
+        bool open() noexcept {
+            if (state == State::New) {
+                state = State::Open;
+                exit.arm();
+            }
+            return state == State::Open;
+        }
+        static void close() noexcept {
+            s_local.state = State::Closed;
+            if (Record* const kept = std::exchange(s_local.first, nullptr); kept != nullptr) {
+                giveBack(kept);
             }
         }
-        Record* first = nullptr;
-    };
 
-    static Local& here() {
-        thread_local Local local;
-        return local;
-    }
+        Record* first = nullptr;
+        State state = State::New;
+        ThreadExit exit{&close};
+    };
 
     static Record* make(bool bounded) {
         if (s_made.fetch_add(1, std::memory_order_relaxed) >= kMostRecords && bounded) {
@@ -130,8 +136,7 @@ private:
     alignas(64) static inline constinit std::atomic<Record*> s_top{nullptr};
     static inline constinit std::atomic<unsigned> s_batches{0};
     static inline constinit std::atomic<unsigned> s_made{0};
-    // Outlives the thread's list, for pushes while the thread's other local objects are destroyed.
-    static inline thread_local constinit bool s_gone = false;
+    static inline thread_local constinit Local s_local{};
 };
 
 }  // namespace tessel

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <new>
 
+#include "libs/base/threadexit.h"
+
 namespace tessel {
 
 namespace {
@@ -56,8 +58,8 @@ void release(void* block) noexcept {
     }
 }
 
-/// What a thread keeps. Without a destructor of its own, because strings are still joined while the thread's other
-/// data is being destroyed: the guard empties and closes it.
+/// What a thread keeps, until it ends. Without a destructor, because strings are still joined while the thread's other
+/// data is being destroyed.
 struct Kept {
     enum class State { New, Open, Closed };
 
@@ -68,19 +70,14 @@ struct Kept {
 
 thread_local constinit Kept t_kept;
 
-struct KeptGuard {
-    KeptGuard() noexcept { t_kept.state = Kept::State::Open; }
-    KeptGuard(const KeptGuard&) = delete;
-    KeptGuard& operator=(const KeptGuard&) = delete;
-    ~KeptGuard() {
-        t_kept.state = Kept::State::Closed;
-        while (t_kept.count > 0) {
-            release(t_kept.blocks[--t_kept.count]);
-        }
+void close() noexcept {
+    t_kept.state = Kept::State::Closed;
+    while (t_kept.count > 0) {
+        release(t_kept.blocks[--t_kept.count]);
     }
-};
+}
 
-void open() noexcept { thread_local const KeptGuard guard; }
+thread_local constinit ThreadExit t_exit{&close};
 
 }  // namespace
 
@@ -96,7 +93,8 @@ void* StringAdditionStore::take() {
 void StringAdditionStore::giveBack(StringAdditionBlock* block) noexcept {
     Kept& kept = t_kept;
     if (kept.state == Kept::State::New) [[unlikely]] {
-        open();
+        kept.state = Kept::State::Open;
+        t_exit.arm();
     }
     if (kept.state == Kept::State::Open && kept.count < kKept) [[likely]] {
         kept.blocks[kept.count++] = block;

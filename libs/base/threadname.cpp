@@ -1,33 +1,44 @@
 #include "libs/base/threadname.h"
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
+#include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "libs/base/mutex.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/base/thread.h"
+#include "libs/base/threadexit.h"
 
 namespace tessel {
 
 namespace {
 
 constinit std::atomic<unsigned> generation{1};
-// Outlives the cache, for what is logged while the thread's local objects are destroyed.
-thread_local constinit bool cacheGone = false;
 
+/// A thread's name as it was last read. Without a destructor, for what is logged while the thread's other data is being
+/// destroyed.
 struct NameCache {
-    NameCache() = default;
-    NameCache(const NameCache&) = delete;
-    NameCache& operator=(const NameCache&) = delete;
-    ~NameCache() { cacheGone = true; }
-
+    String* name = nullptr;  // in the storage
+    alignas(String) std::byte storage[sizeof(String)]{};
     unsigned generation = 0;
-    String name;
+    bool closed = false;
 };
+
+thread_local constinit NameCache t_cache;
+
+void closeCache() noexcept {
+    t_cache.closed = true;
+    std::destroy_at(t_cache.name);
+}
+
+thread_local constinit ThreadExit t_exit{&closeCache};
 
 String readName() {
     if (const Thread* thread = Thread::getCurrentThread(); thread != nullptr) {
@@ -67,16 +78,21 @@ String intern(const String& name) {
 }  // namespace
 
 String currentThreadName() {
-    if (cacheGone) {
+    NameCache& cache = t_cache;
+    if (cache.closed) {
         return readName();
     }
-    thread_local NameCache cache;
     const unsigned current = generation.load(std::memory_order_acquire);
     if (cache.generation != current) {
-        cache.name = intern(readName());
+        String name = intern(readName());
+        if (cache.name == nullptr) {
+            cache.name = new (cache.storage) String;
+            t_exit.arm();
+        }
+        *cache.name = std::move(name);
         cache.generation = current;
     }
-    return cache.name;
+    return *cache.name;
 }
 
 void threadNamesChanged() noexcept { generation.fetch_add(1, std::memory_order_release); }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "libs/base/exception.h"
+#include "libs/base/threadexit.h"
 #include "libs/http/errors.h"
 #include "libs/http/sites.h"
 
@@ -50,20 +51,17 @@ const Pattern& pattern() {
     return kept;
 }
 
-/// The scratch space of a thread's matches, made at its first one. The two variables need no destruction, so that they
-/// can be used until the very end of the thread; what they hold is freed by an object that is only made with it.
+/// The scratch space of a thread's matches, made at its first one. The variables need no destruction, so that they can
+/// be used until the very end of the thread.
 thread_local constinit pcre2_match_data* t_spare = nullptr;
 thread_local constinit bool t_ended = false;
 
-struct SpareOwner {
-    SpareOwner() = default;
-    SpareOwner(const SpareOwner&) = delete;
-    SpareOwner& operator=(const SpareOwner&) = delete;
-    ~SpareOwner() {
-        pcre2_match_data_free(std::exchange(t_spare, nullptr));
-        t_ended = true;
-    }
-};
+void freeSpare() noexcept {
+    pcre2_match_data_free(std::exchange(t_spare, nullptr));
+    t_ended = true;
+}
+
+thread_local constinit ThreadExit t_exit{&freeSpare};
 
 pcre2_match_data* newMatchData() {
     pcre2_match_data* data = pcre2_match_data_create_from_pattern(pattern().code, nullptr);
@@ -106,8 +104,8 @@ bool matchUri(const String& text, UriGroups& groups) {
                                                                                            pcre2_match_data_free);
             return matchWith(data.get(), text, groups);
         }
-        static thread_local SpareOwner owner;
         t_spare = newMatchData();
+        t_exit.arm();
     }
     return matchWith(t_spare, text, groups);
 }
