@@ -2,6 +2,7 @@
 
 #include <array>
 #include <exception>
+#include <new>
 
 #include "apps/component/sites.h"
 #include "libs/base/file.h"
@@ -78,9 +79,13 @@ void CallServer::forwardEntry(const char* name) {
     // A text given back belongs to the entry that it came from, and this comes with every poll.
     if (t_server != nullptr && name != std::string_view(NEBRIX_NAME_RELEASE_STR) &&
         name != std::string_view(NEBRIX_NAME_GET_ERRORS)) {
-        MessageWriter entry(MessageKind::Running);
-        entry.text(String(name));
-        t_server->m_channel.send(entry);
+        try {
+            MessageWriter entry(MessageKind::Running);
+            entry.text(String(name));
+            t_server->m_channel.send(entry);
+        } catch (const std::bad_alloc&) {
+            // To be called matters more than to be named.
+        }
     }
 }
 

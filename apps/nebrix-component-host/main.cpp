@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 
 #include "apps/component/sites.h"
 #include "apps/nebrix-component-host/callserver.h"
@@ -39,18 +40,20 @@ void prepare(const String& directory, const HostOptions& options) {
 }
 
 int serve(const HostOptions& options) {
-    DownloadClient::use(Descriptor(kDownloadsDescriptor));
-    CallServer server(Descriptor(kCallsDescriptor), &DownloadClient::downloadFileTo,
-                      [&](const String& directory) { prepare(directory, options); });
     try {
+        DownloadClient::use(Descriptor(kDownloadsDescriptor));
+        CallServer server(Descriptor(kCallsDescriptor), &DownloadClient::downloadFileTo,
+                          [&](const String& directory) { prepare(directory, options); });
         server.serve();
         return 0;
     } catch (const EChannel&) {
         return 0;  // the client is gone
     } catch (const Exception& caught) {
         std::fprintf(stderr, "nebrix-component-host: %s\n", caught.toString().str());
-        return kConversationFailed;
+    } catch (const std::bad_alloc&) {
+        std::fputs("nebrix-component-host: memory has ended\n", stderr);
     }
+    return kConversationFailed;
 }
 
 }  // namespace
