@@ -14,7 +14,7 @@ class ThreadPrivate;
 /// done. One for the process (see globals.h); any thread may call.
 class SynchroThread {
 public:
-    explicit SynchroThread(unsigned limitMilliseconds) noexcept : m_limit(limitMilliseconds) {}
+    explicit SynchroThread(unsigned limitMilliseconds) : m_limit(limitMilliseconds) {}
     SynchroThread(const SynchroThread&) = delete;
     SynchroThread& operator=(const SynchroThread&) = delete;
     ~SynchroThread() { waitAtExit(); }
