@@ -116,6 +116,7 @@ void NebrixClient::start() {
     m_cancelled = false;
     m_downloadManager.resume();
     join();
+    m_account.clear();  // here, not by the thread: a wish to end that comes before it runs is kept
     // Set before the thread can look at it, and taken back when there is none.
     m_attemptRuns = true;
     try {
@@ -215,6 +216,7 @@ bool NebrixClient::takeRestart() {
     if (m_restart) {
         m_restart = false;
         m_cancelled = false;
+        m_account.clear();
         m_downloadManager.resume();
     }
     return m_attemptRuns;
@@ -237,8 +239,9 @@ void NebrixClient::startComponentProcess() {
     setup.cancelDownloads = [this] { m_downloadManager.cancel(); };
     setup.ended = [this] {
         Lock lock(m_mutex);
-        if (m_subClient != nullptr) {
-            m_subClient->stop();  // it learns why with its next call
+        // It learns why with its next call. Before the first one, to stop would mean that nobody ever asks.
+        if (m_subClient != nullptr && m_component != nullptr && m_component->loaded()) {
+            m_subClient->stop();
         }
     };
     setup.silent = [this](bool silent) {
@@ -316,7 +319,6 @@ void NebrixClient::failed(const SessionEnd& end) {
 }
 
 void NebrixClient::attempt() {
-    m_account.clear();
     try {
         session();
     } catch (const EBadSignature& caught) {

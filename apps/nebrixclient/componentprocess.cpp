@@ -205,7 +205,9 @@ ComponentProcess::Result ComponentProcess::converse(const MessageWriter& message
             meetComponentHost(*m_channel);
             m_ready = true;
         }
-        m_loaded = m_loaded || attached >= 0;
+        if (attached >= 0) {
+            m_loaded = true;
+        }
         m_channel->send(message, attached);
         return readComponentAnswer(*m_channel, m_entry);
     } catch (const ComponentException& caught) {

@@ -66,6 +66,8 @@ public:
     /// The session is to end: the entry that runs must return within kHurry, and so must each that follows but the
     /// stop. Any thread.
     void hurry() noexcept;
+    /// Whether it was asked to load a component. Any thread.
+    [[nodiscard]] bool loaded() const noexcept { return m_loaded; }
     /// Whether the process is no more.
     [[nodiscard]] bool gone() const noexcept { return m_end.has_value(); }
 
@@ -98,8 +100,8 @@ private:
     Clock::time_point m_began;
     Limit m_limit = Limit::None;
     bool m_silent = false;
-    bool m_ready = false;   // it has said so
-    bool m_loaded = false;  // a component may have threads of its own
+    bool m_ready = false;               // it has said so
+    std::atomic<bool> m_loaded{false};  // a component may have threads of its own
     bool m_abandoned = false;
     std::optional<platform::ProcessEnd> m_end;
     std::unique_ptr<ComponentWatch> m_watch;
