@@ -36,10 +36,9 @@ bool readSwitch(IKeyReader& reader, const char* key) {
 
 constexpr const char* kRefuse = "refuse";
 
-bool readRefusal(IKeyReader& reader) {
+bool readRefusal(IKeyReader& components) {
     String older;
-    return reader.exists("components") && ConfReadHelper::readKey(reader["components"], "older", older, false) &&
-           older == kRefuse;
+    return ConfReadHelper::readKey(components, "older", older, false) && older == kRefuse;
 }
 
 /// 0, or what a host without any component needs and up; `present` for what is no number.
@@ -117,9 +116,11 @@ void readSettings(IKeyReader& reader, LocalSettings& to) {
     }
     to.hostcheckerDownload = readSwitch(reader, "hostcheckerdll");
     to.pluginDownload = readSwitch(reader, "plugindll");
-    to.refuseOlder = readRefusal(reader);
+    to.refuseOlder = false;
     if (reader.exists("components")) {
-        to.componentMemory = readMemory(reader["components"], to.componentMemory);
+        IKeyReader& components = reader["components"];
+        to.refuseOlder = readRefusal(components);
+        to.componentMemory = readMemory(components, to.componentMemory);
     }
 }
 

@@ -105,7 +105,7 @@ TEST_P(Attacks, endAsTheyShould) {
     serve();
     ASSERT_THAT(run(Hostchecker), testing::Contains("end gateway"));
     GetParam().mount(*this);
-    std::filesystem::remove(m_home.data("calls"));
+    std::filesystem::remove(recordedCalls());
     EXPECT_THAT(run(Hostchecker), testing::Contains(GetParam().end));
     EXPECT_EQ(calls().empty(), GetParam().end != std::string("end gateway"));
     EXPECT_TRUE(logged(GetParam().logged));

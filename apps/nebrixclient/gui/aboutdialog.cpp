@@ -4,7 +4,6 @@
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 
-#include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/version.h"
 
 namespace {
@@ -18,7 +17,6 @@ NebrixClientAboutDialog::NebrixClientAboutDialog(wxWindow* parent) : AboutDialog
     m_version->SetLabel(tessel::kClientVersion);
     m_copyright->SetLabel(wxString::Format(L"\u00A9 %s %d", kVendor, kYear));
     GetSizer()->SetSizeHints(this);
-    nebrix::gui::desktop::takeKeyboard(*this);
 }
 
 void NebrixClientAboutDialog::onClose(wxCommandEvent&) { EndModal(0); }

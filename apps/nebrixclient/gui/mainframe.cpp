@@ -213,6 +213,7 @@ void NebrixMainFrame::onNotSaved() {
 
 void NebrixMainFrame::showAbout() {
     NebrixClientAboutDialog dialog(nullptr);
+    nebrix::gui::desktop::takeKeyboard(dialog);
     dialog.CentreOnScreen();
     dialog.ShowModal();
 }

@@ -63,9 +63,11 @@ void NebrixClientNotificationPanel::bindClicks() {
 
 void NebrixClientNotificationPanel::restartTimer() { m_timer.Start(kTick); }
 
-/// A panel that waits for nothing leaves the processor asleep.
+/// A panel that waits for nothing leaves the processor asleep, unless another window of ours may be in its way.
 void NebrixClientNotificationPanel::keepTime() {
-    if (!m_state.ticking()) {
+    const bool company = std::any_of(wxTopLevelWindows.begin(), wxTopLevelWindows.end(),
+                                     [this](const wxWindow* each) { return each != this && each->IsShown(); });
+    if (!m_state.ticking() && !company) {
         m_timer.Stop();
     } else if (!m_timer.IsRunning()) {
         restartTimer();
@@ -301,6 +303,7 @@ void NebrixClientNotificationPanel::onTimer(wxTimerEvent& /*event*/) {
 void NebrixClientNotificationPanel::onActivate(wxActivateEvent& event) {
     event.Skip();
     arrange();
+    keepTime();
 }
 
 void NebrixClientNotificationPanel::updateVpnStatus() { draw(); }
