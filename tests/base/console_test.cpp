@@ -367,15 +367,6 @@ TEST_F(ConsoleTest, aSinkThatRaisesAndMemoryThatEndsCostALineAtMost) {
     }
 }
 
-TEST_F(ConsoleTest, aConsoleOfOnesOwnWritesWhatIsQueuedAtItsEnd) {
-    console->setStream(LogCategory::Trace, file("log"));
-    for (int i = 0; i < 5000; ++i) {
-        log(LogCategory::Trace, "text");
-    }
-    console.clear();
-    EXPECT_EQ(LogFile(directory.path("log")).count("TRACE", "Class.method", "text"), 5000U);
-}
-
 TEST_F(ConsoleTest, aFileThatIsNotOursGivesWayToOneInTheUsersDirectory) {
     const PrivateHome home;
     ASSERT_EQ(::symlink("elsewhere", directory.path("log").c_str()), 0);

@@ -120,25 +120,6 @@ TEST_F(FileTest, openModes) {
     EXPECT_EQ(content("new"), "1223");
 }
 
-TEST_F(FileTest, readsInAnyBlocks) {
-    std::string bytes;
-    for (unsigned i = 0; bytes.size() < 300'000; ++i) {
-        bytes += std::to_string(i);
-    }
-    directory.write("f", bytes);
-    for (const unsigned block : {1U, 1000U, 1024U, 65'536U, 400'000U}) {
-        File file;
-        ASSERT_TRUE(file.open(at("f"), File::kIn));
-        std::string got;
-        std::string piece(block, '\0');
-        while (const unsigned n = file.read(piece.data(), block)) {
-            got.append(piece, 0, n);
-            ASSERT_EQ(file.sizeToRead(), bytes.size() - got.size());
-        }
-        EXPECT_TRUE(got == bytes) << block;
-    }
-}
-
 TEST_F(FileTest, readingAndWritingTypedValuesShareOnePosition) {
     directory.write("f", "-12false;89rest");
     File file;

@@ -15,12 +15,6 @@ namespace tessel {
 template <class T>
 using Limits = std::numeric_limits<T>;
 
-template <class T>
-constexpr bool kIsWritten = requires(T value) {
-    toString(value);
-};
-static_assert(kIsWritten<int*> && !kIsWritten<const char*> && !kIsWritten<char> && !kIsWritten<int()>);
-
 TEST(Numbers, areWrittenAsTheStandardLibraryDoes) {
     const auto check = [](auto... values) {
         EXPECT_EQ((std::vector<std::string>{toString(values).str()...}),

@@ -92,19 +92,6 @@ TEST(String, strReadsNothingBehindTheText) {
     EXPECT_TRUE(text.str() != block->data() && text == "abc");
 }
 
-/// Whether what is no text is taken for one. 0 passes for a C string only as a literal, hence the template.
-// clang-format off
-template <class Text>
-constexpr bool kTakesLiterals =
-    requires { Text(0); } || requires { Text(nullptr); } ||
-    requires(Text text) { text + 0; } || requires(Text text) { 0 + text; } ||
-    requires(Text text) { text + "" + 0; } || requires(Text text) { 0 + (text + ""); } ||
-    requires(Text text) { text == 0; } || requires(Text text) { text += 0; } ||
-    requires(Text text) { text.append(0); } || requires(Text text) { text.append('a', 3); } ||
-    requires(Text text) { text.append("a", nullptr); };
-// clang-format on
-static_assert(!kTakesLiterals<String>);
-
 TEST(String, changesNeverReachWhoSharesOnAnyThread) {
     const String original = String::copy("0123456789");
     const auto change = [copy = original] {
@@ -290,21 +277,6 @@ TEST(StringAddition, staysValidWhenItsPartsAreGone) {
     EXPECT_EQ(block->gcRef(), 1) << "a temporary is taken over";
     part = "something else";
     EXPECT_EQ(String(kept), "a counted part, a temporary one");
-}
-
-TEST(StringAddition, joinsPartsOfEveryLengthBeyondItsStoreAndAcrossThreads) {
-    // More blocks than the store has, made on a thread that ends before they are used.
-    const std::string source = "The quick brown fox jumps over the lazy dog and goes on.";
-    std::vector<std::string> expected(100);
-    std::vector<StringAddition> many;
-    std::thread([&] {
-        for (unsigned i = 0; i < 100; ++i) {
-            many.push_back(chain(9, String::copy(source.data(), i % 57), expected[i]));
-        }
-    }).join();
-    for (unsigned i = 0; i < 100; ++i) {
-        EXPECT_EQ(String(many[i]).view(), expected[i]);
-    }
 }
 
 }  // namespace tessel
