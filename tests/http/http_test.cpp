@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <sys/mman.h>
 
 #include "libs/http/authority.h"
 #include "libs/http/credentials.h"
@@ -50,23 +49,6 @@ TEST(Uri, parametersKeepTheirFirstPlaceAndLastValue) {
     uri.delParameter("missing");
     EXPECT_EQ(text(uri.getFullUri()), "http://gw/m?c&clientversion=8");
     EXPECT_EQ(text(copy.getFullUri()), "http://gw/m?a=2&c&clientversion=8");
-}
-
-TEST(UriDeathTest, sumsBeyondAStringAbort) {
-    // Pages that are only read take no memory; each of their bytes becomes three.
-    constexpr unsigned kLength = 0x5555'5600;
-    const void* pages = ::mmap(nullptr, kLength, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    ASSERT_NE(pages, MAP_FAILED);
-    const String large(static_cast<const char*>(pages), kLength);
-    Uri uri;
-    for (const char* name : {"a", "b", "c"}) {
-        uri.setParameter(name, large);
-    }
-    EXPECT_DEATH((void)uri.getQuery(), "assertion failed: upperSize >= size");
-    uri.delParameter("c");
-    uri.setPath(large);
-    EXPECT_DEATH((void)uri.getFullUri(), "assertion failed: upperSize >= size");
-    EXPECT_DEATH((void)Uri::encode(large), "assertion failed: upperSize >= size");
 }
 
 TEST(Uri, refusesWhatThePatternDoesNotMatch) {

@@ -17,13 +17,6 @@ T valueOf(IKeyReader& reader) {
     return value;
 }
 
-template <class Wrapper>
-constexpr bool kGivesReaderOfTemporary = requires(Wrapper (*made)()) {
-    made().getReader();
-};
-static_assert(!kGivesReaderOfTemporary<JSONWrapper> && !kGivesReaderOfTemporary<JSONWrapperFromString>);
-static_assert(!std::is_constructible_v<JSONWrapper, JSONWrapperFromString>);
-
 /// What an action raised, as "message:file:line".
 template <class Action>
 std::string raised(Action action) {

@@ -202,13 +202,6 @@ TEST(XmlSave, aValueEndsTheOpenElementWhichTakesNoMore) {
     EXPECT_EQ(text, "\r\n<p>\r\n <c>\r\n  <deep>1</deep>\r\n </c>t\r\n <d>true</d>\r\n</p>");
 }
 
-template <class Writer, class T>
-constexpr bool kTakes = requires(Writer& writer, T value) {
-    writer.write(value);
-};
-static_assert(kTakes<IWriter, const char*> && !kTakes<IWriter, char> && !kTakes<IWriter, int*>);
-static_assert(kTakes<IKeyWriter, const char*> && !kTakes<IKeyWriter, char> && !kTakes<IKeyWriter, std::nullptr_t>);
-
 TEST(XmlSave, anyBytesComeBackAsTheyWentIn) {
     std::string every;
     for (int byte = 1; byte < 256; ++byte) {
