@@ -40,39 +40,7 @@ TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
     }
 }
 
-// As timeout(1) and shells do it: one to the program, one to its group.
-TEST(Sessions, twoSignalsAtOnceAreOneOrderlyEnd) {
-    Session session;
-    ChildProcess client(session.client(ComponentType::PluginDll));
-    ASSERT_TRUE(session.waitForCall(client, "DllGetErrors2"));
-    client.signal(SIGTERM);
-    client.signalGroup(SIGINT);
-    EXPECT_EQ(client.wait(), 0) << client.errors();
-    EXPECT_TRUE(session.calls().ends_with("DllStop2\n")) << session.calls();
-}
-
-TEST(Sessions, theGatewaysHostIsOneHoweverItIsWritten) {
-    // Where the gateway listens; its host in the link and to the plug-in; in the exceptions.
-    const char* cases[][4] = {
-        {"::1", "[::1]", "::1", "[::1]"},
-        {"127.0.0.1", "b\u00FCcher.localhost", "b\u00FCcher.localhost", "xn--bcher-kva.localhost"}};
-    for (const auto& [address, host, told, excepted] : cases) {
-        GatewayOptions options = recordingComponents();
-        options.address = address;
-        Session session(options);
-        const std::string port = ":" + std::to_string(session.gateway().port());
-        session.home().configure({excepted + port});
-        std::vector<std::string> words = session.client(ComponentType::PluginDll);
-        const std::string authority = session.gateway().authority();
-        words.back().replace(words.back().find(authority), authority.size(), host + port);
-        ChildProcess client(words);
-        while (session.calls().find("DllGetErrors2") == std::string::npos) {
-            ASSERT_FALSE(client.wait(ChildProcess::Milliseconds(20))) << client.errors();
-        }
-        client.signal(SIGINT);
-        ASSERT_EQ(client.wait(), 0);
-        EXPECT_THAT(session.calls(), testing::HasSubstr("DllSetHostname2\t" + std::string(told) + "\n"));
-    }
+TEST(Sessions, aLinkThatIsNoneIsStatus2) {
     for (const char* link :
          {"https://id@/127.0.0.1:1/m", "https://id@:8443/m", "https://id@gw:http/m", "/m", "--wrong"}) {
         EXPECT_EQ(runProgram({NEBRIX_TEST_BIN "/nebrixclient-cli", link}).status, 2) << link;
@@ -205,39 +173,6 @@ TEST(Sessions, theRulesArePostedWholeOrNotAtAll) {
     }
 }
 
-TEST(Sessions, whatTheComponentWantedIsNoFailureAndWhatItCouldNotDoIs) {
-    struct {
-        ComponentType type;
-        const char* statuses;
-        int safeType;
-        int status;
-        const char* end;
-    } const cases[] = {
-        {ComponentType::PluginDll, R"([{"code":8,"reason":2}])", 1, 0,
-         R"("cause":"asked-at-once","event":"end","kind":"component","number":2)"},
-        {ComponentType::PluginDll, R"([{"code":8,"reason":3}])", 1, 0,
-         R"("cause":"asked-again","event":"end","kind":"component","number":3)"},
-        {ComponentType::PluginDllNoTunnel, "[]", -1000, 0, R"("event":"end","kind":"component","text")"},
-        {ComponentType::PluginDllNoTunnel, "[]", -2000, 1,
-         R"("cause":"resource-failed","event":"end","kind":"component-failed","number":-1000)"},
-    };
-    for (const auto& row : cases) {
-        GatewayOptions options = recordingComponents();
-        options.safeType = row.safeType;
-        Session session(options);
-        writeFile(session.home().path() + "/statuses", row.statuses);
-        setenv("NEBRIX_TEST_STATUS", (session.home().path() + "/statuses").c_str(), 1);
-        const Finished run = runProgram(session.client(row.type, {"--json"}));
-        unsetenv("NEBRIX_TEST_STATUS");
-        EXPECT_EQ(run.status, row.status) << run.errors;
-        EXPECT_THAT(run.output, testing::HasSubstr(row.end));
-        std::istringstream lines(run.output);
-        for (std::string line; std::getline(lines, line);) {
-            EXPECT_FALSE(tessel::json::JSONWrapperFromString(tessel::String::copy(line))["event"].asString().empty());
-        }
-    }
-}
-
 /// The account among the lines of --json, as "KIND CAUSE"; or one of its certificate's facts.
 std::string accountOf(const Finished& run, const char* fact = nullptr) {
     std::istringstream lines(run.output);
@@ -249,6 +184,19 @@ std::string accountOf(const Finished& run, const char* fact = nullptr) {
         }
     }
     return {};
+}
+
+TEST(Sessions, sayHowTheComponentAskedForTheirEnd) {
+    for (const auto& [reason, cause] : {std::pair("2", "asked-at-once"), {"3", "asked-again"}}) {
+        Session session;
+        const std::string statuses = session.home().path() + "/statuses";
+        writeFile(statuses, std::string(R"([{"code":8,"reason":)") + reason + "}]");
+        setenv("NEBRIX_TEST_STATUS", statuses.c_str(), 1);
+        const Finished run = runProgram(session.client(ComponentType::PluginDll, {"--json"}));
+        unsetenv("NEBRIX_TEST_STATUS");
+        EXPECT_EQ(run.status, 0) << run.errors;
+        EXPECT_EQ(accountOf(run), std::string("component ") + cause);
+    }
 }
 
 TEST(Sessions, anUntrustedOrMissingGatewayIsStatus3) {

@@ -101,20 +101,5 @@ TEST_F(HostCheckerRules, readWholeRequests) {
     EXPECT_EQ(evaluate("/nonexistent", "a os debian\nb kernel Linux\nc package x\nd process x\ne not file /etc"), "e");
 }
 
-TEST(HostChecker, looksAtThisMachine) {
-    const Component component("hostchecker");
-    const auto rules = component.entry<NebrixGetValidRules>(NEBRIX_NAME_GET_VALID_RULES);
-    component.entry<NebrixInitHostCheckerDll>(NEBRIX_NAME_INIT_HOST_CHECKER)("", "", "/tmp/", "host", "en");
-    TemporaryDirectory directory;
-    const std::string request = "self process sdk_test\nkernel kernel Linux > 2\nfile file " +
-                                directory.path("present") + "\ngone not file " + directory.path("present");
-    EXPECT_STREQ(rules(request.c_str()), "self,kernel,gone");
-    directory.write("present", "");
-    EXPECT_STREQ(rules(request.c_str()), "self,kernel,file") << "every call looks again";
-    EXPECT_STREQ(rules(""), "");
-    component.entry<NebrixCloseHostCheckerDll>(NEBRIX_NAME_CLOSE_HOST_CHECKER)();
-    EXPECT_STREQ(rules("a file /"), "a") << "a second session in one process meets the library again";
-}
-
 }  // namespace
 }  // namespace nebrix::test
