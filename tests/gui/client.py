@@ -1,9 +1,7 @@
 """The programs under test as a user meets them: the demo gateway, the desktop client in a home of its own, and the
 texts of its catalogs."""
 
-import base64
 import glob
-import hashlib
 import json
 import os
 import re
@@ -90,11 +88,6 @@ class Home:
     def settings(self):
         with open(self.settings_path, encoding="utf-8") as file:
             return file.read()
-
-
-def lock_file(argument):
-    key = base64.b64encode(hashlib.sha1(argument.encode()).digest()).decode().replace("/", "_")
-    return "/tmp/nebrixclient:" + key
 
 
 class Client:

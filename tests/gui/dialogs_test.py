@@ -132,13 +132,6 @@ class SettingsTest(Flow):
             dialog = client.dialog(EN["SETTINGS_TITLE"])
             self.assertEqual(self.domains(dialog), [self.gateway.authority])
 
-    def test_german(self):
-        _, dialog = self.open("de")
-        self.assertEqual(dialog.nameless_controls(), [])
-        self.desktop.screenshot("settings-de")
-        for label in ("Abbrechen", "Speichern"):
-            self.assertTrue(dialog.find("push button", label), dialog.outline())
-
 
 class SmallScreenTest(Flow):
     gtk_settings = "gtk-font-name=Sans 20\n"

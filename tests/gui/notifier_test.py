@@ -126,20 +126,5 @@ class WithTrayTest(TrayTest):
         self.assertEqual(client.wait_for_end(), 0)
 
 
-class DarkThemeTest(Flow):
-    gtk_settings = "gtk-application-prefer-dark-theme=1\n"
-
-    def test_pictures_in_the_dark_theme(self):
-        client = self.session(language="de")
-        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
-        client.open_menu()
-        self.desktop.screenshot("dark-menu-de")
-        self.desktop.key("Escape")
-        wait_for(lambda: not client.application().find("menu"), what="menu closed")
-        client.choose(plain(catalog("de")["MENU_SETTINGS"]))
-        client.dialog(plain(catalog("de")["SETTINGS_TITLE"]))
-        self.desktop.screenshot("dark-settings-de")
-
-
 if __name__ == "__main__":
     unittest.main(verbosity=0)

@@ -9,7 +9,7 @@ import unittest
 
 import Xlib.X
 
-from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, lock_file, pattern, status_list
+from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, pattern, status_list
 from desktop import wait_for
 
 EN = catalog("en")
@@ -56,7 +56,6 @@ class StartTest(Flow):
     def test_the_same_argument_again_shows_the_first_ones_panel(self):
         first = self.session()
         panel = first.wait_for_panel()
-        wait_for(lambda: os.path.exists(lock_file(self.gateway.mediation())), what="lock file")
         wait_for(lambda: any("192.0.2." in text for text in first.texts()), what="address")
         self.desktop.click(panel)
         wait_for(lambda: not first.panel(), what="panel clicked away")
@@ -65,14 +64,6 @@ class StartTest(Flow):
         first.wait_for_panel()
         self.assertTrue(any("192.0.2." in text for text in first.texts()))
         self.desktop.screenshot("same-argument-twice")
-
-    def test_two_arguments_run_side_by_side(self):
-        first, second = self.session(), self.session(language="de")
-        wait_for(lambda: first.tray_icon() and second.tray_icon(), what="two tray icons")
-        for client in (first, second):
-            wait_for(lambda c=client: any("192.0.2." in text for text in c.texts()), what="address")
-        self.desktop.screenshot("two-arguments")
-        self.assertFalse(first.ended() or second.ended())
 
     def test_the_same_argument_again_shows_what_is_so_now(self):
         silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
@@ -173,7 +164,9 @@ class PanelTest(Flow):
                 self.assertEqual(sum(re.sub(r"\s", "", address) in tip for tip in tips), 1, "whole in the tool tip")
                 self.desktop.screenshot("panel-line-" + address[:1] + str(len(address)))
         with open(LOG, encoding="utf-8", errors="replace") as file:
-            self.assertNotIn("WxLogTarget.assertion", file.read())
+            log = file.read()
+        for unwanted in ("WxLogTarget.assertion", re.search("//(.*)@", self.gateway.mediation())[1]):
+            self.assertNotIn(unwanted, log)
 
     def test_its_corners_are_transparent_while_a_compositor_runs(self):
         selection = self.desktop.display.get_atom("_NET_WM_CM_S0")
@@ -199,20 +192,6 @@ class PanelTest(Flow):
         client.wait_for_panel()
         self.tell(status_list(*(f"connected ip=192.0.2.{number}" for number in range(5000)), "authError"))
         client.wait_for_text(EN["VPN_AUTHERROR"])  # the watchdog judges
-
-    def test_a_long_text_widens_the_panel_for_good(self):
-        client = self.session(language="de", env={"NEBRIX_TEST_STATUS": self.status})
-        self.tell(status_list("connected ip=" + "2001:db8:" * 9 + "1"))
-        client.wait_for_text(catalog("de")["VPN_GIVENIP %s"].replace("%s", "2001:db8:" * 9 + "1"))
-        wide = client.wait_for_panel()
-        self.check_place(wide)
-        self.assertEqual(wide.rect[2] % 100, 0)
-        self.desktop.screenshot("panel-wide-de")
-        self.tell(status_list("connected"))
-        client.wait_for_text(catalog("de")["VPN_CONNECTED"])
-        self.assertEqual(client.panel().rect, wide.rect)
-        with open(LOG, encoding="utf-8", errors="replace") as file:
-            self.assertNotIn(self.gateway.mediation().split("@")[0].split("//")[1], file.read())
 
 
 if __name__ == "__main__":
