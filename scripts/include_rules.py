@@ -34,7 +34,7 @@ MAY_INCLUDE = {
     "sdk/include": [],
     "sdk": ["sdk/include"],
 }
-UNBOUND = ["tests", "bench", "fuzz"]  # may include anything, and nothing else may include them
+UNBOUND = ["tests", "bench", "endurance", "fuzz"]  # may include anything, and nothing else may include them
 ZONES = sorted(list(MAY_INCLUDE) + UNBOUND, key=len, reverse=True)
 
 # External library -> its headers, and the zones that may touch it (UNBOUND may touch every one).
@@ -87,7 +87,7 @@ def judge_own(root, path, zone, header):
     if zone in UNBOUND or target == zone:
         return None
     if target in UNBOUND:
-        return f'"{header}": nothing outside tests, bench and fuzz includes {target}'
+        return f'"{header}": nothing outside tests, bench, endurance and fuzz includes {target}'
     if target not in MAY_INCLUDE[zone]:
         return f'"{header}": {zone} may not include {target}'
     return None
@@ -158,7 +158,7 @@ PLANTED = [
     ("libs/xml/a.cpp", "<json/json.h>", "only libs/json touches jsoncpp"),
     ("libs/base/a.cpp", '"libs/curl/session.h"', "libs/base may not include libs/curl"),
     ("libs/curl/a.cpp", '"session.h"', "not a header named from the repository root"),
-    ("apps/nebrixclient/gui/a.cpp", '"tests/support/a.h"', "nothing outside tests, bench and fuzz"),
+    ("apps/nebrixclient/gui/a.cpp", '"tests/support/a.h"', "nothing outside tests, bench, endurance and fuzz"),
     ("sdk/include/a.h", "<unistd.h>", "C standard headers only"),
     ("libs/base/b.cpp", "HEADER", "names no file"),
     ("libs/news/a.cpp", "<vector>", "no place in the rule"),

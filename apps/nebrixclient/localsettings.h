@@ -33,7 +33,7 @@ struct LocalSettings {
     bool pluginDownload = true;
     bool hostcheckerDownload = true;
     unsigned componentMemory = 2048;  ///< MiB that a component may have for itself; 0 for any amount
-    bool refuseOlder = false;  ///< whether a component older than the last one that ran is refused
+    bool refuseOlder = false;         ///< whether a component older than the last one that ran is refused
 };
 
 /// Whether the list has this domain, in the same case.

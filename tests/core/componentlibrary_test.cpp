@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <functional>
 
-#include "apps/nebrixclient/account.h"
 #include "apps/component/hostcheckerdllinstance.h"
 #include "apps/component/plugindllinstance.h"
+#include "apps/nebrixclient/account.h"
 #include "libs/base/log.h"
 #include "libs/base/thread.h"
 #include "tests/support/systemlogcapture.h"

@@ -24,15 +24,14 @@ TEST(StatusKey, isEmptyForTheEndAndForUnknownNumbers) {
 /// Gives what each step did ("idle" for a tick that need not have been), then what is shown: the main line's kind, "+"
 /// and "%" for the row below, phrase and dots.
 std::string run(const std::string& script) {
-    const std::map<std::string, void (*)(PanelState&)> acts{
-        {"A", [](PanelState& panel) { panel.asking(); }},
-        {"K", [](PanelState& panel) { panel.accepted(); }},
-        {"E", [](PanelState& panel) { panel.ended(); }},
-        {"B", [](PanelState& panel) { panel.broughtBack(); }},
-        {"<", [](PanelState& panel) { panel.transferring(true); }},
-        {">", [](PanelState& panel) { panel.transferring(false); }},
-        {"?", [](PanelState& panel) { panel.silent(true); }},
-        {"!", [](PanelState& panel) { panel.silent(false); }}};
+    const std::map<std::string, void (*)(PanelState&)> acts{{"A", [](PanelState& panel) { panel.asking(); }},
+                                                            {"K", [](PanelState& panel) { panel.accepted(); }},
+                                                            {"E", [](PanelState& panel) { panel.ended(); }},
+                                                            {"B", [](PanelState& panel) { panel.broughtBack(); }},
+                                                            {"<", [](PanelState& panel) { panel.transferring(true); }},
+                                                            {">", [](PanelState& panel) { panel.transferring(false); }},
+                                                            {"?", [](PanelState& panel) { panel.silent(true); }},
+                                                            {"!", [](PanelState& panel) { panel.silent(false); }}};
     PanelState panel;
     std::string told;
     std::istringstream steps(script);
