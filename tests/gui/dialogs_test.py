@@ -11,7 +11,7 @@ import time
 import unittest
 
 from accessible import SENSITIVE
-from client import LANGUAGES, Flow, Home, catalog, pattern, plain
+from client import BIN, LANGUAGES, Flow, Home, catalog, pattern, plain
 from desktop import wait_for
 
 EN = catalog("en")
@@ -354,6 +354,19 @@ class OtherEndsTest(Flow):
                 else:
                     press(self, box, STOCK[language][1])
                 self.assertEqual(client.wait_for_end(), 1)
+
+    def test_a_component_that_does_not_answer_is_told_and_so_is_its_crash(self):
+        zoo = os.path.join(BIN, "test-components", "libtest-zoo.so")
+        client = self.session(language="de", gateway=self.start_faulty_gateway("--component", f"plugindll={zoo}"),
+                              env={"NEBRIX_TEST_ZOO": "DllGetErrors2@2=slow,DllGetErrors2@5=segv"})
+        texts = catalog("de")
+        client.wait_for_text(texts["COMPONENT_SILENT"])
+        self.desktop.screenshot("component-silent-de")
+        client.wait_for_text(texts["Connected"])
+        box = client.dialog(texts["Error"])
+        self.assertTrue(box.find("label", texts["END_COMPONENT_GONE"]), box.outline())
+        press(self, box, STOCK["de"][1])
+        self.assertEqual(client.wait_for_end(), 1)
 
     def test_a_home_that_cannot_be_had_is_told(self):
         client = self.start(self.gateway.mediation(), env={"HOME": "/proc/none"})
