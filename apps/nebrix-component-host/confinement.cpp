@@ -20,17 +20,6 @@
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define NEBRIX_SHADOW_MEMORY 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
-#define NEBRIX_SHADOW_MEMORY 1
-#endif
-#endif
-#ifndef NEBRIX_SHADOW_MEMORY
-#define NEBRIX_SHADOW_MEMORY 0
-#endif
-
 namespace tessel {
 
 namespace {
@@ -135,7 +124,7 @@ std::vector<String> confine(const String& directory, const HostOptions& options)
 }
 
 bool watchMemory(unsigned mebibytes) noexcept {
-    if (mebibytes == 0 || NEBRIX_SHADOW_MEMORY != 0) {
+    if (mebibytes == 0 || !kMemoryCanBeWatched) {
         return true;
     }
     try {

@@ -4,7 +4,21 @@
 
 #include "libs/base/string.h"
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define NEBRIX_SHADOW_MEMORY 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+#define NEBRIX_SHADOW_MEMORY 1
+#endif
+#endif
+#ifndef NEBRIX_SHADOW_MEMORY
+#define NEBRIX_SHADOW_MEMORY 0
+#endif
+
 namespace tessel {
+
+/// False in builds whose sanitizer takes terabytes.
+inline constexpr bool kMemoryCanBeWatched = NEBRIX_SHADOW_MEMORY == 0;
 
 /// How the client wants the component to be held.
 struct HostOptions {
@@ -26,7 +40,7 @@ std::vector<String> confine(const String& directory, const HostOptions& options)
 /// Has a thread look from now on whether the component has more memory than it may; then the process says so on
 /// standard error and exits with kMemoryLimitStatus. Programs that the component starts do not count and are not
 /// limited, which a limit of the system's own would hold for ever. False when there is no thread for it. Nothing
-/// happens for 0, and in builds whose sanitizer takes terabytes.
+/// happens for 0, and where memory cannot be watched.
 bool watchMemory(unsigned mebibytes) noexcept;
 
 /// Says on standard error that a debugger is waited for, and returns once there is one; false when the client closes
