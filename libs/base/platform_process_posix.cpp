@@ -151,6 +151,7 @@ StartedProcess startProcess(const ProcessStart& start) {
     std::vector<std::string> texts{start.program.str()};
     texts.insert(texts.end(), start.arguments.begin(), start.arguments.end());
     std::vector<char*> arguments;
+    arguments.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         arguments.push_back(text.data());
     }

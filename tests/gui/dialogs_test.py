@@ -355,10 +355,10 @@ class OtherEndsTest(Flow):
                     press(self, box, STOCK[language][1])
                 self.assertEqual(client.wait_for_end(), 1)
 
-    def test_a_component_that_does_not_answer_is_told_and_so_is_its_crash(self):
+    def test_a_component_that_does_not_answer_is_told_and_so_is_its_end(self):
         zoo = os.path.join(BIN, "test-components", "libtest-zoo.so")
         client = self.session(language="de", gateway=self.start_faulty_gateway("--component", f"plugindll={zoo}"),
-                              env={"NEBRIX_TEST_ZOO": "DllGetErrors2@2=slow,DllGetErrors2@5=segv"})
+                              env={"NEBRIX_TEST_ZOO": "DllGetErrors2@2=slow,DllGetErrors2@5=quit3"})
         texts = catalog("de")
         client.wait_for_text(texts["COMPONENT_SILENT"])
         self.desktop.screenshot("component-silent-de")
