@@ -47,7 +47,7 @@ void take(Descriptor answers) {
 }  // namespace tessel
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    constexpr std::size_t kFits = 64UL * 1024;  // into a socket whose other end reads later
+    constexpr std::size_t kFits = 512;  // so that the host's answers, which nobody reads here, never fill the socket
     if (size == 0 || size > kFits) {
         return 0;
     }
