@@ -98,6 +98,17 @@ sigset_t watchedSignals() {
     return set;
 }
 
+/// Ends the program as the signal does by itself, so that whoever waits for it knows why.
+[[noreturn]] void endBy(int signal) {
+    std::signal(signal, SIG_DFL);
+    pthread_kill(pthread_self(), signal);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    _exit(kSignalled + signal);  // not reached where the signal can end it
+}
+
 /// Waits for the session's end. The first signal gives the attempt up, a later one the program. One that follows at
 /// once is the same request: timeout(1) and shells send it to the program and to its group.
 void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
@@ -115,7 +126,7 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
             client.cancel();
             complain("ending the session; a second signal ends the program at once");
         } else if (Clock::now() - *asked >= kSameRequest) {
-            _exit(kSignalled + signal);
+            endBy(signal);
         }
     }
 }

@@ -320,7 +320,7 @@ TEST(Sessions, oneSignalEndsWhateverTheComponentDoesAndALaterOneAtOnce) {
         if (again) {
             client.signal(SIGINT);
         }
-        EXPECT_EQ(client.wait(ChildProcess::Milliseconds(1400)), again ? 128 + SIGINT : 0);
+        EXPECT_EQ(client.wait(ChildProcess::Milliseconds(1400)), again ? 128 + SIGINT : 0) << client.errors();
     }
 }
 
