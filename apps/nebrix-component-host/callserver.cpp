@@ -1,6 +1,5 @@
 #include "apps/nebrix-component-host/callserver.h"
 
-#include <array>
 #include <exception>
 #include <new>
 

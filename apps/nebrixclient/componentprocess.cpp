@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -85,17 +84,21 @@ void ComponentProcess::start() {
     }
     m_channel.emplace(std::move(calls), Channel::Attachments::Refused,
                       [this](int descriptor, short events) { wait(descriptor, events); });
-    m_watch = std::make_unique<ComponentWatch>(std::move(output), m_process.ended.get(), m_setup.ended);
-    m_files = std::make_unique<ComponentFiles>(std::move(files), m_setup.download);
+    try {
+        m_files = std::make_unique<ComponentFiles>(std::move(files), m_setup.download);
+        m_watch = std::make_unique<ComponentWatch>(std::move(output), m_process.ended.get(), m_setup.ended);
+    } catch (...) {  // nobody destroys what was not made
+        platform::killProcess(m_process.id);
+        reap();
+        throw;
+    }
 }
 
 ComponentProcess::~ComponentProcess() {
     if (m_process.id < 0) {
         return;
     }
-    if (m_watch != nullptr) {
-        m_watch->expectEnd();
-    }
+    m_watch->expectEnd();
     m_channel.reset();  // the host ends when it sees that
     if (!gone()) {
         constexpr int kLettingGo = 1000;

@@ -49,7 +49,8 @@ public:
     /// How long the component has for its stop.
     static constexpr Milliseconds kStop{5000};
 
-    /// Starts the process and returns at once. What keeps it from starting is raised by the first call. Raises EThread.
+    /// Starts the process and returns at once. What keeps it from starting is raised by the first call. Raises
+    /// EThread and EChannel, where the system gives too little.
     ComponentProcess(Setup setup, SessionAccount& account);
     ComponentProcess(const ComponentProcess&) = delete;
     ComponentProcess& operator=(const ComponentProcess&) = delete;

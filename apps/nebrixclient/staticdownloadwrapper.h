@@ -7,14 +7,13 @@ namespace tessel {
 
 class DownloadManager;
 
-/// The C function that plug-ins fetch further files with, over the process-wide download manager.
+/// Fetches what plug-ins ask for, over the process-wide download manager, in the form of their download callback.
 ///
-/// Plug-ins are never unloaded and may call from any of their threads at any moment, also when the session is over:
-/// unset() waits for calls that are on their way, and later calls are refused.
+/// Any thread, at any moment, also when the session is over: unset() waits for calls that are on their way, and later
+/// calls are refused.
 class StaticDownloadWrapper {
 public:
-    /// The callback handed to plug-ins. Both texts belong to the caller. Never lets an exception out; false for
-    /// everything but a complete download.
+    /// Both texts belong to the caller. Never lets an exception out; false for everything but a complete download.
     static bool downloadFileTo(const char* url, const char* localPath) noexcept;
 
     /// Makes the manager the process-wide one; it must be unset before it ends.

@@ -47,6 +47,7 @@ TEST_F(ComponentProcessTest, everyEndIsSurvivedAndTold) {
     };
     const Case cases[] = {
         {PluginDll, "constructor=segv", "the component's process ended in dlopen: it was ended by signal 11 (SIGSEGV)"},
+        {PluginDll, "constructor=throw", "the component failed in dlopen: of the zoo"},
         {PluginDll, "DllCreatePluginFrontal=throw", "the component failed in DllCreatePluginFrontal: of the zoo"},
         {PluginDll, "DllSetProxy2=exit3",
          "the component's process ended in DllSetProxy2: it ended its process with status 3"},
@@ -69,7 +70,7 @@ TEST_F(ComponentProcessTest, everyEndIsSurvivedAndTold) {
         teach(expected.habit);
         const Lines lines = run(expected.type);
         EXPECT_EQ(lines.back(), "fatal-error") << expected.habit;
-        EXPECT_EQ(end(), expected.end) << expected.habit;
+        EXPECT_STREQ(end().str(), expected.end) << expected.habit;
         EXPECT_TRUE(noProcessIsLeft()) << expected.habit;
     }
     teach("");

@@ -79,6 +79,7 @@ TEST(PanelState, followsStatusesLinesTicksAndDownloads) {
         {"connected ?", "line X+ VPN_CONNECTED0"},
         {"connected ? !", "line C+ VPN_CONNECTED0"},
         {"connected ? E", "line N VPN_CONNECTED0"},
+        {"connected ? A", "line C+ VPN_CONNECTED0"},
         // The address is all that follows the first "ip=".
         {"connected", "line C+ VPN_CONNECTED0"},
         {"connectedip=", "line C+ VPN_GIVENIP %s0 "},

@@ -14,6 +14,7 @@ constexpr unsigned kDotSteps = 4;
 void PanelState::asking() noexcept {
     m_asking = true;
     m_unanswered = 0;
+    m_silent = false;
     m_ended = false;
 }
 
