@@ -15,12 +15,6 @@ namespace tessel {
 
 namespace {
 
-void waitForEver(int descriptor, short events) {
-    pollfd entry{descriptor, events, 0};
-    while (::poll(&entry, 1, -1) < 0 && errno == EINTR) {
-    }
-}
-
 [[noreturn]] void broken(RaiseSite site) {
     const int systemError = errno;
     raise<EChannel>("EChannel", site, {.words = platform::errorText(systemError), .systemError = systemError});
@@ -57,7 +51,7 @@ bool isTemporary(int systemError) { return systemError == EAGAIN || systemError 
 }  // namespace
 
 Channel::Channel(Descriptor socket, Attachments attachments, Wait wait)
-    : m_socket(std::move(socket)), m_attachments(attachments), m_wait(wait ? std::move(wait) : waitForEver) {}
+    : m_socket(std::move(socket)), m_attachments(attachments), m_wait(std::move(wait)) {}
 
 std::pair<Descriptor, Descriptor> Channel::makePair(int type) {
     std::array<int, 2> ends{};
@@ -72,7 +66,6 @@ void Channel::endOf(const Descriptor& socket) noexcept { ::shutdown(socket.get()
 void Channel::send(const MessageWriter& message, int attached) {
     std::string_view left = message.bytes();
     while (!left.empty()) {
-        m_wait(m_socket.get(), POLLOUT);
         iovec piece{const_cast<char*>(left.data()), left.size()};
         msghdr header{};
         header.msg_iov = &piece;
@@ -87,47 +80,79 @@ void Channel::send(const MessageWriter& message, int attached) {
             left.remove_prefix(static_cast<std::size_t>(sent));
         } else if (!isTemporary(errno)) {
             broken(sites::kChannelSend);
+        } else {
+            waitFor(POLLOUT);
         }
     }
 }
 
-/// False when what was sent ended before the first of these bytes.
-bool Channel::take(char* to, std::size_t length, Descriptor* attached) {
-    for (std::size_t taken = 0; taken < length;) {
-        m_wait(m_socket.get(), POLLIN);
-        iovec piece{to + taken, length - taken};
-        msghdr header{};
-        header.msg_iov = &piece;
-        header.msg_iovlen = 1;
-        ControlBuffer control;
-        if (attached != nullptr) {
-            header.msg_control = control.bytes.data();
-            header.msg_controllen = control.bytes.size();
+void Channel::waitFor(short events) {
+    if (m_wait) {
+        m_wait(m_socket.get(), events);
+        return;
+    }
+    pollfd entry{m_socket.get(), events, 0};
+    while (::poll(&entry, 1, -1) < 0 && errno == EINTR) {
+    }
+}
+
+/// What one look at the socket gives, of however many messages; where descriptors are taken no more than is wanted, so
+/// that each is known to have come along with this message. False at the end.
+bool Channel::takeMore(std::size_t wanted) {
+    constexpr std::size_t kPiece = 16UL * 1024;
+    if (m_wait) {
+        waitFor(POLLIN);
+    }
+    m_come.erase(0, m_position);
+    m_position = 0;
+    std::array<char, kPiece> bytes;
+    const bool attachments = m_attachments == Attachments::Taken;
+    iovec piece{bytes.data(), attachments ? std::min(wanted, bytes.size()) : bytes.size()};
+    msghdr header{};
+    header.msg_iov = &piece;
+    header.msg_iovlen = 1;
+    ControlBuffer control;
+    if (attachments) {
+        header.msg_control = control.bytes.data();
+        header.msg_controllen = control.bytes.size();
+    }
+    const ssize_t count = ::recvmsg(m_socket.get(), &header, (m_wait ? MSG_DONTWAIT : 0) | MSG_CMSG_CLOEXEC);
+    if (count > 0) {
+        m_come.append(bytes.data(), static_cast<std::size_t>(count));
+        if (Descriptor came = detach(header); came.valid()) {
+            m_attached = std::move(came);
         }
-        const ssize_t count = ::recvmsg(m_socket.get(), &header, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-        if (count > 0) {
-            taken += static_cast<std::size_t>(count);
-            if (attached != nullptr && !attached->valid()) {
-                *attached = detach(header);
-            }
-        } else if (count == 0 || errno == ECONNRESET) {
-            if (taken == 0) {
-                return false;
-            }
-            raise<EProtocol>("EProtocol", sites::kChannelCut);
-        } else if (!isTemporary(errno)) {
-            broken(sites::kChannelReceive);
+    } else if (count == 0 || errno == ECONNRESET) {
+        return false;
+    } else if (!isTemporary(errno)) {
+        broken(sites::kChannelReceive);
+    } else if (!m_wait) {
+        waitFor(POLLIN);
+    }
+    return true;
+}
+
+/// False when what was sent ended before there were so many bytes; what there was of them is in `to`.
+bool Channel::take(std::string& to, std::size_t length) {
+    while (to.size() < length) {
+        if (m_position == m_come.size() && !takeMore(length - to.size())) {
+            return false;
         }
+        const std::string_view part = std::string_view(m_come).substr(m_position, length - to.size());
+        to += part;
+        m_position += part.size();
     }
     return true;
 }
 
 std::optional<Message> Channel::receive() {
-    constexpr std::size_t kPiece = 64UL * 1024;
     Message message;
-    std::array<char, MessageWriter::kHeader> header{};
-    if (!take(header.data(), header.size(), m_attachments == Attachments::Taken ? &message.attached : nullptr)) {
-        return std::nullopt;
+    std::string header;
+    if (!take(header, MessageWriter::kHeader)) {
+        if (header.empty()) {
+            return std::nullopt;
+        }
+        raise<EProtocol>("EProtocol", sites::kChannelCut);
     }
     std::uint32_t length = 0;
     std::memcpy(&length, header.data(), sizeof length);
@@ -135,13 +160,10 @@ std::optional<Message> Channel::receive() {
     if (length > MessageWriter::kLongest) {
         raise<EProtocol>("EProtocol", sites::kMessageTooLong);
     }
-    while (message.body.size() < length) {
-        const std::size_t begin = message.body.size();
-        message.body.resize(begin + std::min<std::size_t>(kPiece, length - begin));
-        if (!take(message.body.data() + begin, message.body.size() - begin, nullptr)) {
-            raise<EProtocol>("EProtocol", sites::kChannelCut);
-        }
+    if (!take(message.body, length)) {
+        raise<EProtocol>("EProtocol", sites::kChannelCut);
     }
+    message.attached = std::move(m_attached);
     return message;
 }
 

@@ -18,7 +18,8 @@ public:
     /// Whether a descriptor that comes along with a message is kept, or closed unseen.
     enum class Attachments { Refused, Taken };
 
-    /// Waits without limit when there is no `wait`, which is asked before each look at the socket otherwise.
+    /// Waits without limit when there is no `wait`, which otherwise is asked before each look at what came, and where
+    /// what is sent has no room.
     explicit Channel(Descriptor socket, Attachments attachments, Wait wait = {});
 
     /// Raises EChannel, and what `wait` raises. The descriptor stays the caller's.
@@ -35,11 +36,17 @@ public:
     static std::pair<Descriptor, Descriptor> makePair(int type);
 
 private:
-    bool take(char* to, std::size_t length, Descriptor* attached);
+    void waitFor(short events);
+    bool takeMore(std::size_t wanted);
+    bool take(std::string& to, std::size_t length);
 
     Descriptor m_socket;
     const Attachments m_attachments;
     const Wait m_wait;
+    // What came and was not yet asked for: many messages are taken from the system at once.
+    std::string m_come;
+    std::size_t m_position = 0;  // in m_come
+    Descriptor m_attached;
 };
 
 }  // namespace tessel
