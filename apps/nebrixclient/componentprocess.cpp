@@ -74,37 +74,24 @@ void ComponentProcess::start() {
     // Datagrams, so that what a component starts and leaves behind is not ended by what it prints later (SIGPIPE).
     auto [output, hostOutput] = Channel::makePair(SOCK_DGRAM);
     std::tie(m_hurry, m_hurried) = Channel::makePair(SOCK_STREAM);
-    m_process = platform::startProcess({.program = m_program,
-                                        .arguments = arguments(m_setup),
-                                        .output = hostOutput.get(),
-                                        .descriptors = {hostCalls.get(), hostFiles.get()}});
-    if (m_process.id < 0) {
-        m_failure = m_program + ": " + platform::errorText(errno);
-        return;
-    }
     m_channel.emplace(std::move(calls), Channel::Attachments::Refused,
                       [this](int descriptor, short events) { wait(descriptor, events); });
-    try {
-        m_files = std::make_unique<ComponentFiles>(std::move(files), m_setup.download);
-        m_watch = std::make_unique<ComponentWatch>(std::move(output), m_process.ended.get(), m_setup.ended);
-    } catch (...) {  // nobody destroys what was not made
-        platform::killProcess(m_process.id);
-        reap();
-        throw;
-    }
+    m_files = std::make_unique<ComponentFiles>(std::move(files), m_setup.download);
+    // The last: from here on there is a process to reap.
+    m_watch = std::make_unique<ComponentWatch>(
+        ComponentWatch::Host{
+            m_program, arguments(m_setup), std::move(hostOutput), {std::move(hostCalls), std::move(hostFiles)}},
+        std::move(output), m_setup.ended);
 }
 
 ComponentProcess::~ComponentProcess() {
-    if (m_process.id < 0) {
-        return;
-    }
     m_watch->expectEnd();
     m_channel.reset();  // the host ends when it sees that
-    if (!gone()) {
+    if (process().id >= 0 && !gone()) {
         constexpr int kLettingGo = 1000;
-        pollfd ended{m_process.ended.get(), POLLIN, 0};
+        pollfd ended{process().ended.get(), POLLIN, 0};
         if (!m_loaded || ::poll(&ended, 1, kLettingGo) <= 0) {
-            platform::killProcess(m_process.id);
+            platform::killProcess(process().id);
         }
         reap();
     }
@@ -121,7 +108,7 @@ void ComponentProcess::hurry() noexcept {
     Channel::endOf(m_hurry);
 }
 
-void ComponentProcess::reap() { m_end = platform::reapProcess(m_process.id); }
+void ComponentProcess::reap() { m_end = platform::reapProcess(process().id); }
 
 /// When keepTimes() has something to do next.
 ComponentProcess::Clock::time_point ComponentProcess::nextTime() const {
@@ -153,7 +140,7 @@ void ComponentProcess::keepTimes() {
     if (now >= nextTime()) {
         m_abandoned = true;
         log(LogCategory::Error, kClassName, m_entry, "the component does not answer: its process is ended");
-        platform::killProcess(m_process.id);
+        platform::killProcess(process().id);
     }
 }
 
@@ -163,7 +150,7 @@ void ComponentProcess::wait(int descriptor, short events) {
     for (;;) {
         const bool hurried = m_hurryTime != 0;
         std::array<pollfd, 3> entries{
-            {{descriptor, events, 0}, {m_process.ended.get(), POLLIN, 0}, {hurried ? -1 : m_hurried.get(), POLLIN, 0}}};
+            {{descriptor, events, 0}, {process().ended.get(), POLLIN, 0}, {hurried ? -1 : m_hurried.get(), POLLIN, 0}}};
         const Clock::time_point next = m_abandoned ? Clock::time_point::max() : nextTime();
         const auto left = ceil<Milliseconds>(next - std::min(next, Clock::now()));
         const bool forEver = next == Clock::time_point::max();
@@ -183,15 +170,16 @@ void ComponentProcess::wait(int descriptor, short events) {
 ComponentProcess::Result ComponentProcess::call(const char* entry, const MessageWriter& message, Limit limit,
                                                 int attached) {
     m_entry = String(entry);
-    if (!m_failure.empty()) {
-        m_account.record({.kind = EndKind::ComponentUnusable, .cause = EndCause::NotLoadable, .text = m_failure});
-        log(LogCategory::Error, kClassName, "start", m_failure);
+    if (process().id < 0) {
+        const String failure = m_program + ": " + platform::errorText(process().systemError);
+        m_account.record({.kind = EndKind::ComponentUnusable, .cause = EndCause::NotLoadable, .text = failure});
+        log(LogCategory::Error, kClassName, "start", failure);
         raise<EComponentProcess>("EComponentProcess", sites::kComponentStart);
     }
     m_began = Clock::now();
     m_limit = limit;
     m_silent = false;
-    if (gone() || isReadable(m_process.ended.get())) {
+    if (gone() || isReadable(process().ended.get())) {
         m_entry = String();  // no entry's doing
         fail();
     }
@@ -231,10 +219,10 @@ ComponentProcess::Result ComponentProcess::converse(const MessageWriter& message
 void ComponentProcess::fail() {
     constexpr int kEnding = 1000;
     if (!gone()) {
-        pollfd ended{m_process.ended.get(), POLLIN, 0};
+        pollfd ended{process().ended.get(), POLLIN, 0};
         if (::poll(&ended, 1, kEnding) <= 0) {  // it only stopped talking
             m_abandoned = true;
-            platform::killProcess(m_process.id);
+            platform::killProcess(process().id);
         }
         reap();
     }
@@ -261,7 +249,7 @@ void ComponentProcess::spokeWrongly(const Exception& caught) {
     m_account.record(end);
     log(LogCategory::Error, kClassName, m_entry, describe(end));
     if (!gone()) {
-        platform::killProcess(m_process.id);
+        platform::killProcess(process().id);
         reap();
     }
     raise<EComponentProcess>("EComponentProcess", sites::kComponentGone);

@@ -19,10 +19,10 @@ TESSEL_EXCEPTION(EComponentProcess, Exception);
 /// The program nebrix-component-host, started for one session's component, and the calls into it.
 ///
 /// The process is hostile once a component is loaded: what it sends is bounded, and can do no more than fail the call.
-/// It dies with this object and with the thread that made it, however that ends.
+/// It dies with this object and with the client, however that ends.
 ///
 /// Threads: made, called and destroyed on the driver's thread; hurry() on any. Two threads of its own: "component"
-/// hears what the component prints and how it ends, "component-files" fetches files for it.
+/// starts the process, hears what the component prints and how it ends, "component-files" fetches files for it.
 class ComponentProcess {
 public:
     using Milliseconds = std::chrono::milliseconds;
@@ -49,7 +49,7 @@ public:
     /// How long the component has for its stop.
     static constexpr Milliseconds kStop{5000};
 
-    /// Starts the process and returns at once. What keeps it from starting is raised by the first call. Raises
+    /// Has the process started and returns at once. What keeps it from starting is raised by the first call. Raises
     /// EThread and EChannel, where the system gives too little.
     ComponentProcess(Setup setup, SessionAccount& account);
     ComponentProcess(const ComponentProcess&) = delete;
@@ -82,6 +82,7 @@ private:
     void wait(int descriptor, short events);
     [[nodiscard]] Clock::time_point nextTime() const;
     void keepTimes();
+    [[nodiscard]] const platform::StartedProcess& process() const noexcept { return m_watch->process(); }
     Result converse(const MessageWriter& message, int attached);
     [[noreturn]] void fail();
     [[noreturn]] void spokeWrongly(const Exception& caught);
@@ -89,9 +90,7 @@ private:
 
     const Setup m_setup;
     SessionAccount& m_account;
-    String m_program;
-    String m_failure;  // why there is no process
-    platform::StartedProcess m_process;
+    const String m_program;
     Descriptor m_hurry;                      // hurry() ends this connection,
     Descriptor m_hurried;                    // whose other end becomes readable by that
     std::atomic<Clock::rep> m_hurryTime{0};  // 0 before hurry()

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <new>
 #include <string_view>
 
 #include "apps/component/protocol.h"
@@ -14,11 +15,8 @@
 
 namespace tessel {
 
-ComponentWatch::ComponentWatch(Descriptor output, int processEnded, std::function<void()> ended)
-    : Thread("component", 0, false),
-      m_output(std::move(output)),
-      m_processEnded(processEnded),
-      m_ended(std::move(ended)) {
+ComponentWatch::ComponentWatch(Host host, Descriptor output, std::function<void()> ended)
+    : Thread("component", 0, false), m_host(std::move(host)), m_output(std::move(output)), m_ended(std::move(ended)) {
     launch(true);
 }
 
@@ -28,10 +26,31 @@ ComponentWatch::~ComponentWatch() {
     join();
 }
 
+const platform::StartedProcess& ComponentWatch::process() const noexcept {
+    m_started.wait(false);
+    return m_process;
+}
+
+void ComponentWatch::start() noexcept {
+    try {
+        const auto& [calls, files] = m_host.connections;
+        m_process = platform::startProcess({.program = m_host.program,
+                                            .arguments = m_host.arguments,
+                                            .output = m_host.output.get(),
+                                            .descriptors = {calls.get(), files.get()}});
+    } catch (const std::bad_alloc&) {
+        m_process.systemError = ENOMEM;
+    }
+    m_host = {};
+    m_started = true;
+    m_started.notify_all();
+}
+
 void ComponentWatch::main() {
-    bool alive = true;
+    start();
+    bool alive = m_process.id >= 0;
     while (!m_closing) {
-        std::array<pollfd, 2> entries{{{m_output.get(), POLLIN, 0}, {alive ? m_processEnded : -1, POLLIN, 0}}};
+        std::array<pollfd, 2> entries{{{m_output.get(), POLLIN, 0}, {alive ? m_process.ended.get() : -1, POLLIN, 0}}};
         if (::poll(entries.data(), entries.size(), -1) < 0) {
             continue;
         }

@@ -1,36 +1,54 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "apps/component/channel.h"
+#include "libs/base/platform.h"
 #include "libs/base/thread.h"
 
 namespace tessel {
 
-/// The thread "component": logs what a component prints, line by line, and hears when its process ends.
+/// The thread "component": starts a component's process, logs what it prints, line by line, and hears when it ends.
+/// A process that dies with the thread that started it dies with this one.
 class ComponentWatch final : private Thread {
 public:
     /// Bytes of a component's output that are logged in one session; what is beyond is taken and forgotten.
     static constexpr unsigned kMostOutput = 1024 * 1024;
 
-    /// `output` gives datagrams; `processEnded`, which must outlive this object, becomes readable at the end. `ended`
-    /// is called then, unless expectEnd() came first. Raises EThread.
-    ComponentWatch(Descriptor output, int processEnded, std::function<void()> ended);
+    /// What is started, and the ends of connections that it gets, which are closed here once it has them.
+    struct Host {
+        String program;
+        std::vector<std::string> arguments;
+        Descriptor output;
+        std::array<Descriptor, 2> connections;
+    };
+
+    /// Returns at once. `output` gives datagrams. `ended` is called at the process's end, unless expectEnd() came
+    /// first. Raises EThread, and nothing was started then.
+    ComponentWatch(Host host, Descriptor output, std::function<void()> ended);
     ComponentWatch(const ComponentWatch&) = delete;
     ComponentWatch& operator=(const ComponentWatch&) = delete;
     ~ComponentWatch() override;
 
+    /// Waits until it is known whether there is a process, which is the caller's to reap before this object goes.
+    [[nodiscard]] const platform::StartedProcess& process() const noexcept;
     /// Any thread.
     void expectEnd() noexcept { m_expected = true; }
 
 private:
     void main() override;
+    void start() noexcept;
     bool takeOutput();
     void logLines(std::string_view printed);
 
+    Host m_host;                         // the thread's own
+    platform::StartedProcess m_process;  // the thread's until m_started, then constant
+    std::atomic<bool> m_started{false};
     const Descriptor m_output;
-    const int m_processEnded;
     const std::function<void()> m_ended;
     std::atomic<bool> m_expected{false};
     std::atomic<bool> m_closing{false};

@@ -107,8 +107,9 @@ struct ProcessStart {
     std::vector<int> descriptors{};  // become 3, 4, ...
 };
 struct StartedProcess {
-    int id = -1;         // -1, with errno, when there is none
-    Descriptor ended{};  // polls as readable once the process has ended
+    int id = -1;          // -1 when there is none
+    int systemError = 0;  // which says why
+    Descriptor ended{};   // polls as readable once the process has ended
 };
 /// Starts a program in a session of its own, without a terminal. It is the caller's to reap.
 StartedProcess startProcess(const ProcessStart& start);

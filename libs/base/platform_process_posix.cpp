@@ -167,7 +167,7 @@ StartedProcess startProcess(const ProcessStart& start) {
         killProcess(started.id);
         reapProcess(started.id);
     }
-    errno = failure != 0 ? failure : EMFILE;
+    started.systemError = failure != 0 ? failure : EMFILE;
     started.id = -1;
     return started;
 }
