@@ -110,13 +110,17 @@ void ComponentProcess::hurry() noexcept {
 
 void ComponentProcess::reap() { m_end = platform::reapProcess(process().id); }
 
+ComponentProcess::Clock::time_point ComponentProcess::silentFrom() const {
+    return m_began + (m_patience == Patience::Long ? kLongSilence : kSilence);
+}
+
 /// When keepTimes() has something to do next.
 ComponentProcess::Clock::time_point ComponentProcess::nextTime() const {
     Clock::time_point next = Clock::time_point::max();
     if (!m_silent && !m_setup.debugger) {
-        next = m_began + kSilence;
+        next = silentFrom();
     }
-    if (m_limit == Limit::Stop) {
+    if (m_patience == Patience::Stop) {
         return m_setup.debugger ? next : std::min(next, m_began + kStop);
     }
     if (const Clock::rep hurried = m_hurryTime; hurried != 0) {
@@ -130,7 +134,7 @@ void ComponentProcess::keepTimes() {
     if (m_abandoned || now < nextTime()) {
         return;
     }
-    if (!m_silent && !m_setup.debugger && now >= m_began + kSilence) {
+    if (!m_silent && !m_setup.debugger && now >= silentFrom()) {
         m_silent = true;
         log(LogCategory::Warning, kClassName, m_entry, "the component does not answer");
         if (m_setup.silent) {
@@ -167,7 +171,7 @@ void ComponentProcess::wait(int descriptor, short events) {
     }
 }
 
-ComponentProcess::Result ComponentProcess::call(const char* entry, const MessageWriter& message, Limit limit,
+ComponentProcess::Result ComponentProcess::call(const char* entry, const MessageWriter& message, Patience patience,
                                                 int attached) {
     m_entry = String(entry);
     if (process().id < 0) {
@@ -177,7 +181,7 @@ ComponentProcess::Result ComponentProcess::call(const char* entry, const Message
         raise<EComponentProcess>("EComponentProcess", sites::kComponentStart);
     }
     m_began = Clock::now();
-    m_limit = limit;
+    m_patience = patience;
     m_silent = false;
     if (gone() || isReadable(process().ended.get())) {
         m_entry = String();  // no entry's doing

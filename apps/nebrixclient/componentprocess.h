@@ -34,7 +34,7 @@ public:
         std::function<void()> cancelDownloads;
         /// The process ended, and nobody had asked for it. On the thread "component", once.
         std::function<void()> ended;
-        /// An entry has not returned for kSilence, or it did now after all. On the driver's thread.
+        /// An entry has not returned for kSilence or kLongSilence, or it did now after all. On the driver's thread.
         std::function<void(bool silent)> silent;
         /// MiB of memory that the component may have; 0 for any.
         unsigned memoryLimit = 0;
@@ -44,6 +44,8 @@ public:
 
     /// After so long an entry counts as silent.
     static constexpr Milliseconds kSilence{3000};
+    /// The same for an entry that may take its time: as long as a session waits for another one's download.
+    static constexpr Milliseconds kLongSilence{30000};
     /// How long an entry may take to return once the session is to end.
     static constexpr Milliseconds kHurry{1200};
     /// How long the component has for its stop.
@@ -57,13 +59,15 @@ public:
     /// Ends the process and waits for it: at once unless a component was loaded, which has a second to let go.
     ~ComponentProcess();
 
-    /// What an entry must return within, beside what hurry() asks for.
-    enum class Limit { None, Stop };
+    /// How an entry is waited for: as most are; as one that may take its time; as the stop, which must return within
+    /// kStop, whatever hurry() asks for.
+    enum class Patience { Usual, Long, Stop };
     /// Calls an entry, whose name is what account and log say, and waits for what it returns. Its log lines are logged
     /// before. Raises EComponentProcess, what kept a component from being loaded (EModuleLoader, EPluginDllInstance,
     /// EFile), and ComponentException for what left an entry.
     using Result = ComponentAnswer;
-    Result call(const char* entry, const MessageWriter& message, Limit limit = Limit::None, int attached = -1);
+    Result call(const char* entry, const MessageWriter& message, Patience patience = Patience::Usual,
+                int attached = -1);
     /// The session is to end: the entry that runs must return within kHurry, and so must each that follows but the
     /// stop. Any thread.
     void hurry() noexcept;
@@ -80,6 +84,7 @@ private:
 
     void start();
     void wait(int descriptor, short events);
+    [[nodiscard]] Clock::time_point silentFrom() const;
     [[nodiscard]] Clock::time_point nextTime() const;
     void keepTimes();
     [[nodiscard]] const platform::StartedProcess& process() const noexcept { return m_watch->process(); }
@@ -98,7 +103,7 @@ private:
     // The call that runs.
     String m_entry;
     Clock::time_point m_began;
-    Limit m_limit = Limit::None;
+    Patience m_patience = Patience::Usual;
     bool m_silent = false;
     bool m_ready = false;               // it has said so
     std::atomic<bool> m_loaded{false};  // a component may have threads of its own

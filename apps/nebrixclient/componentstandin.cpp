@@ -15,7 +15,7 @@ PluginProcess::PluginProcess(ComponentProcess& process, const SealedFile& librar
     : m_process(process) {
     MessageWriter message(MessageKind::LoadPlugin);
     message.text(library.path()).text(version).text(pluginDir);
-    m_process.call(kLoading, message, ComponentProcess::Limit::None, library.descriptor());
+    m_process.call(kLoading, message, ComponentProcess::Patience::Usual, library.descriptor());
 }
 
 void PluginProcess::start(const Parameters& parameters) {
@@ -25,7 +25,7 @@ void PluginProcess::start(const Parameters& parameters) {
 }
 
 void PluginProcess::stop() {
-    m_process.call(NEBRIX_NAME_STOP, MessageWriter(MessageKind::Stop), ComponentProcess::Limit::Stop);
+    m_process.call(NEBRIX_NAME_STOP, MessageWriter(MessageKind::Stop), ComponentProcess::Patience::Stop);
 }
 
 void PluginProcess::setProxy(bool useProxy, const Proxy& proxy) {
@@ -47,14 +47,14 @@ String PluginProcess::getErrors() {
 int PluginProcess::LaunchSafeResource(int id, const String& name) {
     MessageWriter message(MessageKind::LaunchResource);
     message.number(id).text(name);
-    return m_process.call(NEBRIX_NAME_LAUNCH_SAFE_RESOURCE, message).number;
+    return m_process.call(NEBRIX_NAME_LAUNCH_SAFE_RESOURCE, message, ComponentProcess::Patience::Long).number;
 }
 
 HostCheckerProcess::HostCheckerProcess(ComponentProcess& process, const SealedFile& library, const String& directory)
     : m_process(process) {
     MessageWriter message(MessageKind::LoadHostChecker);
     message.text(library.path()).text(directory);
-    m_process.call(kLoading, message, ComponentProcess::Limit::None, library.descriptor());
+    m_process.call(kLoading, message, ComponentProcess::Patience::Usual, library.descriptor());
 }
 
 void HostCheckerProcess::start(const String& directory, const String& hostname, const String& language) {
@@ -65,13 +65,13 @@ void HostCheckerProcess::start(const String& directory, const String& hostname, 
 
 void HostCheckerProcess::stop() {
     m_process.call(NEBRIX_NAME_CLOSE_HOST_CHECKER, MessageWriter(MessageKind::CloseHostChecker),
-                   ComponentProcess::Limit::Stop);
+                   ComponentProcess::Patience::Stop);
 }
 
 String HostCheckerProcess::getValidRules(const String& request) {
     MessageWriter message(MessageKind::GetValidRules);
     message.text(request);
-    return m_process.call(NEBRIX_NAME_GET_VALID_RULES, message).text;
+    return m_process.call(NEBRIX_NAME_GET_VALID_RULES, message, ComponentProcess::Patience::Long).text;
 }
 
 }  // namespace tessel

@@ -17,7 +17,8 @@
 //     thread. It is the same for one session; a later session may call from another one, so keep nothing
 //     that belongs to a thread between sessions. An entry should return within a few milliseconds: long
 //     work belongs to a thread of the component. GetValidRules and LaunchSafeResource may take longer;
-//     while they run, the session waits and does not react to its user.
+//     while they run, the session waits. After 30 seconds of these, and 3 of any other entry, the user is
+//     told that the component does not answer.
 //  2. Calls to the client. The one function of the client that a component may call is the download
 //     callback (NebrixDownloadFileTo). It may be called from any thread of the component, also from inside
 //     LaunchSafeResource, from DllSetDownloadDelegate2 to the end of the process. It blocks until the

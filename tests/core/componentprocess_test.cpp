@@ -113,5 +113,15 @@ TEST_F(ComponentProcessTest, aSilentEntryIsToldAndMayComeBackAndAStopHasFiveSeco
     EXPECT_TRUE(noProcessIsLeft());
 }
 
+TEST_F(ComponentProcessTest, whatMayTakeLongIsNotSilent) {
+    const std::pair<ComponentType, const char*> cases[] = {{PluginDllNoTunnel, "LaunchSafeResource=slow"},
+                                                           {Hostchecker, "GetValidRules@2=slow"}};
+    for (const auto& [type, habit] : cases) {
+        teach(habit);
+        EXPECT_EQ(run(type).back(), "status 4") << habit;
+        EXPECT_EQ(m_progress.silences(), 0U) << habit;
+    }
+}
+
 }  // namespace
 }  // namespace tessel::test
