@@ -26,9 +26,7 @@ enum class MessageKind : std::uint16_t {
     SetProxy,         // use, type, host, login, password, domain
     Start,            // the parameters (write())
     GetErrors,
-    GetLogs,
-    Execute,         // three texts
-    LaunchResource,  // number, name
+    LaunchResource = 22,  // number, name
     Stop,
     LoadHostChecker = 32,  // path, directory that it may write to
     InitHostChecker,       // directory, host name, language

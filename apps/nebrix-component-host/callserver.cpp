@@ -184,13 +184,6 @@ MessageWriter CallServer::plugin(MessageKind call, MessageReader& reader) {
         }
         case MessageKind::GetErrors:
             return returned(0, m_plugin->getErrors());
-        case MessageKind::GetLogs:
-            return returned(0, m_plugin->getLogs());
-        case MessageKind::Execute: {
-            const String a = reader.text();
-            const String b = reader.text();
-            return returned(m_plugin->execute(a, b, reader.text()));
-        }
         case MessageKind::LaunchResource: {
             const int id = reader.number();
             return returned(m_plugin->LaunchSafeResource(id, reader.text(), m_download));
