@@ -6,13 +6,13 @@
 /// What client and component host say to each other; docs/formats.md has it as a table.
 ///
 /// Two connections, each used strictly in turns. Over the first the client calls and the host answers: at its start
-/// the host says Ready; then each call is answered by any number of Log and Running and one Returned, Raised or
-/// Refused. Over the second a component asks for a file and the client answers. Whoever hears something else ends the
-/// conversation.
+/// the host says Ready, and hears once what to prepare for; then each call is answered by any number of Log and Running
+/// and one Returned, Raised or Refused. Over the second a component asks for a file and the client answers. Whoever
+/// hears something else ends the conversation.
 namespace tessel {
 
 /// Programs of different versions do not talk.
-inline constexpr std::int32_t kProtocolVersion = 1;
+inline constexpr std::int32_t kProtocolVersion = 2;
 
 /// The descriptors that the host is started with.
 inline constexpr int kCallsDescriptor = 3;
@@ -21,6 +21,9 @@ inline constexpr int kDownloadsDescriptor = 4;
 enum class MessageKind : std::uint16_t {
     // The host's first word: version.
     Ready = 1,
+    // Before a load, without an answer, so that it is done while the client judges the library: the directory that a
+    // host checker may write to, nothing for a plug-in.
+    Prepare = 8,
     // Calls. A load has the library attached.
     LoadPlugin = 16,  // path, version, plug-in directory
     SetProxy,         // use, type, host, login, password, domain
@@ -28,7 +31,7 @@ enum class MessageKind : std::uint16_t {
     GetErrors,
     LaunchResource = 22,  // number, name
     Stop,
-    LoadHostChecker = 32,  // path, directory that it may write to
+    LoadHostChecker = 32,  // path
     InitHostChecker,       // directory, host name, language
     GetValidRules,         // request
     CloseHostChecker,

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "apps/component/sites.h"
 #include "libs/base/file.h"
@@ -51,10 +52,8 @@ Proxy readProxy(MessageReader& reader) {
 
 }  // namespace
 
-CallServer::CallServer(Descriptor calls, NebrixDownloadFileTo download, BeforeLoading beforeLoading)
-    : m_channel(std::move(calls), Channel::Attachments::Taken),
-      m_download(download),
-      m_beforeLoading(std::move(beforeLoading)) {
+CallServer::CallServer(Descriptor calls, NebrixDownloadFileTo download, Prepare prepare)
+    : m_channel(std::move(calls), Channel::Attachments::Taken), m_download(download), m_prepare(std::move(prepare)) {
     t_server = this;
     divertLog(&CallServer::forwardLog);
     observeEntries(&CallServer::forwardEntry);
@@ -93,8 +92,22 @@ void CallServer::serve() {
     ready.number(kProtocolVersion);
     m_channel.send(ready);
     while (std::optional<Message> call = m_channel.receive()) {
-        answer(*call);
+        if (call->kind == MessageKind::Prepare) {
+            prepare(*call);
+        } else {
+            answer(*call);
+        }
     }
+}
+
+void CallServer::prepare(const Message& request) {
+    MessageReader reader(request);
+    const String directory = reader.text();
+    reader.end();
+    if (!m_prepare) {
+        outOfTurn();
+    }
+    std::exchange(m_prepare, nullptr)(directory);
 }
 
 /// A component's exceptions are answers; those of the conversation itself go on.
@@ -148,25 +161,23 @@ void CallServer::loadPlugin(Message& call) {
     const String version = reader.text();
     const String directory = reader.text();
     reader.end();
-    if (m_library.valid()) {
-        outOfTurn();
-    }
-    m_library = SealedFile::adopt(std::move(call.attached), path);
-    m_beforeLoading(String());
+    takeLibrary(call, path);
     m_plugin = std::make_unique<PluginDllInstance>(m_library, version, directory);
 }
 
 void CallServer::loadHostChecker(Message& call) {
     MessageReader reader(call);
     const String path = reader.text();
-    const String directory = reader.text();
     reader.end();
-    if (m_library.valid()) {
+    takeLibrary(call, path);
+    m_hostChecker = std::make_unique<HostCheckerDllInstance>(m_library);
+}
+
+void CallServer::takeLibrary(Message& call, const String& path) {
+    if (m_prepare || m_library.valid()) {
         outOfTurn();
     }
     m_library = SealedFile::adopt(std::move(call.attached), path);
-    m_beforeLoading(directory);
-    m_hostChecker = std::make_unique<HostCheckerDllInstance>(m_library);
 }
 
 MessageWriter CallServer::plugin(MessageKind call, MessageReader& reader) {

@@ -15,11 +15,11 @@ namespace tessel {
 /// contract names it. At most one in a process, since a component is never unloaded.
 class CallServer {
 public:
-    /// Called before a library is loaded, with the directory that a host checker may write to, or nothing for a
+    /// Called once, before a library is loaded, with the directory that a host checker may write to, or nothing for a
     /// plug-in.
-    using BeforeLoading = std::function<void(const String& directory)>;
+    using Prepare = std::function<void(const String& directory)>;
 
-    CallServer(Descriptor calls, NebrixDownloadFileTo download, BeforeLoading beforeLoading);
+    CallServer(Descriptor calls, NebrixDownloadFileTo download, Prepare prepare);
     ~CallServer();
     CallServer(const CallServer&) = delete;
     CallServer& operator=(const CallServer&) = delete;
@@ -28,19 +28,21 @@ public:
     void serve();
 
 private:
+    void prepare(const Message& request);
     void answer(Message& call);
     MessageWriter resultOf(Message& call);
     MessageWriter plugin(MessageKind call, MessageReader& reader);
     MessageWriter hostChecker(MessageKind call, MessageReader& reader);
     void loadPlugin(Message& call);
     void loadHostChecker(Message& call);
+    void takeLibrary(Message& call, const String& path);
 
     static void forwardLog(LogCategory category, const String& className, const String& method, const String& text);
     static void forwardEntry(const char* name);
 
     Channel m_channel;
     const NebrixDownloadFileTo m_download;
-    const BeforeLoading m_beforeLoading;
+    Prepare m_prepare;  // nothing once it was called
     SealedFile m_library;
     std::unique_ptr<PluginDllInstance> m_plugin;
     std::unique_ptr<HostCheckerDllInstance> m_hostChecker;

@@ -171,6 +171,16 @@ void ComponentProcess::wait(int descriptor, short events) {
     }
 }
 
+void ComponentProcess::prepare(const String& directory) {
+    MessageWriter message(MessageKind::Prepare);
+    message.text(directory);
+    try {
+        m_channel->send(message);
+    } catch (const EChannel& caught) {
+        logCaught(caught, sites::kComponentChannelCatch);
+    }
+}
+
 ComponentProcess::Result ComponentProcess::call(const char* entry, const MessageWriter& message, Patience patience,
                                                 int attached) {
     m_entry = String(entry);

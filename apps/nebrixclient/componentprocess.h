@@ -59,6 +59,9 @@ public:
     /// Ends the process and waits for it: at once unless a component was loaded, which has a second to let go.
     ~ComponentProcess();
 
+    /// Has the process make itself ready for a plug-in (no directory), or for a host checker, which may write to that
+    /// directory alone. Once, before a component is loaded; does not wait. What goes wrong the next call tells.
+    void prepare(const String& directory = {});
     /// How an entry is waited for: as most are; as one that may take its time; as the stop, which must return within
     /// kStop, whatever hurry() asks for.
     enum class Patience { Usual, Long, Stop };

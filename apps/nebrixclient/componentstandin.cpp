@@ -50,10 +50,9 @@ int PluginProcess::LaunchSafeResource(int id, const String& name) {
     return m_process.call(NEBRIX_NAME_LAUNCH_SAFE_RESOURCE, message, ComponentProcess::Patience::Long).number;
 }
 
-HostCheckerProcess::HostCheckerProcess(ComponentProcess& process, const SealedFile& library, const String& directory)
-    : m_process(process) {
+HostCheckerProcess::HostCheckerProcess(ComponentProcess& process, const SealedFile& library) : m_process(process) {
     MessageWriter message(MessageKind::LoadHostChecker);
-    message.text(library.path()).text(directory);
+    message.text(library.path());
     m_process.call(kLoading, message, ComponentProcess::Patience::Usual, library.descriptor());
 }
 

@@ -29,8 +29,7 @@ private:
 /// A host checker there: the operations of HostCheckerDllInstance.
 class HostCheckerProcess {
 public:
-    /// `directory` is the only one that the host checker may write to.
-    HostCheckerProcess(ComponentProcess& process, const SealedFile& library, const String& directory);
+    HostCheckerProcess(ComponentProcess& process, const SealedFile& library);
 
     void start(const String& directory, const String& hostname, const String& language);
     void stop();

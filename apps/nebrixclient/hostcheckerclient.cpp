@@ -63,8 +63,9 @@ void NebrixClientHostchecker::run(CurlSession& session) {
 
 void NebrixClientHostchecker::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
+    m_client.component().prepare(hostcheckerDirectory() + "/");
     const VerifiedComponent component = m_files.verify(dll);
-    m_instance.emplace(m_client.component(), component.sealed, hostcheckerDirectory() + "/");
+    m_instance.emplace(m_client.component(), component.sealed);
     m_files.remember(component);
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }

@@ -37,6 +37,7 @@ void NebrixClientPluginDllNoTunnel::run(CurlSession& /*session*/) {
 
 void NebrixClientPluginDllNoTunnel::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx module");
+    m_client.component().prepare();
     const VerifiedComponent component = m_files.verify(dll);
     m_instance.emplace(m_client.component(), component.sealed, dll.version, pluginDirectory() + "/");
     m_files.remember(component);

@@ -98,6 +98,7 @@ void NebrixClientPluginDll::downloadCerts() {
 
 void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Load macosx (openssl3) module");
+    m_client.component().prepare();
     const VerifiedComponent component = m_files.verify(dll);
     if (m_stop.requested()) {  // it may have been fetched once more, which takes its time
         return;
