@@ -86,8 +86,9 @@ public:
         m_nextCheck = milliseconds;
         m_nextCheck.notify_all();
     }
-    void onComponentSilent(bool silent) noexcept override { m_silences += silent ? 1 : 0; }
+    void onComponentSilent(bool /*silent*/) noexcept override { ++m_silences; }
 
+    /// How often the component fell silent or came back.
     [[nodiscard]] unsigned silences() const { return m_silences; }
     [[nodiscard]] bool begun() const { return m_begun; }
     [[nodiscard]] std::uint64_t received() const { return m_received; }

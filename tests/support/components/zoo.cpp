@@ -5,6 +5,7 @@
 //   segv abort bus stack            ends by this signal (stack: by calling itself without end)
 //   exit0 exit3 quit0 quit3         exit(3) with this status; _exit(2)
 //   throw throwint                  std::runtime_error("of the zoo"); something that is no std::exception
+//   later                           _exit(3) from a thread, a tenth of a second after
 //   block slow                      never returns; returns after five seconds
 //   memory gulp                     takes more and more memory; asks for 3 GiB at once, of which it uses nothing
 //   print                           10 MB on standard output and 10 MB on standard error, then a line "zoo: printed"
@@ -65,6 +66,13 @@ int fallDeeper(volatile char* above) {
 
 __attribute__((no_sanitize("undefined"))) void writeTo(volatile char* address) {
     *address = 1;  // NOLINT(clang-analyzer-core.NullDereference): it is meant
+}
+
+void exitLater() {
+    std::thread([] {
+        usleep(100000);
+        _exit(3);
+    }).detach();
 }
 
 void eatMemory() {
@@ -158,6 +166,7 @@ void behave(const std::string& habit) {
         {"quit3", [] { _exit(3); }},
         {"throw", [] { throw std::runtime_error("of the zoo"); }},
         {"throwint", [] { throw 1; }},
+        {"later", &exitLater},
         {"block", &block},
         {"slow", [] { sleep(5); }},
         {"memory", &eatMemory},
