@@ -201,7 +201,7 @@ MessageWriter CallServer::plugin(MessageKind call, MessageReader& reader) {
         }
         case MessageKind::Stop:
             m_plugin->stop();
-            return returned();
+            return returned(0, m_plugin->getLogs());
         default:
             outOfTurn();
     }

@@ -24,8 +24,8 @@ void PluginProcess::start(const Parameters& parameters) {
     m_process.call(NEBRIX_NAME_START, message);
 }
 
-void PluginProcess::stop() {
-    m_process.call(NEBRIX_NAME_STOP, MessageWriter(MessageKind::Stop), ComponentProcess::Patience::Stop);
+String PluginProcess::stop() {
+    return m_process.call(NEBRIX_NAME_STOP, MessageWriter(MessageKind::Stop), ComponentProcess::Patience::Stop).text;
 }
 
 void PluginProcess::setProxy(bool useProxy, const Proxy& proxy) {

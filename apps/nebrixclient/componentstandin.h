@@ -16,8 +16,8 @@ public:
 
     /// The download delegate is the process's own.
     void start(const Parameters& parameters);
-    /// Nothing when the process is no more and that was told.
-    void stop();
+    /// What the plug-in noted for itself by then (DllGetLogs2). Both entries together have the time of a stop.
+    String stop();
     void setProxy(bool useProxy, const Proxy& proxy);
     String getErrors();
     int LaunchSafeResource(int id, const String& name);

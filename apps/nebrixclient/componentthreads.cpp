@@ -15,6 +15,16 @@
 
 namespace tessel {
 
+void logComponentLines(const char* source, std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        if (end != 0) {
+            log(LogCategory::Trace, "Component", source, String::copy(text.data(), static_cast<unsigned>(end)));
+        }
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+}
+
 ComponentWatch::ComponentWatch(Host host, Descriptor output, std::function<void()> ended)
     : Thread("component", 0, false), m_host(std::move(host)), m_output(std::move(output)), m_ended(std::move(ended)) {
     launch(true);
@@ -81,13 +91,7 @@ void ComponentWatch::logLines(std::string_view printed) {
         return;
     }
     m_printed += static_cast<unsigned>(printed.size());
-    while (!printed.empty()) {
-        const std::size_t end = std::min(printed.find('\n'), printed.size());
-        if (end != 0) {
-            log(LogCategory::Trace, "Component", "output", String::copy(printed.data(), static_cast<unsigned>(end)));
-        }
-        printed.remove_prefix(std::min(end + 1, printed.size()));
-    }
+    logComponentLines("output", printed);
     if (m_printed > kMostOutput) {
         log(LogCategory::Warning, "Component", "output", "what the component prints further is not logged");
     }

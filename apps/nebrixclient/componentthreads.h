@@ -4,6 +4,7 @@
 #include <atomic>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "apps/component/channel.h"
@@ -11,6 +12,9 @@
 #include "libs/base/thread.h"
 
 namespace tessel {
+
+/// Logs a component's text line by line, each with where it came from ("output").
+void logComponentLines(const char* source, std::string_view text);
 
 /// The thread "component": starts a component's process, logs what it prints, line by line, and hears when it ends.
 /// A process that dies with the thread that started it dies with this one.

@@ -1,6 +1,10 @@
 #include "apps/nebrixclient/plugindllclient.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "apps/nebrixclient/client.h"
+#include "apps/nebrixclient/componentthreads.h"
 #include "apps/nebrixclient/plainname.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "apps/nebrixclient/sites.h"
@@ -25,6 +29,19 @@ String directoryName(const String& server) {
     }
     // The two names that are not directories of their own.
     return name == "." || name == ".." ? name.replace('.', '_') : name;
+}
+
+/// The end of a plug-in's own log, in which the secrets that it was given are not to be, and are not.
+void logNotes(String notes, const Strings& secrets) {
+    constexpr std::size_t kMost = 65536;
+    constexpr unsigned kShortestSecret = 4;
+    for (const String& secret : secrets) {
+        if (secret.length() >= kShortestSecret) {
+            notes = notes.replace(secret, "***");
+        }
+    }
+    const std::string_view text = notes.view();
+    logComponentLines("notes", text.substr(text.size() - std::min(text.size(), kMost)));
 }
 
 }  // namespace
@@ -58,14 +75,19 @@ void NebrixClientPluginDll::run(CurlSession& /*session*/) {
     try {
         m_instance->start(parameters());
         if (!proxySet) {
-            m_instance->setProxy(true, m_client.currentProxy());
+            setProxy();
         }
         poll();
     } catch (...) {
         stopAfterFailure();
         throw;
     }
-    m_instance->stop();
+    stopPlugin();
+}
+
+void NebrixClientPluginDll::stopPlugin() {
+    const ClientPluginDllConfiguration& with = m_configuration;
+    logNotes(m_instance->stop(), {with.ticket, with.sessionid, with.certPassword, with.clientid, m_proxyPassword});
 }
 
 /// What was started is told of its end, also when one of its entries failed.
@@ -74,7 +96,7 @@ void NebrixClientPluginDll::stopAfterFailure() noexcept {
         return;
     }
     try {
-        m_instance->stop();
+        stopPlugin();
     } catch (...) {
         log(LogCategory::Error, kClassName, "run", "the plug-in failed in its stop as well");
     }
@@ -108,9 +130,15 @@ void NebrixClientPluginDll::loadDll(const Dll& dll) {
     log(LogCategory::Trace, kClassName, "loadDll", "Module loaded");
 }
 
+void NebrixClientPluginDll::setProxy() {
+    const Proxy proxy = m_client.currentProxy();
+    m_proxyPassword = proxy.getCredentials().getPassword();
+    m_instance->setProxy(true, proxy);
+}
+
 bool NebrixClientPluginDll::trySetProxy() {
     try {
-        m_instance->setProxy(true, m_client.currentProxy());
+        setProxy();
         return true;
     } catch (const NullException& caught) {
         logCaught(caught, sites::kPluginProxyCatch);

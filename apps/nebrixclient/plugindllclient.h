@@ -35,8 +35,10 @@ private:
     void downloadCerts();
     void loadDll(const Dll& dll);
     [[nodiscard]] PluginProcess::Parameters parameters() const;
+    void setProxy();
     bool trySetProxy();
     void poll();
+    void stopPlugin();
     void stopAfterFailure() noexcept;
 
     NebrixClient& m_client;
@@ -44,6 +46,7 @@ private:
     DownloadManager& m_downloadManager;
     ComponentDownload m_files;
     std::optional<PluginProcess> m_instance;
+    String m_proxyPassword;  // as the plug-in knows it
     StopFlag m_stop;
     PluginStatus m_status;
 };

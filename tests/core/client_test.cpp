@@ -183,7 +183,7 @@ TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
                               "DllAddSslServerCertificateName\tlocalhost\nDllAddSslServerCertificateName\t127.0.0.1\n"
                               "DllStart2\nDllGetErrors2\nDllReleaseStr\t";
     EXPECT_EQ(calls().substr(0, begin.size()), begin);
-    EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
+    EXPECT_TRUE(calls().ends_with("\nDllStop2\nDllGetLogs2\nDllReleaseStr\tlog of the recorder\n")) << calls();
     for (const char* file : {"client.pem", "authority.pem"}) {
         EXPECT_TRUE(
             std::filesystem::exists(directory + "/PKIs/127.0.0.1_" + std::to_string(m_gateway->port()) + "/" + file));
@@ -219,7 +219,7 @@ TEST_F(ClientTest, aDriverThatGoesEndsWhatRuns) {
     start(ComponentType::PluginDll);
     ASSERT_TRUE(m_notify.waitFor("vpn up"));
     m_client.reset();
-    EXPECT_TRUE(calls().ends_with("\nDllStop2\n")) << calls();
+    EXPECT_TRUE(calls().ends_with("\nDllStop2\nDllGetLogs2\nDllReleaseStr\tlog of the recorder\n")) << calls();
     serve();
     ASSERT_NO_FATAL_FAILURE(fetchTunnel());
     m_notify.onNext([&manager = m_client->downloadManager()] {

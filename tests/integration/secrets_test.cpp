@@ -42,6 +42,11 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
     session.home().configure({session.gateway().authority()},
                              "<proxy><credentials><login>planted-login</login>"
                              "<password>planted-proxy-password</password></credentials></proxy>");
+    // What a plug-in notes for itself is logged, without them.
+    setenv("NEBRIX_TEST_NOTES",
+           "told planted-ticket planted-session planted-certificate-password\nof planted-identifier, "
+           "planted-proxy-password",
+           1);
     for (const ComponentType type : tessel::gateway::kComponentTypes) {
         const bool tunnel = type == ComponentType::PluginDll;
         ChildProcess client(session.client(type));
@@ -58,7 +63,9 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
              {client.output(), client.errors(), Session::log().text(), names(session.files())}) {
             EXPECT_EQ(place.find("planted-"), std::string::npos) << place;
         }
+        EXPECT_EQ(Session::log().text().find("Component.notes of ***, ***\n") != std::string::npos, tunnel);
     }
+    unsetenv("NEBRIX_TEST_NOTES");
 }
 
 }  // namespace

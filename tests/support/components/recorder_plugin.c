@@ -1,6 +1,7 @@
 // A plug-in that records every call (record.h).
 // DllGetErrors2 returns the first line of the file that the environment variable NEBRIX_TEST_STATUS names, without it
-// "[]"; DllGetLogs2 "log of the recorder", DllExecute2 the number in its third string, LaunchSafeResource 1000 + type.
+// "[]"; DllGetLogs2 "log of the recorder" or NEBRIX_TEST_NOTES, DllExecute2 the number in its third string,
+// LaunchSafeResource 1000 + type.
 //
 // Variants by compile definitions: NO_OPTIONAL (neither LaunchSafeResource nor DllAddSslServerCertificateName),
 // NO_RELEASE (no DllReleaseStr), NULL_CREATE, NULL_ERRORS.
@@ -52,7 +53,8 @@ int DllExecute2(void* h, const char* a, const char* b, const char* c) {
 
 char* DllGetLogs2(void* h) {
     record(checked(h, "DllGetLogs2"), NULL);
-    return strdup("log of the recorder");
+    const char* notes = getenv("NEBRIX_TEST_NOTES");
+    return strdup(notes == NULL ? "log of the recorder" : notes);
 }
 
 char* DllGetErrors2(void* h) {
