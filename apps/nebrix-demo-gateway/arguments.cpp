@@ -41,8 +41,8 @@ Grammar grammar(std::string_view end) {
              {.name = "components",
               .value = "DIR",
               .help =
-                  "where libnebrix-tunnel.so, libnebrix-notunnel.so and libnebrix-hostchecker.so lie; \"components\" "
-                  "beside the program by default"},
+                  "where libnebrix-tunnel-simulated.so, libnebrix-notunnel.so and libnebrix-hostchecker.so lie; "
+                  "\"components\" beside the program by default"},
              {.name = "component",
               .value = "TYPE=FILE",
               .help = "the library of one type (plugindll, plugindllnotunnel, hostchecker)",
@@ -80,7 +80,7 @@ Grammar grammar(std::string_view end) {
 
 void setComponents(const std::string& folder, GatewayOptions& options) {
     constexpr std::pair<ComponentType, std::string_view> kLibraries[] = {
-        {ComponentType::PluginDll, "/libnebrix-tunnel.so"},
+        {ComponentType::PluginDll, "/libnebrix-tunnel-simulated.so"},
         {ComponentType::PluginDllNoTunnel, "/libnebrix-notunnel.so"},
         {ComponentType::Hostchecker, "/libnebrix-hostchecker.so"}};
     for (const auto& [type, name] : kLibraries) {

@@ -17,7 +17,7 @@ namespace {
 
 GatewayOptions referenceComponents() {
     GatewayOptions options;
-    options.libraries = {{ComponentType::PluginDll, NEBRIX_COMPONENTS "/libnebrix-tunnel.so"},
+    options.libraries = {{ComponentType::PluginDll, NEBRIX_COMPONENTS "/libnebrix-tunnel-simulated.so"},
                          {ComponentType::PluginDllNoTunnel, NEBRIX_COMPONENTS "/libnebrix-notunnel.so"},
                          {ComponentType::Hostchecker, NEBRIX_COMPONENTS "/libnebrix-hostchecker.so"}};
     return options;

@@ -33,7 +33,7 @@ protected:
         return seen;
     }
 
-    Plugin m_plugin{"tunnel"};
+    Plugin m_plugin{"tunnel-simulated"};
 };
 
 TEST_F(Tunnel, goesThroughItsStatesAndRepeatsTheLast) {
@@ -90,6 +90,8 @@ TEST_F(Tunnel, keepsSecretsOutOfItsLog) {
     m_plugin.set(NEBRIX_NAME_SET_CERT_DIRECTORY, "/nonexistent");
     m_plugin.set(NEBRIX_NAME_SET_CERT_FILE_NAME, "client.p12");
     start("alice", "ticket-secret", "vpn.example\nforged line");
+    EXPECT_EQ(m_plugin.poll(), Messages{"8:4"});
+    start("alice", "ticket-secret");
     pollUntil("5:init");
     m_plugin.call(NEBRIX_NAME_STOP);
     const std::string log = m_plugin.text(NEBRIX_NAME_GET_LOGS);

@@ -1,10 +1,11 @@
-// Reference tunnel plug-in: the whole contract of nebrix_component.h around a simulated tunnel.
+// Reference tunnel plug-in: the whole contract of nebrix_component.h around the engines of its library.
 //
-// Does: keep what the setters gave; at the start check that there is what a tunnel needs; let the engine run through
-// its states and report them as the status list; keep a log without secrets; run several instances side by side.
-//   no server          nothing to connect to: close request with reason 4, which ends the session at once
-//   no login or ticket "authError" and close request with reason 3 in every poll, which ends it in about three seconds
-//   certificate or CA file named but not readable: one log line, and on (the simulated engine reads neither)
+// Does: keep what the setters gave; at the start check that there is what a tunnel needs; let an engine build it
+// (tunnel.h) and report its states as the status list; keep a log without secrets; run several instances side by side.
+//   no server, or one that cannot be read     close request with reason 4, which ends the session at once
+//   no login or ticket                        "authError" and close request with reason 3 in every poll, which ends it
+//                                             in about three seconds
+//   a certificate file that cannot be read    close request with reason 4 where the engine needs it
 // Does not: build a tunnel (see engine.h), fetch a file, open a published resource (LaunchSafeResource is left out).
 //
 // DllExecute2(command, value, ""):
@@ -12,16 +13,15 @@
 //   "step-ms"    pace of the simulated engine from the next start, 1 to 60000 milliseconds; 0, or -1 if value is none
 //   "reconnect"  drops and rebuilds an established tunnel; 0, or -1 if none is established
 //   others       -1
-#define _POSIX_C_SOURCE 200809L
+#define _DEFAULT_SOURCE
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
-#include <unistd.h>
 
 #include "common/log.h"
 #include "common/text.h"
-#include "engine.h"
 #include "status.h"
+#include "tunnel.h"
 #define NEBRIX_IMPLEMENT_PLUGIN
 #include "nebrix_component.h"
 
@@ -43,15 +43,17 @@ enum setting {
     kSettingCount
 };
 
-enum { kDefaultStepMs = 200, kMaximalStepMs = 60000 };
+enum { kDefaultStepMs = 200, kMaximalStepMs = 60000, kMaximalNames = 32, kMaximalNameLength = 255 };
 
-// The client's thread owns all members but log, status and the engine's own state, which synchronise themselves.
+// The client's thread owns all members; log, status and tunnel synchronise themselves.
 typedef struct instance {
     char* settings[kSettingCount];  // owned; null until set
-    NebrixDownloadFileTo download;  // kept for a real engine; not called
+    char* names[kMaximalNames];     // owned; names that the server's certificate may bear
+    size_t name_count;
+    bool name_refused;
     unsigned step_ms;
     bool started;
-    engine* engine;
+    tunnel* tunnel;
     tunnel_status status;
     nebrix_log log;
     struct instance* next;
@@ -70,13 +72,6 @@ static const char* get(const instance* self, enum setting which) {
     return self->settings[which] == NULL ? "" : self->settings[which];
 }
 
-// On the engine's thread.
-static void on_engine_report(void* context, const char* status) {
-    instance* self = context;
-    nebrix_log_line(&self->log, "state: ", status);
-    tunnel_status_push(&self->status, status);
-}
-
 void* DllCreatePluginFrontal(void) {
     instance* self = calloc(1, sizeof *self);
     if (self == NULL)
@@ -84,8 +79,8 @@ void* DllCreatePluginFrontal(void) {
     nebrix_log_init(&self->log);
     tunnel_status_init(&self->status);
     self->step_ms = kDefaultStepMs;
-    self->engine = engine_create(on_engine_report, self);
-    if (self->engine == NULL) {
+    self->tunnel = tunnel_create(&self->status, &self->log);
+    if (self->tunnel == NULL) {
         free(self);
         return NULL;
     }
@@ -93,13 +88,21 @@ void* DllCreatePluginFrontal(void) {
     self->next = g_instances;
     g_instances = self;
     pthread_mutex_unlock(&g_instances_mutex);
-    nebrix_log_line(&self->log, "tunnel plug-in with simulated engine", "");
     return self;
 }
 
 void DllSetDllVersion2(void* h, const char* version) { set(h, kVersion, version); }
 void DllSetPluginDir2(void* h, const char* plugin_dir) { set(h, kPluginDir, plugin_dir); }
-void DllSetLogin2(void* h, const char* login) { set(h, kLogin, login); }
+
+// The first of the setters that come before each start.
+void DllSetLogin2(void* h, const char* login) {
+    set(h, kLogin, login);
+    if (h != NULL) {
+        ((instance*)h)->name_count = 0;
+        ((instance*)h)->name_refused = false;
+    }
+}
+
 void DllSetOrganization2(void* h, const char* organization) { set(h, kOrganization, organization); }
 void DllSetHostname2(void* h, const char* hostname) { set(h, kHostname, hostname); }
 void DllSetServer2(void* h, const char* server) { set(h, kServer, server); }
@@ -112,14 +115,31 @@ void DllSetCaFileName2(void* h, const char* ca_file_name) { set(h, kCaFileName, 
 void DllSetCertPassword2(void* h, const char* cert_password) { set(h, kCertPassword, cert_password); }
 void DllSetProxy2(void* h, const char* proxy_description) { set(h, kProxy, proxy_description); }
 
-void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) {
-    if (h != NULL)
-        ((instance*)h)->download = download;
+// Nothing is fetched.
+void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) { (void)h, (void)download; }
+
+static bool is_printable(const char* name) {
+    size_t length = 0;
+    for (; name[length] != '\0'; length++) {
+        if (length == kMaximalNameLength || (unsigned char)name[length] < 0x20 || name[length] == 0x7f)
+            return false;
+    }
+    return length > 0;
 }
 
+// A name that is refused makes the choice of servers smaller, never larger: see start_tunnel().
 void DllAddSslServerCertificateName(void* h, const char* name) {
-    if (h != NULL)
-        nebrix_log_line(&((instance*)h)->log, "accepted server name: ", name);
+    instance* self = h;
+    if (self == NULL)
+        return;
+    if (self->name_count == kMaximalNames || name == NULL || !is_printable(name) ||
+        !nebrix_string_set(&self->names[self->name_count], name)) {
+        self->name_refused = true;
+        nebrix_log_line(&self->log, "server name not accepted: ", name == NULL ? "" : name);
+        return;
+    }
+    self->name_count++;
+    nebrix_log_line(&self->log, "accepted server name: ", name);
 }
 
 // The path of a file in the certificate directory; empty without a file name.
@@ -131,19 +151,35 @@ static void build_path(const instance* self, enum setting file, nebrix_text* pat
     nebrix_text_append(path, get(self, file));
 }
 
-static void check_readable(instance* self, const nebrix_text* path) {
-    if (path->length != 0 && access(nebrix_text_get(path), R_OK) != 0)
-        nebrix_log_line(&self->log, "cannot read ", nebrix_text_get(path));
+static void refuse(instance* self, const char* why, const char* value, int reason) {
+    nebrix_log_line(&self->log, why, value);
+    tunnel_status_request_close(&self->status, reason);
 }
 
-static bool start_engine(instance* self) {
+// The proxy for a server over tcp; null without one.
+static const tunnel_proxy* choose_proxy(instance* self, const tunnel_server* server, tunnel_proxy* proxy) {
+    switch (tunnel_proxy_choose(get(self, kProxy), server, proxy)) {
+        case kProxyHttp:
+            nebrix_log_line(&self->log, server->tcp ? "through the proxy " : "udp passes by the proxy ",
+                            proxy->address.host);
+            return server->tcp ? proxy : NULL;
+        case kProxyUnusable:
+            nebrix_log_line(&self->log, "the proxy is none that can be used; connecting without", "");
+            return NULL;
+        case kProxyNone:
+            break;
+    }
+    return NULL;
+}
+
+static bool start_tunnel(instance* self, const tunnel_server* server) {
     nebrix_text cert = NEBRIX_TEXT_INIT(8192);
     nebrix_text ca = NEBRIX_TEXT_INIT(8192);
     build_path(self, kCertFileName, &cert);
     build_path(self, kCaFileName, &ca);
-    check_readable(self, &cert);
-    check_readable(self, &ca);
-    engine_parameters parameters = {.server = get(self, kServer),
+    tunnel_proxy proxy;
+    engine_parameters parameters = {.server = server,
+                                    .proxy = choose_proxy(self, server, &proxy),
                                     .hostname = get(self, kHostname),
                                     .login = get(self, kLogin),
                                     .organization = get(self, kOrganization),
@@ -152,35 +188,38 @@ static bool start_engine(instance* self) {
                                     .cert_path = nebrix_text_get(&cert),
                                     .ca_path = nebrix_text_get(&ca),
                                     .cert_password = get(self, kCertPassword),
-                                    .proxy = get(self, kProxy),
+                                    .server_names = (const char* const*)self->names,
+                                    .server_name_count = self->name_count,
+                                    .directory = get(self, kPluginDir),
                                     .step_ms = self->step_ms};
-    bool started = engine_start(self->engine, &parameters);
+    bool started = !cert.failed && !ca.failed && tunnel_start(self->tunnel, &parameters);
+    explicit_bzero(&proxy, sizeof proxy);
     nebrix_text_free(&cert);
     nebrix_text_free(&ca);
     return started;
 }
 
-static void refuse(instance* self, const char* why, int reason) {
-    nebrix_log_line(&self->log, "not started: ", why);
-    tunnel_status_request_close(&self->status, reason);
-}
-
 // A start while running changes nothing.
 void DllStart2(void* h) {
     instance* self = h;
+    tunnel_server server;
     if (self == NULL || self->started)
         return;
     tunnel_status_clear(&self->status);
     if (*get(self, kServer) == '\0') {
-        refuse(self, "no server", kCloseCannotRun);
+        refuse(self, "not started: no server", "", kCloseCannotRun);
+    } else if (!tunnel_server_parse(get(self, kServer), &server)) {
+        refuse(self, "not started: no server can be read from ", get(self, kServer), kCloseCannotRun);
     } else if (*get(self, kLogin) == '\0' || *get(self, kTicket) == '\0') {
         tunnel_status_push(&self->status, NEBRIX_STATUS_AUTH_ERROR);
-        refuse(self, "no login or no ticket", kCloseNotAuthenticated);
+        refuse(self, "not started: no login or no ticket", "", kCloseNotAuthenticated);
+    } else if (self->name_count == 0 && self->name_refused) {
+        refuse(self, "not started: no name of the server's certificate is accepted", "", kCloseCannotRun);
     } else {
         nebrix_log_line(&self->log, "start towards ", get(self, kServer));
-        self->started = start_engine(self);
+        self->started = start_tunnel(self, &server);
         if (!self->started)
-            refuse(self, "no thread", kCloseCannotRun);
+            refuse(self, "not started: no memory or no thread", "", kCloseCannotRun);
     }
 }
 
@@ -188,7 +227,7 @@ void DllStop2(void* h) {
     instance* self = h;
     if (self == NULL)
         return;
-    engine_stop(self->engine);
+    tunnel_stop(self->tunnel);
     self->started = false;
     tunnel_status_clear(&self->status);
     nebrix_log_line(&self->log, "stopped", "");
@@ -230,6 +269,6 @@ int DllExecute2(void* h, const char* a, const char* b, const char* c) {
     if (strcmp(a, "step-ms") == 0)
         return set_step(self, b == NULL ? "" : b);
     if (strcmp(a, "reconnect") == 0)
-        return engine_reconnect(self->engine) ? 0 : -1;
+        return tunnel_reconnect(self->tunnel) ? 0 : -1;
     return -1;
 }

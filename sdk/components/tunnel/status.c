@@ -1,7 +1,6 @@
 #define _POSIX_C_SOURCE 200809L
 #include "status.h"
 
-#include <stdio.h>
 #include <string.h>
 
 #include "common/text.h"
@@ -20,21 +19,34 @@ void tunnel_status_clear(tunnel_status* self) {
     pthread_mutex_unlock(&self->mutex);
 }
 
-void tunnel_status_push(tunnel_status* self, const char* status) {
-    pthread_mutex_lock(&self->mutex);
+static void append_pending(tunnel_status* self, const char line[kStatusLength]) {
     if (self->pending_count == kStatusPending) {
         self->pending_count--;
         memmove(self->pending[0], self->pending[1], self->pending_count * sizeof self->pending[0]);
     }
-    snprintf(self->present, sizeof self->present, "%s", status);
-    memcpy(self->pending[self->pending_count++], self->present, sizeof self->present);
-    pthread_mutex_unlock(&self->mutex);
+    memcpy(self->pending[self->pending_count++], line, kStatusLength);
 }
 
-void tunnel_status_request_close(tunnel_status* self, int reason) {
+bool tunnel_status_push(tunnel_status* self, const char* status) {
+    char line[kStatusLength] = "";
+    strncpy(line, status, sizeof line - 1);
     pthread_mutex_lock(&self->mutex);
-    self->close_reason = reason;
+    bool changed = strcmp(line, self->present) != 0;
+    if (changed) {
+        memcpy(self->present, line, sizeof line);
+        append_pending(self, line);
+    }
     pthread_mutex_unlock(&self->mutex);
+    return changed;
+}
+
+bool tunnel_status_request_close(tunnel_status* self, int reason) {
+    pthread_mutex_lock(&self->mutex);
+    bool changed = self->close_reason != reason && self->close_reason != kCloseCannotRun;
+    if (changed)
+        self->close_reason = reason;
+    pthread_mutex_unlock(&self->mutex);
+    return changed;
 }
 
 static void append_message(nebrix_text* list, int code, const char* member) {

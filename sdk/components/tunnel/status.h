@@ -4,6 +4,7 @@
 #define NEBRIX_TUNNEL_STATUS_H
 
 #include <pthread.h>
+#include <stdbool.h>
 #include <stddef.h>
 
 enum {
@@ -11,8 +12,8 @@ enum {
     kStatusPending = 16   // states kept between two polls; beyond, the oldest go
 };
 
-// Why the plug-in asks the client to end the session; the client ends at once on kCloseCannotRun and after six polls on
-// kCloseNotAuthenticated.
+// Why the plug-in asks the client to end the session: the client ends it at once on kCloseCannotRun (no tunnel can be
+// had, or it is over for good), and after six polls on kCloseNotAuthenticated.
 enum { kCloseNone = 0, kCloseNotAuthenticated = 3, kCloseCannotRun = 4 };
 
 typedef struct {
@@ -28,8 +29,12 @@ void tunnel_status_init(tunnel_status* self);
 // Forgets all news: the next poll says nothing.
 void tunnel_status_clear(tunnel_status* self);
 
-void tunnel_status_push(tunnel_status* self, const char* status);
-void tunnel_status_request_close(tunnel_status* self, int reason);
+// False if that is the present state, which then stays as it is: each is told once per change.
+bool tunnel_status_push(tunnel_status* self, const char* status);
+
+// The wish stands until the news is cleared. kCloseCannotRun is not softened by a later one. False if it stands
+// already.
+bool tunnel_status_request_close(tunnel_status* self, int reason);
 
 // The status list as JSON, owned by the caller (free(3)); null without memory. States not reported yet come first;
 // without any, the present one is repeated, since a poll without a state means a stopped tunnel.
