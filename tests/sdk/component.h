@@ -22,6 +22,18 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
+/// A status list as "5:status" and "8:reason".
+inline std::vector<std::string> messages(const std::string& json) {
+    Json::Value list;
+    EXPECT_TRUE(Json::Reader().parse(json, list) && list.isArray()) << json;
+    std::vector<std::string> messages;
+    for (const Json::Value& message : list) {
+        const char* const member = message["code"].asInt() == NEBRIX_MESSAGE_STATUS ? "status" : "reason";
+        messages.push_back(message["code"].asString() + ":" + message[member].asString());
+    }
+    return messages;
+}
+
 /// A component of this build, opened and never closed, as the client does it.
 class Component {
 public:
@@ -58,17 +70,7 @@ public:
         entry<NebrixDllReleaseStr>(NEBRIX_NAME_RELEASE_STR)(text);
         return copy;
     }
-    /// The status list of one poll as "5:status" and "8:reason".
-    [[nodiscard]] std::vector<std::string> poll() const {
-        Json::Value list;
-        EXPECT_TRUE(Json::Reader().parse(text(NEBRIX_NAME_GET_ERRORS), list) && list.isArray());
-        std::vector<std::string> messages;
-        for (const Json::Value& message : list) {
-            const char* const member = message["code"].asInt() == NEBRIX_MESSAGE_STATUS ? "status" : "reason";
-            messages.push_back(message["code"].asString() + ":" + message[member].asString());
-        }
-        return messages;
-    }
+    [[nodiscard]] std::vector<std::string> poll() const { return messages(text(NEBRIX_NAME_GET_ERRORS)); }
 
 private:
     void* m_instance = entry<NebrixDllCreatePluginFrontal>(NEBRIX_NAME_CREATE_PLUGIN_FRONTAL)();

@@ -78,8 +78,26 @@ TEST_F(Tunnel, asksForTheEndWhenSomethingIsMissing) {
     expect("", "ticket", "server", {"5:authError", "8:3"});
     expect("alice", "", "server", {"5:authError", "8:3"});
     expect("alice", "ticket", "", {"8:4"});
+    const auto name = [&](const std::string& text) { m_plugin.set(NEBRIX_NAME_ADD_SSL_SERVER_CERTIFICATE_NAME, text); };
+    for (const std::string& refused : {std::string(), std::string("a\nb"), std::string(256, 'a')})
+        name(refused);
+    expect("alice", "ticket", "server", {"8:4"});  // else any name would do
+    name(std::string(255, 'a'));
     start();
     EXPECT_EQ(pollUntil("5:init").back(), "5:init") << "a refused start can be mended";
+    m_plugin.call(NEBRIX_NAME_STOP);
+}
+
+TEST_F(Tunnel, instancesAreOfNoConcernToEachOther) {
+    const Plugin other("tunnel-simulated");
+    start();
+    EXPECT_EQ(other.poll(), Messages{});
+    const std::string connected = pollUntil("5:connected").back();
+    for (const char* setter : {NEBRIX_NAME_SET_LOGIN, NEBRIX_NAME_SET_TICKET, NEBRIX_NAME_SET_SERVER})
+        other.set(setter, "other");
+    other.call(NEBRIX_NAME_START);
+    other.call(NEBRIX_NAME_STOP);
+    EXPECT_EQ(m_plugin.poll(), Messages{connected});
     m_plugin.call(NEBRIX_NAME_STOP);
 }
 

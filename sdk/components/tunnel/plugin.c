@@ -13,44 +13,24 @@
 //   "step-ms"    pace of the simulated engine from the next start, 1 to 60000 milliseconds; 0, or -1 if value is none
 //   "reconnect"  drops and rebuilds an established tunnel; 0, or -1 if none is established
 //   others       -1
-#define _DEFAULT_SOURCE
+#define _POSIX_C_SOURCE 200809L
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "common/log.h"
 #include "common/text.h"
+#include "settings.h"
 #include "status.h"
 #include "tunnel.h"
 #define NEBRIX_IMPLEMENT_PLUGIN
 #include "nebrix_component.h"
 
-enum setting {
-    kVersion,
-    kPluginDir,
-    kLogin,
-    kOrganization,
-    kHostname,
-    kServer,
-    kSuffix,
-    kTicket,
-    kSessionId,
-    kCertDirectory,
-    kCertFileName,
-    kCaFileName,
-    kCertPassword,
-    kProxy,
-    kSettingCount
-};
-
-enum { kDefaultStepMs = 200, kMaximalStepMs = 60000, kMaximalNames = 32, kMaximalNameLength = 255 };
+enum { kDefaultStepMs = 200, kMaximalStepMs = 60000 };
 
 // The client's thread owns all members; log, status and tunnel synchronise themselves.
 typedef struct instance {
-    char* settings[kSettingCount];  // owned; null until set
-    char* names[kMaximalNames];     // owned; names that the server's certificate may bear
-    size_t name_count;
-    bool name_refused;
+    tunnel_settings settings;
     unsigned step_ms;
     bool started;
     tunnel* tunnel;
@@ -63,13 +43,9 @@ typedef struct instance {
 static instance* g_instances;
 static pthread_mutex_t g_instances_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-static void set(void* h, enum setting which, const char* value) {
+static void set(void* h, enum tunnel_setting which, const char* value) {
     if (h != NULL)
-        nebrix_string_set(&((instance*)h)->settings[which], value);
-}
-
-static const char* get(const instance* self, enum setting which) {
-    return self->settings[which] == NULL ? "" : self->settings[which];
+        tunnel_settings_set(&((instance*)h)->settings, which, value);
 }
 
 void* DllCreatePluginFrontal(void) {
@@ -93,16 +69,7 @@ void* DllCreatePluginFrontal(void) {
 
 void DllSetDllVersion2(void* h, const char* version) { set(h, kVersion, version); }
 void DllSetPluginDir2(void* h, const char* plugin_dir) { set(h, kPluginDir, plugin_dir); }
-
-// The first of the setters that come before each start.
-void DllSetLogin2(void* h, const char* login) {
-    set(h, kLogin, login);
-    if (h != NULL) {
-        ((instance*)h)->name_count = 0;
-        ((instance*)h)->name_refused = false;
-    }
-}
-
+void DllSetLogin2(void* h, const char* login) { set(h, kLogin, login); }
 void DllSetOrganization2(void* h, const char* organization) { set(h, kOrganization, organization); }
 void DllSetHostname2(void* h, const char* hostname) { set(h, kHostname, hostname); }
 void DllSetServer2(void* h, const char* server) { set(h, kServer, server); }
@@ -115,40 +82,19 @@ void DllSetCaFileName2(void* h, const char* ca_file_name) { set(h, kCaFileName, 
 void DllSetCertPassword2(void* h, const char* cert_password) { set(h, kCertPassword, cert_password); }
 void DllSetProxy2(void* h, const char* proxy_description) { set(h, kProxy, proxy_description); }
 
-// Nothing is fetched.
-void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) { (void)h, (void)download; }
-
-static bool is_printable(const char* name) {
-    size_t length = 0;
-    for (; name[length] != '\0'; length++) {
-        if (length == kMaximalNameLength || (unsigned char)name[length] < 0x20 || name[length] == 0x7f)
-            return false;
-    }
-    return length > 0;
+// Nothing is fetched. The names that follow are those of the next start.
+void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) {
+    (void)download;
+    if (h != NULL)
+        tunnel_settings_clear_names(&((instance*)h)->settings);
 }
 
-// A name that is refused makes the choice of servers smaller, never larger: see start_tunnel().
 void DllAddSslServerCertificateName(void* h, const char* name) {
     instance* self = h;
-    if (self == NULL)
+    if (self == NULL || name == NULL)
         return;
-    if (self->name_count == kMaximalNames || name == NULL || !is_printable(name) ||
-        !nebrix_string_set(&self->names[self->name_count], name)) {
-        self->name_refused = true;
-        nebrix_log_line(&self->log, "server name not accepted: ", name == NULL ? "" : name);
-        return;
-    }
-    self->name_count++;
-    nebrix_log_line(&self->log, "accepted server name: ", name);
-}
-
-// The path of a file in the certificate directory; empty without a file name.
-static void build_path(const instance* self, enum setting file, nebrix_text* path) {
-    if (*get(self, file) == '\0')
-        return;
-    nebrix_text_append(path, get(self, kCertDirectory));
-    nebrix_text_append(path, "/");
-    nebrix_text_append(path, get(self, file));
+    bool added = tunnel_settings_add_name(&self->settings, name);
+    nebrix_log_line(&self->log, added ? "accepted server name: " : "refused server name: ", name);
 }
 
 static void refuse(instance* self, const char* why, const char* value, int reason) {
@@ -156,70 +102,33 @@ static void refuse(instance* self, const char* why, const char* value, int reaso
     tunnel_status_request_close(&self->status, reason);
 }
 
-// The proxy for a server over tcp; null without one.
-static const tunnel_proxy* choose_proxy(instance* self, const tunnel_server* server, tunnel_proxy* proxy) {
-    switch (tunnel_proxy_choose(get(self, kProxy), server, proxy)) {
-        case kProxyHttp:
-            nebrix_log_line(&self->log, server->tcp ? "through the proxy " : "udp passes by the proxy ",
-                            proxy->address.host);
-            return server->tcp ? proxy : NULL;
-        case kProxyUnusable:
-            nebrix_log_line(&self->log, "the proxy is none that can be used; connecting without", "");
-            return NULL;
-        case kProxyNone:
-            break;
-    }
-    return NULL;
-}
-
-static bool start_tunnel(instance* self, const tunnel_server* server) {
-    nebrix_text cert = NEBRIX_TEXT_INIT(8192);
-    nebrix_text ca = NEBRIX_TEXT_INIT(8192);
-    build_path(self, kCertFileName, &cert);
-    build_path(self, kCaFileName, &ca);
-    tunnel_proxy proxy;
-    engine_parameters parameters = {.server = server,
-                                    .proxy = choose_proxy(self, server, &proxy),
-                                    .hostname = get(self, kHostname),
-                                    .login = get(self, kLogin),
-                                    .organization = get(self, kOrganization),
-                                    .ticket = get(self, kTicket),
-                                    .session_id = get(self, kSessionId),
-                                    .cert_path = nebrix_text_get(&cert),
-                                    .ca_path = nebrix_text_get(&ca),
-                                    .cert_password = get(self, kCertPassword),
-                                    .server_names = (const char* const*)self->names,
-                                    .server_name_count = self->name_count,
-                                    .directory = get(self, kPluginDir),
-                                    .step_ms = self->step_ms};
-    bool started = !cert.failed && !ca.failed && tunnel_start(self->tunnel, &parameters);
-    explicit_bzero(&proxy, sizeof proxy);
-    nebrix_text_free(&cert);
-    nebrix_text_free(&ca);
-    return started;
+static void start(instance* self, const tunnel_server* server) {
+    nebrix_log_line(&self->log, "start towards ", tunnel_settings_get(&self->settings, kServer));
+    self->started = tunnel_settings_start(&self->settings, server, self->step_ms, self->tunnel, &self->log);
+    if (!self->started)
+        refuse(self, "not started: no memory or no thread", "", kCloseCannotRun);
 }
 
 // A start while running changes nothing.
 void DllStart2(void* h) {
     instance* self = h;
-    tunnel_server server;
     if (self == NULL || self->started)
         return;
+    const tunnel_settings* settings = &self->settings;
+    tunnel_server server;
     tunnel_status_clear(&self->status);
-    if (*get(self, kServer) == '\0') {
+    if (*tunnel_settings_get(settings, kServer) == '\0') {
         refuse(self, "not started: no server", "", kCloseCannotRun);
-    } else if (!tunnel_server_parse(get(self, kServer), &server)) {
-        refuse(self, "not started: no server can be read from ", get(self, kServer), kCloseCannotRun);
-    } else if (*get(self, kLogin) == '\0' || *get(self, kTicket) == '\0') {
+    } else if (!tunnel_server_parse(tunnel_settings_get(settings, kServer), &server)) {
+        refuse(self, "not started: no server can be read from ", tunnel_settings_get(settings, kServer),
+               kCloseCannotRun);
+    } else if (*tunnel_settings_get(settings, kLogin) == '\0' || *tunnel_settings_get(settings, kTicket) == '\0') {
         tunnel_status_push(&self->status, NEBRIX_STATUS_AUTH_ERROR);
         refuse(self, "not started: no login or no ticket", "", kCloseNotAuthenticated);
-    } else if (self->name_count == 0 && self->name_refused) {
-        refuse(self, "not started: no name of the server's certificate is accepted", "", kCloseCannotRun);
+    } else if (tunnel_settings_no_name_left(settings)) {
+        refuse(self, "not started: every name for the server's certificate is refused", "", kCloseCannotRun);
     } else {
-        nebrix_log_line(&self->log, "start towards ", get(self, kServer));
-        self->started = start_tunnel(self, &server);
-        if (!self->started)
-            refuse(self, "not started: no memory or no thread", "", kCloseCannotRun);
+        start(self, &server);
     }
 }
 

@@ -58,30 +58,32 @@ static void refuse(tunnel* self, const char* why, const char* value) {
     tunnel_status_request_close(self->status, kCloseCannotRun);
 }
 
-// Whether the files are there that no real engine can do without. Says what is wrong.
-static bool files_usable(tunnel* self) {
-    const engine_parameters* values = &self->parameters.values;
-    if (values->cert_kind == kCertificateUnreadable || values->cert_kind == kCertificateUnknown) {
-        refuse(self, "no tunnel without the client certificate that the gateway names: ", values->cert_path);
-        return false;
-    }
-    bool authority = values->ca_kind == kCertificatePem || values->ca_kind == kCertificatePemWithKey;
-    if (!authority && (values->ca_kind != kCertificateNone || values->cert_kind != kCertificatePkcs12)) {
-        refuse(self, "no tunnel without the authority's certificate, in PEM form: ",
-               *values->ca_path == '\0' ? "the gateway names none" : values->ca_path);
-        return false;
-    }
-    return true;
+// The kind of one file; says what is wrong with it.
+static certificate_kind look_at(tunnel* self, const char* path) {
+    certificate_kind kind = certificate_kind_of(path);
+    if (kind == kCertificateUnreadable)
+        nebrix_log_line(self->log, "cannot read ", path);
+    if (kind == kCertificateUnknown)
+        nebrix_log_line(self->log, "neither PEM nor PKCS#12: ", path);
+    return kind;
 }
 
-static void look_at_files(tunnel* self) {
-    engine_parameters* values = &self->parameters.values;
-    values->cert_kind = certificate_kind_of(values->cert_path);
-    values->ca_kind = certificate_kind_of(values->ca_path);
-    if (values->cert_kind == kCertificateUnreadable)
-        nebrix_log_line(self->log, "cannot read ", values->cert_path);
-    if (values->ca_kind == kCertificateUnreadable)
-        nebrix_log_line(self->log, "cannot read ", values->ca_path);
+// Whether there are the files that an engine cannot do without: what the gateway names is used or nothing is.
+static bool files_usable(tunnel* self) {
+    const engine_parameters* values = &self->parameters.values;
+    const bool without = values->cert_kind == kCertificateNone;
+    const bool with_key = values->cert_kind == kCertificatePemWithKey || values->cert_kind == kCertificatePkcs12;
+    const bool authority = values->ca_kind == kCertificatePem || values->ca_kind == kCertificatePemWithKey;
+    const bool enclosed = values->ca_kind == kCertificateNone && values->cert_kind == kCertificatePkcs12;
+    if (!without && !with_key)
+        refuse(self, "no tunnel: no client certificate with its key in ", values->cert_path);
+    else if (!authority && !enclosed && *values->ca_path == '\0')
+        refuse(self, "no tunnel: the gateway names no certificate of an authority", "");
+    else if (!authority && !enclosed)
+        refuse(self, "no tunnel: no certificate of an authority, in PEM form, in ", values->ca_path);
+    else
+        return true;
+    return false;
 }
 
 // True once one engine had its turn.
@@ -119,7 +121,8 @@ static void* run(void* argument) {
     const char* wanted = getenv("NEBRIX_TUNNEL_ENGINE");
     if (wanted == NULL)
         wanted = "";
-    look_at_files(self);
+    self->parameters.values.cert_kind = look_at(self, self->parameters.values.cert_path);
+    self->parameters.values.ca_kind = look_at(self, self->parameters.values.ca_path);
     bool done = false;
     for (size_t i = 0; nebrix_engines[i] != NULL && !done; i++) {
         if (*wanted == '\0' || strcmp(wanted, nebrix_engines[i]->name) == 0)
