@@ -82,7 +82,9 @@ TEST_F(Tunnel, asksForTheEndWhenSomethingIsMissing) {
     for (const std::string& refused : {std::string(), std::string("a\nb"), std::string(256, 'a')})
         name(refused);
     expect("alice", "ticket", "server", {"8:4"});  // else any name would do
-    name(std::string(255, 'a'));
+    for (int i = 0; i < 40; ++i)
+        name("more than are kept");
+    m_plugin.entry<NebrixDllSetDownloadDelegate2>(NEBRIX_NAME_SET_DOWNLOAD_DELEGATE)(m_plugin.instance(), nullptr);
     start();
     EXPECT_EQ(pollUntil("5:init").back(), "5:init") << "a refused start can be mended";
     m_plugin.call(NEBRIX_NAME_STOP);
@@ -116,6 +118,7 @@ TEST_F(Tunnel, keepsSecretsOutOfItsLog) {
     EXPECT_EQ(log.find("secret"), std::string::npos) << log;
     EXPECT_NE(log.find("vpn.example?forged line\n"), std::string::npos) << log;
     EXPECT_NE(log.find("cannot read /nonexistent/client.p12\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("udp passes by the proxy proxy\n"), std::string::npos) << log;
 }
 
 TEST_F(Tunnel, executeKnowsItsCommandsOnly) {

@@ -59,7 +59,7 @@ TEST(TunnelServer, isReadStrictly) {
                                    "a:01",
                                    "a:+1",
                                    "a:65536",
-                                   "a:4294967297",
+                                   "a:18446744073709551617",
                                    "a:1x",
                                    "a:1:2",
                                    "a/",
@@ -98,7 +98,7 @@ TEST(TunnelCertificate, isToldByItsContent) {
         {begin + "ENCRYPTED PRIVATE KEY-----\n" + certificate, kCertificatePemWithKey},
         {begin + "PRIVATE KEY-----\n", kCertificateUnknown},
         {"x" + certificate, kCertificateUnknown},
-        {begin + "CERTIFICATE\n-----", kCertificateUnknown},
+        {begin + "X\nCERTIFICATE-----", kCertificateUnknown},
         {begin + "CERTIFICATE REQUEST-----\n", kCertificateUnknown},
         {begin + "CERTIFICATE", kCertificateUnknown},
         {certificate.substr(0, certificate.find("MII")) + std::string(1 << 20, 'x'), kCertificateUnreadable},
@@ -147,7 +147,8 @@ TEST(TunnelProxy, isTheDescribedOneOrTheEnvironments) {
         {kUser, kUrl, "b, Example", "vpn.example", "none"},
         {kUser, kUrl, ".vpn.example", "vpn.example", "none"},
         {kUser, kUrl, "192.0.2.0/23", "192.0.3.9", "none"},
-        {kUser, kUrl, "192.0.2.0/24,192.0.3.0/,0.0.0.0/x,3.9", "192.0.3.9", "proxy.example 3128 dom\\user pass|word"},
+        {kUser, kUrl, "192.0.2.0/24,192.0.4.0/23,192.0.3.0/,0.0.0.0/x,3.9", "192.0.3.9",
+         "proxy.example 3128 dom\\user pass|word"},
         {kUser, kUrl, "2001:db8::/33", "[2001:db8:7fff::1]", "none"},
     };
     for (const auto& row : cases) {

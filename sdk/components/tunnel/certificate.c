@@ -68,7 +68,7 @@ static bool is_pkcs12(const unsigned char* bytes, size_t size) {
         return false;
     size_t length_bytes = bytes[1] > 0x80 ? 1U + (bytes[1] & 0x7fU) : 1U;
     size_t at = 1 + length_bytes;
-    return length_bytes <= 5 && size >= at + 3 && memcmp(bytes + at, "\x02\x01\x03", 3) == 0;
+    return size >= at + 3 && memcmp(bytes + at, "\x02\x01\x03", 3) == 0;
 }
 
 static certificate_kind judge(const char* bytes, size_t size) {
