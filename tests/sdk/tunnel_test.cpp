@@ -53,8 +53,8 @@ engine_result perform(Script& script, const engine_parameters& parameters, const
         else
             listener.report(listener.context, word.c_str());
     }
-    while (nextWish(wishes) != "stop") {
-    }
+    for (std::string wish = nextWish(wishes); wish != "stop"; wish = nextWish(wishes))
+        script.seen.push_back(wish);
     sigset_t blocked;
     ::pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
     script.seen.insert(script.seen.end(),
@@ -210,6 +210,7 @@ TEST_F(TunnelTest, whatTheGatewayNamesIsUsedOrNothingIs) {
         tunnel_stop(m_tunnel);
         const std::string log = takeLog();
         EXPECT_NE(log.find((row.log.empty() ? "state: init" : row.log) + "\n"), std::string::npos) << log;
+        EXPECT_EQ(occurrences(log, "engine: first"), row.log.empty() ? 1U : 0U) << log;
         tunnel_status_clear(&m_status);
     }
 }

@@ -80,7 +80,6 @@ void DllSetCertDirectory2(void* h, const char* cert_directory) { set(h, kCertDir
 void DllSetCertFileName2(void* h, const char* cert_file_name) { set(h, kCertFileName, cert_file_name); }
 void DllSetCaFileName2(void* h, const char* ca_file_name) { set(h, kCaFileName, ca_file_name); }
 void DllSetCertPassword2(void* h, const char* cert_password) { set(h, kCertPassword, cert_password); }
-void DllSetProxy2(void* h, const char* proxy_description) { set(h, kProxy, proxy_description); }
 
 // Nothing is fetched. The names that follow are those of the next start.
 void DllSetDownloadDelegate2(void* h, NebrixDownloadFileTo download) {
@@ -140,6 +139,19 @@ void DllStop2(void* h) {
     self->started = false;
     tunnel_status_clear(&self->status);
     nebrix_log_line(&self->log, "stopped", "");
+}
+
+// Where the client knows the proxy only after the start, the tunnel is begun once more.
+void DllSetProxy2(void* h, const char* proxy_description) {
+    instance* self = h;
+    if (self == NULL || proxy_description == NULL)
+        return;
+    const bool changed = strcmp(tunnel_settings_get(&self->settings, kProxy), proxy_description) != 0;
+    set(h, kProxy, proxy_description);
+    if (self->started && changed) {
+        DllStop2(h);
+        DllStart2(h);
+    }
 }
 
 char* DllGetErrors2(void* h) { return h == NULL ? NULL : tunnel_status_take(&((instance*)h)->status); }
