@@ -22,23 +22,15 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-/// A status list as "5:status" and "8:reason".
-inline std::vector<std::string> messages(const std::string& json) {
-    Json::Value list;
-    EXPECT_TRUE(Json::Reader().parse(json, list) && list.isArray()) << json;
-    std::vector<std::string> messages;
-    for (const Json::Value& message : list) {
-        const char* const member = message["code"].asInt() == NEBRIX_MESSAGE_STATUS ? "status" : "reason";
-        messages.push_back(message["code"].asString() + ":" + message[member].asString());
-    }
-    return messages;
-}
-
-/// A component of this build, opened and never closed, as the client does it.
+/// A component of this build, opened and never closed, as the client does it. One of the tests' own is named with its
+/// folder, "test-components/libNAME.so".
 class Component {
 public:
     explicit Component(const std::string& name)
-        : m_handle(::dlopen((NEBRIX_COMPONENTS "/libnebrix-" + name + ".so").c_str(), RTLD_NOW)) {
+        : m_handle(::dlopen((name.find('/') == std::string::npos ? NEBRIX_COMPONENTS "/libnebrix-" + name + ".so"
+                                                                 : NEBRIX_TEST_BIN "/" + name)
+                                .c_str(),
+                            RTLD_NOW)) {
         if (m_handle == nullptr)
             throw std::runtime_error(::dlerror());
     }
@@ -70,7 +62,17 @@ public:
         entry<NebrixDllReleaseStr>(NEBRIX_NAME_RELEASE_STR)(text);
         return copy;
     }
-    [[nodiscard]] std::vector<std::string> poll() const { return messages(text(NEBRIX_NAME_GET_ERRORS)); }
+    /// The status list of one poll as "5:status" and "8:reason".
+    [[nodiscard]] std::vector<std::string> poll() const {
+        Json::Value list;
+        EXPECT_TRUE(Json::Reader().parse(text(NEBRIX_NAME_GET_ERRORS), list) && list.isArray());
+        std::vector<std::string> messages;
+        for (const Json::Value& message : list) {
+            const char* const member = message["code"].asInt() == NEBRIX_MESSAGE_STATUS ? "status" : "reason";
+            messages.push_back(message["code"].asString() + ":" + message[member].asString());
+        }
+        return messages;
+    }
 
 private:
     void* m_instance = entry<NebrixDllCreatePluginFrontal>(NEBRIX_NAME_CREATE_PLUGIN_FRONTAL)();
