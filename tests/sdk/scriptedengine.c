@@ -5,7 +5,6 @@
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
 #include "tunnel/engine.h"
@@ -33,7 +32,7 @@ static engine_result perform(const char* script, const engine_parameters* parame
         if (strcmp(word, "unavailable") == 0 || strcmp(word, "end") == 0)
             return *word == 'u' ? kEngineUnavailable : kEngineEnded;
         if (strncmp(word, "close", 5) == 0)
-            listener->request_close(listener->context, atoi(word + 5));
+            listener->request_close(listener->context, word[5] - '0');
         else if (strcmp(word, "wait") == 0)
             log_wish(listener, wishes);
         else
