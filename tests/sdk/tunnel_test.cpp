@@ -91,7 +91,11 @@ protected:
         m_plugin.await(expected);
         m_plugin.call(NEBRIX_NAME_STOP);
     }
-    void name(const std::string& text) const { m_plugin.set(NEBRIX_NAME_ADD_SSL_SERVER_CERTIFICATE_NAME, text); }
+    void names(const std::vector<std::string>& all) const {
+        m_plugin.entry<NebrixDllSetDownloadDelegate2>(NEBRIX_NAME_SET_DOWNLOAD_DELEGATE)(m_plugin.instance(), nullptr);
+        for (const std::string& name : all)
+            m_plugin.set(NEBRIX_NAME_ADD_SSL_SERVER_CERTIFICATE_NAME, name);
+    }
 
     TemporaryDirectory m_files;
     TunnelPlugin m_plugin{"test-components/libnebrix-tunnel-scripted.so"};
@@ -149,18 +153,20 @@ TEST_F(Tunnel, usesWhatTheGatewayNamesOrNothing) {
 
 TEST_F(Tunnel, tellsItsEngineWishesAndLeavesItItsParameters) {
     m_plugin.set(NEBRIX_NAME_SET_PROXY, "1|http|proxy|login|||save:no");
-    name("name");
     for (int round = 0; round < 2; ++round) {  // the second one meets no wish of the first
         EXPECT_EQ(m_plugin.execute("reconnect"), -1);
         engines("connected wait x connected2");
+        names({"name"});
         m_plugin.start("alice", "ticket", "server/tcp");
         m_plugin.await({"5:connected"});
-        EXPECT_EQ(m_plugin.execute("reconnect"), 0);
         m_plugin.set(NEBRIX_NAME_SET_TICKET, "another");
+        names({"another"});
+        EXPECT_EQ(m_plugin.execute("reconnect"), 0);
         m_plugin.await({"5:connected2"});
         m_plugin.call(NEBRIX_NAME_STOP);
-        EXPECT_THAT(m_plugin.log(), HasSubstr("state: connected\nwish: reconnect\nstate: x\nstate: connected2\n"
-                                              "wish: stop\nserverticket\nloginname\nstopped\n"));
+        EXPECT_THAT(m_plugin.log(),
+                    HasSubstr("accepted server name: another\nwish: reconnect\nstate: x\nstate: connected2\n"
+                              "wish: stop\nserverticket\nloginname\nstopped\n"));
     }
 }
 
@@ -174,10 +180,9 @@ TEST_F(Tunnel, asksForTheEndWhenSomethingIsMissing) {
     expect("alice", "", "server", {"5:authError", "8:3"});
     expect("alice", "secret", "", {"8:4"});
     expect("alice", "secret", "server\nforged line", {"8:4"});
-    for (const std::string& refused : {std::string(), std::string("a\nb"), std::string(256, 'a')})
-        name(refused);
+    names({"", "a\nb", std::string(256, 'a')});
     expect("alice", "secret", "server", {"8:4"});  // else any name would do
-    m_plugin.entry<NebrixDllSetDownloadDelegate2>(NEBRIX_NAME_SET_DOWNLOAD_DELEGATE)(m_plugin.instance(), nullptr);
+    names({});
     for (const char* setter : {NEBRIX_NAME_SET_SESSION_ID, NEBRIX_NAME_SET_CERT_PASSWORD})
         m_plugin.set(setter, "secret");
     engines("x");
@@ -185,8 +190,7 @@ TEST_F(Tunnel, asksForTheEndWhenSomethingIsMissing) {
     m_plugin.set(NEBRIX_NAME_SET_PROXY, "1|http|proxy|user|secret||save:no");
     m_plugin.await({"5:x"});
     m_plugin.call(NEBRIX_NAME_STOP);
-    for (int i = 0; i < 33; ++i)
-        name("one too many");
+    names(std::vector<std::string>(33, "one too many"));
     const std::string log = m_plugin.log();
     EXPECT_EQ(log.find("secret"), std::string::npos) << log;
     for (const char* line :
