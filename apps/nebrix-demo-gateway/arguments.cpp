@@ -58,6 +58,16 @@ Grammar grammar(std::string_view end) {
              {.name = "login", .value = "TEXT", .help = "\"login\" of the configuration"},
              {.name = "ticket", .value = "TEXT", .help = "\"ticket\" of the configuration"},
              {.name = "password", .value = "TEXT", .help = "\"certPassword\" of the configuration"},
+             {.name = "session-id", .value = "TEXT", .help = "\"sessionid\" of the configuration"},
+             {.name = "server", .value = "TEXT", .help = "\"server\" of the configuration; here by default"},
+             {.name = "server-name",
+              .value = "NAME",
+              .help = "a name of \"sslservercertname\"; without --server here by default",
+              .repeatable = true},
+             {.name = "certificates",
+              .value = "DIR",
+              .help = "where ca.pem and client.p12 or client.pem lie, which are served as \"certificates\"; made-up "
+                      "ones by default"},
              {.name = "orgname", .value = "TEXT", .help = "\"orgname\" of the configuration"},
              {.name = "service", .value = "NAME", .help = "\"service\" of the configuration"},
              {.name = "request", .value = "TEXT", .help = "\"hostcheckingrequest\" of the configuration"},
@@ -104,10 +114,19 @@ bool setComponent(std::string_view text, GatewayOptions& options) {
 
 void setTexts(const Arguments& arguments, GatewayOptions& options) {
     const std::pair<std::string_view, std::string*> targets[] = {
-        {"client-id", &options.clientId},   {"key", &options.keyPath},     {"component-version", &options.version},
-        {"login", &options.login},          {"ticket", &options.ticket},   {"password", &options.certificatePassword},
-        {"orgname", &options.organisation}, {"service", &options.service}, {"request", &options.hostCheckingRequest},
+        {"client-id", &options.clientId},
+        {"key", &options.keyPath},
+        {"component-version", &options.version},
+        {"login", &options.login},
+        {"ticket", &options.ticket},
+        {"password", &options.certificatePassword},
+        {"orgname", &options.organisation},
+        {"service", &options.service},
+        {"request", &options.hostCheckingRequest},
         {"elsewhere", &options.elsewhere},
+        {"session-id", &options.sessionId},
+        {"server", &options.server},
+        {"certificates", &options.certificatesFolder},
     };
     for (const auto& [name, target] : targets) {
         *target = arguments.value(name, *target);
@@ -160,6 +179,7 @@ ProgramArguments parseArguments(const std::vector<std::string>& words, const std
         }
     }
     setTexts(arguments, result.options);
+    result.options.serverNames = arguments.values("server-name");
     for (const std::string& name : arguments.values("fault")) {
         if (const auto fault = faultNamed(name)) {
             result.options.faults.add(*fault);

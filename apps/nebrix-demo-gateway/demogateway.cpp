@@ -13,7 +13,6 @@
 
 #include "apps/nebrix-demo-gateway/documents.h"
 #include "apps/nebrix-demo-gateway/scratchdirectory.h"
-#include "apps/nebrix-sign/signing.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/selfsignedcertificate.h"
 
@@ -100,8 +99,7 @@ private:
     [[nodiscard]] bool isKnown(const Request& request) const { return hasCookie(request, "Nebrix-Id=" + m_clientId); }
 
     // Constant after construction.
-    std::map<std::string, std::string> m_certificates;
-    std::map<std::string, std::string> m_certificateMd5;
+    TunnelCertificates m_certificates;
 
     mutable std::mutex m_mutex;
     std::condition_variable m_ending;
@@ -118,16 +116,12 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
         m_options.keyPath = NEBRIX_DEVELOPMENT_KEY;
     }
     const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
-    const tls::SelfSignedCertificate client({.dns = {"nebrix-demo-client"}, .addresses = {}});
     const std::string certificate = m_scratch.path("server.pem");
     const std::string key = m_scratch.path("server-key.pem");
     server.writeFiles(String::copy(certificate), String::copy(key));
-    m_certificates[kAuthorityCertificate] = std::string(server.certificatePem().view());
-    m_certificates[kClientCertificate] =
-        std::string(client.certificatePem().view()) + std::string(client.keyPem().view());
-    for (const auto& [name, content] : m_certificates) {
-        m_certificateMd5[name] = sign::md5Hex(content);
-    }
+    m_certificates = m_options.certificatesFolder.empty()
+                         ? madeUpCertificates(std::string(server.certificatePem().view()))
+                         : certificatesOf(m_options.certificatesFolder);
     for (const ComponentType type : kComponentTypes) {
         m_components[type] = packComponent(m_options, type, m_scratch.path());
     }
@@ -234,9 +228,9 @@ void DemoGateway::Implementation::get(const Request& request, Response& response
             return serveArchive(component, response);
         }
     }
-    for (const auto& [name, content] : m_certificates) {
-        if (path == kCertificatePath + name) {
-            return send(response, content, kBinary);
+    for (const auto* certificate : {&m_certificates.client, &m_certificates.authority}) {
+        if (path == kCertificatePath + certificate->filename) {
+            return send(response, certificate->content, kBinary);
         }
     }
     if (path == std::string(kResourcePath) + m_options.service) {
@@ -288,9 +282,8 @@ void DemoGateway::Implementation::mediate(ComponentType type, const Request& req
         return send(response, std::string(kNesting, '[') + std::string(kNesting, ']'), kJson);
     }
     const std::string language = request.has_param("lang") ? request.get_param_value("lang") : "en";
-    std::string answer = mediationAnswer(
-        {m_options, m_components.at(type), type, language, m_clientId, authorityOf(m_options.address, m_port)},
-        m_certificateMd5);
+    std::string answer = mediationAnswer({m_options, m_components.at(type), m_certificates, type, language, m_clientId,
+                                          authorityOf(m_options.address, m_port)});
     if (has(Fault::Oversize)) {
         answer.resize(kOversize, ' ');
     }

@@ -37,19 +37,31 @@ JSONMutWrapper libraries(const Session& session) {
     return platforms;
 }
 
-JSONMutWrapper tunnelPlugin(const Session& session, const std::map<std::string, std::string>& certificateMd5) {
-    const GatewayOptions& options = session.options;
-    const auto certificate = [&](const char* name) {
-        return download(name, certificateMd5.at(name), kCertificatePath);
-    };
-    JSONMutWrapper certificates = JSONMutWrapper::object();
-    certificates.set("cert", certificate(kClientCertificate)).set("ca", certificate(kAuthorityCertificate));
+JSONMutWrapper certificate(const ServedCertificate& served) {
+    return download(served.filename, served.md5, kCertificatePath);
+}
+
+/// The names that the tunnel's server may bear. Without a word about it that server is this gateway.
+JSONMutWrapper serverNames(const GatewayOptions& options) {
     JSONMutWrapper names = JSONMutWrapper::array();
-    names.append("localhost").append("127.0.0.1");
+    for (const std::string& name : options.serverNames) {
+        names.append(name.c_str());
+    }
+    if (options.server.empty() && options.serverNames.empty()) {
+        names.append("localhost").append("127.0.0.1");
+    }
+    return names;
+}
+
+JSONMutWrapper tunnelPlugin(const Session& session) {
+    const GatewayOptions& options = session.options;
+    JSONMutWrapper certificates = JSONMutWrapper::object();
+    certificates.set("cert", certificate(session.certificates.client))
+        .set("ca", certificate(session.certificates.authority));
 
     JSONMutWrapper object = JSONMutWrapper::object();
     object.set("orgname", options.organisation.c_str())
-        .set("server", session.authority.c_str())
+        .set("server", (options.server.empty() ? session.authority : options.server).c_str())
         .set("certPassword", options.certificatePassword.c_str())
         .set("login", options.login.c_str())
         .set("ticket", options.ticket.c_str())
@@ -57,7 +69,7 @@ JSONMutWrapper tunnelPlugin(const Session& session, const std::map<std::string, 
         .set("pluginDlls", libraries(session))
         .set("certificates", certificates)
         .set("clientid", session.clientId.c_str())
-        .set("sslservercertname", names);
+        .set("sslservercertname", serverNames(options));
     return object;
 }
 
@@ -84,10 +96,10 @@ JSONMutWrapper hostChecker(const Session& session) {
     return object;
 }
 
-JSONMutWrapper configuration(const Session& session, const std::map<std::string, std::string>& certificateMd5) {
+JSONMutWrapper configuration(const Session& session) {
     switch (session.type) {
         case ComponentType::PluginDll:
-            return tunnelPlugin(session, certificateMd5);
+            return tunnelPlugin(session);
         case ComponentType::PluginDllNoTunnel:
             return pluginWithoutTunnel(session);
         case ComponentType::Hostchecker:
@@ -100,9 +112,9 @@ std::string toText(const JSONMutWrapper& object) { return std::string(json::toSt
 
 }  // namespace
 
-std::string mediationAnswer(const Session& session, const std::map<std::string, std::string>& certificateMd5) {
+std::string mediationAnswer(const Session& session) {
     const Faults& faults = session.options.faults;
-    JSONMutWrapper result = configuration(session, certificateMd5);
+    JSONMutWrapper result = configuration(session);
     result.set("type", std::string(faults.has(Fault::UnknownType) ? "unknown" : typeName(session.type)).c_str());
     if (faults.has(Fault::MissingKey)) {
         result.remove(session.type == ComponentType::Hostchecker ? "responseurl" : "clientid");

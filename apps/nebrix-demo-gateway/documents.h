@@ -1,8 +1,8 @@
 #pragma once
 
-#include <map>
 #include <string>
 
+#include "apps/nebrix-demo-gateway/certificates.h"
 #include "apps/nebrix-demo-gateway/component.h"
 
 namespace tessel::gateway {
@@ -11,6 +11,7 @@ namespace tessel::gateway {
 struct Session {
     const GatewayOptions& options;
     const ServedComponent& component;
+    const TunnelCertificates& certificates;
     ComponentType type;
     /// The query's "lang", or "en".
     std::string language;
@@ -21,11 +22,9 @@ struct Session {
 
 inline constexpr const char* kResponsePath = "/hostcheck/response";
 inline constexpr const char* kCertificatePath = "/certificates/";
-inline constexpr const char* kClientCertificate = "client.pem";
-inline constexpr const char* kAuthorityCertificate = "authority.pem";
 
 /// The mediation's answer with the client configuration of the session under "result", less what the faults leave out.
-std::string mediationAnswer(const Session& session, const std::map<std::string, std::string>& certificateMd5);
+std::string mediationAnswer(const Session& session);
 /// An answer with "success" false. "result" is there and empty, as clients require it.
 std::string refusal(const std::string& reason);
 /// The answer to a host check's post.

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "apps/nebrix-demo-gateway/faults.h"
 
@@ -45,6 +46,12 @@ struct GatewayOptions {
     std::string ticket = "demo-ticket";
     std::string sessionId = "demo-session";
     std::string certificatePassword = "demo-password";
+    /// Where the tunnel leads to; empty: this gateway's own authority, which has no tunnel.
+    std::string server;
+    /// Names that the tunnel's server may bear in its certificate.
+    std::vector<std::string> serverNames;
+    /// The folder of the tunnel's certificates, see certificatesOf(); empty: made-up ones.
+    std::string certificatesFolder;
     /// The published resource that the plug-in without tunnel opens: a plain file name.
     std::string service = "welcome.txt";
     int safeType = 1;

@@ -9,6 +9,7 @@
 #include <regex>
 #include <sstream>
 
+#include "apps/nebrix-demo-gateway/arguments.h"
 #include "libs/json/jsonwrapper.h"
 #include "tests/integration/session.h"
 
@@ -70,6 +71,29 @@ TEST(Sessions, thePluginWithoutTunnelFetchesThePublishedResource) {
     EXPECT_EQ(run.output, "dispatch: plug-in without tunnel\nstatus: session over\n");
     EXPECT_EQ(readFile(session.home().data("Plugin/Resources/welcome.txt")),
               "Welcome: this text was published by the demonstration gateway.\n");
+}
+
+TEST(Sessions, aTunnelElsewhereIsAsTheGatewaysCommandLineSays) {
+    const TemporaryDirectory folder;
+    const std::vector<std::string> words = {
+        "--server", "vpn.example:443/tcp", "--session-id",   "S",          "--server-name",
+        "a",        "--server-name=b",     "--certificates", folder.path()};
+    GatewayOptions options = tessel::gateway::parseArguments(words, "").options;
+    options.libraries = recordingComponents().libraries;
+    folder.write("ca.pem", "an authority");
+    for (const std::string name : {"client.pem", "client.p12"}) {
+        folder.write(name, name + " is preferred to what came before");
+        Session session(options);
+        const ChildProcess client(session.client(ComponentType::PluginDll));
+        ASSERT_TRUE(session.waitForCall(client, "DllStart2")) << client.errors();
+        const std::string place = session.home().data("Plugin/PKIs/vpn.example_443_tcp/");
+        for (const std::string call :
+             {"DllSetServer2\tvpn.example:443/tcp\n", "DllSetSessionId2\tS\n", "DllSetCaFileName2\tca.pem\n",
+              "CertificateName\ta\nDllAddSslServerCertificateName\tb\nDllStart2\n"}) {
+            EXPECT_NE(session.calls().find(call), std::string::npos) << session.calls();
+        }
+        EXPECT_EQ(readFile(place + name), readFile(folder.path(name)));
+    }
 }
 
 TEST(Sessions, sayWhoTheyAreInEveryRequest) {
