@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "libs/openssl/certificateauthority.h"
 #include "libs/openssl/digest.h"
 #include "libs/openssl/fingerprint.h"
 #include "libs/openssl/peercertificate.h"
@@ -122,6 +123,30 @@ TEST_F(Rsa, withoutTheHalfItNeeds) {
     EXPECT_THROW(half.generate(512), ELibContext);
     EXPECT_THROW(static_cast<void>(half.publicPem()), ELibContext);
     EXPECT_DEATH(static_cast<void>(half.verify(data("x"), 1, Memory())), "rsa_wrapper:96: .*m_rsa != 0");
+}
+
+TEST(CertificateAuthority, issuesForOnePurposeWhatItsPasswordAloneOpens) {
+    const nebrix::test::TemporaryDirectory directory;
+    const CertificateAuthority authority("authority.example");
+    const auto openssl = [&](const std::string& words) {
+        return nebrix::test::runProgram({"sh", "-c", "cd '" + directory.path() + "' && openssl " + words}).status == 0;
+    };
+    directory.write("ca.pem", std::string(authority.certificatePem().view()));
+    directory.write("other.pem", std::string(CertificateAuthority("authority.example").certificatePem().view()));
+    for (const auto& [purpose, own, other] :
+         {std::tuple(CertificateAuthority::Purpose::Server, "sslserver", "sslclient"),
+          {CertificateAuthority::Purpose::Client, "sslclient", "sslserver"}}) {
+        const IssuedCertificate issued = authority.issue({{"one.example", "two.example"}, {}}, purpose);
+        directory.write("one.p12", std::string(issued.pkcs12("secret").view()));
+        EXPECT_FALSE(openssl("pkcs12 -in one.p12 -passin pass:guess -nodes -out one.pem"));
+        ASSERT_TRUE(openssl("pkcs12 -in one.p12 -passin pass:secret -nodes -out one.pem"));
+        EXPECT_TRUE(nebrix::test::readFile(directory.path("one.pem")).ends_with(issued.keyPem.view()));
+        const std::string verify = "verify -verify_hostname two.example -purpose ";
+        EXPECT_TRUE(openssl(verify + own + " -CAfile ca.pem one.pem"));
+        EXPECT_FALSE(openssl(verify + other + " -CAfile ca.pem one.pem"));
+        EXPECT_FALSE(openssl(verify + own + " -CAfile other.pem one.pem"));
+        EXPECT_TRUE(openssl("x509 -in one.pem -noout -ext basicConstraints | grep CA:FALSE"));
+    }
 }
 
 TEST(Fingerprint, isReadAsPeopleWriteIt) {
