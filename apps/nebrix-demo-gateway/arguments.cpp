@@ -68,6 +68,12 @@ Grammar grammar(std::string_view end) {
               .value = "DIR",
               .help = "where ca.pem and client.p12 or client.pem lie, which are served as \"certificates\"; made-up "
                       "ones by default"},
+             {.name = "tunnel", .help = "starts a real tunnel's server and names it in the configuration; as root"},
+             {.name = "tunnel-port", .value = "PORT", .help = "its port; 1194 by default"},
+             {.name = "tunnel-proto", .value = "udp|tcp", .help = "how it is reached; udp by default"},
+             {.name = "tunnel-ticket",
+              .value = "TEXT",
+              .help = "the ticket that it accepts; that of --ticket by default"},
              {.name = "orgname", .value = "TEXT", .help = "\"orgname\" of the configuration"},
              {.name = "service", .value = "NAME", .help = "\"service\" of the configuration"},
              {.name = "request", .value = "TEXT", .help = "\"hostcheckingrequest\" of the configuration"},
@@ -156,6 +162,28 @@ std::string setNumbers(const Arguments& arguments, GatewayOptions& options) {
     return {};
 }
 
+/// Returns what is wrong, or nothing.
+std::string setTunnel(const Arguments& arguments, GatewayOptions& options) {
+    for (const std::string_view name : {"tunnel-port", "tunnel-proto", "tunnel-ticket"}) {
+        if (arguments.has(name) && !arguments.has("tunnel")) {
+            return "option --" + std::string(name) + " needs --tunnel";
+        }
+    }
+    if (!arguments.has("tunnel")) {
+        return {};
+    }
+    TunnelOptions& tunnel = options.tunnel.emplace();
+    const std::string protocol = arguments.value("tunnel-proto", "udp");
+    const auto port = commandline::number(arguments.value("tunnel-port", "1194"), 1, kLargestPort);
+    if (!port || (protocol != "udp" && protocol != "tcp")) {
+        return port ? "option --tunnel-proto needs udp or tcp" : "option --tunnel-port needs a number from 1 to 65535";
+    }
+    tunnel.port = *port;
+    tunnel.tcp = protocol == "tcp";
+    tunnel.ticket = arguments.value("tunnel-ticket");
+    return {};
+}
+
 }  // namespace
 
 ProgramArguments parseArguments(const std::vector<std::string>& words, const std::string& componentsFolder) {
@@ -189,6 +217,9 @@ ProgramArguments parseArguments(const std::vector<std::string>& words, const std
     }
     if (result.error.empty()) {
         result.error = setNumbers(arguments, result.options);
+    }
+    if (result.error.empty()) {
+        result.error = setTunnel(arguments, result.options);
     }
     return result;
 }

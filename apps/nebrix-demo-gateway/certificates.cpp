@@ -8,26 +8,22 @@
 
 namespace tessel::gateway {
 
-namespace {
-
-ServedCertificate served(const std::string& filename, const std::string& content) {
+ServedCertificate servedCertificate(const std::string& filename, const std::string& content) {
     return {filename, content, sign::md5Hex(content)};
 }
-
-}  // namespace
 
 TunnelCertificates certificatesOf(const std::string& folder) {
     const bool packed = std::filesystem::exists(folder + "/client.p12");
     const std::string client = packed ? "client.p12" : "client.pem";
-    return {.client = served(client, sign::readWhole(folder + "/" + client)),
-            .authority = served("ca.pem", sign::readWhole(folder + "/ca.pem"))};
+    return {.client = servedCertificate(client, sign::readWhole(folder + "/" + client)),
+            .authority = servedCertificate("ca.pem", sign::readWhole(folder + "/ca.pem"))};
 }
 
 TunnelCertificates madeUpCertificates(const std::string& authorityPem) {
     const tls::SelfSignedCertificate client({.dns = {"nebrix-demo-client"}, .addresses = {}});
-    return {.client =
-                served("client.pem", std::string(client.certificatePem().view()) + std::string(client.keyPem().view())),
-            .authority = served("authority.pem", authorityPem)};
+    return {.client = servedCertificate(
+                "client.pem", std::string(client.certificatePem().view()) + std::string(client.keyPem().view())),
+            .authority = servedCertificate("authority.pem", authorityPem)};
 }
 
 }  // namespace tessel::gateway

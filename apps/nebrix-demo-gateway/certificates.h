@@ -21,6 +21,9 @@ struct TunnelCertificates {
 /// read.
 TunnelCertificates certificatesOf(const std::string& folder);
 
+/// One of these files with its digest.
+ServedCertificate servedCertificate(const std::string& filename, const std::string& content);
+
 /// A made-up client certificate, which opens nothing, and the authority given as PEM.
 TunnelCertificates madeUpCertificates(const std::string& authorityPem);
 

@@ -1,7 +1,9 @@
 #include "apps/nebrix-demo-gateway/demogateway.h"
 
+#include <fcntl.h>
 #include <httplib.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -13,6 +15,7 @@
 
 #include "apps/nebrix-demo-gateway/documents.h"
 #include "apps/nebrix-demo-gateway/scratchdirectory.h"
+#include "libs/base/descriptor.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/selfsignedcertificate.h"
 
@@ -68,7 +71,7 @@ public:
     void stop();
 
     GatewayOptions m_options;
-    ScratchDirectory m_scratch;
+    Descriptor m_certificateFile;  // open, no longer in any directory
     std::string m_clientId;
     std::map<ComponentType, ServedComponent> m_components;
     unsigned m_port = 0;
@@ -116,14 +119,17 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
         m_options.keyPath = NEBRIX_DEVELOPMENT_KEY;
     }
     const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
-    const std::string certificate = m_scratch.path("server.pem");
-    const std::string key = m_scratch.path("server-key.pem");
+    const ScratchDirectory scratch;
+    const std::string certificate = scratch.path("server.pem");
+    const std::string key = scratch.path("server-key.pem");
     server.writeFiles(String::copy(certificate), String::copy(key));
-    m_certificates = m_options.certificatesFolder.empty()
-                         ? madeUpCertificates(std::string(server.certificatePem().view()))
-                         : certificatesOf(m_options.certificatesFolder);
+    m_certificateFile = Descriptor(::open(certificate.c_str(), O_RDONLY | O_CLOEXEC));
+    m_certificates = !m_options.certificatesFolder.empty() ? certificatesOf(m_options.certificatesFolder)
+                     : m_options.certificates.has_value()
+                         ? *m_options.certificates
+                         : madeUpCertificates(std::string(server.certificatePem().view()));
     for (const ComponentType type : kComponentTypes) {
-        m_components[type] = packComponent(m_options, type, m_scratch.path());
+        m_components[type] = packComponent(m_options, type, scratch.path());
     }
 
     m_server = std::make_unique<httplib::SSLServer>(certificate.c_str(), key.c_str());
@@ -335,7 +341,9 @@ std::string DemoGateway::mediation(ComponentType type) const {
            "?lang=en";
 }
 
-std::string DemoGateway::certificatePath() const { return m_implementation->m_scratch.path("server.pem"); }
+std::string DemoGateway::certificatePath() const {
+    return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(m_implementation->m_certificateFile.get());
+}
 
 std::string DemoGateway::archiveMd5(ComponentType type) const { return m_implementation->m_components.at(type).md5; }
 

@@ -39,7 +39,8 @@ public:
     [[nodiscard]] const std::string& clientId() const noexcept;
     /// The string that starts a client: "https://CLIENTID@ADDRESS:PORT/mediation/TYPE?lang=en".
     [[nodiscard]] std::string mediation(ComponentType type) const;
-    /// The PEM file of the certificate that the server shows; it is removed with the gateway.
+    /// The PEM file of the certificate that the server shows. It has no name of its own, so that it goes with the
+    /// process, however that ends.
     [[nodiscard]] std::string certificatePath() const;
     /// The digest that the type's archive is announced with.
     [[nodiscard]] std::string archiveMd5(ComponentType type) const;

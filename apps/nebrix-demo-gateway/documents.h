@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "apps/nebrix-demo-gateway/certificates.h"
 #include "apps/nebrix-demo-gateway/component.h"
 
 namespace tessel::gateway {

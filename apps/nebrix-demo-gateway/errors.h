@@ -11,6 +11,8 @@ namespace sites {
 inline constexpr RaiseSite kNoScratch{"apps/nebrix-demo-gateway/scratchdirectory", 15};
 inline constexpr RaiseSite kNoCertificate{"apps/nebrix-demo-gateway/demogateway", 71};
 inline constexpr RaiseSite kNoPort{"apps/nebrix-demo-gateway/demogateway", 84};
+inline constexpr RaiseSite kNoNetwork{"apps/nebrix-demo-gateway/networknamespace", 30};
+inline constexpr RaiseSite kNoTunnel{"apps/nebrix-demo-gateway/tunnelserver", 60};
 }  // namespace sites
 
 }  // namespace tessel::gateway

@@ -3,10 +3,13 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 #include <system_error>
 
 #include "apps/nebrix-demo-gateway/arguments.h"
 #include "apps/nebrix-demo-gateway/demogateway.h"
+#include "apps/nebrix-demo-gateway/networknamespace.h"
+#include "apps/nebrix-demo-gateway/tunnelserver.h"
 
 namespace {
 
@@ -35,6 +38,15 @@ sigset_t blockEnd() {
 
 void serve(GatewayOptions options) {
     const sigset_t signals = blockEnd();
+    std::optional<TunnelServer> tunnel;
+    if (options.tunnel) {
+        tunnel.emplace(options, [](const std::string& news) { std::cout << "tunnel " + news + "\n" << std::flush; });
+        tunnel->fill(options);
+        std::cout << "tunnel " << tunnel->process() << " " << tunnel->server() << " page " << tunnel->page() << "\n";
+    }
+    for (const auto& [type, library] : options.libraries) {
+        std::cout << "component " << typeName(type) << " " << library << "\n";
+    }
     DemoGateway gateway(std::move(options));
     gateway.start();
     for (const ComponentType type : kComponentTypes) {
@@ -59,6 +71,10 @@ int main(int argc, char* argv[]) {
     if (!arguments.text.empty()) {
         std::cout << arguments.text;
         return 0;
+    }
+    if (const std::string missing = missingForTunnels(); arguments.options.tunnel && !missing.empty()) {
+        std::cerr << "nebrix-demo-gateway: " << missing << "\n";
+        return kFailed;
     }
     try {
         serve(arguments.options);

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "apps/nebrix-demo-gateway/certificates.h"
 #include "apps/nebrix-demo-gateway/faults.h"
 
 namespace tessel::gateway {
@@ -21,6 +22,14 @@ inline constexpr std::array kComponentTypes{ComponentType::PluginDll, ComponentT
 /// The type's name as the configuration document writes it.
 std::string_view typeName(ComponentType type);
 std::optional<ComponentType> typeNamed(std::string_view name);
+
+/// A tunnel's server that is started beside the gateway, see TunnelServer.
+struct TunnelOptions {
+    unsigned port = 1194;
+    bool tcp = false;
+    /// The ticket that it accepts; empty: the one of the configuration.
+    std::string ticket;
+};
 
 /// What the gateway is and hands out. Every secret in here is made up for demonstrations: nothing of it opens anything.
 struct GatewayOptions {
@@ -50,8 +59,11 @@ struct GatewayOptions {
     std::string server;
     /// Names that the tunnel's server may bear in its certificate.
     std::vector<std::string> serverNames;
-    /// The folder of the tunnel's certificates, see certificatesOf(); empty: made-up ones.
+    /// The folder of the tunnel's certificates, see certificatesOf(); empty: these, or made-up ones.
     std::string certificatesFolder;
+    std::optional<TunnelCertificates> certificates;
+    /// For the program: DemoGateway starts no tunnel.
+    std::optional<TunnelOptions> tunnel;
     /// The published resource that the plug-in without tunnel opens: a plain file name.
     std::string service = "welcome.txt";
     int safeType = 1;
