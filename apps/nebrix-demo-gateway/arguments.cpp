@@ -23,9 +23,11 @@ std::string epilogue() {
         text += std::string(fault.effect) + "\n";
     }
     return text +
-           "\nPrints \"mediation TYPE URL\" for each component type, the path of its certificate\n"
-           "(\"certificate PATH\") and \"listening 127.0.0.1:PORT\", then serves until SIGINT or\n"
-           "SIGTERM. Exit status: 0 ended by a signal, 1 failed, 2 the command line is wrong.\n";
+           "\nPrints \"mediation TYPE URL\" for each component type and \"component TYPE FILE\" for\n"
+           "each library, the path of its certificate (\"certificate PATH\") and \"listening\n"
+           "127.0.0.1:PORT\", with --tunnel \"tunnel PID SERVER page URL\" before them, then serves\n"
+           "until SIGINT or SIGTERM.\n"
+           "Exit status: 0 ended by a signal, 1 failed, 2 the command line is wrong.\n";
 }
 
 Grammar grammar(std::string_view end) {
@@ -41,8 +43,8 @@ Grammar grammar(std::string_view end) {
              {.name = "components",
               .value = "DIR",
               .help =
-                  "where libnebrix-tunnel-simulated.so, libnebrix-notunnel.so and libnebrix-hostchecker.so lie; "
-                  "\"components\" beside the program by default"},
+                  "where libnebrix-tunnel-simulated.so (with --tunnel libnebrix-tunnel.so), libnebrix-notunnel.so and "
+                  "libnebrix-hostchecker.so lie; \"components\" beside the program by default"},
              {.name = "component",
               .value = "TYPE=FILE",
               .help = "the library of one type (plugindll, plugindllnotunnel, hostchecker)",
@@ -68,12 +70,6 @@ Grammar grammar(std::string_view end) {
               .value = "DIR",
               .help = "where ca.pem and client.p12 or client.pem lie, which are served as \"certificates\"; made-up "
                       "ones by default"},
-             {.name = "tunnel", .help = "starts a real tunnel's server and names it in the configuration; as root"},
-             {.name = "tunnel-port", .value = "PORT", .help = "its port; 1194 by default"},
-             {.name = "tunnel-proto", .value = "udp|tcp", .help = "how it is reached; udp by default"},
-             {.name = "tunnel-ticket",
-              .value = "TEXT",
-              .help = "the ticket that it accepts; that of --ticket by default"},
              {.name = "orgname", .value = "TEXT", .help = "\"orgname\" of the configuration"},
              {.name = "service", .value = "NAME", .help = "\"service\" of the configuration"},
              {.name = "request", .value = "TEXT", .help = "\"hostcheckingrequest\" of the configuration"},
@@ -81,6 +77,12 @@ Grammar grammar(std::string_view end) {
              {.name = "continue",
               .value = "N",
               .help = "host checks that are answered with \"continue\"; 3 by default"},
+             {.name = "tunnel", .help = "starts a real tunnel's server and names it in the configuration; as root"},
+             {.name = "tunnel-port", .value = "PORT", .help = "its port; 1194 by default"},
+             {.name = "tunnel-proto", .value = "udp|tcp", .help = "how it is reached; udp by default"},
+             {.name = "tunnel-ticket",
+              .value = "TEXT",
+              .help = "the ticket that it accepts; that of --ticket by default"},
              {.name = "fault",
               .letter = 'f',
               .value = "NAME",
@@ -94,12 +96,12 @@ Grammar grammar(std::string_view end) {
         .epilogue = end};
 }
 
-void setComponents(const std::string& folder, GatewayOptions& options) {
-    constexpr std::pair<ComponentType, std::string_view> kLibraries[] = {
-        {ComponentType::PluginDll, "/libnebrix-tunnel-simulated.so"},
+void setComponents(const std::string& folder, bool tunnel, GatewayOptions& options) {
+    const std::pair<ComponentType, std::string_view> libraries[] = {
+        {ComponentType::PluginDll, tunnel ? "/libnebrix-tunnel.so" : "/libnebrix-tunnel-simulated.so"},
         {ComponentType::PluginDllNoTunnel, "/libnebrix-notunnel.so"},
         {ComponentType::Hostchecker, "/libnebrix-hostchecker.so"}};
-    for (const auto& [type, name] : kLibraries) {
+    for (const auto& [type, name] : libraries) {
         const std::string path = folder + std::string(name);
         if (std::filesystem::exists(path)) {
             options.libraries[type] = path;
@@ -200,7 +202,7 @@ ProgramArguments parseArguments(const std::vector<std::string>& words, const std
     if (!result.error.empty() || !result.text.empty()) {
         return result;
     }
-    setComponents(arguments.value("components", componentsFolder), result.options);
+    setComponents(arguments.value("components", componentsFolder), arguments.has("tunnel"), result.options);
     for (const std::string& component : arguments.values("component")) {
         if (!setComponent(component, result.options)) {
             result.error = "option --component needs TYPE=FILE, not \"" + component + "\"";

@@ -40,6 +40,7 @@ class Gateway:
                                         env={**os.environ, "TMPDIR": self.temporary})
         await_true(lambda: self.lines("listening"), "the gateway does not start")
         (_, self.server_process, self.server, _, self.page), = (line.split() for line in self.lines("tunnel"))
+        assert self.lines("component plugindll ")[0].endswith("/libnebrix-tunnel.so"), self.lines("")
         self.certificate = self.lines("certificate")[0].split()[1]
         self.mediation = self.lines("mediation plugindll ")[0].split()[2]
 
@@ -60,8 +61,8 @@ class Gateway:
 
     def end(self, number):
         self.process.send_signal(number)
-        self.process.wait(2)
-        end = time.monotonic() + 2
+        assert self.process.wait(2) == (-number if number == signal.SIGKILL else 0), self.process.returncode
+        end = time.monotonic() + (2 if number == signal.SIGKILL else 0)
         while self.traces() and time.monotonic() < end:
             time.sleep(0.01)
         assert not self.traces(), self.traces()
