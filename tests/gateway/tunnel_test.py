@@ -34,7 +34,7 @@ class Gateway:
 
     def __init__(self, *words):
         self.temporary = tempfile.mkdtemp()
-        self.output = tempfile.TemporaryFile("w+")
+        self.output = open(f"{tempfile.mkdtemp()}/output", "a+", encoding="utf-8")  # the program appends, too
         self.process = subprocess.Popen([PROGRAM, "--tunnel", "--login", LOGIN, "--ticket", TICKET, "--password",
                                          PASSWORD, *words], stdout=self.output,
                                         env={**os.environ, "TMPDIR": self.temporary})
@@ -128,9 +128,8 @@ def what_is_missing_is_said_first():
     for prepare, words in (("exec setpriv --reuid 65534", "a tunnel can only be made by root"),
                            ("mount -t tmpfs none /usr/sbin;", "needs /usr/sbin/openvpn, from the package openvpn"),
                            ("rm /dev/net/tun;", "needs /dev/net/tun, which cannot be opened")):
-        run = subprocess.run(["unshare", "--mount", "sh", "-c",
-                              f'mount -t tmpfs none /dev/net; mknod /dev/net/tun c 10 200; {prepare} "$0" --tunnel', copy],
-                             capture_output=True, text=True)
+        command = f'mount -t tmpfs none /dev/net; mknod /dev/net/tun c 10 200; {prepare} "$0" --tunnel'
+        run = subprocess.run(["unshare", "--mount", "sh", "-c", command, copy], capture_output=True, text=True)
         assert run.returncode == 1 and words in run.stderr and run.stderr.count("\n") == 1 and not run.stdout, run
 
 
@@ -139,7 +138,7 @@ if __name__ == "__main__":
     if INSIDE not in os.environ:
         for holds, words in ((os.geteuid() == 0, "root"), (os.access("/dev/net/tun", os.W_OK), "/dev/net/tun"),
                              (os.path.exists("/usr/sbin/openvpn"), "openvpn"),
-                             (subprocess.call(NAMESPACES + ["true"]) == 0, "namespaces")):
+                             (not subprocess.run(NAMESPACES + ["true"], capture_output=True).returncode, "namespaces")):
             if not holds:
                 print(f"skipped: a tunnel needs {words}, which is not to be had here")
                 sys.exit(77)
