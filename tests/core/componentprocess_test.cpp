@@ -1,8 +1,13 @@
 // What becomes of a session whose component does what none may.
 
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <map>
 
 #include "apps/nebrix-component-host/confinement.h"
 #include "tests/core/drivertest.h"
@@ -118,6 +123,52 @@ TEST_F(ComponentProcessTest, aSilentEntryIsToldAndMayComeBackAndAStopHasFiveSeco
     EXPECT_GE(std::chrono::steady_clock::now() - begun, ComponentProcess::kStop);
     EXPECT_EQ(m_notify.lines().back(), "status 4");
     EXPECT_TRUE(noProcessIsLeft());
+}
+
+/// The process of this one's only child.
+std::string theChild() {
+    std::string child;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream(thread.path() / "children") >> child;
+    }
+    return "/proc/" + child;
+}
+
+TEST_F(ComponentProcessTest, itsProcessHasNothingOfTheClients) {
+    nebrix::test::TemporaryDirectory directory;
+    const int own = ::open(directory.path("own").c_str(), O_RDWR | O_CREAT, 0600);  // without close-on-exec
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR2);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    const auto before = std::signal(SIGPIPE, SIG_IGN);
+    start(PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    const std::string host = theChild();
+    std::map<std::string, int> kinds;
+    for (const auto& descriptor : std::filesystem::directory_iterator(host + "/fd")) {
+        const std::string file = std::filesystem::read_symlink(descriptor);
+        const std::string kind = file.substr(0, file.find_first_of(":("));
+        ++kinds[kind];
+        if (kind == "/memfd") {
+            const int library = ::open(descriptor.path().c_str(), O_RDWR | O_CLOEXEC);
+            EXPECT_LT(::pwrite(library, "", 1, 0), 0);
+            ::close(library);
+        }
+    }
+    const std::map<std::string, int> expected{{"/dev/null", 1}, {"socket", 4}, {"/memfd", 2}};
+    EXPECT_EQ(kinds, expected);
+    const std::string status = nebrix::test::readFile(host + "/status");
+    constexpr unsigned long kOrdinarySignals = 0x7fffffff;  // the C library ignores one of its own
+    for (const char* const mask : {"SigBlk:", "SigIgn:"}) {
+        EXPECT_EQ(std::stoul(status.substr(status.find(mask) + 8), nullptr, 16) & kOrdinarySignals, 0U) << status;
+    }
+    EXPECT_NE(::getsid(std::stoi(host.substr(6))), ::getsid(0));
+    m_client->cancel();
+    EXPECT_TRUE(m_client->join(7000));
+    pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+    std::signal(SIGPIPE, before);
+    ::close(own);
 }
 
 TEST_F(ComponentProcessTest, whatMayTakeLongIsNotSilent) {
