@@ -1,4 +1,4 @@
 // The engines of libnebrix-tunnel.
-#include "engine.h"
+#include "engine_openvpn.h"
 
-const engine_type* const nebrix_engines[] = {NULL};
+const engine_type* const nebrix_engines[] = {&nebrix_engine_openvpn, NULL};
