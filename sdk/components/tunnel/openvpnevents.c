@@ -168,7 +168,7 @@ static void withdraw(openvpn_session* self) {
 static void apply(openvpn_session* self) {
     char text[kNameServerTextSize];
     char record[kKeeperRecordSize];
-    say(self, "interface: ", self->offered.device);
+    openvpn_log_foreign(self, "interface: ", self->offered.device);
     name_servers_text(&self->offered, text);
     if (*text == '\0' || !name_servers_record(&self->offered, record))
         return;
