@@ -7,7 +7,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "tunnel/engine.h"
+#include "sdk/components/tunnel/engine.h"
 
 static bool waits(const engine_wishes* wishes, int milliseconds) {
     struct pollfd descriptor = {engine_wishes_descriptor(wishes), POLLIN, 0};
