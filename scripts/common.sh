@@ -1,5 +1,8 @@
 # What the scripts share. Sourced by a script that stands at the root of the checkout and has its name in `program`.
 
+# What root needs lies there; su(1) leaves it out.
+PATH=$PATH:/usr/sbin:/sbin
+
 # Ends the script with one line that says why.
 fail() {
     echo "$program: $1" >&2
@@ -61,4 +64,9 @@ logged() {
 configure_and_build() {
     cmake --preset "$@"
     cmake --build --preset "$1"
+}
+
+# Whether there is all that builds a tunnel with NetworkManager; else see networkmanager.sh.
+networkmanager_is_installed() {
+    command -v NetworkManager nmcli dbus-daemon >/dev/null && [ -e /usr/lib/NetworkManager/VPN/nm-openvpn-service.name ]
 }

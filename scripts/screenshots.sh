@@ -130,7 +130,7 @@ PYTHON
 scripts/setup.sh --all
 scripts/demo.sh --build-only
 start_desktop
-start demo.out scripts/demo.sh --lang "$lang"
+start demo.out scripts/demo.sh --simulated --lang "$lang"
 wait_for 60 settled_unlike desktop
 take panel
 xdotool mousemove $((width - bar_height / 2 - 4)) $((height - bar_height / 2)) click 3

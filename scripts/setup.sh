@@ -20,6 +20,7 @@ demo_packages=(
     libcurl4-openssl-dev libssl-dev libjsoncpp-dev libcpp-httplib-dev libpcre2-dev zlib1g-dev libbrotli-dev libelf-dev
     libidn2-dev
     ca-certificates curl openssl unzip zip procps
+    openvpn iproute2 iputils-ping
     libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libgtk-layer-shell-dev libwayland-dev libx11-dev libsm-dev gettext librsvg2-bin
 )
 package_packages=(dpkg-dev file lintian desktop-file-utils appstream)
