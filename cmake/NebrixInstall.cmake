@@ -69,8 +69,10 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # unpacks components, the certificates are what gateways are checked against, and wx3.2-i18n holds the stock labels.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, unzip")
-# Without its trigger no desktop learns that links of the scheme are opened by the client.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "desktop-file-utils")
+# Without the trigger of desktop-file-utils no desktop learns that links of the scheme are opened by the client. Tunnels are
+# built by what a tunnel plug-in finds: NetworkManager's OpenVPN plug-in, or openvpn itself on machines without that.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "desktop-file-utils, network-manager-openvpn")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "openvpn")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client for a secure remote-access gateway")
 set(CPACK_PACKAGE_DESCRIPTION
     "Opens a session with a gateway from one link on its web page: asks it over
