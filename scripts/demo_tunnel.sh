@@ -199,9 +199,6 @@ watch_tunnel() {
     host=${host%%/*}
     wait_for 300 "$client" tunnel_is_up "$host" || return 1
     sleep 1 # the client asks its component twice a second, and says so first
-    if [ $headless = no ]; then
-        plugin_log
-    fi
     echo "== routes through the tunnel"
     ip route
     echo "== the tunnel's server"
@@ -215,11 +212,14 @@ watch_tunnel() {
 
 plugin_log() {
     echo "== the plug-in's log"
-    sed -n 's/.* Component\.output //p' "$(client_log)"
+    sed -n 's/.* Component\.notes //p' "$(client_log)"
 }
 
 # False if something of the tunnel is left, or if it was never to be seen and nobody broke that off.
 check_tunnel() {
+    if [ $headless = no ]; then
+        plugin_log
+    fi
     wait_for 20 $$ is_as_before || true
     echo "== routes after"
     ip route
@@ -227,7 +227,7 @@ check_tunnel() {
         echo "demo: something of the tunnel is left" >&2
         return 1
     elif [ $shown = no ] && [ $broken_off = no ]; then
-        plugin_log >&2
+        [ $headless = no ] || plugin_log >&2
         if [ -e "$directory/NetworkManager.out" ]; then
             grep '^<warn>' "$directory/NetworkManager.out" >&2
         fi
