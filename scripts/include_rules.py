@@ -48,6 +48,7 @@ EXTERNAL = {
     "GTK, GIO or X11": (r"(gtk|gtk-layer-shell|gdk|gio|glib-object|X11)(/.*)?(\.h)?$",
                         ["apps/nebrixclient/gui"]),
     "cpp-httplib": (r"httplib\.h", ["apps/nebrix-demo-gateway"]),
+    "libsystemd": (r"systemd/", ["sdk"]),
     "libelf": (r"(lib|g)elf\.h", ["apps/nebrix-sign"]),
 }
 C_STANDARD = set(
