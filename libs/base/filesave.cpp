@@ -66,6 +66,9 @@ void removeAbandoned(const String& path) noexcept {
 
 /// Removes what savers of this file left that were killed.
 void removeLeftovers(const String& target) {
+    if (target.empty()) {
+        return;
+    }
     const String directory = directoryOf(target);
     const std::unique_ptr<DIR, int (*)(DIR*)> opened(::opendir(directory.str()), &::closedir);
     const String prefix = target.range(nameIn(target)) + kMark;
@@ -107,12 +110,13 @@ bool File::openTemporary(const String& target) {
 
 void File::writeAtomically(const String& path, const String& content) {
     const String target = systemPath(path);
+    // Before anything is created: however often savers are killed, each finds at most the file of the one before it.
+    removeLeftovers(target);
     File file;
     if (!file.openTemporary(target)) {
         cannotOpen(path, "writeAtomically", sites::kWriteAtomically);
     }
     try {
-        removeLeftovers(target);
         file.write(content);
         file.flush();
         // Open to everybody as every file that this class writes, but only from here on.
