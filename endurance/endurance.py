@@ -95,6 +95,9 @@ class Place:
         return frozenset((name, len(read(os.path.join(path, name))))
                          for path, _, names in os.walk(self.home) for name in names if name != "calls")
 
+    def leftovers(self, mark):
+        return [f"left {name}" for _, directories, names in os.walk(self.home) for name in directories + names if mark in name]
+
     def damage(self):
         """What is wrong with the settings."""
         try:
@@ -169,7 +172,7 @@ class Session:
         code, errors, wrong = session.finish()
         if code != 0 or not session.ran() or time.monotonic() - began > AT_ONCE:
             wrong.append(f"the next session: {code} {errors} after {time.monotonic() - began:.1f} s")
-        return wrong + [f"left {name}" for name, _ in self.place.files() if ".unpacking-" in name]
+        return wrong + self.place.leftovers(".unpacking-")
 
 
 class Torture:
@@ -226,6 +229,8 @@ class Torture:
             wrong.append("success without its component")
         elif code > 0 and not errors.strip():
             wrong.append("no words")
+        if b", which stays" not in read(LOG):
+            wrong += self.place.leftovers(".unpacking-") + self.place.leftovers(".saving-")
         files = self.place.files()
         if not wrong and files not in self.working:
             wrong += session.next()
@@ -309,8 +314,8 @@ class Kills:
             time.sleep(self.random.uniform(0, 0.05))
             saver.kill()
         self.tally["saving"] += 1
-        left = [name for name, _ in place.files() if ".saving-" in name]
-        return place.damage() + ([f"left {left}"] if len(left) > 1 else [])
+        left = place.leftovers(".saving-")
+        return place.damage() + (left if len(left) > 1 else [])
 
     def all(self, rounds):
         faults = 0

@@ -29,7 +29,7 @@ need_writable_checkout
 scripts/setup.sh --all
 logged "the build" build/logs/fuzz-build.log configure_and_build fuzz
 if [ ${#targets[@]} -eq 0 ]; then
-    mapfile -t targets < <(find build/fuzz/fuzz -maxdepth 1 -type f -executable -printf '%f\n' | sort)
+    mapfile -t targets < <(find build/fuzz/fuzz -maxdepth 1 -name '*_fuzz' -executable -printf '%f\n' | sort)
 fi
 
 fuzz_one() {

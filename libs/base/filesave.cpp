@@ -42,7 +42,7 @@ int makeTemporary(std::string& name) {
         name += kRandom;
         const int descriptor = ::mkostemp(name.data(), O_CLOEXEC);
         struct stat status {};
-        if (descriptor < 0 || (lock(descriptor) && ::fstat(descriptor, &status) == 0 && status.st_nlink != 0)) {
+        if (descriptor < 0 || (lock(descriptor) && (::fstat(descriptor, &status) != 0 || status.st_nlink != 0))) {
             return descriptor;
         }
         // Another saver came before the lock and takes it for a leftover.

@@ -211,7 +211,7 @@ void unpack(const String& archive, const String& target, const UnpackLimits& lim
         if (!platform::replaceDirectory(fresh.str(), target.str())) {
             raise<EZip>("the target cannot be replaced", sites::kZipUnpack);
         }
-    } catch (const Exception&) {
+    } catch (...) {  // memory may have ended
         discard(fresh);
         throw;
     }
