@@ -20,6 +20,7 @@
 #include "libs/base/filelock.h"
 #include "libs/base/platform.h"
 #include "libs/base/zip.h"
+#include "tests/base/allocationcounter.h"
 #include "tests/support/systemlogcapture.h"
 #include "tests/support/temporarydirectory.h"
 
@@ -423,6 +424,17 @@ TEST_F(ZipTest, whatCannotBeRemovedIsNoReasonToFail) {
         log.clear();
         EXPECT_TRUE(unzip(archive({{"lib.so", "code"}}))) << met;
         EXPECT_TRUE(log.contains("WARNING Zip.unzip cannot remove '")) << met;
+    }
+}
+
+TEST_F(ZipTest, memoryThatEndsLeavesNothingBesideTheTarget) {
+    directory.write("a.zip", archive({{"lib.so", "code"}}));
+    for (unsigned long number = 1; number < 100; ++number) {
+        const String paths[] = {at("a.zip"), at("target")};
+        ::test::failAllocation(number);
+        zlib::Zip::unzip(paths[0], paths[1]);
+        ::test::failAllocation(0);
+        ASSERT_EQ(tree().find(".unpacking-"), std::string::npos) << number;
     }
 }
 
