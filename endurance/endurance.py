@@ -229,7 +229,7 @@ class Torture:
             wrong.append("success without its component")
         elif code > 0 and not errors.strip():
             wrong.append("no words")
-        if b", which stays" not in read(LOG):
+        if b", which stays" not in read(LOG):  # the next session would tidy up
             wrong += self.place.leftovers(".unpacking-") + self.place.leftovers(".saving-")
         files = self.place.files()
         if not wrong and files not in self.working:
