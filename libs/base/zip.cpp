@@ -133,12 +133,12 @@ public:
         // The shell gives its place to unzip, which then ends with this process.
         const int status = platform::runShell("exec unzip -o -d '" + m_fresh + "' '" + archive + "'",
                                               m_declared.largestFile, [this] { return goOn(); });
+        const Content made = contentOf(m_fresh);
+        if (m_objection == nullptr && (!made.sound || tooMuch(made))) {  // it was quicker than the looks at it
+            raise<EZip>("the archive unpacks to what is not allowed", sites::kZipUnpacked);
+        }
         if (status != 0 || m_objection != nullptr) {  // it may have been quicker than the signal
             raise<EZip>(m_objection == nullptr ? failure(status) : String(m_objection), sites::kZipUnpack);
-        }
-        const Content made = contentOf(m_fresh);
-        if (!made.sound || tooMuch(made)) {
-            raise<EZip>("the archive unpacks to what is not allowed", sites::kZipUnpacked);
         }
     }
 
