@@ -200,7 +200,7 @@ static int find_text(sd_bus_message* message, const char* key, const char* besid
 }
 
 int nm_bus_text_in_list(nm_bus* self, const char* path, const char* interface, const char* property, const char* key,
-                        const char* beside, char* out, size_t size) {
+                        const char* beside, const char* but, char* out, size_t size) {
     sd_bus_message* reply = NULL;
     int found = 0;
     int result = get_property(self, path, interface, property, "aa{sv}", &reply);
@@ -208,6 +208,8 @@ int nm_bus_text_in_list(nm_bus* self, const char* path, const char* interface, c
         result = sd_bus_message_enter_container(reply, 'a', "a{sv}");
     while (result >= 0 && found == 0 && (result = sd_bus_message_enter_container(reply, 'a', "{sv}")) > 0) {
         result = found = find_text(reply, key, beside, out, size);
+        if (found == 1 && but != NULL && strncmp(out, but, strlen(but)) == 0)
+            found = 0;
         if (result >= 0)
             result = sd_bus_message_exit_container(reply);
     }

@@ -56,8 +56,9 @@ int nm_bus_object_property(nm_bus* self, const char* path, const char* interface
 int nm_bus_number_property(nm_bus* self, const char* path, const char* interface, const char* property, uint32_t* out);
 
 // The text at key in the first dictionary that has it, and beside unless that is null, of a property that is a list of
-// dictionaries (aa{sv}). -ENODATA without one; out is unspecified then.
+// dictionaries (aa{sv}); texts that begin with but, unless that is null, are passed over. -ENODATA without one; out is
+// unspecified then.
 int nm_bus_text_in_list(nm_bus* self, const char* path, const char* interface, const char* property, const char* key,
-                        const char* beside, char* out, size_t size);
+                        const char* beside, const char* but, char* out, size_t size);
 
 #endif

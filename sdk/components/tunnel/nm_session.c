@@ -230,12 +230,14 @@ static int read_family(nm_session* self, const vpn_attempt* attempt, bool v6, ch
     int result = nm_bus_object_property(&self->bus, attempt->path, NM_ACTIVE, v6 ? "Ip6Config" : "Ip4Config", config);
     if (result < 0 || strcmp(config, NM_NO_OBJECT) == 0)
         return result < 0 ? result : -ENODATA;
-    result = nm_bus_text_in_list(&self->bus, config, interface, "AddressData", "address", NULL, own, kAddressSize);
-    if (result < 0 || (v6 && strncmp(own, "fe80:", 5) == 0))
-        return result < 0 ? result : -ENODATA;
+    result = nm_bus_text_in_list(&self->bus, config, interface, "AddressData", "address", NULL, v6 ? "fe80:" : NULL,
+                                 own, kAddressSize);
+    if (result < 0)
+        return result;
     // Best one that the server sends on, since it may well be silent where it is asked itself.
-    if (nm_bus_text_in_list(&self->bus, config, interface, "RouteData", "dest", "next-hop", behind, kAddressSize) < 0 &&
-        nm_bus_text_in_list(&self->bus, config, interface, "RouteData", "dest", NULL, behind, kAddressSize) < 0)
+    if (nm_bus_text_in_list(&self->bus, config, interface, "RouteData", "dest", "next-hop", NULL, behind,
+                            kAddressSize) < 0 &&
+        nm_bus_text_in_list(&self->bus, config, interface, "RouteData", "dest", NULL, NULL, behind, kAddressSize) < 0)
         behind[0] = '\0';
     return 0;
 }
