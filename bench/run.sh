@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the release preset and measures everything beside its peer: the table of ratios, then three whole runs.
+# Builds the release preset and measures everything beside its peer: the table of ratios, then whole runs.
 # For figures that mean something, nothing else may run on the machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,3 +13,7 @@ echo "== the headless client beside a shell script"
 bench/session.py
 echo "== the desktop client beside a bare wxWidgets program"
 bench/desktop.py
+if [ "$(id -u)" -eq 0 ]; then
+    echo "== a tunnel beside openvpn and nmcli"
+    bench/tunnel.py
+fi
