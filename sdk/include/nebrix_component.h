@@ -146,8 +146,8 @@ typedef void (*NebrixDllStart2)(void* h);
 // every 500 ms from DllStart2 to DllStop2. Ownership: convention 5.
 typedef char* (*NebrixDllGetErrors2)(void* h);
 
-// Required. A log text for people, in a form of the plug-in's own. At any time; after DllStop2 the client takes its last
-// 64 KiB over into its own log, line by line. Ownership: convention 5.
+// Required. A log text for people, in a form of the plug-in's own. At any time; after DllStop2 the client takes its
+// last 64 KiB over into its own log, line by line. Ownership: convention 5.
 typedef char* (*NebrixDllGetLogs2)(void* h);
 
 // Required. A command of the plug-in's own; meaning of the strings and of the result are the plug-in's, the
