@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """What the client adds to a tunnel: the time until it carries packets, and what 1 GB through it costs.
 
-The same tunnel is asked for in turns by the headless client and by its peer: openvpn with its own options for the engine
-"openvpn", nmcli with a stored profile for "networkmanager". Both are timed from the start of the program to the tunnel's
-route, and to the moment when they say that they are connected: the client its line, openvpn its own, nmcli its end. Then
-1 GB comes through the tunnel over TCP, again in turns. Servers and networks are those of tests/tunnel; needs root.
+The same tunnel is asked for in turns by the headless client and by its peer: openvpn with its own options for the
+engine "openvpn", nmcli with a stored profile for "networkmanager". Both are timed from the start of the program to the
+tunnel's route, and to the moment when they say that they are connected, each in its own line. Then 1 GB comes through
+the tunnel over TCP, again in turns. Servers and networks are those of tests/tunnel; needs root.
 
 usage: bench/tunnel.py [BUILD/bin] [ROUNDS]
 """
@@ -86,8 +86,8 @@ class Client(Asked):
 
     def ours(self):
         """The client's own processes."""
-        return [number for number, command in lab.processes().items() if command.startswith(f"{machine.BIN}/nebrixclient-cli")
-                or "nebrix-component-host" in command]
+        return [number for number, command in lab.processes().items()
+                if command.startswith(f"{machine.BIN}/nebrixclient-cli") or "nebrix-component-host" in command]
 
     def end(self):
         self.process.send_signal(signal.SIGTERM)
@@ -184,7 +184,7 @@ if inside:
     measure(int(rounds))
     sys.stdout.flush()
     os._exit(0)
-print(subprocess.run("lscpu | sed -n 's/^Model name: *//p'", shell=True, stdout=subprocess.PIPE, text=True).stdout, end="")
+print(machine.run("sh", "-c", "lscpu | sed -n 's/^Model name: *//p'"), end="", flush=True)
 for engine in ("openvpn", "networkmanager"):
     status, said, _ = machine.in_namespaces(1000, os.path.abspath(__file__), "--inside", engine,
                                             sys.argv[2] if len(sys.argv) > 2 else "20")

@@ -6,6 +6,7 @@ import ctypes
 import itertools
 import json
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -51,16 +52,14 @@ def wait_for(condition, seconds, what):
 
 def read(path):
     try:
-        with open(path, encoding="utf-8", errors="replace") as file:
-            return file.read()
+        return pathlib.Path(path).read_text(encoding="utf-8", errors="replace")
     except OSError:
         return ""
 
 
 def write(path, text, mode=0o644):
     os.makedirs(os.path.dirname(path), exist_ok=True)
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
+    pathlib.Path(path).write_text(text, encoding="utf-8")
     os.chmod(path, mode)
 
 
@@ -70,17 +69,19 @@ def in_namespaces(seconds, script, *arguments):
     begun = time.monotonic()
     with tempfile.TemporaryDirectory() as scratch:
         done = subprocess.run(["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child", "--propagation",
-                               "unchanged", "timeout", str(seconds * TIME_FACTOR), sys.executable, "-B", script, *arguments, scratch],
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+                               "unchanged", "timeout", str(seconds * TIME_FACTOR), sys.executable, "-B", script,
+                               *arguments, scratch], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     return done.returncode, done.stdout, time.monotonic() - begun
 
 
 def lacks(engine):
     """What this machine has not that the engine's cases need; empty where it has all."""
     if engine == "networkmanager":
-        installed = os.path.exists("/usr/lib/NetworkManager/VPN/nm-openvpn-service.name") and shutil.which("dbus-daemon")
-        return "" if installed or os.path.isdir(ASIDE) else "NetworkManager, which scripts/networkmanager.sh brings"
-    return " ".join(program for program in ("openvpn", "ip", "ping", "openssl") if not shutil.which(program))
+        service = os.path.exists("/usr/lib/NetworkManager/VPN/nm-openvpn-service.name")
+        there = service and shutil.which("dbus-daemon") or os.path.isdir(ASIDE)
+        return "" if there else "NetworkManager, which scripts/networkmanager.sh brings"
+    lacking = [program for program in ("openvpn", "ip", "ping", "openssl") if not shutil.which(program)]
+    return " ".join(lacking if os.geteuid() == 0 else ["root, for namespaces"])
 
 
 def make_private(scratch):
@@ -113,11 +114,9 @@ def enter_tree(scratch):
     overlay("written", "/", tree)
     if os.path.isdir(ASIDE):
         overlay("programs", f"{ASIDE}/usr:/usr", tree + "/usr")
-        for folder in ("NetworkManager", "openvpn/chroot"):
-            os.makedirs(f"{tree}/var/lib/{folder}", exist_ok=True)
+        run("mkdir", "-p", "var/lib/NetworkManager", "var/lib/openvpn/chroot", cwd=tree)
         for name, rest in (("passwd", "64000:64000::/var/lib/openvpn/chroot:/usr/sbin/nologin"), ("group", "64000:")):
-            with open(f"{tree}/etc/{name}", "a", encoding="utf-8") as file:
-                file.write(f"nm-openvpn:x:{rest}\n")
+            write(f"{tree}/etc/{name}", read(f"/etc/{name}") + f"nm-openvpn:x:{rest}\n")
     for folder in {SOURCE, os.path.dirname(BIN)}:
         os.makedirs(tree + folder, exist_ok=True)
         run("mount", "--bind", folder, tree + folder)
@@ -126,14 +125,13 @@ def enter_tree(scratch):
     run("mount", "-t", "sysfs", "-o", "ro", "sysfs", tree + "/sys")
     run("mount", "-t", "tmpfs", "tmpfs", tree + "/dev")
     os.mkdir(tree + "/dev/net")
-    for name, major, minor in (("null", 1, 3), ("zero", 1, 5), ("random", 1, 8), ("urandom", 1, 9), ("net/tun", 10, 200)):
-        os.mknod(f"{tree}/dev/{name}", 0o666 | 0o20000, os.makedev(major, minor))
-        os.chmod(f"{tree}/dev/{name}", 0o666)
+    os.symlink("/proc/self/fd", tree + "/dev/fd")
+    for device in ("null c 1 3", "zero c 1 5", "random c 1 8", "urandom c 1 9", "net/tun c 10 200"):
+        run("mknod", "-m", "666", *device.split(), cwd=tree + "/dev")
     seen = os.open(written, os.O_PATH)
     os.chroot(tree)
     os.chdir("/")
-    with open("/dev/net/tun", "rb"):
-        pass
+    os.close(os.open("/dev/net/tun", os.O_RDONLY))
     return f"/proc/{os.getpid()}/fd/{seen}"
 
 
@@ -150,11 +148,10 @@ def make_certificates():
                                        ("client", "alice", "clientAuth", 2)):
         run("openssl", "req", *key, "-keyout", f"{name}.key", "-out", "request", "-subj", f"/CN={subject}",
             "-addext", "keyUsage=digitalSignature", "-addext", f"extendedKeyUsage={usage}", cwd=PKI)
-        run("openssl", "x509", "-req", "-in", "request", "-copy_extensions", "copyall", "-CA", "ca.pem", "-CAkey", "ca.key",
-            "-CAcreateserial", "-days", str(days), "-out", f"{name}.pem", cwd=PKI)
+        run("openssl", "x509", "-req", "-in", "request", "-copy_extensions", "copyall", "-CA", "ca.pem", "-CAkey",
+            "ca.key", "-CAcreateserial", "-days", str(days), "-out", f"{name}.pem", cwd=PKI)
     for directory, ca in (("served", "ca"), ("served-other", "other-ca")):
-        os.mkdir(f"{PKI}/{directory}")
-        run("cp", f"{ca}.pem", f"{directory}/ca.pem", cwd=PKI)
+        write(f"{PKI}/{directory}/ca.pem", read(f"{PKI}/{ca}.pem"))
         run("openssl", "pkcs12", "-export", "-in", "client.pem", "-inkey", "client.key", "-passout",
             f"pass:{CERTIFICATE_PASSWORD}", "-out", f"{directory}/client.p12", cwd=PKI)
     for name, text in (("check", f'[ "$username" = alice ] && [ "$password" = {TICKET} ]'), ("slow", "sleep 600"),
@@ -173,8 +170,8 @@ class Lab:
             os.remove(LOG)
         make_certificates()
         self._make_network()
-        write("/usr/sbin/resolvconf", "#!/bin/sh\ncase $1 in -a) cat >/run/name-servers ;; -d) rm /run/name-servers ;; esac\n",
-              0o755)
+        write("/usr/sbin/resolvconf",
+              "#!/bin/sh\ncase $1 in -a) cat >/run/name-servers ;; -d) rm /run/name-servers ;; esac\n", 0o755)
         self._ports = iter(range(1194, 1294))
         self.manager = None
         if engine == "networkmanager":
@@ -191,7 +188,8 @@ class Lab:
         self._far = subprocess.Popen(["unshare", "--net", "sleep", "infinity"]).pid
         here = os.readlink("/proc/self/ns/net")
         wait_for(lambda: os.readlink(f"/proc/{self._far}/ns/net") != here, 5, "a second network")
-        run("sh", "-ec", f"{at_once} ip link add near type veth peer name far netns {self._far}; ip link set near addrgenmode none; ip link set lo up; ip link set near up")
+        run("sh", "-ec", f"{at_once} ip link add near type veth peer name far netns {self._far}\n"
+            "ip link set near addrgenmode none; ip link set lo up; ip link set near up")
         self.far("sh", "-ec", at_once + """
             ip link set lo up; ip link set far up; ip addr add 10.99.0.1/24 dev far; ip addr add 10.99.0.254/24 dev far
             ip addr add fd99::1/64 dev far; ip addr add 10.77.0.1/32 dev lo; ip addr add 10.78.0.1/32 dev lo
@@ -240,20 +238,22 @@ class Lab:
         wait_for(lambda: "Initialization Sequence Completed" in read(log), 10, lambda: read(log))
         return process, f"10.99.0.1:{port}"
 
-    def gateway(self, server, ticket=TICKET, served="served"):
-        """Starts one that names this server. Returns the words that it begins with: its links and its authority."""
-        process = subprocess.Popen(
-            [GATEWAY, "--component", f"plugindll={BIN}/components/libnebrix-tunnel.so", "--server", server,
-             "--server-name", "vpn.example", "--certificates", f"{PKI}/{served}", "--login", "alice", "--ticket", ticket,
-             "--password", CERTIFICATE_PASSWORD, "--session-id", SESSION_ID, "--orgname", "Lab"],
-            stdout=subprocess.PIPE, text=True, env={**os.environ, "TMPDIR": "/logs"})
-        links = {}
-        for line in process.stdout:
-            words = line.split()
-            links[words[-2]] = words[-1]
+    def start_gateway(self, *options, temporary="/logs"):
+        """Starts one. Returns its process and what it begins with: links and authority, and what follows a word."""
+        process = subprocess.Popen([GATEWAY, *options, "--session-id", SESSION_ID, "--orgname", "Lab"],
+                                   stdout=subprocess.PIPE, text=True, env={**os.environ, "TMPDIR": temporary})
+        said = {}
+        for words in map(str.split, process.stdout):
+            said |= {words[0]: words[1:], words[-2]: words[-1]}
             if words[0] == "listening":
-                return links
+                return process, said
         raise AssertionError("the gateway did not start")
+
+    def gateway(self, server, ticket=TICKET, served="served"):
+        """Starts one that names this server. Returns what it begins with."""
+        return self.start_gateway("--component", f"plugindll={BIN}/components/libnebrix-tunnel.so", "--server", server,
+                                  "--server-name", "vpn.example", "--certificates", f"{PKI}/{served}", "--login",
+                                  "alice", "--ticket", ticket, "--password", CERTIFICATE_PASSWORD)[1]
 
     def client(self, server, **gateway):
         return Client(self, self.gateway(server, **gateway))
@@ -295,14 +295,15 @@ class Client:
         self._said = f"/logs/client-{time.monotonic()}"
         with open(self._said, "w", encoding="utf-8") as said:
             self.process = subprocess.Popen(
-                [f"{BIN}/nebrixclient-cli", "--json", "-"], stdin=subprocess.PIPE, stdout=said, stderr=subprocess.DEVNULL,
-                text=True, env={"PATH": os.environ["PATH"], "HOME": HOME, "NEBRIX_TUNNEL_ENGINE": lab.engine})
+                [f"{BIN}/nebrixclient-cli", "--json", "-"], stdin=subprocess.PIPE, stdout=said,
+                stderr=subprocess.DEVNULL, text=True,
+                env={"PATH": os.environ["PATH"], "HOME": HOME, "NEBRIX_TUNNEL_ENGINE": lab.engine})
         self.process.stdin.write(links["plugindll"] + "\n")
         self.process.stdin.close()
 
     def _events(self, name):
-        lines = read(self._said).splitlines(keepends=True)
-        return [event for event in map(json.loads, filter(lambda line: line.endswith("\n"), lines)) if event["event"] == name]
+        lines = [line for line in read(self._said).splitlines(keepends=True) if line.endswith("\n")]
+        return [event for event in map(json.loads, lines) if event["event"] == name]
 
     def states(self):
         """The tunnel's states without repetitions."""

@@ -1,33 +1,37 @@
 #!/usr/bin/python3
-"""The tunnel plug-in, its engines and real servers, each case on a machine of its own (lab.py): packets, refusals, and
-what is left after every kind of end.
+"""The tunnel plug-in, its engines and real servers, and those of nebrix-demo-gateway, each case on a machine of its own
+(lab.py): packets, refusals, and what is left after every kind of end.
 
 usage: tunnel_test.py [WORD|-WORD]...     the cases whose names hold these words and not those
 """
 
 import concurrent.futures
+import itertools
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
 import threading
 import time
 import traceback
+import urllib.request
 
 import lab as machine
-from lab import LOG, SECRETS, SILENT, Lab, read, run, wait_for
+from lab import GATEWAY, LOG, SECRETS, SILENT, Client, Lab, read, run, wait_for
 
 BOTH = ("openvpn", "networkmanager")
 SKIPPED = 77  # for ctest
 cases = {}
 
 
-def case(*engines):
+def case(*engines, of=("",)):
+    """One for each engine and each kind, which the function is given."""
     def add(function):
-        for engine in engines:
-            cases[f"{function.__name__} {engine}"] = lambda lab: function(lab)
-        return function
+        for engine, kind in itertools.product(engines, of):
+            given = [kind] if kind else []
+            cases["_".join([function.__name__, *given]) + f" {engine}"] = lambda lab, given=given: function(lab, *given)
     return add
 
 
@@ -36,12 +40,12 @@ def check(condition, *what):
         raise AssertionError(" ".join(str(part) for part in what))
 
 
-def check_left(lab, before):
-    """Everything is as it was, within two seconds."""
+def check_left(lab, before, seconds=2.0):
+    """Everything is as it was, or soon will be."""
     def changes():
         return {kind: f"{now - before[kind]} came, {before[kind] - now} went"
                 for kind, now in lab.state().items() if now != before[kind]}
-    wait_for(lambda: not changes(), 2.0, lambda: str(changes()))
+    wait_for(lambda: not changes(), seconds, lambda: str(changes()))
 
 
 def check_packets(lab, client, behind="10.77.0.1"):
@@ -106,6 +110,7 @@ REFUSALS = {
 }
 
 
+@case(*BOTH, of=REFUSALS)
 def refuses(lab, what):
     of_server, of_gateway = REFUSALS[what]
     before = lab.state()
@@ -119,62 +124,48 @@ def refuses(lab, what):
     check_left(lab, before)
 
 
-@case(*BOTH)
-def comes_back_with_the_server(lab):
-    server, address = lab.server()
-    client = lab.client(address)
-    check_packets(lab, client)
-    server.kill()
-    server.wait()
-    client.wait_for_state("reconnecting")
-    known = len(client.states())
-    lab.server(port=int(address.split(":")[1]))
-    client.wait_for_state("connected", 15, after=known)
-    check_packets(lab, client)
-
-
-def silence(lab):
-    return lab.client(f"{SILENT}:1194"), "init"
-
-
-def unfinished_handshake(lab):
-    return lab.client(lab.server(check="slow")[1]), "authenticating"
-
-
-def no_configuration(lab):
-    return lab.client(lab.server(check="later")[1]), "authenticating"
-
-
-def established(lab):
-    return lab.client(lab.server()[1]), "connected"
-
-
-def lost(lab):
-    server, address = lab.server()
+def with_server_killed(lab):
+    server, address = lab.server(port=1194)
     client = lab.client(address)
     check_packets(lab, client)
     time.sleep(1)  # NetworkManager's engine misses what has answered it once
     server.kill()
-    return client, "reconnecting"
+    server.wait()  # its port is free then
+    return client
 
 
+@case(*BOTH)
+def comes_back_with_the_server(lab):
+    client = with_server_killed(lab)
+    client.wait_for_state("reconnecting")
+    known = len(client.states())
+    lab.server(port=1194)
+    client.wait_for_state("connected", 15, after=known)
+    check_packets(lab, client)
+
+
+# What the client says there, and how it comes there.
+SITUATIONS = {
+    "silence": ("init", lambda lab: lab.client(f"{SILENT}:1194")),
+    "unfinished_handshake": ("authenticating", lambda lab: lab.client(lab.server(check="slow")[1])),
+    "no_configuration": ("authenticating", lambda lab: lab.client(lab.server(check="later")[1])),
+    "established": ("connected", lambda lab: lab.client(lab.server()[1])),
+    "lost": ("reconnecting", with_server_killed),
+}
+
+
+@case(*BOTH, of=SITUATIONS)
 def ends_in(lab, situation):
     """By SIGKILL of the client, then by SIGTERM."""
     before = lab.state()
     for number in (signal.SIGKILL, signal.SIGTERM):
-        client, state = situation(lab)
+        state, begin = SITUATIONS[situation]
+        client = begin(lab)
         client.wait_for_state(state, 20)
         time.sleep(0.3)
         client.end(number)
         check(number == signal.SIGKILL or client.process.returncode == 0, client)
         check_left(lab, before)
-
-
-for engine in BOTH:
-    for what in REFUSALS:
-        cases[f"refuses_{what} {engine}"] = lambda lab, what=what: refuses(lab, what)
-    for situation in (silence, unfinished_handshake, no_configuration, established, lost):
-        cases[f"ends_in_{situation.__name__} {engine}"] = lambda lab, situation=situation: ends_in(lab, situation)
 
 
 @case(*BOTH)
@@ -200,7 +191,8 @@ def two_at_once(lab):
 def ipv6_over_tcp(lab):
     more = ("--proto", "tcp6-server", "--mode", "server", "--tls-server", "--server-ipv6", "fd08::/64", "--push",
             "route-ipv6 fd77::1/128")
-    client = lab.client("[fd99::1]:1194/tcp" if lab.server(more=more, port=1194) else "")
+    lab.server(more=more, port=1194)
+    client = lab.client("[fd99::1]:1194/tcp")
     check(":" in client.wait_for_state("connected ip="), client)
     check_packets(lab, client, "fd77::1")
 
@@ -209,9 +201,7 @@ def ipv6_over_tcp(lab):
 def ended_in_networkmanager(lab):
     client = lab.client(lab.server()[1])
     client.wait_for_state("connected")
-    for profile in run("nmcli", "-g", "UUID,TYPE", "connection", "show", "--active").split():
-        if profile.endswith(":vpn"):
-            run("nmcli", "connection", "down", profile.split(":")[0])
+    run("sh", "-c", "nmcli connection down $(nmcli -g UUID,TYPE connection show --active | sed -n s/:vpn//p)")
     client.wait_for_end(2.0)
     check("reconnecting" not in client.states(), client)
 
@@ -234,17 +224,60 @@ def no_engine(lab):
     client = lab.client("10.99.0.1:1194")
     client.wait_for_end(5)
     check(client.account()["cause"] == "asked-at-once" and not client.states(), client)
-    for package in ("network-manager-openvpn", "openvpn"):
-        check(re.search(rf"no tunnel .*\b{package}\b", read(LOG)), client)
+    check(re.search(r"no tunnel (?=.*\bnetwork-manager-openvpn\b).*(?<!-)\bopenvpn\b", read(LOG)), client)
+
+
+@case("openvpn")
+def demo_gateways_with_tunnels(lab):
+    """Three at once, each with a page of its own behind its server; the last one takes another ticket."""
+    run("ip", "link", "delete", "near")  # theirs have the same addresses
+    secrets = ("--login", "planted-login-\u00fc", "--ticket", 'planted"tick\\et', "--password", "planted-password")
+    befores, gateways = [], []
+    for words in (), ("--tunnel-proto", "tcp", "--tunnel-port", "4443"), ("--tunnel-ticket", "another"):
+        befores.append(lab.state())
+        gateways.append(lab.start_gateway("--tunnel", *secrets, *words, temporary="/tmp"))
+    for number, server in enumerate(("10.99.0.1:1194/udp", "10.99.1.1:4443/tcp", "10.99.2.1:1194/udp")):
+        gateway, said = gateways[number]
+        process, *rest = said["tunnel"]
+        behind = f"10.77.{number}.1"
+        check(rest == [server, "page", f"http://{behind}/"], said)
+        told = read(f"/proc/{process}/cmdline") + read(f"/proc/{process}/environ")
+        check("--config" in told and "planted" not in told, told)
+        client = Client(lab, said)
+        if number == 2:
+            client.wait_for_end(10)
+            check(client.account()["cause"] == "asked-again", client)
+            check(gateway.stdout.readline() == "tunnel refused: wrong login or ticket\n", client)
+            continue
+        client.wait_for_state("connected")
+        check(gateway.stdout.readline().startswith("tunnel accepted: right login and ticket"), client)
+        check(behind in name_servers(lab), name_servers(lab))
+        page = urllib.request.urlopen(said["page"], timeout=5).read().decode()
+        check(page == f"This page came through the tunnel, to 10.88.{number}.2.\n", page)
+        client.end()
+    for number, seconds in (signal.SIGINT, 0), (signal.SIGKILL, 2), (signal.SIGTERM, 0):
+        gateway, _ = gateways.pop()
+        gateway.send_signal(number)
+        check(gateway.wait(2) == (0 if seconds == 0 else -number), gateway.returncode)
+        check_left(lab, befores.pop(), seconds)
+
+
+@case("")
+def demo_gateway_says_what_is_missing(_):
+    program = shutil.copy(GATEWAY, "/tmp")  # where everybody may come
+    for spoil, words in (("exec setpriv --reuid 65534", "a tunnel can only be made by root"),
+                         ("rm /usr/sbin/openvpn;", "needs /usr/sbin/openvpn, from the package openvpn"),
+                         ("rm /dev/net/tun;", "needs /dev/net/tun, which cannot be opened")):
+        done = subprocess.run(["sh", "-c", f"{spoil} {program} --tunnel"], capture_output=True, text=True)
+        check(done.returncode == 1 and words in done.stderr and done.stderr.count("\n") == 1 and not done.stdout, done)
 
 
 def inside(name, scratch):
     """Runs one case as the first process of its namespaces."""
     try:
         written = machine.enter_tree(scratch)
-        if name == "probe":
-            return
-        cases[name](Lab(name.split(" ")[1], written))
+        if name != "probe":
+            cases[name](Lab(name.split(" ")[1], written))
     except Exception:
         traceback.print_exc(file=sys.stdout)
         sys.stdout.flush()
@@ -258,15 +291,8 @@ def run_case(name):
 
 
 def main(words):
-    if os.geteuid() != 0:
-        print("skipped: needs root, for namespaces")
-        return SKIPPED
-    if lacking := machine.lacks("openvpn"):
-        print(f"skipped: without {lacking}")
-        return SKIPPED
-    status, said, _ = run_case("probe")
-    if status != 0:
-        print("skipped: this machine gives no namespaces, mounts or tunnel devices here:\n" + said)
+    if lacking := machine.lacks("openvpn") or run_case("probe")[1]:
+        print(f"skipped: this machine lacks something: {lacking}")
         return SKIPPED
     wanted = [name for name in cases if all((word.lstrip("-") in name) != word.startswith("-") for word in words)]
     if lacking := machine.lacks("networkmanager"):
@@ -275,10 +301,8 @@ def main(words):
     failed = 0
     with concurrent.futures.ThreadPoolExecutor(max_workers=3 * os.cpu_count()) as pool:
         for name, (status, said, taken) in zip(wanted, pool.map(run_case, wanted)):
-            print(f"{name}: {'passed' if status == 0 else 'FAILED'}, {taken:.1f} s", flush=True)
-            if status != 0:
-                failed += 1
-                print(said, flush=True)
+            failed += status != 0
+            print(f"{name}: {'FAILED, ' + said if status else 'passed'}, {taken:.1f} s", flush=True)
     print(f"{len(wanted) - failed} of {len(wanted)} passed")
     return 1 if failed or not wanted else 0
 
