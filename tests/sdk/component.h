@@ -22,15 +22,10 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-/// A component of this build, opened and never closed, as the client does it. One of the tests' own is named with its
-/// folder, "test-components/libNAME.so".
+/// A component, opened and never closed, as the client does it.
 class Component {
 public:
-    explicit Component(const std::string& name)
-        : m_handle(::dlopen((name.find('/') == std::string::npos ? NEBRIX_COMPONENTS "/libnebrix-" + name + ".so"
-                                                                 : NEBRIX_TEST_BIN "/" + name)
-                                .c_str(),
-                            RTLD_NOW)) {
+    explicit Component(const char* path) : m_handle(::dlopen(path, RTLD_NOW)) {
         if (m_handle == nullptr)
             throw std::runtime_error(::dlerror());
     }

@@ -25,8 +25,7 @@ TEST(HostCheckerVersion, ordersAsPackageManagersDo) {
     // Ascending.
     const std::vector<std::string> versions = split(
         "1.0~~ 1.0~~a 1.0~rc1 1.0 1.0-1 1.0-1+b1 1.0-1.1 1.0-10 1.0a 1.0+x 1.0-1-1 1.0.1 1.2 1.10 12 "
-        "99999999999999999999 "
-        "100000000000000000000 1:0.1 2:0",
+        "99999999999999999999 100000000000000000000 1:0.1 2:0",
         ' ');
     for (std::size_t i = 0; i < versions.size(); ++i) {
         for (std::size_t j = 0; j < versions.size(); ++j) {
@@ -66,9 +65,8 @@ TEST_F(HostCheckerRules, judgeEachConditionOnItsFacts) {
     };
     expect("rule",
            "file /etc/os-release;file /etc;not file /etc/none;process a-very-long-nam;process a-very-long-name;"
-           "process updated;os debian;os debian >= 12;kernel Linux > 5.10;package openssl >= 3.0.11-1;package bare;not "
-           "package bare < 9;"
-           "package last >= 5;not package removed");
+           "process updated;os debian;os debian >= 12;kernel Linux > 5.10;package openssl >= 3.0.11-1;package bare;"
+           "not package bare < 9;package last >= 5;not package removed");
     expect("",
            "file /etc/none;process itself;process not-a-number;os debian != 12.4;os fedora;kernel Linux < 6;"
            "package openssl > 3.0.11-1;package removed;package inside");

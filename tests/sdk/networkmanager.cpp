@@ -25,22 +25,21 @@ std::string contentsOf(sd_bus_message* message) {
 
 }  // namespace
 
-PrivateBus::PrivateBus() {
-    if (!m_daemon.waitForOutput("\n"))
-        throw std::runtime_error(m_daemon.errors());
-    ::setenv("SYSTEMD_COLORS", "0", 1);  // in what is written of a message
-    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", split(m_daemon.output(), '\n')[0].c_str(), 1);
-}
-
 NetworkManager::NetworkManager(const std::string& play, const std::vector<std::string>& faults)
     : m_parts(split(play, '|')), m_faults(faults) {
+    ::setenv("SYSTEMD_COLORS", "0", 1);  // in what is written of a message
+    if (!m_daemon.waitForOutput("\n"))
+        throw std::runtime_error(m_daemon.errors());
+    ::setenv("DBUS_SYSTEM_BUS_ADDRESS", split(m_daemon.output(), '\n')[0].c_str(), 1);
     if (sd_bus_open_system(&m_bus) < 0 || sd_bus_open_system(&m_stranger) < 0 ||
-        sd_bus_add_filter(m_bus, nullptr, onMessage, this) < 0 || sd_bus_request_name(m_bus, kName, 0) < 0)
+        sd_bus_add_filter(m_bus, nullptr, onMessage, this) < 0 ||
+        (!play.empty() && sd_bus_request_name(m_bus, kName, 0) < 0))
         throw std::runtime_error("no bus");
     m_thread = std::thread(&NetworkManager::run, this);
 }
 
 NetworkManager::~NetworkManager() {
+    ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     m_stopping = true;
     m_thread.join();
     sd_bus_flush_close_unref(m_bus);
@@ -59,13 +58,12 @@ std::string NetworkManager::heard() {
     return m_heard;
 }
 
-void NetworkManager::hear(const std::string& line, sd_bus_message* contents) {
+void NetworkManager::hear(const std::string& line) {
     const std::lock_guard lock(m_mutex);
-    m_heard += line + "\n" + (contents == nullptr ? "" : contentsOf(contents));
+    m_heard += line + "\n";
 }
 
-int NetworkManager::onMessage(sd_bus_message* message, void* self, sd_bus_error* error) {
-    static_cast<void>(error);
+int NetworkManager::onMessage(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
     return sd_bus_message_is_method_call(message, nullptr, nullptr) > 0
                ? static_cast<NetworkManager*>(self)->answer(message)
                : 0;
@@ -86,10 +84,9 @@ int NetworkManager::answer(sd_bus_message* call) {
     if (fails("=silence"))
         return 1;
     if (sd_bus_message_is_method_call(call, "org.freedesktop.DBus.Properties", "Get") > 0)
-        return answerProperty(call);
+        return answerProperty(call, member);
     hear(member + " " + sd_bus_message_get_path(call));
-    m_registered = m_registered || member == "RegisterWithCapabilities";
-    if (member == "AddAndActivateConnection2" && m_registered)
+    if (member == "AddAndActivateConnection2")
         activate(call);
     else
         sd_bus_reply_method_return(call, "");
@@ -101,11 +98,7 @@ int NetworkManager::answer(sd_bus_message* call) {
     return 1;
 }
 
-int NetworkManager::answerProperty(sd_bus_message* call) {
-    const char* property = nullptr;
-    sd_bus_message_rewind(call, 1);
-    sd_bus_message_read(call, "ss", nullptr, &property);
-    const std::string name = property;
+int NetworkManager::answerProperty(sd_bus_message* call, const std::string& name) {
     if (name == "VpnState")
         return sd_bus_reply_method_return(call, "v", "u", m_state);
     if (name == "AddressData")
@@ -123,8 +116,8 @@ int NetworkManager::answerProperty(sd_bus_message* call) {
 }
 
 void NetworkManager::activate(sd_bus_message* call) {
-    hear("with", call);
     const std::string contents = contentsOf(call);
+    hear(contents);
     m_client = sd_bus_message_get_sender(call);
     m_uuid = contents.substr(contents.find("STRING \"uuid\""));
     m_uuid = split(m_uuid, '"').at(5);
@@ -145,10 +138,6 @@ void NetworkManager::perform() {
         m_words.pop_front();
         if (word == "read")
             m_waiting = true;
-        else if (word == "vanish")
-            m_registered = sd_bus_release_name(m_bus, kName) < 0;
-        else if (word == "return")
-            sd_bus_request_name(m_bus, kName, 0);
         else if (word == "secrets" || word == "again" || word == "foreign" || word == "stranger")
             return askSecrets(word);
         else if (!word.empty())
@@ -188,12 +177,11 @@ void NetworkManager::askSecrets(const std::string& word) {
     sd_bus_message_unref(call);
 }
 
-int NetworkManager::onSecrets(sd_bus_message* message, void* self, sd_bus_error* error) {
-    static_cast<void>(error);
+int NetworkManager::onSecrets(sd_bus_message* message, void* self, sd_bus_error* /*error*/) {
     auto& manager = *static_cast<NetworkManager*>(self);
     const sd_bus_error* const failure = sd_bus_message_get_error(message);
     if (failure == nullptr)
-        manager.hear("secrets", message);
+        manager.hear("secrets\n" + contentsOf(message));
     else
         manager.hear(std::string("refusal ") + failure->name);
     manager.perform();

@@ -3,7 +3,6 @@
 #include <systemd/sd-bus.h>
 
 #include <atomic>
-#include <cstdlib>
 #include <deque>
 #include <mutex>
 #include <string>
@@ -14,28 +13,17 @@
 
 namespace nebrix::test {
 
-/// A bus of its own, which DBUS_SYSTEM_BUS_ADDRESS names while it lives.
-class PrivateBus {
-public:
-    PrivateBus();
-    ~PrivateBus() { ::unsetenv("DBUS_SYSTEM_BUS_ADDRESS"); }
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
-private:
-    ChildProcess m_daemon{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"}};
-};
-
-/// NetworkManager as far as a tunnel needs it, played on a thread of its own.
+/// NetworkManager as far as a tunnel needs it, played on a thread of its own, on a bus of its own, which
+/// DBUS_SYSTEM_BUS_ADDRESS names while it lives.
 ///
-/// The play has one part for each connection that is activated, parted by "|", of words:
+/// With an empty play it does not run. The play has one part for each connection that is activated, parted by "|", of
+/// words:
 ///   5, 6:9         the connection takes the VPN state 5; the state 6 for the reason 9
 ///   other:6        the same said of a connection of somebody else
 ///   text           a state that is a text
 ///   read           waits until the tunnel's address has been asked for
 ///   secrets        asks the caller's agent for its secrets; again: with a hint; foreign: for another connection;
 ///                  stranger: as somebody else
-///   vanish, return the name leaves the bus and comes back
 /// and faults are "MEMBER=error", "MEMBER=silence", "MEMBER=text" (an answer of another type) for a method, or for a
 /// property that is asked for.
 class NetworkManager {
@@ -52,20 +40,20 @@ private:
     static int onMessage(sd_bus_message* message, void* self, sd_bus_error* error);
     static int onSecrets(sd_bus_message* message, void* self, sd_bus_error* error);
     int answer(sd_bus_message* call);
-    int answerProperty(sd_bus_message* call);
+    int answerProperty(sd_bus_message* call, const std::string& name);
     void activate(sd_bus_message* call);
     void perform();
     void say(const std::string& path, unsigned state, unsigned reason);
     void performState(const std::string& word);
     void askSecrets(const std::string& word);
-    void hear(const std::string& line, sd_bus_message* contents = nullptr);
+    void hear(const std::string& line);
     void run();
 
+    ChildProcess m_daemon{{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=1"}};
     std::vector<std::string> m_parts;   ///< constant
     std::vector<std::string> m_faults;  ///< constant
     sd_bus* m_bus = nullptr;            ///< the thread's, once that runs
     sd_bus* m_stranger = nullptr;       ///< likewise
-    bool m_registered = false;          ///< the thread's: the client has an agent here
     std::deque<std::string> m_words;    ///< the thread's: what is left of the part
     std::string m_client;               ///< the thread's: who activated last
     std::string m_uuid;                 ///< the thread's: of the connection that was activated last

@@ -32,7 +32,7 @@ protected:
     }
 
     TemporaryDirectory m_directory;
-    Plugin m_plugin{"notunnel"};
+    Plugin m_plugin{NEBRIX_COMPONENTS "/libnebrix-notunnel.so"};
     NebrixDllSetDownloadDelegate2 m_setDownload =
         m_plugin.entry<NebrixDllSetDownloadDelegate2>(NEBRIX_NAME_SET_DOWNLOAD_DELEGATE);
 };

@@ -1,8 +1,8 @@
 """Stands in for openvpn: an interpreter for the file that is run, one step on a line after the first.
 
-pid FILE, print TEXT, exit, deaf (to SIGTERM), hang, flood, cut TEXT (its last), bears NAME (and refuses any other that is
-asked for), tell (what it was given), stranger (another process comes first), expect COMMAND; anything else is sent over
-the management interface, with \\0 as a NUL. At the end it waits until nobody is there any more.
+pid (says its own), print TEXT, exit, deaf (to SIGTERM), hang, cut TEXT (without the end of a line), bears NAME (and
+refuses any other that is asked for), tell (what it was given), stranger (another process comes first), expect COMMAND;
+anything else is sent over the management interface, with \\0 as a NUL. At its end it waits until nobody is left there.
 """
 import os
 import signal
@@ -13,25 +13,10 @@ import time
 
 ARGUMENTS = sys.argv[2:]
 STEPS = open(sys.argv[1], encoding="ascii").read().splitlines()[1:]
-
-
-def connect():
-    """The management interface, after what its other side says first."""
-    connection = socket.socket(socket.AF_UNIX)
-    connection.connect(ARGUMENTS[ARGUMENTS.index("--management") + 1])
-    commands = connection.makefile("r")
-    assert [commands.readline() for _ in range(4)][-1] == "hold release\n"
-    return connection, commands
-
-
 connection = commands = None
 for step in STEPS:
     word, _, rest = step.partition(" ")
-    if word == "pid":
-        with open(rest + ".new", "w", encoding="ascii") as file:
-            file.write(str(os.getpid()))
-        os.rename(rest + ".new", rest)
-    elif word == "print":
+    if word == "print":
         print(rest, flush=True)
     elif word == "exit":
         sys.exit(1)
@@ -44,13 +29,14 @@ for step in STEPS:
         subprocess.run([sys.executable, "-c", comes, ARGUMENTS[ARGUMENTS.index("--management") + 1]], close_fds=False)
     else:
         if connection is None:
-            connection, commands = connect()
+            connection = socket.socket(socket.AF_UNIX)
+            connection.connect(ARGUMENTS[ARGUMENTS.index("--management") + 1])
+            commands = connection.makefile("r")
+            assert [commands.readline() for _ in range(4)][-1] == "hold release\n"
         if word == "expect":
-            command = commands.readline()
-            if command != rest + "\n":
-                connection.sendall(b">FATAL:came instead: " + command.encode() + b"\n")
-        elif word == "flood":
-            connection.sendall(b">LOG:1,W," + b"x" * (1 << 20))
+            assert commands.readline() == rest + "\n"
+        elif word == "pid":
+            connection.sendall(f">LOG:1,W,{os.getpid()}\n".encode())
         elif word == "tell":
             given = os.listdir("/proc/self/fd") + sorted(os.environ.keys() - {"LC_CTYPE"})
             given += signal.pthread_sigmask(signal.SIG_BLOCK, [])
@@ -61,7 +47,6 @@ for step in STEPS:
                 connection.sendall(f">LOG:1,,VERIFY X509NAME ERROR: CN={rest}, must be {name}\n".encode())
         elif word == "cut":
             connection.sendall(rest.encode())
-            sys.exit(1)
         else:
             connection.sendall(step.replace("\\0", "\0").encode() + b"\n")
 if commands:

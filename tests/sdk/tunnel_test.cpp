@@ -45,21 +45,19 @@ private:
 };
 
 TEST(SimulatedTunnel, goesThroughItsStatesAndRepeatsTheLast) {
-    TunnelPlugin plugin("tunnel-simulated");
-    const TunnelPlugin other("tunnel-simulated");
+    TunnelPlugin plugin(NEBRIX_COMPONENTS "/libnebrix-tunnel-simulated.so");
+    const TunnelPlugin other(NEBRIX_COMPONENTS "/libnebrix-tunnel-simulated.so");
     ASSERT_EQ(plugin.execute("step-ms", "1"), 0);
     EXPECT_EQ(plugin.poll(), Messages{});
     plugin.start();
     plugin.await({"5:connected ip=192.0.2.132"});
     EXPECT_EQ(plugin.execute("reconnect"), 0);
     EXPECT_EQ(other.execute("step-ms", "60000"), 0);  // a stop waits for no step
-    for (int round = 0; round < 2; ++round) {
-        other.start();
-        other.start();
-        other.await({"5:init"});
-        EXPECT_EQ(other.execute("state"), 1);
-        other.call(NEBRIX_NAME_STOP);
-    }
+    other.start();
+    other.start();
+    other.await({"5:init"});
+    EXPECT_EQ(other.execute("state"), 1);
+    other.call(NEBRIX_NAME_STOP);
     while (plugin.text(NEBRIX_NAME_GET_LOGS).find("reconnecting") == std::string::npos)
         std::this_thread::yield();
     plugin.await({"5:connected ip=192.0.2.132"});
@@ -98,7 +96,7 @@ protected:
     }
 
     TemporaryDirectory m_files;
-    TunnelPlugin m_plugin{"test-components/libnebrix-tunnel-scripted.so"};
+    TunnelPlugin m_plugin{NEBRIX_TEST_BIN "/test-components/libnebrix-tunnel-scripted.so"};
 };
 
 TEST_F(Tunnel, theFirstEngineThatCanHasIt) {
