@@ -184,10 +184,6 @@ TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
                               "DllStart2\nDllGetErrors2\nDllReleaseStr\t";
     EXPECT_EQ(calls().substr(0, begin.size()), begin);
     EXPECT_TRUE(calls().ends_with("\nDllStop2\nDllGetLogs2\nDllReleaseStr\tlog of the recorder\n")) << calls();
-    for (const char* file : {"client.pem", "authority.pem"}) {
-        EXPECT_TRUE(
-            std::filesystem::exists(directory + "/PKIs/127.0.0.1_" + std::to_string(m_gateway->port()) + "/" + file));
-    }
     EXPECT_FALSE(logged(m_gateway->clientId()));
     EXPECT_TRUE(logged("[nebrixclient] TRACE NebrixClientPluginDll.loadDll Module loaded"));
 }

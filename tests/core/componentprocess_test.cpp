@@ -59,12 +59,7 @@ protected:
 };
 
 TEST_F(ComponentProcessTest, everyEndIsSurvivedAndTold) {
-    struct Case {
-        ComponentType type;
-        const char* habit;
-        const char* end;
-    };
-    const Case cases[] = {
+    const std::tuple<ComponentType, const char*, const char*> cases[] = {
         {PluginDll, "constructor=segv", "the component's process ended in dlopen: it was ended by signal 11 (SIGSEGV)"},
         {PluginDll, "constructor=throw", "the component failed in dlopen: of the zoo"},
         {PluginDll, "DllCreatePluginFrontal=throw", "the component failed in DllCreatePluginFrontal: of the zoo"},
@@ -88,15 +83,14 @@ TEST_F(ComponentProcessTest, everyEndIsSurvivedAndTold) {
         {Hostchecker, "GetValidRules@2=quit3",
          "the component's process ended in GetValidRules: it ended its process with status 3"},
         {Hostchecker, "InitHostCheckerDll=throw", "the component failed in InitHostCheckerDll: of the zoo"}};
-    for (const Case& expected : cases) {
-        if (isHidden(expected.habit)) {
+    for (const auto& [type, habit, sentence] : cases) {
+        if (isHidden(habit)) {
             continue;
         }
-        teach(expected.habit);
-        const Lines lines = run(expected.type);
-        EXPECT_EQ(lines.back(), "fatal-error") << expected.habit;
-        EXPECT_STREQ(end().str(), expected.end) << expected.habit;
-        EXPECT_TRUE(noProcessIsLeft()) << expected.habit;
+        teach(habit);
+        EXPECT_EQ(run(type).back(), "fatal-error") << habit;
+        EXPECT_STREQ(end().str(), sentence) << habit;
+        EXPECT_TRUE(noProcessIsLeft()) << habit;
     }
     teach("");
     EXPECT_EQ(run(PluginDllNoTunnel).back(), "status 4");

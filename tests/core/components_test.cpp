@@ -37,14 +37,11 @@ const Outcome kOutcomes[] = {
      "DllCreatePluginFrontal\nDllSetDllVersion2\t1.0.0\nDllSetPluginDir2\tDIR//Plugin/\nDllSetDownloadDelegate2\tset\n"
      "LaunchSafeResource\t1\twelcome.txt\n"},
     // Nobody runs what is not genuine, whoever would load it.
-    {Hostchecker, {Fault::EditedLibrary}, {"dispatch 3", "status 2", "end signature", "fatal-error"}, ""},
     {PluginDll, {Fault::EditedLibrary}, {"dispatch 2", "end signature", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::EditedLibrary}, {"dispatch 4", "end signature", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::MissingLibrary}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
     {PluginDllNoTunnel, {Fault::MissingSignature}, {"dispatch 4", "end not-unpacked", "fatal-error"}, ""},
-    {PluginDllNoTunnel, {Fault::BadFilename}, {"dispatch 4", "end answer-unreadable", "fatal-error"}, ""},
-    {PluginDll, {Fault::BadPattern}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""},
-    {PluginDll, {Fault::BadMd5}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""}};
+    {PluginDll, {Fault::BadPattern}, {"dispatch 2", "end answer-unreadable", "fatal-error"}, ""}};
 
 class ComponentsTest : public DriverTest {};
 
@@ -75,17 +72,6 @@ TEST_F(ComponentsTest, whatIsGivenUpAtItsAnnouncementIsNotLoaded) {
         EXPECT_EQ(run(type).back(), "status 4");
         EXPECT_EQ(calls(), "");
     }
-}
-
-TEST_F(ComponentsTest, theHostCheckIsRepeatedAsOftenAsTheGatewayWants) {
-    gateway::GatewayOptions options = nebrix::test::recordingComponents();
-    options.continuedPosts = 1;
-    serve(options);
-    const auto begun = std::chrono::steady_clock::now();
-    (void)run(Hostchecker);
-    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1));
-    EXPECT_EQ(m_progress.nextCheck(), 1000U) << "of an interval of 0 seconds";
-    EXPECT_EQ(m_gateway->hostChecks(), Lines(2, "rule-a,rule-b"));
 }
 
 TEST_F(ComponentsTest, eachKindObeysTheSwitchOfItsDirectory) {

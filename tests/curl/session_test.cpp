@@ -80,34 +80,42 @@ private:
     std::thread m_thread;
 };
 
-/// Checks no certificate, except those of the URL named.
-struct Session : CurlSession {
-    String checked;
-    Proxy proxy;
+void sayHello(const httplib::Request& /*request*/, httplib::Response& answer) {
+    answer.set_content("hello", "text/plain");
+}
+
+/// A session that keeps what became of its last request.
+struct Asking : CurlSession {
+    Memory body;
     RequestInfo info;
-    bool verifySSL(const String& url) override { return url == checked; }
-    Proxy getProxy(const String&) override { return proxy; }
-    bool saysHello(const std::string& url) {
-        Memory body;
-        return request(String::copy(url), body, info) && body.view() == "hello";
+    bool ask(const String& url) {
+        body = Memory();
+        return request(url, body, info);
     }
 };
 
+/// Checks no certificate, except those of the URL named.
+struct Session : Asking {
+    String checked;
+    Proxy proxy;
+    bool verifySSL(const String& url) override { return url == checked; }
+    Proxy getProxy(const String&) override { return proxy; }
+    bool saysHello(const std::string& url) { return ask(String::copy(url)) && body.view() == "hello"; }
+};
+
 TEST(Session, checksCertificatesAsTheSubclassSays) {
-    const HttpsServer server([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
+    const HttpsServer server(sayHello);
     Session session;
-    Memory body;
-    EXPECT_TRUE(session.request(server.url(), body, session.info));
+    EXPECT_TRUE(session.ask(server.url()));
     session.checked = server.url();
-    EXPECT_FALSE(session.request(server.url(), body, session.info));
+    EXPECT_FALSE(session.ask(server.url()));
     EXPECT_EQ(session.info.getCode(), 60);
-    EXPECT_EQ(body.view(), "hello");
-    EXPECT_FALSE(CurlSession().request(server.url(), body)) << "unless a subclass says otherwise";
+    EXPECT_EQ(session.body.view(), "");
+    EXPECT_FALSE(Asking().ask(server.url())) << "unless a subclass says otherwise";
 }
 
 /// Checks every certificate.
-struct CheckingSession : CurlSession {
-    RequestInfo info;
+struct CheckingSession : Asking {
     std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String&, const Memory& der,
                                                                     long verifyError) override {
         return tls::PeerCertificate::describe(der, verifyError);
@@ -116,25 +124,19 @@ struct CheckingSession : CurlSession {
 
 TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
     using Reason = tls::PeerCertificate::Reason;
-    const struct {
-        const char* name;
-        int days;
-        bool trusted;
-        const char* host;
-        std::optional<Reason> reason;
-    } cases[] = {{"localhost", 1, true, "localhost", std::nullopt},
-                 {"localhost", 1, true, "127.0.0.1", std::nullopt},
-                 {"other.example", 1, true, "localhost", Reason::OtherName},
-                 {"localhost", 1, false, "localhost", Reason::SelfSigned},
-                 {"localhost", 0, true, "localhost", Reason::Expired}};
+    // The certificate's name and days, whether it is trusted, the URL's host, and what is wrong then.
+    const std::tuple<const char*, int, bool, const char*, std::optional<Reason>> cases[] = {
+        {"localhost", 1, true, "localhost", std::nullopt},
+        {"localhost", 1, true, "127.0.0.1", std::nullopt},
+        {"other.example", 1, true, "localhost", Reason::OtherName},
+        {"localhost", 1, false, "localhost", Reason::SelfSigned},
+        {"localhost", 0, true, "localhost", Reason::Expired}};
     for (const auto& [name, days, trusted, host, reason] : cases) {
         const CertificateFiles files(name, days);
-        const HttpsServer server([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); },
-                                 "127.0.0.1", files);
+        const HttpsServer server(sayHello, "127.0.0.1", files);
         g_trusted = trusted ? files.certificate : std::string();
         CheckingSession session;
-        Memory body;
-        EXPECT_EQ(session.request(server.url(host), body, session.info), !reason) << name << days << host;
+        EXPECT_EQ(session.ask(server.url(host)), !reason) << name << days << host;
         const RequestInfo info(session.info);
         ASSERT_EQ(info.getPeerCertificate() != nullptr, reason.has_value()) << name << days << host;
         if (reason) {
@@ -142,7 +144,7 @@ TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
             EXPECT_EQ(info.getPeerCertificate()->reason, *reason) << info.getPeerCertificate()->verifyText.str();
             EXPECT_EQ(info.getPeerCertificate()->names, (Strings{name, "127.0.0.1"}));
         } else {
-            EXPECT_TRUE(session.request(server.url(host), body));
+            EXPECT_TRUE(session.ask(server.url(host)));
             EXPECT_EQ(SSL_CTX_sess_accept(server.context()), 3) << "the directory, then the bundle, then that at once";
         }
     }
@@ -150,8 +152,7 @@ TEST(Session, saysWhoseCertificateItRefusedAndWhy) {
     const HttpsServer proxy({});
     ::setenv("all_proxy", proxy.url().str(), 1);
     CheckingSession session;
-    Memory body;
-    EXPECT_FALSE(session.request("https://localhost/", body, session.info));
+    EXPECT_FALSE(session.ask("https://localhost/"));
     EXPECT_EQ(session.info.failure(), TransferFailure::Proxy) << "it is the proxy's certificate";
     ::unsetenv("all_proxy");
 }
@@ -171,8 +172,7 @@ TEST(Session, sendsNothingToAServerWithoutThePinnedKey) {
     PinningSession session;
     const auto ask = [&](const std::optional<Memory>& key) {
         session.key = key;
-        Memory body;
-        return session.request(server.url(), body, "post", session.info) && asked.exchange(0) == 1;
+        return session.request(server.url(), session.body, "post", session.info) && asked.exchange(0) == 1;
     };
     EXPECT_FALSE(ask(Memory()));
     const auto peer = session.info.getPeerCertificate();
@@ -189,11 +189,8 @@ TEST(Session, sendsNothingToAServerWithoutThePinnedKey) {
 }
 
 TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
-    const struct {
-        int status;
-        bool goodbye;
-        bool whole;
-    } cases[] = {{200, true, true}, {200, false, false}, {204, false, true}};
+    // The status, whether the goodbye comes, and whether the body is whole.
+    const std::tuple<int, bool, bool> cases[] = {{200, true, true}, {200, false, false}, {204, false, true}};
     for (const auto& [status, goodbye, whole] : cases) {
         const HttpsServer server([status = status, goodbye = goodbye](const auto&, httplib::Response& answer) {
             answer.status = status;
@@ -204,9 +201,8 @@ TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
             });
         });
         Session session;
-        Memory body;
-        EXPECT_EQ(session.request(server.url(), body, session.info), whole);
-        EXPECT_EQ(body.view(), status == 200 ? "hello" : "");
+        EXPECT_EQ(session.ask(server.url()), whole);
+        EXPECT_EQ(session.body.view(), status == 200 ? "hello" : "");
         EXPECT_EQ(session.info.failure(), whole ? TransferFailure::None : TransferFailure::Cut);
     }
 }
@@ -230,9 +226,8 @@ TEST(Session, theCookieReachesItsHostHoweverThatIsWritten) {
         http::SetCookie cookie("Nebrix-Id", "abc", domain, "/");
         cookie.setSecure(true);
         session.setCookie(cookie);
-        Memory body;
-        EXPECT_TRUE(session.request(server.url(host), body, session.info)) << session.info.format().str();
-        EXPECT_EQ(body.view(), "Nebrix-Id=abc") << host;
+        EXPECT_TRUE(session.ask(server.url(host))) << session.info.format().str();
+        EXPECT_EQ(session.body.view(), "Nebrix-Id=abc") << host;
     }
 }
 
@@ -270,9 +265,8 @@ TEST(Session, callersTakeTurns) {
     }
     EXPECT_EQ(good, 40);
     EXPECT_EQ(most, 1);
-    Memory body;
-    EXPECT_TRUE(session.request(server.url(), body));
-    EXPECT_NE(body.view().find("seen=1"), body.view().npos) << "the server's own cookie is kept";
+    EXPECT_TRUE(session.ask(server.url()));
+    EXPECT_NE(session.body.view().find("seen=1"), std::string::npos) << "the server's own cookie is kept";
 }
 
 TEST(Session, sessionCookiesGetAMaxAgeWhereLibcurlNeedsOne) {
@@ -328,7 +322,7 @@ TEST_F(Peers, nginxWithHttp2) {
 }
 
 TEST_F(Peers, tinyproxyNamedByTheEnvironmentOrTheSession) {
-    const HttpsServer gateway([](const auto&, auto& answer) { answer.set_content("hello", "text/plain"); });
+    const HttpsServer gateway(sayHello);
     const std::string url(gateway.url().view());
     const std::string conf = m_files.directory.write(
         "tinyproxy.conf",

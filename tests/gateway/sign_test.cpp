@@ -97,12 +97,7 @@ TEST_F(Sign, verifyTellsWhatDoesNotHold) {
 }
 
 TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
-    const std::string machO = std::string(
-                                  "\xCF\xFA\xED\xFE"
-                                  "87654321"
-                                  "\6\0\0",
-                                  15) +
-                              '\0';
+    const std::string machO = "\xCF\xFA\xED\xFE" + std::string("87654321") + '\6' + std::string(3, '\0');
     const std::string hostChecker = readFile(NEBRIX_COMPONENTS "/libnebrix-hostchecker.so");
     std::string executable = m_bytes;
     executable[16] = 2;  // ET_EXEC
@@ -110,12 +105,8 @@ TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
     const std::string compile = "echo 'void DllStart2(void*); void f(void) { DllStart2(0); }' | cc -xc -shared -o '";
     ASSERT_EQ(runProgram({"sh", "-c", compile + calling + "' -"}).status, 0);
     const std::string withoutTunnel = readFile(NEBRIX_COMPONENTS "/libnebrix-notunnel.so");
-    const struct {
-        std::string bytes;
-        std::string type;
-        const char* words;  ///< of the error, or of the warning
-        int status;
-    } cases[] = {
+    // The library's bytes, its type, words of the error or of the warning, and the status.
+    const std::tuple<std::string, std::string, std::string, int> cases[] = {
         {"a library's bytes", "plugindll", " is no shared library", 1},
         {"", "plugindll", " is no shared library", 1},
         {executable, "", " is no shared library", 1},
@@ -136,18 +127,18 @@ TEST_F(Sign, signRefusesWhatNoClientCouldDrive) {
         {hostChecker, "hostchecker", "", 0},
         {hostChecker, "", "", 0},
         {machO, "", " is a Mach-O library, whose entries are not looked at", 0}};
-    for (const auto& c : cases) {
-        writeFile(m_library, c.bytes);
+    for (const auto& [bytes, type, said, status] : cases) {
+        writeFile(m_library, bytes);
         std::vector<std::string> words{"sign", m_library, "--key", m_private};
-        if (!c.type.empty()) {
-            words.insert(words.end(), {"--type", c.type});
+        if (!type.empty()) {
+            words.insert(words.end(), {"--type", type});
         }
         const Result result = call(words);
-        EXPECT_EQ(result.status, c.status) << &c - cases << result.errors;
-        EXPECT_NE(result.errors.find(c.words), std::string::npos) << result.errors;
-        EXPECT_EQ(result.errors.empty(), *c.words == '\0' && c.status == 0) << result.errors;
+        EXPECT_EQ(result.status, status) << type << said << result.errors;
+        EXPECT_NE(result.errors.find(said), std::string::npos) << result.errors;
+        EXPECT_EQ(result.errors.empty(), said.empty() && status == 0) << result.errors;
         words.emplace_back("--force");
-        EXPECT_EQ(call(words).status, c.status == 2 ? 2 : 0) << &c - cases;
+        EXPECT_EQ(call(words).status, status == 2 ? 2 : 0) << type << said;
     }
     EXPECT_EQ(verify(m_public).status, 0);
     for (const auto& [version, name] : {std::pair("1.0", "2fa"), {"1.0", ".x"}, {"1.0b", "x"}, {"1.0", ""}}) {

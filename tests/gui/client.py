@@ -97,6 +97,7 @@ class Client:
         self.home = home or Home(self.desktop)
         self.reports = os.path.join(self.home.path, "sanitizer")
         suppressions = f"suppressions={os.path.join(HERE, 'lsan.supp')}:print_suppressions=0"
+        self._name = flow.id().rsplit(".", 1)[1] + "-" + os.path.basename(self.home.path)
         self.begun = time.monotonic()
         command = [*wrapper, os.path.join(BIN, "nebrixclient"), *([argument] if argument else [])]
         self.process = self.desktop.start(command, stderr=sys.stderr, env={
@@ -134,13 +135,15 @@ class Client:
         return wait_for(lambda: self.bus.application(self.pid), what="accessible application")
 
     def dialog(self, title, role="dialog"):
-        """The accessible tree of the window with this title and role, once it is shown."""
+        """The accessible tree of the window with this title and role, once it is shown; a screenshot is kept of it."""
         def shown():
             for node in self.application().children():
                 if (node.name, node.role) == (title, role) and node.has(accessible.SHOWING) and self.window(title):
                     return node
             return None
-        return wait_for(shown, what=f"window {title!r}, shown: {[w.title for w in self.windows() if w.shown]}")
+        node = wait_for(shown, what=f"window {title!r}, shown: {[w.title for w in self.windows() if w.shown]}")
+        self.desktop.screenshot(f"{self._name}-{title}")
+        return node
 
     def panel_node(self):
         """The panel's accessible tree while it is shown."""
@@ -177,6 +180,11 @@ class Client:
     def wait_for_end(self, seconds=5.0):
         wait_for(self.ended, seconds, "end of the client")
         return self.process.returncode
+
+    def end(self):
+        """By the signal of a session's end; its status."""
+        self.process.terminate()
+        return self.wait_for_end()
 
     def close(self):
         """Ends the client if it still runs; says what the watchdog and the sanitizers found."""

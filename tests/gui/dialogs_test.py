@@ -48,7 +48,6 @@ class TrayMenuTest(Flow):
         dialog = client.dialog(catalog("de")["TarnClient"])
         self.assertTrue(dialog.find("label", "8.9.0.35"))
         self.assertEqual(dialog.nameless_controls(), [])
-        self.desktop.screenshot("about-de")
         self.desktop.key("Escape")
         wait_for(lambda: not client.window(catalog("de")["TarnClient"]), what="about closed")
 
@@ -181,18 +180,15 @@ class ConnectionErrorTest(Flow):
                 with self.subTest(key=key):
                     client = self.start(f"https://id@{authority}/mediation?lang=de", home=Home(self.desktop, []))
                     self.told(client, key, authority, "de")
-                    self.desktop.screenshot("connection-error-" + key.split()[0])
 
     def test_settings_then_retry(self):
         client, error = self.refused()
         self.assertEqual(error.nameless_controls(), [])
-        self.desktop.screenshot("connection-error")
         press(self, error, plain(EN["Settings"]))
         settings = client.dialog(EN["SETTINGS_TITLE"])
         self.desktop.click(settings.find("text", EN["SETTINGS_NEW_DOMAIN"]))
         self.desktop.type(self.gateway.authority)
         press(self, settings, plain(EN["SETTINGS_ADD"]))
-        self.desktop.screenshot("connection-error-settings")
         press(self, settings, "Save")
         wait_for(lambda: not client.window(EN["SETTINGS_TITLE"]), what="settings closed")
         self.assertTrue(client.window(EN["Error"]), "the error stays open")
@@ -202,7 +198,6 @@ class ConnectionErrorTest(Flow):
 
     def test_a_second_failure_opens_a_fresh_dialog_and_closing_it_goes_on(self):
         client, error = self.refused("de")
-        self.desktop.screenshot("connection-error-de")
         first = client.window(catalog("de")["Error"]).id
         self.desktop.key("Return")  # Retry is the default
         again = wait_for(lambda: (w := client.window(catalog("de")["Error"])) and w.id != first and w, what="fresh dialog")
@@ -247,7 +242,6 @@ class CertificateTest(Flow):
         link, port, home = first.mediation(), first.authority.split(":")[1], Home(self.desktop, ["typed"])
         client = self.start(link, home=home)
         dialog, digests = self.shown(client)
-        self.desktop.screenshot("certificate")
         self.assertEqual(digests, [self.fingerprint(first)])
         press(self, dialog, "Cancel")
         wait_for(lambda: not client.window(EN["CERTIFICATE_TITLE"]), what="certificate closed")
@@ -257,8 +251,7 @@ class CertificateTest(Flow):
         press(self, dialog, plain(EN["CERTIFICATE_TRUST"]))
         wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="connected")
         trusted = wait_for(lambda: re.search("<sha256>(.*)</sha256>", home.settings()), what="settings saved")[1]
-        client.process.terminate()
-        client.wait_for_end()
+        client.end()
         first.close()
 
         without = self.start(link, home=home)
@@ -271,13 +264,10 @@ class CertificateTest(Flow):
         error = client.dialog(EN["Error"])
         self.assertTrue(error.find("label", EN["CERTIFICATE_CHANGED %s"] % second.authority), error.outline())
         dialog, digests = self.shown(client)
-        self.desktop.screenshot("certificate-changed")
         self.assertEqual(digests[:2], [self.fingerprint(second), trusted])
         self.assertEqual(len(set(digests)), 3)
-        client.process.terminate()  # under two dialogs
-        client.wait_for_end()
+        client.end()  # under two dialogs
         self.assertIn(f"<sha256>{trusted}</sha256>", home.settings())
-
 
     def test_another_host_is_decided_on_while_the_settings_are_open_and_neither_is_lost(self):
         elsewhere = self.gateway_at()
@@ -290,11 +280,9 @@ class CertificateTest(Flow):
         self.desktop.type("typed\n")
         gateway.process.send_signal(signal.SIGCONT)
         client.dialog(EN["Error"])
-        self.desktop.screenshot("fatal-error-certificate")
         dialog, digests = self.shown(client)
         self.assertEqual(digests, [self.fingerprint(elsewhere)])
         self.assertTrue(dialog.find("label", EN["CERTIFICATE_QUESTION_DOWNLOAD %s"] % elsewhere.authority), dialog.outline())
-        self.desktop.screenshot("certificate-elsewhere")
         press(self, dialog, plain(EN["CERTIFICATE_COMPARED"]), "check box")
         wait_for(lambda: dialog.find("push button", plain(EN["CERTIFICATE_TRUST"])).has(SENSITIVE), what="button enabled")
         press(self, dialog, plain(EN["CERTIFICATE_TRUST"]))
@@ -304,8 +292,7 @@ class CertificateTest(Flow):
         wait_for(lambda: "<domains>typed<" in client.home.settings(), what="settings saved again")
         for part in (f"<server>{elsewhere.authority}<", f"<domains>{elsewhere.authority}<", f"<domains>{gateway.authority}<"):
             self.assertIn(part, client.home.settings())
-        client.process.terminate()
-        self.assertEqual(client.wait_for_end(), 0)
+        self.assertEqual(client.end(), 0)
 
 
 class OtherEndsTest(Flow):
@@ -341,13 +328,11 @@ class OtherEndsTest(Flow):
                 self.assertEqual([node.name for node in box.walk() if node.role == "label"],
                                  [texts["UNKNOWN_ERROR_HAS_OCCURED"], why])
                 self.assertEqual(box.nameless_controls(), [])
-                self.desktop.screenshot(f"fatal-error-{fault}")
                 if fault == "refusal":
                     self.desktop.key("Escape")
                 elif fault == "archive-404":
                     press(self, box, plain(texts["SHOW_LOG"]))
                     log = client.dialog(texts["LOG_TITLE"], "frame")
-                    self.desktop.screenshot("fatal-error-log")
                     wait_for(lambda: log.find("table cell"), what="log lines")
                     self.assertFalse(client.ended(), "the log can be read")
                     self.desktop.key("Escape")
@@ -371,7 +356,6 @@ class OtherEndsTest(Flow):
     def test_a_home_that_cannot_be_had_is_told(self):
         client = self.start(self.gateway.mediation(), env={"HOME": "/proc/none"})
         box = client.dialog(EN["Error"])
-        self.desktop.screenshot("no-home")
         self.assertTrue(box.find("label", EN["END_NOT_WRITABLE %s"] % "/proc/none"), box.outline())
         press(self, box, "OK")
         self.assertEqual(client.wait_for_end(), 255)

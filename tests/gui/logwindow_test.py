@@ -51,13 +51,11 @@ class LogWindowTest(Flow):
         self.append("TRACE Test.follow first marker", "WARNING Test.follow lonely warning",
                     *(f"TRACE Test.follow filler {number}" for number in range(40)), "TRACE Test.follow newest marker")
         self.wait_for_line(window, "newest marker")
-        self.desktop.screenshot("log-follows")
 
         self.desktop.key("ctrl+f")
         self.desktop.type("first marker")
         self.desktop.key("Return")
         self.wait_for_line(window, "first marker")
-        self.desktop.screenshot("log-found")
         self.desktop.key("ctrl+f", "ctrl+a")
         self.desktop.type("nowhere to be found")
         self.desktop.key("F3")
@@ -81,7 +79,6 @@ class LogWindowTest(Flow):
         wait_for(lambda: window.find("label", EN["LOG_SAVED %s"].replace("%s", target)), what="saved")
         with open(target, encoding="utf-8") as saved, open(LOG, encoding="utf-8") as log:
             self.assertEqual(saved.read(), log.read()[:os.path.getsize(target)])
-        self.desktop.screenshot("log-saved")
         self.desktop.key("Escape")
         wait_for(lambda: not client.window(EN["LOG_TITLE"]), what="log window closed")
 
@@ -110,7 +107,6 @@ class LogWindowTest(Flow):
                          what="found")
         self.assertLessEqual(int(found.group(1)), written)
         self.assertGreater(self.number_of_lines(window), shown + 10000, "other lines are held")
-        self.desktop.screenshot("log-found-in-long")
         later = window.find("push button", plain(EN["LOG_LATER"]))
         seen = 0
         for _ in range(2):

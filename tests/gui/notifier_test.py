@@ -37,7 +37,6 @@ class WithoutTrayTest(TrayTest):
         client.dialog(plain(texts["SETTINGS_TITLE"]))
         wait_for(lambda: [entry["enabled"] for _, entry in watcher.menu() if "label" in entry] == [False] * 3 + [True],
                  what="entries that would open a window, shown as unavailable")
-        self.desktop.screenshot("notifier-settings-fr")
         self.desktop.key("Escape")
         wait_for(lambda: not client.window(plain(texts["SETTINGS_TITLE"])), what="settings closed")
         # A window that looked older than what was last typed into would not get the keyboard.
@@ -74,8 +73,7 @@ class WithoutTrayTest(TrayTest):
                 if options:
                     wait_for(lambda c=client: not c.window("NebrixClient"), 10, "window gone with the item in the list")
                 watcher.close()
-                client.process.terminate()
-                client.wait_for_end()
+                client.end()
 
     def test_without_any_tray_there_is_one_window_with_the_commands(self):
         client = self.session(language="de")
@@ -85,7 +83,6 @@ class WithoutTrayTest(TrayTest):
         self.assertEqual(buttons, [plain(DE["MENU_SETTINGS"]), plain(DE["MENU_LOGS"]), "Über", "Beenden"])
         self.assertEqual(window.nameless_controls(), [])
         self.assertIsNone(client.panel())
-        self.desktop.screenshot("no-tray")
         self.assertIn(client.window("NebrixClient").id, self.desktop.task_list())
         # A tray that comes later takes the window's place.
         watcher = self.watcher()

@@ -61,7 +61,6 @@ class QuitTest(Flow):
         """Quits from the menu or, without a tray icon, by SIGTERM."""
         if has_icon:
             client.open_menu()
-            self.desktop.screenshot("quit-" + name)
             entry = wait_for(lambda: client.application().find("menu item", "Quit"), what="quit entry")
             begun = time.monotonic()
             self.desktop.click(entry)

@@ -35,7 +35,6 @@ class StartTest(Flow):
         client = self.start()
         title = catalog("en")["TarnClient"]
         dialog = client.dialog(title)
-        self.desktop.screenshot("start-without-argument")
         texts = [node.name for node in dialog.walk() if node.role == "label"]
         self.assertIn("8.9.0.35", texts)
         self.assertIn("© Nebrix 2023", texts)
@@ -51,7 +50,6 @@ class StartTest(Flow):
         client = self.start(env={"LANG": "fr_FR.UTF-8", "LC_ALL": "fr_FR.UTF-8"})
         dialog = client.dialog(catalog("fr")["TarnClient"])
         wait_for(lambda: dialog.find("push button", "Fermer"), what=dialog.outline())
-        self.desktop.screenshot("start-without-argument-fr")
 
     def test_the_same_argument_again_shows_the_first_ones_panel(self):
         first = self.session()
@@ -63,7 +61,6 @@ class StartTest(Flow):
         self.assertNotEqual(second.wait_for_end(), 0)
         first.wait_for_panel()
         self.assertTrue(any("192.0.2." in text for text in first.texts()))
-        self.desktop.screenshot("same-argument-twice")
 
     def test_the_same_argument_again_shows_what_is_so_now(self):
         silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
@@ -77,7 +74,6 @@ class StartTest(Flow):
             client.wait_for_text(EN[key])
             self.assertEqual(client.texts(), [PANEL_TITLE, EN[key]])
             panel = client.wait_for_panel()
-            self.desktop.screenshot("again-" + key)
             self.desktop.click(panel)
 
     def test_options_are_answered_without_a_display(self):

@@ -132,13 +132,11 @@ class WaylandTest(Flow):
             self.desktop.screenshot("wayland-certificate-" + way)
             self.press(client, EN["CERTIFICATE_TITLE"], plain(EN["CERTIFICATE_TRUST"]))
             wait_for(lambda h=home: os.path.exists(h.settings_path) and "<sha256>" in h.settings(), what="settings saved")
-            client.process.terminate()
-            self.assertEqual(client.wait_for_end(), 0)
+            self.assertEqual(client.end(), 0)
         for language, client in waiting.items():
             client.wait_for_text(catalog(language)["WAITING_FOR %s"] % silent.authority, 12)
             self.desktop.screenshot("wayland-waiting-" + language)
-            client.process.terminate()
-            self.assertEqual(client.wait_for_end(), 0)
+            self.assertEqual(client.end(), 0)
 
     def test_the_component_is_stopped_when_the_compositor_crashes(self):
         compositor = Compositor(self.desktop)

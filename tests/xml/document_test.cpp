@@ -10,7 +10,6 @@
 namespace tessel::xml {
 namespace {
 
-String owned(const std::string& text) { return String::copy(std::string_view(text)); }
 std::string standard(const String& text) { return std::string(text.view()); }
 
 /// A tree in one line: name{namespace}[attributes](children), texts in "|", comments in "#".
@@ -44,7 +43,7 @@ std::string picture(const Element& element) {
 
 std::string picture(const std::string& document) {
     try {
-        return picture(*StringParser::parse(owned(document)));
+        return picture(*StringParser::parse(String::copy(document)));
     } catch (const XmlException& error) {
         return standard(error.toString());
     }
@@ -195,7 +194,7 @@ TEST(XmlHostile, nestingIsLimited) {
 }
 
 TEST(XmlHostile, listsAreReadInLinearTime) {
-    const auto root = StringParser::parse(owned("<r>" + repeated("<junk/>") + repeated("<i>1</i>") + "</r>"));
+    const auto root = StringParser::parse(String::copy("<r>" + repeated("<junk/>") + repeated("<i>1</i>") + "</r>"));
     KeyReader reader(*root);
     unsigned read = 0;
     while (reader.exists("i")) {

@@ -17,8 +17,6 @@
 namespace tessel::xml {
 namespace {
 
-String owned(const std::string& text) { return String::copy(std::string_view(text)); }
-
 template <class Error>
 auto raises(const char* text) {
     return testing::Throws<Error>(testing::Property(&Exception::toString, String(text)));
@@ -54,7 +52,7 @@ TEST(XmlKeyReader, givesEachElementOnce) {
 /// What a reader makes of an element's text.
 template <class T>
 T readAs(const char* text) {
-    const auto root = StringParser::parse(owned(std::string("<r>") + text + "</r>"));
+    const auto root = StringParser::parse(String::copy(std::string("<r>") + text + "</r>"));
     T value{};
     KeyReader(*root).read(value);
     return value;
@@ -102,19 +100,19 @@ TEST(XmlKeyReader, readsBytesAndAttributes) {
 
 TEST(XmlParserReader, standsOnTheRootAndKnowsItsName) {
     const nebrix::test::TemporaryDirectory directory;
-    ParserReader reader(owned(directory.write("f.xml", "<conf><a>1</a><conf2/></conf>")));
+    ParserReader reader(String::copy(directory.write("f.xml", "<conf><a>1</a><conf2/></conf>")));
     EXPECT_TRUE(reader.exists("a"));
     EXPECT_EQ(reader.size("conf"), 1U);
     EXPECT_EQ(textOf(reader["conf"]["a"]), "1");
     EXPECT_FALSE(reader.exists("conf"));
-    ParserReader inner(owned(directory.write("f.xml", "<a><a>1</a></a>")));
+    ParserReader inner(String::copy(directory.write("f.xml", "<a><a>1</a></a>")));
     EXPECT_EQ(textOf(inner["a"]), "1");
 }
 
 TEST(XmlParserReader, refusesWhatCannotBeParsed) {
     const nebrix::test::TemporaryDirectory directory;
     const std::string path = directory.path("f.xml");
-    const auto load = [&] { const ParserReader reader(owned(path)); };
+    const auto load = [&] { const ParserReader reader(String::copy(path)); };
     const nebrix::test::SystemLogCapture log;
     EXPECT_THAT(load, raises<EParserReader>("EParserReader:parserreader:17"));
     EXPECT_EQ(log.lines().size(), 0U);
@@ -208,7 +206,7 @@ TEST(XmlSave, anyBytesComeBackAsTheyWentIn) {
         every += static_cast<char>(byte);
     }
     Strings values{"",      " ",   "\r\n",       " a b ",       "\t\fx\f\t", "&lt;", "&amp;amp;",
-                   "&#32;", "]]>", "<!-- c -->", "</password>", "x&",        "&;",   owned(every + every)};
+                   "&#32;", "]]>", "<!-- c -->", "</password>", "x&",        "&;",   String::copy(every + every)};
     for (unsigned a = 1; a < 256; ++a) {
         const char pair[] = {static_cast<char>(a), '&', static_cast<char>(256 - a)};
         values.push_back(String::copy(pair, 3));
@@ -228,12 +226,12 @@ TEST(XmlSave, replacesTheFileOrLeavesIt) {
     const nebrix::test::TemporaryDirectory directory;
     const nebrix::test::SystemLogCapture log;
     const std::string path = directory.write("conf.xml", std::string(10'000, 'x'));
-    EXPECT_THROW(Parser::write(owned(path), "root", Unwilling()), EParser);
+    EXPECT_THROW(Parser::write(String::copy(path), "root", Unwilling()), EParser);
     EXPECT_EQ(log.count("TRACE Exception.catch ENotImplemented:"), 1U);
     EXPECT_EQ(nebrix::test::readFile(path), std::string(10'000, 'x'));
-    EXPECT_THROW(Parser::write(owned(directory.path("none/conf.xml")), "root", Settings()), EParser);
-    Parser::write(owned(path), "root", Settings());
-    EXPECT_EQ(textOf(ParserReader(owned(path))["enabled"]), "false");
+    EXPECT_THROW(Parser::write(String::copy(directory.path("none/conf.xml")), "root", Settings()), EParser);
+    Parser::write(String::copy(path), "root", Settings());
+    EXPECT_EQ(textOf(ParserReader(String::copy(path))["enabled"]), "false");
     EXPECT_EQ(nebrix::test::listTree(directory.path()), "conf.xml\n");
 }
 
