@@ -44,8 +44,7 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
                              "<password>planted-proxy-password</password></credentials></proxy>");
     // What a plug-in notes for itself is logged, without them.
     setenv("NEBRIX_TEST_NOTES",
-           "told planted-ticket planted-session planted-certificate-password\nof planted-identifier, "
-           "planted-proxy-password",
+           "planted-ticket planted-session planted-certificate-password\nof planted-identifier, planted-proxy-password",
            1);
     for (const ComponentType type : tessel::gateway::kComponentTypes) {
         const bool tunnel = type == ComponentType::PluginDll;

@@ -231,7 +231,7 @@ def no_engine(lab):
 def demo_gateways_with_tunnels(lab):
     """Three at once, each with a page of its own behind its server; the last one takes another ticket."""
     run("ip", "link", "delete", "near")  # theirs have the same addresses
-    secrets = ("--login", "planted-login-\u00fc", "--ticket", 'planted"tick\\et', "--password", "planted-password")
+    secrets = ("--login", "planted login \u00fc", "--ticket", 'planted"tick\\et', "--password", "planted-password")
     befores, gateways = [], []
     for words in (), ("--tunnel-proto", "tcp", "--tunnel-port", "4443"), ("--tunnel-ticket", "another"):
         befores.append(lab.state())

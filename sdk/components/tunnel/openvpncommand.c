@@ -9,8 +9,9 @@
 #include "management.h"
 
 enum {
-    kPeerValueLimit = 220,    // bytes as written: openvpn reads configuration lines of 256
-    kCredentialsLimit = 2000  // login and ticket: more does not fit openvpn's handshake
+    kPeerValueLimit = 220,     // bytes as written: openvpn reads configuration lines of 256
+    kCredentialsLimit = 2000,  // login and ticket: more does not fit openvpn's handshake
+    kInlinePiece = 250         // bytes that openvpn reads as one
 };
 
 static const char* const kFixed[] = {
@@ -111,10 +112,12 @@ static void put_peer_information(openvpn_command* self, const engine_parameters*
         add(self, "--push-peer-info", (char*)NULL);
 }
 
-// A line of its own between two tags. openvpn reads it in pieces, and passes over blanks at their start.
+// A line of its own between two tags. openvpn reads it in pieces of 256 bytes, and passes over blanks at their start.
 static bool can_stand_inline(const char* value) {
-    for (; *value != '\0'; value++) {
-        if ((*value > 0 && *value <= 0x20) || *value == 0x7f || *value == '<')
+    const size_t length = strlen(value);
+    for (size_t i = 0; i < length; i++) {
+        const bool inner_blank = value[i] == ' ' && i > 0 && i + 1 < length && length < kInlinePiece;
+        if ((value[i] > 0 && value[i] <= 0x20 && !inner_blank) || value[i] == 0x7f || value[i] == '<')
             return false;
     }
     return true;
