@@ -32,9 +32,12 @@ String directoryName(const String& server) {
 }
 
 /// The end of a plug-in's own log, in which the secrets that it was given are not to be, and are not.
-void logNotes(String notes, const Strings& secrets) {
+void logNotes(String notes, Strings secrets) {
     constexpr std::size_t kMost = 65536;
     constexpr unsigned kShortestSecret = 4;
+    // The longest first: one may begin like another.
+    std::sort(secrets.begin(), secrets.end(),
+              [](const String& one, const String& other) { return one.length() > other.length(); });
     for (const String& secret : secrets) {
         if (secret.length() >= kShortestSecret) {
             notes = notes.replace(secret, "***");

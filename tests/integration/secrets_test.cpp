@@ -36,7 +36,7 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
     GatewayOptions options = recordingComponents();
     options.clientId = "planted-identifier";
     options.ticket = "planted-ticket";
-    options.sessionId = "planted-session";
+    options.sessionId = "planted-ticket-planted";
     options.certificatePassword = "planted-certificate-password";
     Session session(options);
     session.home().configure({session.gateway().authority()},
@@ -44,8 +44,7 @@ TEST(Secrets, areFoundNowhereInASessionOfAnyType) {
                              "<password>planted-proxy-password</password></credentials></proxy>");
     // What a plug-in notes for itself is logged, without them.
     setenv("NEBRIX_TEST_NOTES",
-           "planted-ticket planted-session planted-certificate-password\nof planted-identifier, planted-proxy-password",
-           1);
+           "planted-ticket-planted planted-certificate-password\nof planted-identifier, planted-proxy-password", 1);
     for (const ComponentType type : tessel::gateway::kComponentTypes) {
         const bool tunnel = type == ComponentType::PluginDll;
         ChildProcess client(session.client(type));
