@@ -1,5 +1,7 @@
 #include "apps/common/commandline.h"
 
+#include <getopt.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -17,15 +19,28 @@ std::vector<std::string> Arguments::values(std::string_view name) const {
     return found == m_values.end() ? std::vector<std::string>() : found->second;
 }
 
-/// One pass over the words.
+/// One pass over the words by getopt_long(3), which keeps its place in optind, optarg and optopt.
 class ArgumentParser {
 public:
-    ArgumentParser(const Grammar& grammar, const std::vector<std::string>& words)
-        : m_grammar(grammar), m_words(words) {}
+    ArgumentParser(const Grammar& grammar, const std::vector<std::string>& words) : m_grammar(grammar) {
+        for (const std::string& word : words) {
+            m_words.push_back(const_cast<char*>(word.c_str()));  // only its pointers may be moved, and are not
+        }
+        m_words.push_back(nullptr);
+        for (const Option& option : grammar.options) {
+            const int argument = option.value.empty() ? no_argument : required_argument;
+            const int value = option.letter != 0 ? option.letter : kNoLetter + static_cast<int>(m_names.size());
+            m_names.push_back({option.name, argument, nullptr, value});
+            if (option.letter != 0) {
+                m_letters.append(1, option.letter).append(option.value.empty() ? "" : ":");
+            }
+        }
+        m_names.push_back({});
+    }
 
     Arguments run() {
-        while (m_next < m_words.size() && m_result.m_error.empty()) {
-            takeWord(m_words[m_next++]);
+        optind = 0;  // from the beginning, whatever was parsed before
+        while (takeNext() && m_result.m_error.empty()) {
         }
         if (m_result.m_error.empty() && !asksForText("help") && !asksForText("version")) {
             checkOperands();
@@ -34,64 +49,55 @@ public:
     }
 
 private:
-    void takeWord(const std::string& word) {
-        if (m_onlyOperands || word == "-" || !word.starts_with('-')) {
-            m_result.m_operands.push_back(word);
-        } else if (word == "--") {
-            m_onlyOperands = true;
-        } else if (word.starts_with("--")) {
-            takeLong(std::string_view(word).substr(2));
+    static constexpr int kOperand = 1;
+    static constexpr int kNoLetter = 256;  // plus the option's index: above every letter
+
+    /// False behind the last word.
+    bool takeNext() {
+        const char* const current = m_words[static_cast<std::size_t>(std::max(optind, 1))];
+        const int found = getopt_long(static_cast<int>(m_words.size()) - 1, m_words.data(), m_letters.c_str(),
+                                      m_names.data(), nullptr);
+        if (found == -1) {  // the end, or "--"
+            m_result.m_operands.insert(m_result.m_operands.end(), m_words.begin() + optind, m_words.end() - 1);
+        } else if (found == kOperand) {
+            m_result.m_operands.emplace_back(optarg);
         } else {
-            takeLetter(word);
+            takeOption(current, found);
         }
+        return found != -1;
     }
 
-    void takeLong(std::string_view text) {
-        const auto equals = text.find('=');
-        const std::string_view name = text.substr(0, equals);
-        const Option* option = find([&](const Option& o) { return o.name == name; });
-        if (option == nullptr) {
+    void takeOption(std::string_view word, int found) {
+        const Option* option = optionOf(found == '?' || found == ':' ? optopt : found);
+        const std::string_view name = word.substr(2, word.find('=') - 2);
+        if (word.starts_with("--") && (option == nullptr || name != option->name)) {  // unknown, or abbreviated
             m_result.m_error = "unknown option --" + std::string(name);
-        } else if (equals == std::string_view::npos) {
-            take(*option, std::nullopt);
+        } else if (option == nullptr) {
+            m_result.m_error = std::string("unknown option -") + static_cast<char>(optopt);
+        } else if (found == '?') {
+            m_result.m_error = shown(*option) + " takes no value";
+        } else if (found == ':') {
+            m_result.m_error = shown(*option) + " needs a value (" + std::string(option->value) + ")";
+        } else if (m_result.has(option->name) && !option->repeatable) {
+            m_result.m_error = shown(*option) + " is given twice";
         } else {
-            take(*option, text.substr(equals + 1));
+            m_result.m_values[option->name].emplace_back(optarg == nullptr ? "" : optarg);
         }
     }
 
-    void takeLetter(const std::string& word) {
-        const Option* option = find([&](const Option& o) { return o.letter == word[1]; });
-        if (option == nullptr) {
-            m_result.m_error = "unknown option -" + word.substr(1, 1);
-        } else if (word.size() == 2) {
-            take(*option, std::nullopt);
-        } else {
-            take(*option, std::string_view(word).substr(2));
-        }
-    }
+    static std::string shown(const Option& option) { return "option --" + std::string(option.name); }
 
-    void take(const Option& option, std::optional<std::string_view> attached) {
-        const std::string shown = "--" + std::string(option.name);
-        auto& values = m_result.m_values[std::string(option.name)];
-        if (!values.empty() && !option.repeatable) {
-            m_result.m_error = "option " + shown + " is given twice";
-        } else if (option.value.empty() && attached) {
-            m_result.m_error = "option " + shown + " takes no value";
-        } else if (option.value.empty()) {
-            values.emplace_back();
-        } else if (attached) {
-            values.emplace_back(*attached);
-        } else if (m_next < m_words.size()) {
-            values.push_back(m_words[m_next++]);
-        } else {
-            m_result.m_error = "option " + shown + " needs a value (" + std::string(option.value) + ")";
-        }
+    /// By what getopt_long calls it; none for 0.
+    [[nodiscard]] const Option* optionOf(int value) const {
+        const auto index = std::ranges::find(m_names, value, &::option::val) - m_names.begin();
+        return index < std::ssize(m_grammar.options) ? &m_grammar.options[static_cast<std::size_t>(index)] : nullptr;
     }
 
     /// Whether the switch was given; an option of that name with a value is another thing.
     [[nodiscard]] bool asksForText(std::string_view name) const {
-        const Option* option = find([&](const Option& o) { return o.name == name; });
-        return option != nullptr && option->value.empty() && m_result.has(name);
+        return m_result.has(name) && std::ranges::any_of(m_grammar.options, [name](const Option& option) {
+                   return option.name == name && option.value.empty();
+               });
     }
 
     void checkOperands() {
@@ -103,16 +109,10 @@ private:
         }
     }
 
-    template <class Predicate>
-    [[nodiscard]] const Option* find(Predicate matches) const {
-        const auto found = std::ranges::find_if(m_grammar.options, matches);
-        return found == m_grammar.options.end() ? nullptr : &*found;
-    }
-
     const Grammar& m_grammar;
-    const std::vector<std::string>& m_words;
-    std::size_t m_next = 0;
-    bool m_onlyOperands = false;
+    std::vector<char*> m_words{nullptr};  // the first stands for the program's name
+    std::vector<::option> m_names;
+    std::string m_letters = "-:";  // operands in their order, and a missing value told apart from other errors
     Arguments m_result;
 };
 

@@ -8,15 +8,16 @@
 
 /// Command lines of the programs: a grammar as data, its parser and its help text.
 ///
-/// The form is that of getopt_long(3): "--name", "--name VALUE", "--name=VALUE", "-n", "-n VALUE", "-nVALUE";
-/// options and operands may be mixed; everything behind a bare "--" is an operand, and so is a bare "-".
-/// Names are never abbreviated and switches never bundled. Nothing here reads or writes anything, or raises
-/// but std::bad_alloc.
+/// The form is that of getopt_long(3), which reads it: "--name", "--name VALUE", "--name=VALUE", "-n", "-n VALUE",
+/// "-nVALUE", and "-nm" for two switches; options and operands may be mixed; everything behind a bare "--" is an
+/// operand, and so is a bare "-". Names are never abbreviated: a script must mean the same when an option is added.
+/// Nothing here reads or writes anything, or raises but std::bad_alloc. parse() on one thread at a time, since
+/// getopt_long keeps its place in the process's memory.
 namespace tessel::commandline {
 
 struct Option {
     /// Without its dashes.
-    std::string_view name = {};
+    const char* name = "";
     /// The one-letter form, or 0.
     char letter = 0;
     /// What the help calls the value ("FILE"); empty for a switch.
