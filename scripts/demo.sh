@@ -17,7 +17,7 @@ usage: scripts/demo.sh [options]
   --engine NAME  what builds it: openvpn (default), networkmanager; means --tunnel
   --simulated    a tunnel that takes all states and carries nothing, which needs no rights
   --type TYPE    the component: plugindll (tunnel plug-in, default), plugindllnotunnel, hostchecker
-  --lang CODE    the desktop client's language: fr, en, de, es (default: the session's)
+  --lang CODE    the desktop client's language: one of lang/*.po (default: the session's)
   --headless     without windows, also where there is a display
   --seconds N    ask the client to stop after N seconds, as Ctrl-C would
   --build-only   install and build, run nothing
@@ -72,10 +72,7 @@ case $engine in
     openvpn | networkmanager) ;;
     *) misused "there is no engine \"$engine\"" ;;
 esac
-case $lang in
-    fr | en | de | es | '') ;;
-    *) misused "there are no texts in \"$lang\"" ;;
-esac
+[ -z "$lang" ] || [ -f "lang/$lang.po" ] || misused "there are no texts in \"$lang\""
 case $seconds in
     *[!0-9]* | '') misused "--seconds needs a whole number" ;;
 esac

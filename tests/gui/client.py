@@ -20,7 +20,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
 BIN = os.environ.get("NEBRIX_BIN", os.path.join(SOURCE, "build", "dev", "bin"))
 LOG = "/tmp/nebrixclient.log"
-LANGUAGES = ("en", "fr", "de", "es")
+LANGUAGES = sorted(os.path.basename(path)[:-3] for path in glob.glob(os.path.join(SOURCE, "lang", "*.po")))
 LONGEST_GAP = 100 * TIME_FACTOR  # milliseconds
 LONGEST_QUIT = 2.0 * TIME_FACTOR  # seconds
 

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The tray menu, the dialogs behind it and those that open by themselves."""
 
+import gettext
 import hashlib
 import os
 import re
@@ -16,7 +17,8 @@ from desktop import wait_for
 
 EN = catalog("en")
 # wxWidgets' own labels, from its catalogs.
-STOCK = {"en": ("About", "Quit"), "fr": ("À propos", "Quitter"), "de": ("Über", "Beenden"), "es": ("Acerca de", "Salir")}
+STOCK = {language: [plain(gettext.translation("wxstd-3.2", "/usr/share/locale", [language], fallback=True).gettext(label))
+                    for label in ("&About", "&Quit")] for language in LANGUAGES}
 
 
 def press(flow, dialog, name, role="push button"):

@@ -15,7 +15,7 @@ import unittest
 import polib
 
 ROOT, BUILT = sys.argv[1:3] if len(sys.argv) > 2 else ("", "")
-LANGUAGES = ["en", "fr", "de", "es"]
+LANGUAGES = sorted(os.path.basename(path)[:-3] for path in glob.glob(f"{ROOT}/lang/*.po"))
 
 # What stands together and is reached by mnemonics: our keys, and wx's stock labels beside them.
 LOG_WINDOW = ["FIND", "FIND_NEXT", "CATEGORY", "FOLLOW", "COPY", "SAVE_AS", "EARLIER", "LATER"]

@@ -20,10 +20,12 @@
 #include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/errorbox.h"
 #include "apps/nebrixclient/gui/logwindow.h"
+#include "apps/nebrixclient/gui/nebrixclientgui.h"
 #include "apps/nebrixclient/gui/notificationpanel.h"
 #include "apps/nebrixclient/gui/statuswindow.h"
 #include "apps/nebrixclient/gui/wxtext.h"
 #include "apps/nebrixclient/view/certificateview.h"
+#include "generated/languages.h"
 #include "libs/openssl/peercertificate.h"
 
 namespace nebrix::test {
@@ -82,7 +84,7 @@ tessel::view::CertificateView longestCertificate() {
                                           .request = tessel::EndKind::PostLost});
 }
 
-class Fit : public testing::TestWithParam<wxLanguage> {
+class Fit : public testing::TestWithParam<const char*> {
 protected:
     static void SetUpTestSuite() {
         NebrixClientArtProvider::init();
@@ -90,7 +92,7 @@ protected:
     }
     void SetUp() override {
         const wxLogNull quiet;
-        m_locale.Init(GetParam(), wxLOCALE_LOAD_DEFAULT);
+        m_locale.Init(NebrixClientGui::selectLocale(GetParam()), wxLOCALE_LOAD_DEFAULT);
         gui::desktop::useUtf8();
         wxFileTranslationsLoader::AddCatalogLookupPathPrefix(NEBRIX_TEST_LANG);
         ASSERT_TRUE(m_locale.AddCatalog("nebrixclient"));
@@ -184,11 +186,8 @@ TEST(PanelContrast, isFullInEveryTheme) {
     panel->Destroy();
 }
 
-INSTANTIATE_TEST_SUITE_P(Languages, Fit,
-                         testing::Values(wxLANGUAGE_FRENCH, wxLANGUAGE_ENGLISH, wxLANGUAGE_GERMAN, wxLANGUAGE_SPANISH),
-                         [](const auto& test) {
-                             return wxLocale::GetLanguageInfo(test.param)->CanonicalName.BeforeFirst('_').ToStdString();
-                         });
+INSTANTIATE_TEST_SUITE_P(Languages, Fit, testing::ValuesIn(kLanguages),
+                         [](const auto& test) { return std::string(test.param); });
 
 }  // namespace
 }  // namespace nebrix::test

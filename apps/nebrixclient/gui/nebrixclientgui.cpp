@@ -21,12 +21,12 @@
 #include "apps/nebrixclient/view/endtext.h"
 #include "apps/nebrixclient/view/instancekey.h"
 #include "apps/nebrixclient/view/language.h"
+#include "generated/languages.h"
 #include "libs/base/console.h"
 #include "libs/base/log.h"
 
 using tessel::LogCategory;
 using tessel::String;
-using tessel::view::Language;
 
 namespace desktop = nebrix::gui::desktop;
 
@@ -44,18 +44,19 @@ constexpr const char* kInstanceDirectory = "/tmp";
 constexpr const char* kCatalog = "nebrixclient";
 constexpr int kFailed = 1;
 
-wxLanguage toWxLanguage(Language language) {
-    switch (language) {
-        case Language::French:
-            return wxLANGUAGE_FRENCH;
-        case Language::German:
-            return wxLANGUAGE_GERMAN;
-        case Language::Spanish:
-            return wxLANGUAGE_SPANISH;
-        case Language::English:
-            break;
+/// The catalog's language. One that the toolkit does not know becomes known to it.
+wxLanguage toWxLanguage(const wxString& code) {
+    const wxLanguageInfo* const known = wxLocale::FindLanguageInfo(code);
+    if (known != nullptr && known->CanonicalName == code) {
+        return static_cast<wxLanguage>(known->Language);
     }
-    return wxLANGUAGE_ENGLISH;
+    wxLanguageInfo added;
+    added.Language = wxLANGUAGE_USER_DEFINED + 1;  // a session has one language
+    added.CanonicalName = code;
+    added.Description = code;
+    added.LayoutDirection = wxLayout_Default;
+    wxLocale::AddLanguage(added);
+    return static_cast<wxLanguage>(added.Language);
 }
 
 /// What the session asks for, in the C library's order of variables; the toolkit knows it only where that locale is
@@ -230,7 +231,8 @@ void NebrixClientGui::addCatalogs() {
 }
 
 wxLanguage NebrixClientGui::selectLocale(const String& lang) {
-    return toWxLanguage(tessel::view::selectLanguage(lang, &systemLocale));
+    return toWxLanguage(
+        tessel::tesselToWxString(tessel::view::selectLanguage(lang, nebrix::kLanguages, &systemLocale)));
 }
 
 int NebrixClientGui::OnRun() {

@@ -1,6 +1,6 @@
 #include "apps/nebrixclient/view/language.h"
 
-#include <map>
+#include <algorithm>
 
 #include "libs/base/log.h"
 
@@ -9,56 +9,45 @@ namespace tessel::view {
 namespace {
 
 constexpr const char* kLogClass = "NebrixClientGui";
+constexpr const char* kFallback = "en";
+
+using Languages = std::span<const char* const>;
 
 void trace(const char* method, const String& text) { log(LogCategory::Trace, kLogClass, String(method), text); }
 
-Language systemLanguage(const std::function<std::optional<String>()>& systemLocale) {
+bool isOneOf(Languages languages, const String& code) {
+    return std::ranges::any_of(languages, [&code](const char* language) { return code == language; });
+}
+
+String systemLanguage(Languages languages, const std::function<std::optional<String>()>& systemLocale) {
     constexpr const char* kMethod = "selectLocale";
     trace(kMethod, "checking system locale");
     const std::optional<String> name = systemLocale();
     if (!name.has_value()) {
         trace(kMethod, "unable to find system locale");
-        return Language::English;
+        return kFallback;
     }
     trace(kMethod, "system locale is: " + *name);
-    const std::optional<Language> language = languageFromCode(name->left('_'));
-    if (!language.has_value()) {
-        trace(kMethod, "unsupported system locale");
+    for (const String& code : {*name, name->left('_')}) {
+        if (isOneOf(languages, code)) {
+            return code;
+        }
     }
-    return language.value_or(Language::English);
+    trace(kMethod, "unsupported system locale");
+    return kFallback;
 }
 
 }  // namespace
 
-std::optional<Language> languageFromCode(const String& code) {
-    static const std::map<String, Language> kLanguages = {
-        {"fr", Language::French}, {"en", Language::English}, {"de", Language::German}, {"es", Language::Spanish}};
-    const auto found = kLanguages.find(code);
-    return found == kLanguages.end() ? std::nullopt : std::optional(found->second);
-}
-
-const char* languageCode(Language language) noexcept {
-    switch (language) {
-        case Language::French:
-            return "fr";
-        case Language::German:
-            return "de";
-        case Language::Spanish:
-            return "es";
-        case Language::English:
-            break;
-    }
-    return "en";
-}
-
-Language selectLanguage(const String& requested, const std::function<std::optional<String>()>& systemLocale) {
+String selectLanguage(const String& requested, Languages languages,
+                      const std::function<std::optional<String>()>& systemLocale) {
     if (!requested.empty()) {
-        if (const std::optional<Language> language = languageFromCode(requested); language.has_value()) {
-            return *language;
+        if (isOneOf(languages, requested)) {
+            return requested;
         }
         trace("setLangFromUrl", "Unsupported lang '" + requested + "'");
     }
-    return systemLanguage(systemLocale);
+    return systemLanguage(languages, systemLocale);
 }
 
 }  // namespace tessel::view

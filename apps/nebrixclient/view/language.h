@@ -2,24 +2,19 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 
 #include "libs/base/string.h"
 
 namespace tessel::view {
 
-/// The languages that there are catalogs for. Everything here may be called on any thread.
-enum class Language { English, French, German, Spanish };
-
-/// For exactly "en", "fr", "de" or "es", in this case only.
-std::optional<Language> languageFromCode(const String& code);
-/// The two-letter code, which is also the catalog's directory.
-const char* languageCode(Language language) noexcept;
-
-/// The language to show texts in: the requested code if there is a catalog for it, else the system's, else English.
-/// Why it is not the one before is logged.
+/// The code of the language to show texts in, one of `languages`: the requested one if it is exactly one of them, else
+/// the system's as it is spoken in its country ("pt_BR") or at all ("pt"), else "en". Why it is not the one before is
+/// logged. Any thread may call it.
 ///
 /// `systemLocale` gives the system locale's canonical name, such as "fr_FR" or "de", or nothing when it cannot be
 /// found; it is asked only when the request decides nothing.
-Language selectLanguage(const String& requested, const std::function<std::optional<String>()>& systemLocale);
+String selectLanguage(const String& requested, std::span<const char* const> languages,
+                      const std::function<std::optional<String>()>& systemLocale);
 
 }  // namespace tessel::view
