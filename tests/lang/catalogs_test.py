@@ -1,20 +1,24 @@
 #!/usr/bin/env python3
-"""Checks the catalogs against each other, against the sources that use them and against what the build made of them. What
+"""Checks the catalogs against each other, against the sources that use them and against what a build makes of them. What
 msgfmt --check finds (headers, keys given twice) ends the build already.
 
-usage: catalogs_test.py SOURCE_FOLDER FOLDER_OF_BUILT_CATALOGS
+usage: catalogs_test.py SOURCE_FOLDER
 """
 
+import filecmp
 import gettext
 import glob
 import os
 import re
+import shutil
+import subprocess
 import sys
+import tempfile
 import unittest
 
 import polib
 
-ROOT, BUILT = sys.argv[1:3] if len(sys.argv) > 2 else ("", "")
+ROOT = sys.argv[1]
 LANGUAGES = sorted(os.path.basename(path)[:-3] for path in glob.glob(f"{ROOT}/lang/*.po"))
 
 # What stands together and is reached by mnemonics: our keys, and wx's stock labels beside them.
@@ -121,11 +125,29 @@ class Catalogs(unittest.TestCase):
         for key, text in self.texts["fr"].items():
             self.assertNotRegex(text, "[« ] | [:»]", key)
 
-    def test_built_catalogs_give_the_texts(self):
-        for code in LANGUAGES:
-            with open(f"{BUILT}/{code}/nebrixclient.mo", "rb") as stream:
-                built = gettext.GNUTranslations(stream)
-            self.assertEqual({key: built.gettext(key) for key in self.keys}, self.texts[code], code)
+    def test_a_language_is_one_file_and_what_it_lacks_is_english(self):
+        with tempfile.TemporaryDirectory() as top:
+            shutil.copytree(f"{ROOT}/lang", f"{top}/lang")
+            subprocess.run([f"{top}/lang/update.py"], check=True)
+            for path in glob.glob(f"{top}/lang/*.po*"):
+                self.assertTrue(filecmp.cmp(path, f"{ROOT}/lang/{os.path.basename(path)}"), "update-translations: " + path)
+            with open(f"{top}/CMakeLists.txt", "w", encoding="ascii") as stream:
+                stream.write("cmake_minimum_required(VERSION 3.25)\nproject(top C)\nadd_subdirectory(lang)\n")
+            subprocess.run(["cmake", "-S", top, "-B", f"{top}/build"], check=True, stdout=subprocess.DEVNULL)
+            italian = polib.pofile(f"{top}/lang/fr.po")
+            italian.metadata["Language"] = "it"
+            italian.find("Connected").msgstr = ""
+            italian.find("Error").flags.append("fuzzy")
+            italian.save(f"{top}/lang/it.po")
+            subprocess.run(["cmake", "--build", f"{top}/build"], check=True, stdout=subprocess.DEVNULL)
+            subprocess.run(["cmake", "--install", f"{top}/build", "--prefix", top], check=True, stdout=subprocess.DEVNULL)
+            english = {key: self.texts["en"][key] for key in ("Connected", "Error")}
+            for code, texts in {**self.texts, "it": self.texts["fr"] | english}.items():
+                with open(f"{top}/share/nebrixclient/lang/{code}/nebrixclient.mo", "rb") as stream:
+                    built = gettext.GNUTranslations(stream)
+                self.assertEqual({key: built.gettext(key) for key in self.keys}, texts, code)
+            with open(f"{top}/build/generated/languages.h", encoding="utf-8") as stream:
+                self.assertIn('"fr", "it"', stream.read())
 
 
 if __name__ == "__main__":
