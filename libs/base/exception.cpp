@@ -1,9 +1,22 @@
 #include "libs/base/exception.h"
 
+#include <algorithm>
+#include <memory>
+
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
 
 namespace tessel {
+
+const char* LateText::keep(const String& text) const {
+    auto copy = std::make_unique<char[]>(text.size() + 1);
+    std::copy(text.begin(), text.end(), copy.get());
+    const char* first = nullptr;
+    if (m_text.compare_exchange_strong(first, copy.get(), std::memory_order_acq_rel, std::memory_order_acquire)) {
+        return copy.release();
+    }
+    return first;
+}
 
 Exception::Exception(const String& message, const String& file, int line) : Exception(0, message, file, line) {}
 
@@ -24,10 +37,28 @@ String Exception::trace(const String& file, int line) const {
     return toString() + " -> " + baseName(file) + ":" + tessel::toString(line);
 }
 
+const char* Exception::what() const noexcept {
+    if (const char* kept = m_what.get(); kept != nullptr) {
+        return kept;
+    }
+    try {
+        String text = toString();
+        for (const String* fact : {&m_facts.subject, &m_facts.words}) {
+            if (!fact->empty()) {
+                text.append(": ", *fact);
+            }
+        }
+        return m_what.keep(text);
+    } catch (...) {
+        return "tessel::Exception";  // memory has ended
+    }
+}
+
 void Exception::under(const char* key) noexcept {
     try {
         m_facts.subject =
             m_facts.subject.empty() ? String::copy(key) : String(String::copy(key) + "." + m_facts.subject);
+        m_what.clear();
     } catch (...) {
         // Memory has ended: the exception itself is worth more than where it stands.
     }

@@ -41,7 +41,7 @@ public:
     ~Memory() = default;
 
     /// For bytes whose storage is temporary.
-    static Memory copy(const void* bytes, unsigned length);
+    [[nodiscard]] static Memory copy(const void* bytes, unsigned length);
 
     [[nodiscard]] unsigned length() const noexcept { return m_length; }
     [[nodiscard]] bool empty() const noexcept { return m_length == 0; }
@@ -49,6 +49,9 @@ public:
     [[nodiscard]] const unsigned char* array() const noexcept { return begin(); }
     [[nodiscard]] const unsigned char* begin() const noexcept { return reinterpret_cast<const unsigned char*>(m_data); }
     [[nodiscard]] const unsigned char* end() const noexcept { return begin() + m_length; }
+    // The standard library's names of array() and length(), by which a buffer turns into a std::span.
+    [[nodiscard]] const unsigned char* data() const noexcept { return begin(); }
+    [[nodiscard]] std::size_t size() const noexcept { return m_length; }
     /// The same bytes as text.
     [[nodiscard]] std::string_view view() const noexcept { return {m_data, m_length}; }
     /// The storage, or empty when the buffer views static bytes.
@@ -79,7 +82,7 @@ public:
     [[nodiscard]] String toHex() const;
     /// One line for each 16 bytes: offset in six hexadecimal digits, the bytes in hexadecimal, the bytes as ASCII
     /// text with "." for what cannot be printed.
-    static String hexdump(const Memory& bytes);
+    [[nodiscard]] static String hexdump(const Memory& bytes);
 
 private:
     friend class String;

@@ -3,7 +3,6 @@
 #include <charconv>
 #include <concepts>
 #include <cstdio>
-#include <cstring>
 #include <type_traits>
 
 #include "libs/base/ascii.h"
@@ -94,25 +93,15 @@ T magnitude(const char* text, const char* end, int base) noexcept {
 /// All arithmetic is unsigned and at least 32 bits wide, where wrapping is defined; cutting the result to T gives the
 /// same as wrapping in T at every step.
 template <class T>
-T parse(const char* text, std::size_t length, int base) noexcept {
+T parse(std::string_view text, int base) noexcept {
     using Wide = std::conditional_t<(sizeof(T) > sizeof(unsigned)), unsigned long, unsigned>;
-    const char* const end = text + length;
-    if (length == 0) {
+    if (text.empty()) {
         return 0;
     }
-    const bool negative = *text == '-';
-    const Wide value = magnitude<Wide>(negative || *text == '+' ? text + 1 : text, end, base);
+    const bool negative = text.front() == '-';
+    const char* const digits = text.data() + (negative || text.front() == '+' ? 1 : 0);
+    const Wide value = magnitude<Wide>(digits, text.data() + text.size(), base);
     return static_cast<T>(negative ? Wide{0} - value : value);
-}
-
-template <class T>
-T parse(const String& text, int base) noexcept {
-    return parse<T>(text.array(), text.length(), base);
-}
-
-template <class T>
-T parse(const char* text, int base) noexcept {
-    return parse<T>(text, std::strlen(text), base);
 }
 
 }  // namespace
@@ -143,21 +132,13 @@ String toString(unsigned value, const char* format) {
 String uint32ToHex(unsigned value) { return format(value, kSizeHex, 16); }
 String uint16ToHex(unsigned short value) { return format(unsigned{value}, kSizeHex, 16); }
 
-int toInt32(const String& text, int base) noexcept { return parse<int>(text, base); }
-unsigned toUint32(const String& text, int base) noexcept { return parse<unsigned>(text, base); }
-short toInt16(const String& text, int base) noexcept { return parse<short>(text, base); }
-unsigned short toUint16(const String& text, int base) noexcept { return parse<unsigned short>(text, base); }
-long toLong(const String& text, int base) noexcept { return parse<long>(text, base); }
-unsigned long toUint64(const String& text, int base) noexcept { return parse<unsigned long>(text, base); }
-unsigned hexToUint32(const String& text) noexcept { return toUint32(text, 16); }
-
-int toInt32(const char* text, int base) noexcept { return parse<int>(text, base); }
-unsigned toUint32(const char* text, int base) noexcept { return parse<unsigned>(text, base); }
-short toInt16(const char* text, int base) noexcept { return parse<short>(text, base); }
-unsigned short toUint16(const char* text, int base) noexcept { return parse<unsigned short>(text, base); }
-long toLong(const char* text, int base) noexcept { return parse<long>(text, base); }
-unsigned long toUint64(const char* text, int base) noexcept { return parse<unsigned long>(text, base); }
-unsigned hexToUint32(const char* text) noexcept { return toUint32(text, 16); }
+int toInt32(std::string_view text, int base) noexcept { return parse<int>(text, base); }
+unsigned toUint32(std::string_view text, int base) noexcept { return parse<unsigned>(text, base); }
+short toInt16(std::string_view text, int base) noexcept { return parse<short>(text, base); }
+unsigned short toUint16(std::string_view text, int base) noexcept { return parse<unsigned short>(text, base); }
+long toLong(std::string_view text, int base) noexcept { return parse<long>(text, base); }
+unsigned long toUint64(std::string_view text, int base) noexcept { return parse<unsigned long>(text, base); }
+unsigned hexToUint32(std::string_view text) noexcept { return toUint32(text, 16); }
 
 int smartIntConversion(const char* text, unsigned length, int fallback) noexcept {
     if (length == 0) {

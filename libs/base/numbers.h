@@ -1,6 +1,7 @@
 #pragma once
 
 #include <concepts>
+#include <string_view>
 
 #include "libs/base/string.h"
 
@@ -40,21 +41,13 @@ String toString(unsigned value, const char* format);
 String uint32ToHex(unsigned value);
 String uint16ToHex(unsigned short value);
 
-int toInt32(const String& text, int base = 10) noexcept;
-unsigned toUint32(const String& text, int base = 10) noexcept;
-short toInt16(const String& text, int base = 10) noexcept;
-unsigned short toUint16(const String& text, int base = 10) noexcept;
-long toLong(const String& text, int base = 10) noexcept;
-unsigned long toUint64(const String& text, int base = 10) noexcept;
-unsigned hexToUint32(const String& text) noexcept;
-
-int toInt32(const char* text, int base = 10) noexcept;
-unsigned toUint32(const char* text, int base = 10) noexcept;
-short toInt16(const char* text, int base = 10) noexcept;
-unsigned short toUint16(const char* text, int base = 10) noexcept;
-long toLong(const char* text, int base = 10) noexcept;
-unsigned long toUint64(const char* text, int base = 10) noexcept;
-unsigned hexToUint32(const char* text) noexcept;
+int toInt32(std::string_view text, int base = 10) noexcept;
+unsigned toUint32(std::string_view text, int base = 10) noexcept;
+short toInt16(std::string_view text, int base = 10) noexcept;
+unsigned short toUint16(std::string_view text, int base = 10) noexcept;
+long toLong(std::string_view text, int base = 10) noexcept;
+unsigned long toUint64(std::string_view text, int base = 10) noexcept;
+unsigned hexToUint32(std::string_view text) noexcept;
 
 /// The strict form: `fallback` when there are no bytes or any of them is not a decimal digit, else the value, which
 /// wraps beyond 32 bits.

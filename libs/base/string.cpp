@@ -1,6 +1,7 @@
 #include "libs/base/string.h"
 
 #include <algorithm>
+#include <ostream>
 
 #include "libs/base/memory.h"
 #include "libs/base/memoryblockpool.h"
@@ -22,11 +23,13 @@ constinit Immortal g_null;
 
 constinit const String& String::null = g_null.value;
 
+String::String(std::string_view text) { append(text); }
+
 String::String(const Memory& memory) : String(memory.m_block, memory.m_data, memory.m_length, false) {}
 
 String String::copy(const char* text) { return copy(text, measure(text)); }
 
-String String::copy(std::string_view text) { return copy(text.empty() ? "" : text.data(), total(text.size())); }
+String String::copy(std::string_view text) { return String(text); }
 
 String String::copy(const char* text, unsigned length) {
     String result;
@@ -64,6 +67,8 @@ String& String::append(const char* text, unsigned length) {
 String& String::append(const char* text) { return append(text, measure(text)); }
 
 String& String::append(const String& text) { return append(text.m_string, text.m_length); }
+
+String& String::append(std::string_view text) { return append(text.data(), total(text.size())); }
 
 String& String::append(const StringAddition& addition) {
     addition.appendTo(*this);
@@ -143,5 +148,7 @@ String String::glue(const Strings& items) const {
     result.grow(length);
     return result;
 }
+
+std::ostream& operator<<(std::ostream& out, const String& text) { return out << text.view(); }
 
 }  // namespace tessel

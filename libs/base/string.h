@@ -1,9 +1,11 @@
 #pragma once
 
+#include <compare>
 #include <concepts>
 #include <cstddef>
 #include <cstring>
 #include <initializer_list>
+#include <iosfwd>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -35,12 +37,16 @@ template <class T>
 concept NoValue = std::same_as<T, char> || std::is_null_pointer_v<T> ||
     (std::is_pointer_v<T> && !std::is_convertible_v<T, const char*>);
 
-/// What the append() of several pieces takes: a String, a C string, a character.
+/// What the append() of several pieces takes: a String, a C string, a character, and all that gives a string_view.
 template <class T>
-inline constexpr bool kIsStringPiece = std::same_as<T, char> || std::same_as<T, String> ||
-                                       (std::is_convertible_v<const T&, const char*> && !NoText<T>);
+inline constexpr bool kIsStringPiece = std::same_as<T, char> ||
+                                       (std::is_convertible_v<const T&, std::string_view> && !NoText<T>);
 
 /// A byte string: UTF-8 where it is text at all; the type knows nothing of characters beyond ASCII.
+///
+/// To the standard library it is a contiguous range of constant bytes, ordered as unsigned ones, that can be hashed,
+/// turns into a string_view by itself, and is written to streams. What is made of a `const char*` views its bytes; what
+/// is made of a string_view (or std::string) copies them, and says so at the place.
 ///
 /// Representation: a view (length, pointer) onto a shared counted block, or onto static bytes (a literal) when
 /// there is no block. Copies and substrings never copy bytes and never allocate. Changes copy first unless this
@@ -64,6 +70,8 @@ public:
         TESSEL_ASSERT(text != nullptr, "m_string", sites::kStringView);
     }
     String(std::nullptr_t) = delete;
+    /// As copy().
+    explicit String(std::string_view text);
     String(const Memory& memory);
     /// Joins the parts with one allocation.
     String(const StringAddition& addition);
@@ -92,15 +100,15 @@ public:
     }
 
     /// The named form of the viewing constructor.
-    static String global(const char* text, unsigned length) { return {text, length}; }
+    [[nodiscard]] static String global(const char* text, unsigned length) { return {text, length}; }
     /// The copying forms, for text whose storage is temporary.
-    static String copy(const char* text);
-    static String copy(const char* text, unsigned length);
-    static String copy(std::string_view text);
+    [[nodiscard]] static String copy(const char* text);
+    [[nodiscard]] static String copy(const char* text, unsigned length);
+    [[nodiscard]] static String copy(std::string_view text);
     /// Length of a C string.
-    static unsigned length(const char* text) { return measure(text); }
+    [[nodiscard]] static unsigned length(const char* text) { return measure(text); }
     /// A sum of lengths as the length that a text of them has; one beyond kMaxLength aborts.
-    static unsigned total(std::size_t sum) noexcept {
+    [[nodiscard]] static unsigned total(std::size_t sum) noexcept {
         TESSEL_ASSERT(sum <= kMaxLength, "upperSize >= size", sites::kPoolUpperSizeFits);
         return static_cast<unsigned>(sum);
     }
@@ -113,6 +121,10 @@ public:
     [[nodiscard]] const char* begin() const noexcept { return m_string; }
     [[nodiscard]] const char* end() const noexcept { return m_string + m_length; }
     [[nodiscard]] std::string_view view() const noexcept { return {m_string, m_length}; }
+    operator std::string_view() const noexcept { return view(); }
+    // The standard library's names of array() and length().
+    [[nodiscard]] const char* data() const noexcept { return m_string; }
+    [[nodiscard]] std::size_t size() const noexcept { return m_length; }
     /// The bytes followed by NUL. Valid until this string changes or ends. Nothing is read behind the text: one that is
     /// not known to end with NUL (a view of so many bytes, a part of a longer text, what a Memory held) is copied into
     /// a block of its own on the first call, which is why two threads must not call it on one value at once.
@@ -133,12 +145,17 @@ public:
         return m_length == length && std::memcmp(m_string, text, length) == 0;
     }
     [[nodiscard]] bool equalsNoCase2(const char* text, unsigned length) const noexcept;
-    [[nodiscard]] bool equalsNoCase2(const String& text) const noexcept;
+    [[nodiscard]] bool equalsNoCase2(const String& text) const noexcept { return equalsNoCase2(text.view()); }
+    [[nodiscard]] bool equalsNoCase2(std::string_view text) const noexcept;
     [[nodiscard]] bool starts(const char* text, unsigned from = 0) const noexcept;
-    [[nodiscard]] bool starts(const String& text, unsigned from = 0) const noexcept;
+    [[nodiscard]] bool starts(const String& text, unsigned from = 0) const noexcept {
+        return starts(text.view(), from);
+    }
+    [[nodiscard]] bool starts(std::string_view text, unsigned from = 0) const noexcept;
     [[nodiscard]] bool startsNoCase2(const char* text, unsigned length, unsigned from = 0) const noexcept;
     [[nodiscard]] bool ends(const char* text) const noexcept;
-    [[nodiscard]] bool ends(const String& text) const noexcept;
+    [[nodiscard]] bool ends(const String& text) const noexcept { return ends(text.view()); }
+    [[nodiscard]] bool ends(std::string_view text) const noexcept;
     [[nodiscard]] bool endsNoCase2(const char* text, unsigned length) const noexcept;
     friend bool operator==(const String& left, const String& right) noexcept {
         return left.equals(right.m_string, right.m_length);
@@ -146,18 +163,33 @@ public:
     friend bool operator==(const String& left, const char* right) noexcept {
         return left.equals(right, static_cast<unsigned>(std::strlen(right)));
     }
+    friend bool operator==(const String& left, std::string_view right) noexcept { return left.view() == right; }
     template <NoText T>
     friend bool operator==(const String&, T) = delete;
-    friend bool operator<(const String& left, const String& right) noexcept { return left.view() < right.view(); }
+    friend std::strong_ordering operator<=>(const String& left, const String& right) noexcept {
+        return left.view() <=> right.view();
+    }
+    friend std::strong_ordering operator<=>(const String& left, const char* right) noexcept {
+        return left.view() <=> right;
+    }
+    friend std::strong_ordering operator<=>(const String& left, std::string_view right) noexcept {
+        return left.view() <=> right;
+    }
+    template <NoText T>
+    friend std::strong_ordering operator<=>(const String&, T) = delete;
 
     // Search. Each returns a byte position or npos; `from` at or beyond the end finds nothing. Time grows with the
     // sum of the lengths. An empty text is found at `from`, or by rfind() at the end.
     [[nodiscard]] unsigned find(char c, unsigned from = 0) const noexcept;
     [[nodiscard]] unsigned find(const char* text, unsigned from = 0) const noexcept;
-    [[nodiscard]] unsigned find(const String& text, unsigned from = 0) const noexcept;
+    [[nodiscard]] unsigned find(const String& text, unsigned from = 0) const noexcept {
+        return find(text.view(), from);
+    }
+    [[nodiscard]] unsigned find(std::string_view text, unsigned from = 0) const noexcept;
     [[nodiscard]] unsigned rfind(char c) const noexcept;
     [[nodiscard]] unsigned rfind(const char* text) const;
-    [[nodiscard]] unsigned rfind(const String& text) const;
+    [[nodiscard]] unsigned rfind(const String& text) const { return rfind(text.view()); }
+    [[nodiscard]] unsigned rfind(std::string_view text) const;
     [[nodiscard]] unsigned findFirstOf(const char* set, unsigned from = 0) const noexcept;
     [[nodiscard]] unsigned findNoCase2(const char* text, unsigned length, unsigned from = 0) const;
     /// The first blank (space, tab, carriage return, line feed, form feed), or the first byte that is none.
@@ -199,6 +231,7 @@ public:
     String& append(const char* text, unsigned length);
     String& append(const char* text);
     String& append(const String& text);
+    String& append(std::string_view text);
     String& append(const StringAddition& addition);
     String& append(unsigned count, char c);
     template <NoText T>
@@ -214,6 +247,7 @@ public:
     }
     String& operator+=(const char* text) { return append(text); }
     String& operator+=(const String& text) { return append(text); }
+    String& operator+=(std::string_view text) { return append(text); }
     String& operator+=(const StringAddition& addition) { return append(addition); }
     template <NoText T>
     String& operator+=(T) = delete;
@@ -258,6 +292,7 @@ private:
     static std::string_view piece(const String& text) noexcept { return text.view(); }
     static std::string_view piece(const char& c) noexcept { return {&c, 1}; }
     static std::string_view piece(const char* const& text) noexcept { return text; }
+    static std::string_view piece(std::string_view text) noexcept { return text; }
     String& appendPieces(std::initializer_list<std::string_view> pieces);
 
     // Invariant: m_string is never null, and lies in m_block or, without a block, in static bytes.
@@ -268,7 +303,20 @@ private:
     mutable const char* m_string = "";
 };
 
+/// As the standard library writes a string_view: width, fill and adjustment count.
+std::ostream& operator<<(std::ostream& out, const String& text);
+
 }  // namespace tessel
+
+/// That of a string_view with the same bytes, which may stand for the String: with std::equal_to<> beside it, a
+/// container is searched without a String being made.
+template <>
+struct std::hash<tessel::String> {
+    using is_transparent = void;
+    [[nodiscard]] std::size_t operator()(std::string_view text) const noexcept {
+        return std::hash<std::string_view>{}(text);
+    }
+};
 
 #include "libs/base/stringaddition.h"
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "libs/base/string.h"
@@ -40,7 +41,7 @@ private:
 
 /// What operator+ yields: references to the parts (never copies of their bytes), joined with one allocation when a
 /// String is made of it. A kept StringAddition stays valid as long as it lives, whatever becomes of the parts that
-/// were counted strings; C strings in it must outlive it, as for String(const char*).
+/// were counted strings; C strings and views in it must outlive it, as for String(const char*).
 ///
 /// A temporary part is taken over instead of counted. Adding a part costs constant time, moving a builder four words
 /// and copying one a reference for each part. Not synchronised, but may be handed to another thread.
@@ -70,6 +71,7 @@ public:
     [[gnu::always_inline]] StringAddition& add(String&& part) { return append(std::move(part)); }
     [[gnu::always_inline]] StringAddition& add(const String& part) { return append(part); }
     [[gnu::always_inline]] StringAddition& add(const char* part) { return append(part); }
+    [[gnu::always_inline]] StringAddition& add(std::string_view part) { return append(part); }
     StringAddition& add(const StringAddition& other);
 
     /// Bytes of all parts together; a sum that a String cannot hold aborts.
@@ -101,6 +103,9 @@ private:
         return *this;
     }
     [[gnu::always_inline]] void put(const char* part) noexcept { put(String(part)); }
+    [[gnu::always_inline]] void put(std::string_view part) noexcept {
+        put(part.empty() ? String() : String(part.data(), String::total(part.size())));
+    }
     template <class Part>
     [[gnu::always_inline]] void put(Part&& part) noexcept {
         m_chain.total += part.length();
@@ -137,6 +142,18 @@ private:
 [[gnu::always_inline]] inline StringAddition operator+(const char* left, String&& right) {
     return {left, std::move(right)};
 }
+[[gnu::always_inline]] inline StringAddition operator+(const String& left, std::string_view right) {
+    return {left, right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(String&& left, std::string_view right) {
+    return {std::move(left), right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(std::string_view left, const String& right) {
+    return {left, right};
+}
+[[gnu::always_inline]] inline StringAddition operator+(std::string_view left, String&& right) {
+    return {left, std::move(right)};
+}
 
 // A further piece behind a builder; a temporary builder is continued, a kept one stays as it is.
 [[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const String& right) {
@@ -146,6 +163,9 @@ private:
     return std::move(left.add(std::move(right)));
 }
 [[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const char* right) {
+    return std::move(left.add(right));
+}
+[[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, std::string_view right) {
     return std::move(left.add(right));
 }
 [[gnu::always_inline]] inline StringAddition operator+(StringAddition&& left, const StringAddition& right) {
@@ -158,6 +178,9 @@ inline StringAddition operator+(const StringAddition& left, String&& right) {
     return StringAddition(left) + std::move(right);
 }
 inline StringAddition operator+(const StringAddition& left, const char* right) { return StringAddition(left) + right; }
+inline StringAddition operator+(const StringAddition& left, std::string_view right) {
+    return StringAddition(left) + right;
+}
 inline StringAddition operator+(const StringAddition& left, const StringAddition& right) {
     return StringAddition(left) + right;
 }
@@ -166,5 +189,8 @@ inline StringAddition operator+(const StringAddition& left, const StringAddition
 StringAddition operator+(String&& left, const StringAddition& right);
 inline StringAddition operator+(const String& left, const StringAddition& right) { return String(left) + right; }
 inline StringAddition operator+(const char* left, const StringAddition& right) { return String(left) + right; }
+inline StringAddition operator+(std::string_view left, const StringAddition& right) {
+    return StringAddition(left, String::null) + right;
+}
 
 }  // namespace tessel

@@ -48,24 +48,23 @@ bool String::equalsNoCase2(const char* text, unsigned length) const noexcept {
     return m_length == length && sameLowered(m_string, text, length);
 }
 
-bool String::equalsNoCase2(const String& text) const noexcept { return equalsNoCase2(text.m_string, text.m_length); }
+bool String::equalsNoCase2(std::string_view text) const noexcept {
+    return m_length == text.size() && sameLowered(m_string, text.data(), m_length);
+}
 
-bool String::starts(const char* text, unsigned from) const noexcept { return starts(String(text), from); }
+bool String::starts(const char* text, unsigned from) const noexcept { return starts(std::string_view(text), from); }
 
-bool String::starts(const String& text, unsigned from) const noexcept {
-    return from <= m_length && text.m_length <= m_length - from &&
-           std::memcmp(m_string + from, text.m_string, text.m_length) == 0;
+bool String::starts(std::string_view text, unsigned from) const noexcept {
+    return from <= m_length && view().substr(from).starts_with(text);
 }
 
 bool String::startsNoCase2(const char* text, unsigned length, unsigned from) const noexcept {
     return from <= m_length && length <= m_length - from && sameLowered(m_string + from, text, length);
 }
 
-bool String::ends(const char* text) const noexcept { return ends(String(text)); }
+bool String::ends(const char* text) const noexcept { return ends(std::string_view(text)); }
 
-bool String::ends(const String& text) const noexcept {
-    return text.m_length <= m_length && starts(text, m_length - text.m_length);
-}
+bool String::ends(std::string_view text) const noexcept { return view().ends_with(text); }
 
 bool String::endsNoCase2(const char* text, unsigned length) const noexcept {
     return length <= m_length && sameLowered(m_string + (m_length - length), text, length);
@@ -75,28 +74,28 @@ unsigned String::find(char c, unsigned from) const noexcept {
     return from >= m_length ? npos : positionIn(*this, std::memchr(m_string + from, c, m_length - from));
 }
 
-unsigned String::find(const char* text, unsigned from) const noexcept { return find(String(text), from); }
+unsigned String::find(const char* text, unsigned from) const noexcept { return find(std::string_view(text), from); }
 
-unsigned String::find(const String& text, unsigned from) const noexcept {
-    if (text.m_length == 1) {
-        return find(*text.m_string, from);
+unsigned String::find(std::string_view text, unsigned from) const noexcept {
+    if (text.size() == 1) {
+        return find(text.front(), from);
     }
     if (from >= m_length) {
         return npos;
     }
-    return positionIn(*this, ::memmem(m_string + from, m_length - from, text.m_string, text.m_length));
+    return positionIn(*this, ::memmem(m_string + from, m_length - from, text.data(), text.size()));
 }
 
 unsigned String::rfind(char c) const noexcept { return positionIn(*this, ::memrchr(m_string, c, m_length)); }
 
-unsigned String::rfind(const char* text) const { return rfind(String(text)); }
+unsigned String::rfind(const char* text) const { return rfind(std::string_view(text)); }
 
-unsigned String::rfind(const String& text) const {
-    if (text.m_length > m_length) {
+unsigned String::rfind(std::string_view text) const {
+    if (text.size() > m_length) {
         return npos;
     }
-    constexpr unsigned kShort = 32;
-    const std::size_t found = text.m_length <= kShort ? view().rfind(text.view()) : rfindLong(view(), text.view());
+    constexpr std::size_t kShort = 32;
+    const std::size_t found = text.size() <= kShort ? view().rfind(text) : rfindLong(view(), text);
     return static_cast<unsigned>(found);
 }
 

@@ -15,4 +15,17 @@ TEST(Exception, keepsTheBaseNameOfItsFileAndShowsItsCodeOnlyWhenThereIsOne) {
     EXPECT_EQ(Exception(-7, "broken", "x\\file", 12).trace("apps/client", 160), "broken:file:12(-7) -> client:160");
 }
 
+TEST(Exception, tellsItsFactsToWhoKnowsOnlyTheStandardLibrary) {
+    Exception error("EX", "x/file", 3);
+    const std::exception& seen = error;
+    EXPECT_STREQ(seen.what(), "EX:file:3");
+    error.setFacts({.subject = "b", .words = "why"});
+    EXPECT_STREQ(seen.what(), "EX:file:3: b: why");
+    const Exception copy = error;
+    error.under("a");
+    EXPECT_STREQ(seen.what(), "EX:file:3: a.b: why");
+    EXPECT_STREQ(copy.what(), "EX:file:3: b: why");
+    EXPECT_EQ(seen.what(), seen.what()) << "made once";
+}
+
 }  // namespace tessel
