@@ -98,7 +98,11 @@ void NebrixClientNotificationPanel::standBack(bool back) {
 
 bool NebrixClientNotificationPanel::Show(bool show) {
     m_wanted = show;
-    return NotificationPanel::Show(show && mayBeSeen());
+    const bool changed = NotificationPanel::Show(show && mayBeSeen());
+    if (changed && IsShown()) {
+        place();  // a window manager may place what is shown again as if it were new
+    }
+    return changed;
 }
 
 void NebrixClientNotificationPanel::arrange() {
@@ -324,8 +328,13 @@ void NebrixClientNotificationPanel::print(bool first) {
         return;
     }
     SetSize(size->width, size->height);
-    const tessel::view::Point position =
-        tessel::view::panelPosition({area.x, area.y, area.width, area.height}, size->width);
-    Move(position.x, position.y);
+    place();
     m_frame.reshape();
+}
+
+void NebrixClientNotificationPanel::place() {
+    const wxRect area = wxGetClientDisplayRect();
+    const tessel::view::Point position =
+        tessel::view::panelPosition({area.x, area.y, area.width, area.height}, GetSize().GetWidth());
+    Move(position.x, position.y);
 }

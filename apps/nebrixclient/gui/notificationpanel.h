@@ -51,6 +51,8 @@ public:
 
     void updateVpnStatus();
     void print(bool first);
+    /// To the corner of the work area.
+    void place();
 
 private:
     void onTimer(wxTimerEvent& event);
