@@ -1,140 +1,57 @@
 #!/usr/bin/env bash
-# Makes the README's picture anew: the panel and the open tray menu of the desktop client while the demo runs, on a
-# desktop of the script's own. Installs and builds what is missing; asks nothing.
+# Makes the pictures of docs/screenshots.md and the README anew: the desktop client against the demo gateway, on desktops
+# of the script's own, in namespaces where the gateway has a name and nothing of this machine is seen. Asks nothing.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
+program=screenshots
+. scripts/common.sh
 
 usage() {
-    echo "usage: scripts/screenshots.sh [--lang CODE] [FILE]   (default: en, docs/img/panel.png)"
+    cat <<'TEXT'
+usage: scripts/screenshots.sh [--to DIRECTORY] [SCENE...]
+  --to DIRECTORY  where the pictures go (default: docs/img)
+  SCENE           one of those at the end of scripts/screenshots.py (default: all)
+Installs what setup.sh does, and builds. Needs the Debian package libfaketime as well, for times that stay the same.
+TEXT
 }
 
-lang=en
-target=docs/img/panel.png
+# In the namespaces, as their root.
+take_pictures() {
+    mount -t tmpfs pictures /mnt
+    mount -t tmpfs pictures /tmp
+    echo "127.0.0.1 localhost gateway.example" >/mnt/hosts
+    mount --bind /mnt/hosts /etc/hosts
+    ip link set lo up
+    export NEBRIX_BIN=$PWD/build/dev/bin NEBRIX_SCREENSHOTS=/mnt/others PYTHONDONTWRITEBYTECODE=1 TMPDIR=/mnt
+    exec /usr/bin/python3 scripts/screenshots.py "$@"
+}
+
+target=docs/img
 while [ $# -gt 0 ]; do
     case $1 in
-        --lang) lang=${2-}; shift ;;
+        --to) target=${2-}; shift 2 || { usage >&2; exit 2; } ;;
+        --inside) shift; take_pictures "$@" ;; # the script's own
         -h | --help) usage; exit 0 ;;
         -*) echo "screenshots: unknown option $1" >&2; usage >&2; exit 2 ;;
-        *) target=$1 ;;
+        *) break ;;
     esac
-    [ $# -eq 0 ] || shift
 done
 
-# No more than the corner where the panel and the tray are.
-width=600
-height=330
-bar_height=32
-directory=$(mktemp -d)
-started=()
-
-# The demo ends the client and the gateway by itself, so that it goes first, while there is still a display.
-clean_up() {
-    local status=$? index
-    trap '' INT TERM
-    for ((index = ${#started[@]} - 1; index >= 0; index--)); do
-        kill -TERM "${started[index]}" 2>/dev/null || true
-        wait "${started[index]}" 2>/dev/null || true
-    done
-    rm -rf "$directory"
-    exit "$status"
-}
-trap clean_up EXIT
-trap 'exit 1' INT TERM
-
-fail() {
-    echo "screenshots: $1" >&2
-    if [ -e "$directory/demo.out" ]; then
-        cat "$directory/demo.out" >&2
-    fi
-    exit 1
-}
-
-# Repeats a command until it succeeds, for at most so many seconds.
-wait_for() {
-    local seconds=$1 end
-    shift
-    end=$((SECONDS + seconds))
-    until "$@"; do
-        [ $SECONDS -lt "$end" ] || fail "not within $seconds s: $*"
-        sleep 0.1
-    done
-}
-
-start() {
-    local output=$1
-    shift
-    "$@" >"$directory/$output" 2>"$directory/$output.errors" &
-    started+=($!)
-}
-
-take() {
-    import -silent -window root "$directory/$1.png"
-}
-
-same() {
-    [ "$(compare -metric AE "$directory/$1.png" "$directory/$2.png" null: 2>&1)" = 0 ]
-}
-
-# The screen differs from the named picture and has stood still for longer than any passing state of the panel does.
-settled_unlike() {
-    local again
-    take now
-    if same now "$1"; then
-        return 1
-    fi
-    for again in 1 2 3 4 5 6; do
-        sleep 0.4
-        take "later$again"
-        same now "later$again" || return 1
-    done
-}
-
-start_desktop() {
-    start display Xvfb -displayfd 1 -nolisten tcp -noreset -screen 0 "${width}x${height}x24"
-    wait_for 10 test -s "$directory/display"
-    DISPLAY=:$(cat "$directory/display")
-    start bus dbus-daemon --session --nofork --nopidfile --print-address
-    wait_for 10 test -s "$directory/bus"
-    DBUS_SESSION_BUS_ADDRESS=$(cat "$directory/bus")
-    HOME=$directory/home
-    export DISPLAY DBUS_SESSION_BUS_ADDRESS HOME LC_ALL=C.UTF-8 NO_AT_BRIDGE=1
-    unset WAYLAND_DISPLAY XAUTHORITY "${!XDG_@}"
-    mkdir -p "$HOME"
-    cat >"$directory/tint2rc" <<TEXT
-rounded = 0
-border_width = 0
-background_color = #202830 100
-panel_items = FS
-panel_size = 100% $bar_height
-panel_position = bottom center horizontal
-panel_background_id = 1
-systray_padding = 8 4 4
-systray_icon_size = 24
-wm_menu = 0
-TEXT
-    /usr/bin/python3 - <<'PYTHON'
-import Xlib.display
-display = Xlib.display.Display()
-root = display.screen().root
-root.change_attributes(background_pixel=0x4A6A8A)
-root.clear_area()
-display.sync()
-PYTHON
-    take bare
-    start manager openbox --sm-disable
-    start bar tint2 -c "$directory/tint2rc"
-    wait_for 10 settled_unlike bare
-    take desktop
-}
-
+mkdir -p "$target"
+target=$(realpath "$target")
+case $PWD/:$target/ in
+    *:/tmp/* | *:/mnt/* | /tmp/* | /mnt/*) fail "neither the checkout nor DIRECTORY can lie in /tmp or /mnt" ;;
+esac
 scripts/setup.sh --all
-scripts/demo.sh --build-only
-start_desktop
-start demo.out scripts/demo.sh --simulated --lang "$lang"
-wait_for 60 settled_unlike desktop
-take panel
-xdotool mousemove $((width - bar_height / 2 - 4)) $((height - bar_height / 2)) click 3
-wait_for 10 settled_unlike panel
-mkdir -p "$(dirname "$target")"
-convert "$directory/now.png" -strip -define png:exclude-chunks=date,time -define png:compression-level=9 "$target"
-echo "screenshots: $target"
+compgen -G '/usr/lib/*/faketime/libfaketime.so.1' >/dev/null ||
+    fail "as root, run: apt-get install --no-install-recommends libfaketime"
+need_writable_checkout
+echo "== build (dev)"
+logged "the configuration" build/logs/screenshots-configure.log cmake --preset dev -U NEBRIX_COMPONENT_PUBLIC_KEY
+logged "the build" build/logs/screenshots-build.log cmake --build --preset dev --target \
+    nebrixclient nebrix-component-host nebrix-demo-gateway nebrix_catalogs nebrix_images \
+    nebrix-tunnel-simulated nebrix-notunnel nebrix-hostchecker test-plugin test-zoo
+namespaces=(--mount --net --pid --fork --kill-child --mount-proc)
+[ "$(id -u)" -eq 0 ] || namespaces+=(--user --map-root-user)
+echo "== pictures"
+unshare "${namespaces[@]}" scripts/screenshots.sh --inside "$target" "$@"
