@@ -17,7 +17,7 @@ sys.path.insert(0, os.path.join(ROOT, "tests", "gui"))
 
 import accessible  # noqa: E402  (found only now)
 from client import BIN, LOG, Client, Gateway, Home, catalog, plain, status_list  # noqa: E402
-from desktop import Desktop, wait_for, wait_until_steady  # noqa: E402
+from desktop import TRAY_HEIGHT, Desktop, wait_for, wait_until_steady  # noqa: E402
 
 HOST = "gateway.example"
 HOME = "/mnt/home"  # what the log says; in the file system that screenshots.sh puts there, and so is the desktop's own
@@ -26,13 +26,12 @@ ZOO = os.path.join(BIN, "test-components", "libtest-zoo.so")
 ADDRESS = "192.0.2.7"
 CORNER, LARGE_CORNER, WHOLE = (600, 330), (860, 460), (1000, 760)  # screens
 MARGIN, TITLE_BAR = 24, 24
-BAR_HEIGHT = 32
 BAR = f"""
 rounded = 0
 border_width = 0
 background_color = #202830 100
 panel_items = FS
-panel_size = 100% {BAR_HEIGHT}
+panel_size = 100% {TRAY_HEIGHT}
 panel_position = bottom right horizontal
 panel_background_id = 1
 systray_padding = 8 4 4
@@ -51,6 +50,8 @@ CLOCK = {"LD_PRELOAD": next(iter(glob.glob("/usr/lib/*/faketime/libfaketime.so.1
 class Scene(Desktop):
     """A desktop with one gateway and its clients, from `with` to the end of the block."""
 
+    bar_options = BAR
+
     def __init__(self, directory, theme="", screen=WHOLE):
         with open(LOG, "w", encoding="utf-8"):
             pass  # none of an earlier scene
@@ -68,16 +69,6 @@ class Scene(Desktop):
 
     def __exit__(self, *_):
         self.close()
-
-    def start_bar(self):
-        path = os.path.join(self.directory, "tint2rc")
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(BAR)
-        bar = self.start(["tint2", "-c", path])
-        selection = self.display.get_atom("_NET_SYSTEM_TRAY_S0")
-        wait_for(lambda: self.display.get_selection_owner(selection), what="tray")
-        wait_for(lambda: self.work_area()[3] == self.screen[1] - BAR_HEIGHT, what="work area above the bar")
-        return bar
 
     def serve(self, *options):
         if self.gateway is not None:
@@ -140,7 +131,7 @@ class Scene(Desktop):
 
     def window_picture(self, name, client, *titles):
         """Of the windows with these titles."""
-        self.move_mouse(2, self.screen[1] - BAR_HEIGHT - 2)
+        self.move_mouse(2, self.screen[1] - TRAY_HEIGHT - 2)
         rectangles = []
         for title in titles:
             x, y, width, height = client.window(title).rect
@@ -264,6 +255,8 @@ SCENES = {
 
 def main():
     directory, *names = sys.argv[1:]
+    if not os.path.exists("/mnt/hosts"):
+        sys.exit("screenshots: screenshots.sh calls this, in namespaces of its own")
     for name in names or SCENES:
         SCENES[name](directory)
 

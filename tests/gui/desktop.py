@@ -93,6 +93,8 @@ class Window:
 
 
 class Desktop:
+    bar_options = TINT2
+
     def __init__(self, tray=True, gtk_settings="", screen=SCREEN):
         prctl(PR_SET_CHILD_SUBREAPER, 1)
         signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that everything is cleaned up then too
@@ -168,11 +170,11 @@ class Desktop:
         """A bar whose only item is an X11 tray."""
         path = os.path.join(self.directory, "tint2rc")
         with open(path, "w", encoding="utf-8") as file:
-            file.write(TINT2)
+            file.write(self.bar_options)
         bar = self.start(["tint2", "-c", path])
         selection = self.display.get_atom("_NET_SYSTEM_TRAY_S0")
         wait_for(lambda: self.display.get_selection_owner(selection) != Xlib.X.NONE, what="tray")
-        wait_for(lambda: self.work_area()[1] == TRAY_HEIGHT, what="work area below the bar")
+        wait_for(lambda: self.work_area()[3] == self.screen[1] - TRAY_HEIGHT, what="work area beside the bar")
         return bar
 
     # Looking.

@@ -51,10 +51,10 @@ public:
 
     void updateVpnStatus();
     void print(bool first);
-    /// To the corner of the work area.
-    void place();
 
 private:
+    /// To the corner of the work area.
+    void place();
     void onTimer(wxTimerEvent& event);
     void onActivate(wxActivateEvent& event);
     void onClick(wxMouseEvent& event);
