@@ -1,5 +1,5 @@
 # The external libraries, under one name each:
-#   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_pcre2, nebrix_elf (libelf),
+#   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_pcre2, nebrix_elf (libelf), nebrix_archive (libarchive),
 #   nebrix_idn2, nebrix_httplib
 # The last is what the demo gateway and the tests serve HTTPS with. With the desktop client also
 #   nebrix_wx (wxWidgets), nebrix_desktop (GTK, GIO, X11, Wayland and libSM, for what wxWidgets leaves to the desktop)
@@ -14,6 +14,7 @@ pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
 pkg_check_modules(IDN2 REQUIRED IMPORTED_TARGET libidn2)
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
 pkg_check_modules(ELF REQUIRED IMPORTED_TARGET libelf)
+pkg_check_modules(ARCHIVE REQUIRED IMPORTED_TARGET libarchive)
 
 function(nebrix_external name)
     add_library(${name} INTERFACE)
@@ -26,6 +27,7 @@ nebrix_external(nebrix_crypto OpenSSL::Crypto)
 nebrix_external(nebrix_ssl OpenSSL::SSL OpenSSL::Crypto)
 nebrix_external(nebrix_pcre2 PkgConfig::PCRE2)
 nebrix_external(nebrix_elf PkgConfig::ELF)
+nebrix_external(nebrix_archive PkgConfig::ARCHIVE)
 nebrix_external(nebrix_idn2 PkgConfig::IDN2)
 nebrix_external(nebrix_httplib PkgConfig::HTTPLIB OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 

@@ -50,6 +50,7 @@ EXTERNAL = {
     "cpp-httplib": (r"httplib\.h", ["apps/nebrix-demo-gateway"]),
     "libsystemd": (r"systemd/", ["sdk"]),
     "libelf": (r"(lib|g)elf\.h", ["apps/nebrix-sign"]),
+    "libarchive": (r"archive(_entry)?\.h", ["apps/nebrix-sign"]),
 }
 C_STANDARD = set(
     "assert complex ctype errno fenv float inttypes iso646 limits locale math setjmp signal stdarg stdbool stddef "

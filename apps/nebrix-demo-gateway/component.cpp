@@ -5,7 +5,7 @@
 
 #include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/signing.h"
-#include "apps/nebrix-sign/storedarchive.h"
+#include "apps/nebrix-sign/ziparchive.h"
 
 namespace tessel::gateway {
 
@@ -81,7 +81,7 @@ std::string archiveOf(const GatewayOptions& options, ComponentType type, const s
         // The last byte: of the section headers' end, so that the altered library would still load.
         bytes.back() = static_cast<char>(bytes.back() ^ 1);
     }
-    sign::StoredArchive archive;
+    sign::ZipArchive archive;
     if (faults.has(Fault::ArchiveSymlink)) {
         archive.addLink("link", "../../..");
         archive.addFile("link/escaped.txt", "through a link");
@@ -93,7 +93,7 @@ std::string archiveOf(const GatewayOptions& options, ComponentType type, const s
     if (!faults.has(Fault::MissingSignature)) {
         archive.addFile(pattern + ".sig", signatureOf(options, type, library, scratch));
     }
-    return archive.bytes();
+    return archive.finish();
 }
 
 /// Alters what lies in the middle of the archive and its end record, so that no unpacking succeeds.

@@ -9,7 +9,7 @@ namespace tessel::sign {
 TESSEL_EXCEPTION(ESign, Exception);
 
 namespace sites {
-inline constexpr RaiseSite kArchiveTooLarge{"apps/nebrix-sign/storedarchive", 64};
+inline constexpr RaiseSite kArchive{"apps/nebrix-sign/ziparchive", 84};
 inline constexpr RaiseSite kBadKey{"apps/nebrix-sign/keyfile", 41};
 inline constexpr RaiseSite kEncryptedKey{"apps/nebrix-sign/keyfile", 48};
 inline constexpr RaiseSite kFileExists{"apps/nebrix-sign/files", 58};

@@ -1,6 +1,6 @@
 #include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/signing.h"
-#include "apps/nebrix-sign/storedarchive.h"
+#include "apps/nebrix-sign/ziparchive.h"
 #include "apps/nebrixclient/plainname.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "libs/base/base64.h"
@@ -64,10 +64,10 @@ Announcement packLibrary(const std::string& library, const PackOptions& options)
     const std::string bytes = readWhole(library);
     requireFit(signedLibrary, bytes, library, options);
 
-    StoredArchive archive;
+    ZipArchive archive;
     archive.addFile(pattern, bytes, 0755);
     archive.addFile(signaturePath(pattern), readWhole(signaturePath(library)));
-    const std::string packed = archive.bytes();
+    const std::string packed = archive.finish();
     place(options.archivePath, packed, 0644, true);
     return {filename, md5Hex(packed), options.urlpath, pattern, std::string(signedLibrary.version.view())};
 }

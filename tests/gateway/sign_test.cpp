@@ -199,6 +199,8 @@ TEST_F(Sign, packAnnouncesWhatItPacked) {
     EXPECT_EQ(text("md5"), runProgram({"md5sum", archive}).output.substr(0, 32).c_str());
     EXPECT_EQ(runProgram({"unzip", "-Z1", archive}).output, "libtunnel.so\nlibtunnel.so.sig\n");
     EXPECT_EQ(runProgram({"unzip", "-p", archive, "libtunnel.so"}).output, m_bytes);
+    EXPECT_NE(runProgram({"unzip", "-ZT", archive}).output.find(" defN 19800101.000000 libtunnel.so\n"),
+              std::string::npos);
 }
 
 TEST_F(Sign, packRefusesWhatClientsWould) {
