@@ -41,7 +41,6 @@ TEST(CommandLine, saysWhatIsWrong) {
         {{"--nothing", "a"}, "unknown option --nothing"},
         {{"-fx"}, "unknown option -x"},
         {{"a", "--key"}, "option --key needs a value (FILE)"},
-        {{"a", "-k"}, "option --key needs a value (FILE)"},
         {{"a", "--force=yes"}, "option --force takes no value"},
         {{"-f", "--forc=yes"}, "unknown option --forc"},
         {{"a", "-kK", "--key", "L"}, "option --key is given twice"},
