@@ -23,7 +23,7 @@ def template_of(english):
     template.metadata = {"Project-Id-Version": english.metadata["Project-Id-Version"], "Language": "",
                          "MIME-Version": "1.0", "Content-Type": "text/plain; charset=UTF-8",
                          "Content-Transfer-Encoding": "8bit"}
-    template.header = "Texts of the desktop client. `msginit -l it -i nebrixclient.pot -o it.po` begins a language."
+    template.header = "Texts of the desktop client. README.md beside this file tells how a language is added."
     for entry in english:
         comment = entry.comment + "\n" + ENGLISH + entry.msgstr.replace("\n", "\\n")
         template.append(polib.POEntry(msgid=entry.msgid, comment=comment, flags=entry.flags))
