@@ -20,7 +20,8 @@ ENGLISH = "English: "
 def template_of(english):
     """The same entries without their texts, which stand in the comments. A label's mnemonic is each language's own."""
     template = polib.POFile(wrapwidth=WIDTH)
-    template.metadata = {"Project-Id-Version": english.metadata["Project-Id-Version"], "Language": "",
+    template.metadata = {"Project-Id-Version": english.metadata["Project-Id-Version"],
+                         "PO-Revision-Date": "YEAR-MO-DA HO:MI+ZONE", "Language": "",
                          "MIME-Version": "1.0", "Content-Type": "text/plain; charset=UTF-8",
                          "Content-Transfer-Encoding": "8bit"}
     template.header = "Texts of the desktop client. README.md beside this file tells how a language is added."
