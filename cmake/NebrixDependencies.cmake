@@ -1,7 +1,8 @@
 # The external libraries, under one name each:
-#   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_pcre2, nebrix_elf (libelf), nebrix_archive (libarchive),
-#   nebrix_idn2, nebrix_httplib
-# The last is what the demo gateway and the tests serve HTTPS with. With the desktop client also
+#   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_elf (libelf), nebrix_archive
+#   (libarchive), nebrix_httplib
+# The toolkit finds by itself what it needs. nebrix_httplib is what the demo gateway and the tests serve HTTPS with. With
+# the desktop client also
 #   nebrix_wx (wxWidgets), nebrix_desktop (GTK, GIO, X11, Wayland and libSM, for what wxWidgets leaves to the desktop)
 # Tests add GTest::gtest_main and GTest::gmock.
 
@@ -10,8 +11,6 @@ find_package(PkgConfig REQUIRED)
 find_package(OpenSSL 3 REQUIRED)
 find_package(CURL 7.88 REQUIRED)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
-pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
-pkg_check_modules(IDN2 REQUIRED IMPORTED_TARGET libidn2)
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
 pkg_check_modules(ELF REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(ARCHIVE REQUIRED IMPORTED_TARGET libarchive)
@@ -25,10 +24,8 @@ nebrix_external(nebrix_jsoncpp PkgConfig::JSONCPP)
 nebrix_external(nebrix_curl CURL::libcurl)
 nebrix_external(nebrix_crypto OpenSSL::Crypto)
 nebrix_external(nebrix_ssl OpenSSL::SSL OpenSSL::Crypto)
-nebrix_external(nebrix_pcre2 PkgConfig::PCRE2)
 nebrix_external(nebrix_elf PkgConfig::ELF)
 nebrix_external(nebrix_archive PkgConfig::ARCHIVE)
-nebrix_external(nebrix_idn2 PkgConfig::IDN2)
 nebrix_external(nebrix_httplib PkgConfig::HTTPLIB OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 
 if(NEBRIX_BUILD_GUI)
