@@ -112,9 +112,11 @@ void logCaught(const Exception& caught, RaiseSite handler) noexcept;
 
 }  // namespace tessel
 
-/// Declares an exception class with the two constructors of the family and nothing else.
+/// Declares an exception class with the two constructors of the family and nothing else. Of Base, any name will do.
 #define TESSEL_EXCEPTION(Name, Base) \
     class Name : public Base {       \
+        using Inherited = Base;      \
+                                     \
     public:                          \
-        using Base::Base;            \
+        using Inherited::Inherited;  \
     }
