@@ -1,18 +1,47 @@
 #pragma once
 
+#include <cstddef>
+#include <iterator>
+
 #include "libs/base/string.h"
 
 namespace tessel {
 
 /// Walks over the fields of a string, in order, without copying a byte. Used as
-/// `for (splitter.next(); splitter.valid(); splitter.next())` or `while (splitter.next())`.
+/// `for (const String& field : CharSplitter(text, ','))`, being an input range, or `while (splitter.next())`.
 ///
 /// n separators make n + 1 fields: adjacent, leading and trailing separators yield empty fields, and an empty string
 /// has one empty field.
 class Splitter {
 public:
+    /// Every iterator of a splitter stands where the splitter does.
+    class Iterator {
+    public:
+        using difference_type = std::ptrdiff_t;
+        using value_type = String;
+
+        explicit Iterator(Splitter& splitter) noexcept : m_splitter(&splitter) {}
+        const String& operator*() const noexcept { return m_splitter->field(); }
+        Iterator& operator++() noexcept {
+            m_splitter->next();
+            return *this;
+        }
+        void operator++(int) noexcept { m_splitter->next(); }
+        friend bool operator==(const Iterator& at, std::default_sentinel_t) noexcept { return !at.m_splitter->valid(); }
+
+    private:
+        Splitter* m_splitter;
+    };
+
     virtual ~Splitter() = default;
 
+    /// Begins anew.
+    Iterator begin() noexcept {
+        rewind();
+        next();
+        return Iterator(*this);
+    }
+    static std::default_sentinel_t end() noexcept { return std::default_sentinel; }
     /// Makes the next field current; returns valid().
     bool next() noexcept;
     /// False once the walk has passed the last field; true before the first one.

@@ -37,16 +37,17 @@ public:
     /// The cookies of all Set-Cookie lines; those of a wrong form are left out.
     [[nodiscard]] List<SetCookie> cookies() const;
 
+    struct Field {
+        String name;
+        String value;
+    };
+    /// All of them, names as they came.
+    [[nodiscard]] const List<Field>& fields() const noexcept { return m_fields; }
     [[nodiscard]] unsigned lines() const noexcept { return static_cast<unsigned>(m_fields.size()); }
     /// Lines that the bounds kept out.
     [[nodiscard]] unsigned dropped() const noexcept { return m_dropped; }
 
 private:
-    struct Field {
-        String name;
-        String value;
-    };
-
     [[nodiscard]] const Field* first(std::string_view name) const noexcept;
     bool admit(unsigned bytes);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <iterator>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -32,15 +34,29 @@ struct JSON {
     };
 };
 
-/// Steps through the elements of an array or the members of an object, in order. Refers into the value.
+/// Steps through the elements of an array or the members of an object, in order: a forward iterator that makes its
+/// handles as they are asked for. Refers into the value.
 class JSONWrapperConstIterator {
 public:
+    using iterator_concept = std::forward_iterator_tag;
+    using iterator_category = std::input_iterator_tag;
+    using difference_type = std::ptrdiff_t;
+    using value_type = JSONWrapper;
+    using reference = JSONWrapper;
+    using pointer = void;
+
+    JSONWrapperConstIterator() noexcept = default;
     JSONWrapper operator*() const;
     /// The member's name; empty in an array.
     [[nodiscard]] String name() const;
     JSONWrapperConstIterator& operator++() noexcept {
         ++m_index;
         return *this;
+    }
+    JSONWrapperConstIterator operator++(int) noexcept {
+        JSONWrapperConstIterator before = *this;
+        ++m_index;
+        return before;
     }
     friend bool operator==(const JSONWrapperConstIterator& left, const JSONWrapperConstIterator& right) noexcept {
         return left.m_index == right.m_index;
@@ -53,7 +69,7 @@ private:
         : m_items(std::move(items)), m_index(index) {}
 
     std::shared_ptr<const Items> m_items;
-    std::size_t m_index;
+    std::size_t m_index = 0;
 };
 
 /// A handle on one JSON value that lives elsewhere and must outlive it, with its readers and all handles made from

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "libs/xml/attributevalue.h"
+#include "libs/xml/chain.h"
 
 namespace tessel::xml {
 
@@ -41,5 +42,8 @@ private:
     /// Repeats a declaration of the element's own tag, for a resolved prefix.
     bool m_added = false;
 };
+
+inline const Attribute* following(const Attribute& attribute) noexcept { return attribute.getNext(); }
+using Attributes = Chain<const Attribute>;
 
 }  // namespace tessel::xml

@@ -33,8 +33,6 @@ bool Comment::tryParse(unsigned pos, unsigned& end) {
     return true;
 }
 
-void Comment::toXml(String& out) const {
-    out.append("<!--").append(m_text.data(), static_cast<unsigned>(m_text.size())).append("-->");
-}
+void Comment::toXml(String& out) const { out.append("<!--").append(m_text).append("-->"); }
 
 }  // namespace tessel::xml

@@ -10,8 +10,6 @@ namespace tessel::xml {
 
 namespace {
 
-void addPiece(String& out, Piece piece) { out.append(piece.data(), static_cast<unsigned>(piece.size())); }
-
 void addValue(String& out, Piece text) {
     AttributeValue value;
     value.setValue(text);
@@ -23,7 +21,7 @@ void addAttribute(String& out, const Attribute& attribute) {
     const AttributeValue& value = attribute.value();
     if (attribute.hasValue() && value.getQuote() == AttributeValue::Quote::No) {
         // Without these the next attribute would become the value, or a final "/" the end of the tag.
-        addPiece(out, value.value().empty() ? "\"\"" : value.value().back() == '/' ? " " : "");
+        out.append(value.value().empty() ? "\"\"" : value.value().back() == '/' ? " " : "");
     }
 }
 
@@ -34,10 +32,17 @@ String Element::getNamespace(const String& prefix) const {
     return found != nullptr ? storage().string(found->name) : String();
 }
 
+Element* firstElementFrom(Node* node) noexcept {
+    while (node != nullptr && node->getType() != Node::Type::Element) {
+        node = node->getNextSibling();
+    }
+    return static_cast<Element*>(node);
+}
+
 Text* Element::getFirstText() const noexcept {
-    for (Node* child = m_firstChild; child != nullptr; child = child->m_next) {
-        if (child->getType() == Type::Text) {
-            return static_cast<Text*>(child);
+    for (Node& child : children()) {
+        if (child.getType() == Type::Text) {
+            return static_cast<Text*>(&child);
         }
     }
     return nullptr;
@@ -60,11 +65,12 @@ void Element::appendChild(std::unique_ptr<Node> child) {
 }
 
 const Attribute* Element::getAttribute(const String& name) const noexcept {
-    const Attribute* attribute = m_firstAttribute;
-    while (attribute != nullptr && attribute->name() != name.view()) {
-        attribute = attribute->m_next;
+    for (const Attribute& attribute : attributes()) {
+        if (attribute.name() == name) {
+            return &attribute;
+        }
     }
-    return attribute;
+    return nullptr;
 }
 
 String Element::getAttributeValue(const String& name) const {
@@ -91,9 +97,9 @@ void Element::setAttribute(const String& name, const String& value, AttributeVal
 }
 
 Element* Element::firstElement(Piece name) const noexcept {
-    for (Node* child = m_firstChild; child != nullptr; child = child->m_next) {
-        if (child->getType() == Type::Element && static_cast<Element*>(child)->name() == name) {
-            return static_cast<Element*>(child);
+    for (Element& child : elements()) {
+        if (child.name() == name) {
+            return &child;
         }
     }
     return nullptr;
@@ -120,20 +126,20 @@ Element* Element::getNodeByPath(const String& path) const {
 }
 
 void Element::writeStartTag(String& out) const {
-    addPiece(out.append("<"), m_qualifiedName);
+    out.append("<").append(m_qualifiedName);
     if (m_declaresDefault) {
-        addPiece(out, " xmlns");
+        out.append(" xmlns");
         addValue(out, m_defaultNamespace);
     }
     if (m_declaresPrefixes) {
         for (const Namespace& one : *m_prefixes) {
-            addPiece(out.append(" xmlns:"), one.prefix);
+            out.append(" xmlns:").append(one.prefix);
             addValue(out, one.name);
         }
     }
-    for (const Attribute* attribute = m_firstAttribute; attribute != nullptr; attribute = attribute->m_next) {
-        if (!attribute->m_added) {
-            addAttribute(out, *attribute);
+    for (const Attribute& attribute : attributes()) {
+        if (!attribute.m_added) {
+            addAttribute(out, attribute);
         }
     }
     out.append(">");
@@ -141,10 +147,10 @@ void Element::writeStartTag(String& out) const {
 
 void Element::toXml(String& out) const {
     writeStartTag(out);
-    for (const Node* child = m_firstChild; child != nullptr; child = child->m_next) {
-        child->toXml(out);
+    for (const Node& child : children()) {
+        child.toXml(out);
     }
-    out.append("</").append(m_qualifiedName.data(), static_cast<unsigned>(m_qualifiedName.size())).append(">");
+    out.append("</", m_qualifiedName, ">");
 }
 
 }  // namespace tessel::xml

@@ -6,7 +6,12 @@
 
 namespace tessel::xml {
 
+class Element;
 class Text;
+
+/// The first element that is this node or one of its next siblings, or none.
+Element* firstElementFrom(Node* node) noexcept;
+using Elements = Chain<Element>;
 
 /// An element: name, namespace, attributes and children, both in document order.
 ///
@@ -33,11 +38,15 @@ public:
 
     /// Changes whenever a hidden mark somewhere in the document is taken back.
     [[nodiscard]] unsigned unhidings() const noexcept { return storage().unhidings; }
+    /// All children, and those that are elements.
+    [[nodiscard]] Nodes children() const noexcept { return Nodes(m_firstChild); }
+    [[nodiscard]] Elements elements() const noexcept { return Elements(firstElementFrom(m_firstChild)); }
     [[nodiscard]] Node* getFirstChild() const noexcept { return m_firstChild; }
     [[nodiscard]] Text* getFirstText() const noexcept;
     /// Takes the node over, at the end; it then lives as long as this element's document.
     void appendChild(std::unique_ptr<Node> child);
 
+    [[nodiscard]] Attributes attributes() const noexcept { return Attributes(m_firstAttribute); }
     [[nodiscard]] const Attribute* getFirstAttribute() const noexcept { return m_firstAttribute; }
     /// The attribute of exactly this name, or none.
     [[nodiscard]] const Attribute* getAttribute(const String& name) const noexcept;
@@ -120,5 +129,7 @@ private:
     /// m_prefixes holds declarations of this element's own tag.
     bool m_declaresPrefixes = false;
 };
+
+inline Element* following(const Element& element) noexcept { return firstElementFrom(element.getNextSibling()); }
 
 }  // namespace tessel::xml

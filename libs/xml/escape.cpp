@@ -25,7 +25,7 @@ bool mustEscape(std::string_view value, std::size_t at) {
 void addReference(String& out, char c) {
     for (const Entity& entity : kEntities) {
         if (entity.byte == c) {
-            out.append("&").append(entity.name.data(), static_cast<unsigned>(entity.name.size())).append(";");
+            out.append("&").append(entity.name).append(";");
             return;
         }
     }

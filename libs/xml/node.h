@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "libs/xml/chain.h"
 #include "libs/xml/storage.h"
 
 namespace tessel::xml {
@@ -47,5 +48,8 @@ private:
     bool m_hidden = false;
     Node* m_next = nullptr;
 };
+
+inline Node* following(const Node& node) noexcept { return node.getNextSibling(); }
+using Nodes = Chain<Node>;
 
 }  // namespace tessel::xml

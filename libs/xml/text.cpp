@@ -18,6 +18,6 @@ unsigned Text::parse(const String& text, unsigned pos) {
     return end;
 }
 
-void Text::toXml(String& out) const { out.append(m_text.data(), static_cast<unsigned>(m_text.size())); }
+void Text::toXml(String& out) const { out.append(m_text); }
 
 }  // namespace tessel::xml
