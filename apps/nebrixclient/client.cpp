@@ -32,6 +32,7 @@ constexpr int kHttpOk = 200;
 void logLine(LogCategory category, const String& text) { log(category, "NebrixClient", "main", text); }
 
 void routeLog(const String& file) {
+    platform::setSystemLogIdentity("nebrixclient");
     Console::start();
     const gc::Pointer<Console> console = Console::current();
     if (!console.valid()) {

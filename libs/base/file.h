@@ -117,6 +117,8 @@ public:
     /// Always absolute: a relative HOME, and the current directory, mean where the process was at the first call. An
     /// empty variable is none.
     static String getUserApplicationDataDirectory();
+    /// Another name in place of ".Nebrix", for programs that are not this project's: a constant text.
+    static void setUserApplicationDirectoryName(const char* name) noexcept;
     /// Takes everybody's right to write, or gives it back to the owner.
     static void setReadOnly(const String& path, bool readOnly);
     static bool isReadOnly(const String& path);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,8 @@
 namespace tessel {
 
 namespace {
+
+constinit std::atomic<const char*> g_directoryName{".Nebrix"};
 
 bool statusOf(const String& path, struct stat& status) {
     status = {};
@@ -207,20 +210,24 @@ String File::getCurrentDirectory() {
     return ::getcwd(path.data(), path.size()) == nullptr ? String() : String::copy(path.data());
 }
 
+void File::setUserApplicationDirectoryName(const char* name) noexcept {
+    g_directoryName.store(name, std::memory_order_relaxed);
+}
+
 String File::getUserApplicationDataDirectory() {
-    constexpr const char* kName = "/.Nebrix/";
+    const String own = "/" + String(g_directoryName.load(std::memory_order_relaxed)) + "/";
     // The client makes the data directory its working directory; what is relative means what it did before.
     static const String start = getCurrentDirectory();
     const String home = environment("HOME");
     if (!home.empty()) {
-        return (home.starts("/") ? home : String(start + "/" + home)) + kName;
+        return (home.starts("/") ? home : String(start + "/" + home)) + own;
     }
     const String user = environment("USER");
     if (!user.empty()) {
-        return "/home/" + user + kName;
+        return "/home/" + user + own;
     }
     log(LogCategory::Trace, "File", "getUserApplicationDataDirectory", "can not retrieve user application data folder");
-    return start + kName;
+    return start + own;
 }
 
 void File::setReadOnly(const String& path, bool readOnly) {

@@ -16,8 +16,8 @@
 /// Each function may be called on any thread.
 namespace tessel::platform {
 
-/// One line to the system's log: a datagram (RFC 3164, facility user, identity "nebrixclient" and the process's number)
-/// to the socket /dev/log. Never waits: what the log's daemon does not take at once is kept, up to 64 KiB, and
+/// One line to the system's log: a datagram (RFC 3164, facility user, identity and the process's number) to the socket
+/// /dev/log. Never waits: what the log's daemon does not take at once is kept, up to 64 KiB, and
 /// offered again before the next line; what is beyond that is lost and counted. A body is cut to what a datagram
 /// takes. After a daemon's restart the connection is made anew, at most once in a second. Where there never was a
 /// log, nothing is kept or counted. A daemon that listens on a stream is not reached.
@@ -31,6 +31,8 @@ struct SystemLogState {
 };
 /// With `last`, what is still kept then is lost.
 SystemLogState systemLogState(bool last) noexcept;
+/// Who the lines are from, a constant text; the program's own name without this.
+void setSystemLogIdentity(const char* identity) noexcept;
 /// Another socket in place of /dev/log, for tests; forgets what is kept and counted. A longer path than a socket can
 /// have (107 bytes) is cut.
 void setSystemLogPath(const char* path) noexcept;

@@ -30,9 +30,9 @@ constexpr int kAllSeals = F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRI
 
 Descriptor executableMemory(String& why) noexcept {
     constexpr unsigned kFlags = MFD_CLOEXEC | MFD_ALLOW_SEALING;
-    int memory = ::memfd_create("nebrix-component", kFlags | MFD_EXEC);
+    int memory = ::memfd_create("sealed", kFlags | MFD_EXEC);
     if (memory < 0 && errno == EINVAL) {  // an older system, where all such memory can be run
-        memory = ::memfd_create("nebrix-component", kFlags);
+        memory = ::memfd_create("sealed", kFlags);
     }
     if (memory < 0 && errno == EACCES) {
         why = "this system forbids memory whose content can be run (vm.memfd_noexec)";

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -28,7 +29,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::array<int, kLogCategories> kPriorities = {LOG_INFO, LOG_DEBUG, LOG_ERR, LOG_CRIT, LOG_WARNING};
-constexpr const char* kIdentity = "nebrixclient";
+constinit std::atomic<const char*> g_identity{nullptr};
 constexpr std::size_t kMostWaitingBytes = 64 * 1024;
 constexpr unsigned kShortestRetryMilliseconds = 10;
 constexpr unsigned kLongestRetryMilliseconds = 1000;
@@ -137,11 +138,13 @@ std::string_view Header::make(LogCategory category) noexcept {
         ::localtime_r(&now, &m_local);
         m_second = now;
     }
+    const char* const set = g_identity.load(std::memory_order_relaxed);
+    const char* const identity = set != nullptr ? set : program_invocation_short_name;
     const int length =
         std::snprintf(m_text.data(), m_text.size(),
-                      "<%d>%s %2d %02d:%02d:%02d %s[%ld]: ", LOG_USER | kPriorities[static_cast<unsigned>(category)],
+                      "<%d>%s %2d %02d:%02d:%02d %.32s[%ld]: ", LOG_USER | kPriorities[static_cast<unsigned>(category)],
                       kMonths[static_cast<unsigned>(m_local.tm_mon)], m_local.tm_mday, m_local.tm_hour, m_local.tm_min,
-                      m_local.tm_sec, kIdentity, static_cast<long>(::getpid()));
+                      m_local.tm_sec, identity, static_cast<long>(::getpid()));
     return {m_text.data(), static_cast<std::size_t>(length)};
 }
 
@@ -237,6 +240,7 @@ SystemLog& systemLogOfProcess() noexcept {
 }  // namespace
 
 void systemLog(LogCategory category, const String& body) noexcept { systemLogOfProcess().add(category, body.view()); }
+void setSystemLogIdentity(const char* identity) noexcept { g_identity.store(identity, std::memory_order_relaxed); }
 void setSystemLogPath(const char* path) noexcept { systemLogOfProcess().setPath(path); }
 SystemLogState systemLogState(bool last) noexcept { return systemLogOfProcess().state(last); }
 

@@ -265,7 +265,7 @@ TEST_F(ConsoleTest, aFullSystemLogDelaysNothingAndItsLossIsCounted) {
     EXPECT_EQ(LogFile(directory.path("log")).count("TRACE", "Class.method", "*"), kLines);
     console->setStream(LogCategory::Warning, file("log"));  // empties it
     EXPECT_THAT(daemon->receive(),
-                ContainsRegex("^<14>[A-Z][a-z][a-z] [ 1-3][0-9] [0-9:]{8} nebrixclient\\[" +
+                ContainsRegex("^<14>[A-Z][a-z][a-z] [ 1-3][0-9] [0-9:]{8} runtime_test\\[" +
                               std::to_string(::getpid()) + "\\]: \\[main\\] TRACE Class.method line 0x+$"));
     unsigned taken = 2;  // that one, and the one that says what was lost
     for (std::string next; (next = daemon->receive()).find("not taken") == std::string::npos && !next.empty();) {
