@@ -6,11 +6,12 @@
 # The tree's own files include "libs/base/string.h", those who take the toolkit along <tessel/base/string.h>. Both are
 # the same file: in a build tree the second one includes the first, and the installed one is a copy of it.
 
-cmake_path(GET tessel_SOURCE_DIR PARENT_PATH tessel_root)
-set(tessel_forwarders "${tessel_BINARY_DIR}/include")
+# Not tessel_SOURCE_DIR, which FetchContent takes for the whole tree.
+cmake_path(GET PROJECT_SOURCE_DIR PARENT_PATH tessel_root)
+set(tessel_forwarders "${PROJECT_BINARY_DIR}/include")
 
 function(tessel_forward_headers name internal)
-    file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${tessel_SOURCE_DIR}/${name}" "${tessel_SOURCE_DIR}/${name}/*.h")
+    file(GLOB headers CONFIGURE_DEPENDS RELATIVE "${PROJECT_SOURCE_DIR}/${name}" "${PROJECT_SOURCE_DIR}/${name}/*.h")
     foreach(header IN LISTS headers)
         if(NOT header IN_LIST internal)
             file(CONFIGURE OUTPUT "${tessel_forwarders}/tessel/${name}/${header}"

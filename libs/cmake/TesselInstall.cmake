@@ -12,10 +12,10 @@ get_property(tessel_headers GLOBAL PROPERTY TESSEL_HEADERS)
 set(tessel_package "${CMAKE_INSTALL_LIBDIR}/cmake/tessel")
 
 install(CODE "set(tessel_headers \"${tessel_headers}\")
-set(tessel_source \"${tessel_SOURCE_DIR}\")
-set(tessel_staged \"${tessel_BINARY_DIR}/headers\")" COMPONENT tessel ${tessel_only})
-install(SCRIPT "${tessel_SOURCE_DIR}/cmake/StageHeaders.cmake" COMPONENT tessel ${tessel_only})
-install(DIRECTORY "${tessel_BINARY_DIR}/headers/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tessel"
+set(tessel_source \"${PROJECT_SOURCE_DIR}\")
+set(tessel_staged \"${PROJECT_BINARY_DIR}/headers\")" COMPONENT tessel ${tessel_only})
+install(SCRIPT "${PROJECT_SOURCE_DIR}/cmake/StageHeaders.cmake" COMPONENT tessel ${tessel_only})
+install(DIRECTORY "${PROJECT_BINARY_DIR}/headers/" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tessel"
     COMPONENT tessel ${tessel_only})
 
 foreach(component IN LISTS tessel_built)
@@ -23,17 +23,17 @@ foreach(component IN LISTS tessel_built)
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT tessel ${tessel_only})
 endforeach()
 install(EXPORT tesselTargets NAMESPACE tessel:: DESTINATION "${tessel_package}" COMPONENT tessel ${tessel_only})
-configure_package_config_file("${tessel_SOURCE_DIR}/cmake/tesselConfig.cmake.in"
-    "${tessel_BINARY_DIR}/tesselConfig.cmake" INSTALL_DESTINATION "${tessel_package}"
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/tesselConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/tesselConfig.cmake" INSTALL_DESTINATION "${tessel_package}"
     NO_SET_AND_CHECK_MACRO)
-write_basic_package_version_file("${tessel_BINARY_DIR}/tesselConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
-install(FILES "${tessel_BINARY_DIR}/tesselConfig.cmake" "${tessel_BINARY_DIR}/tesselConfigVersion.cmake"
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/tesselConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/tesselConfig.cmake" "${PROJECT_BINARY_DIR}/tesselConfigVersion.cmake"
     DESTINATION "${tessel_package}" COMPONENT tessel ${tessel_only})
 
 file(RELATIVE_PATH tessel_to_include "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/${CMAKE_INSTALL_INCLUDEDIR}")
 function(tessel_install_module name libs requires)
-    configure_file("${tessel_SOURCE_DIR}/cmake/tessel.pc.in" "${tessel_BINARY_DIR}/${name}.pc" @ONLY)
-    install(FILES "${tessel_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+    configure_file("${PROJECT_SOURCE_DIR}/cmake/tessel.pc.in" "${PROJECT_BINARY_DIR}/${name}.pc" @ONLY)
+    install(FILES "${PROJECT_BINARY_DIR}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
         COMPONENT tessel ${tessel_only})
 endfunction()
 foreach(component IN LISTS tessel_built)
