@@ -53,7 +53,7 @@ check_scripts() {
 }
 
 own_sources() {
-    find apps libs sdk tests bench endurance fuzz -type f \( -name '*.h' -o -name '*.cpp' -o -name '*.c' \) -not -path 'fuzz/seeds/*' \
+    find apps docs libs sdk tests bench endurance fuzz -type f \( -name '*.h' -o -name '*.cpp' -o -name '*.c' \) -not -path 'fuzz/seeds/*' \
         -print0
 }
 
