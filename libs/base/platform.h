@@ -160,6 +160,22 @@ bool writeOnlyBeneath(const char* directory) noexcept;
 /// thread and those that it starts, programs included. Needs renouncePrivileges().
 bool refuseSystemCalls() noexcept;
 
+/// How a file was read that decides for others than its reader.
+enum class Guarded {
+    Read,
+    Missing,       ///< It, or the directory that it would lie in.
+    Unreadable,    ///< The system does not let it be read.
+    NotAFile,      ///< It is no regular file, or a symbolic link.
+    ForeignOwner,  ///< It or its directory belongs to somebody else than the one user who may write it.
+    Writable,      ///< Its group or everybody may write it, or exchange it in its directory.
+    TooLong
+};
+/// Appends the content of a file that only `owner` can have written, when it has at most so many bytes. Never waits
+/// for a pipe. Also a file that is not there must be the owner's doing: it is Missing only in a directory of his.
+Guarded readGuarded(const String& path, unsigned owner, std::size_t most, String& content);
+/// Where an administrator's settings lie that hold for every user of the machine.
+String managedSettingsPath();
+
 /// The directory of the running program, without a final "/"; empty when the system does not tell.
 String programDirectory();
 

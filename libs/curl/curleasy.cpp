@@ -102,11 +102,20 @@ void CurlEasyWrapper::setProxy(const Proxy& proxy) {
     curl_easy_setopt(m_handle, CURLOPT_PROXYPASSWORD, proxy.getCredentials().getPassword().str());
 }
 
+void CurlEasyWrapper::setRoute(const ProxyRoute& route) {
+    setProxy(route.proxy);
+    if (route.proxy.getType() == Proxy::Type::None) {
+        curl_easy_setopt(m_handle, CURLOPT_PROXY, "");
+    }
+    // Else the environment's exceptions would still count.
+    curl_easy_setopt(m_handle, CURLOPT_NOPROXY, "");
+}
+
 /// A CURLcode. libcurl takes any key where it could not take this one, so whoever calls must not go on then.
 int CurlEasyWrapper::applyPin() {
     const String pin = m_pinnedKey ? String("sha256//" + Base64::encode(*m_pinnedKey)) : String();
     // In a resumed session no certificate is shown, and a refusal could not say whose it was.
-    curl_easy_setopt(m_handle, CURLOPT_SSL_SESSIONID_CACHE, m_pinnedKey ? 0L : 1L);
+    curl_easy_setopt(m_handle, CURLOPT_SSL_SESSIONID_CACHE, m_pinnedKey || !m_resumes ? 0L : 1L);
     return curl_easy_setopt(m_handle, CURLOPT_PINNEDPUBLICKEY, m_pinnedKey ? pin.str() : nullptr);
 }
 
@@ -118,6 +127,7 @@ void CurlEasyWrapper::apply(const String& url, Body& body, const String& post) {
     }
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYHOST, m_verifySsl ? 2L : 0L);
     curl_easy_setopt(m_handle, CURLOPT_SSL_VERIFYPEER, m_verifySsl ? 1L : 0L);
+    curl_easy_setopt(m_handle, CURLOPT_CONNECTTIMEOUT, long{m_patience});
     curl_easy_setopt(m_handle, CURLOPT_NOPROGRESS, m_cancelled != nullptr || m_listener != nullptr ? 0L : 1L);
     if (post.empty()) {
         curl_easy_setopt(m_handle, CURLOPT_HTTPGET, 1L);
@@ -161,6 +171,27 @@ void CurlEasyWrapper::applyAuthorities() {
     curl_easy_setopt(m_handle, CURLOPT_CAINFO, m_wholeBundle ? libcurl.cainfo : nullptr);
 }
 
+/// libcurl keeps no copy: the texts live as long as the handle.
+void CurlEasyWrapper::applyCredentials() {
+    if (m_credentials == nullptr) {
+        return;
+    }
+    const auto give = [this](CURLoption option, const String& pem) {
+        if (!pem.empty()) {
+            curl_blob blob{const_cast<char*>(pem.array()), pem.length(), CURL_BLOB_NOCOPY};
+            curl_easy_setopt(m_handle, option, &blob);
+        }
+    };
+    give(CURLOPT_CAINFO_BLOB, m_credentials->authoritiesPem);
+    give(CURLOPT_SSLCERT_BLOB, m_credentials->certificatePem);
+    give(CURLOPT_SSLKEY_BLOB, m_credentials->keyPem);
+    if (!m_credentials->authoritiesPem.empty()) {
+        curl_easy_setopt(m_handle, CURLOPT_CAINFO, nullptr);
+        curl_easy_setopt(m_handle, CURLOPT_CAPATH, nullptr);
+        m_wholeBundle = true;  // there is no other to look into
+    }
+}
+
 void CurlEasyWrapper::transfer() {
     m_lastErrorCode = curl_easy_perform(m_handle);
     curl_easy_getinfo(m_handle, CURLINFO_SSL_VERIFYRESULT, &m_verifyResult);
@@ -183,6 +214,7 @@ void CurlEasyWrapper::perform(const String& url, Body& body, const String& post)
              "URL and cookies have " + toString(bytes) + " bytes, at most " + toString(most) + " can be sent");
     } else {
         applyAuthorities();
+        applyCredentials();
         transfer();
         if (bundleMayKnow()) {
             m_wholeBundle = true;

@@ -12,7 +12,7 @@
 #include "libs/curl/tlsmessages.h"
 #include "libs/curl/transferfailure.h"
 #include "libs/http/header.h"
-#include "libs/http/proxy.h"
+#include "libs/http/proxyroute.h"
 
 struct curl_sockaddr;
 
@@ -21,6 +21,13 @@ namespace tessel {
 namespace tls {
 struct PeerCertificate;
 }
+
+/// What a request's TLS connection has of its own. Texts in PEM (RFC 7468), empty for none.
+struct TlsCredentials {
+    String authoritiesPem{};  ///< whose certificates count, instead of those whom the machine trusts
+    String certificatePem{};  ///< the client's own, and behind it those that lead to its issuer
+    String keyPem{};          ///< its key, not encrypted: a secret
+};
 
 /// Hears how far a transfer is.
 class ITransferListener {
@@ -54,9 +61,21 @@ public:
     [[nodiscard]] bool wholeBundle() const noexcept { return m_wholeBundle; }
     /// See ServerCheck::key.
     void setPinnedKey(const std::optional<Memory>& digest) { m_pinnedKey = digest; }
+    /// Whether a TLS session from before may be gone on with.
+    void setResumes(bool resumes) noexcept { m_resumes = resumes; }
+    /// See CurlSession::credentials().
+    void setTlsCredentials(std::shared_ptr<const TlsCredentials> credentials) noexcept {
+        m_credentials = std::move(credentials);
+    }
     void setUserAgent(const String& userAgent) { m_userAgent = userAgent; }
     /// Type none: libcurl's own choice, from the environment. Raises Exception for a value that is no type.
     void setProxy(const Proxy& proxy);
+    /// This way and no other, whatever the environment says of proxies and of hosts without one.
+    void setRoute(const ProxyRoute& route);
+    /// How long the way may take until TLS is agreed on; 0 for libcurl's default.
+    void setPatience(unsigned seconds) noexcept { m_patience = seconds; }
+    /// Whether the last request failed on its way, before anything of it was sent: another way may lead there.
+    [[nodiscard]] bool failedOnTheWay() const noexcept;
     /// While *cancelled is true, a transfer is ended; the flag must outlive the requests.
     void setCancelFlag(const std::atomic<bool>* cancelled) noexcept { m_cancelled = cancelled; }
     /// Told how far each transfer is; null for nobody. Must outlive the requests.
@@ -76,6 +95,10 @@ public:
     [[nodiscard]] int proxyStatus() const noexcept;
     /// What was received of TLS during the last request.
     [[nodiscard]] const TlsMessages& tlsMessages() const noexcept { return m_tlsMessages; }
+    /// Whether it had a certificate for a server that asks for one.
+    [[nodiscard]] bool hasIdentity() const noexcept {
+        return m_credentials != nullptr && !m_credentials->certificatePem.empty();
+    }
     /// See RequestInfo::getPeerCertificate().
     void setPeerCertificate(std::shared_ptr<const tls::PeerCertificate> certificate) noexcept {
         m_peerCertificate = std::move(certificate);
@@ -99,6 +122,7 @@ private:
     int applyPin();
     void apply(const String& url, Body& body, const String& post);
     void applyAuthorities();
+    void applyCredentials();
     void transfer();
     [[nodiscard]] bool bundleMayKnow() const noexcept;
     void perform(const String& url, Body& body, const String& post);
@@ -124,7 +148,10 @@ private:
     void* m_handle;  // CURL*; created by the constructor
     bool m_verifySsl = true;
     bool m_wholeBundle = false;
+    bool m_resumes = true;
+    unsigned m_patience = 0;  // seconds
     std::optional<Memory> m_pinnedKey;
+    std::shared_ptr<const TlsCredentials> m_credentials;
     std::array<char, 256> m_errorBuffer{};  // libcurl's error-buffer size
     int m_lastErrorCode = 0;
     TransferFailure m_failure = TransferFailure::None;

@@ -42,6 +42,21 @@ void CurlEasyWrapper::judge(const String& url) {
     }
 }
 
+bool CurlEasyWrapper::failedOnTheWay() const noexcept {
+    constexpr int kLoginRequired = 407;  // which another proxy does not help
+    switch (m_failure) {
+        case TransferFailure::Proxy:
+            return proxyStatus() != kLoginRequired;
+        case TransferFailure::Name:
+        case TransferFailure::NoRoute:
+        case TransferFailure::Refused:
+        case TransferFailure::Silent:
+            return true;
+        default:
+            return false;
+    }
+}
+
 /// libcurl has the same codes for the host and for the proxy. What it could not connect to stands in its words.
 bool CurlEasyWrapper::failedAtProxy(const String& url) const {
     constexpr int kLeastRefusal = 300;

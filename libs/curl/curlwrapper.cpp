@@ -12,6 +12,8 @@ namespace tessel {
 namespace {
 
 /// libcurl 8.1.0 up to 8.3.x drops session cookies that come in a Netscape line.
+/// Behind a way that does not answer there is another one.
+constexpr unsigned kSecondsBeforeNextWay = 10;
 constexpr unsigned kFirstDropping = 0x080100;
 constexpr unsigned kFirstKeeping = 0x080400;
 
@@ -116,6 +118,12 @@ std::shared_ptr<const tls::PeerCertificate> CurlSession::describeCertificate(con
     return nullptr;
 }
 
+std::shared_ptr<const TlsCredentials> CurlSession::credentials(const String& /*url*/) { return nullptr; }
+
+std::vector<ProxyRoute> CurlSession::routes(const String& /*url*/) { return {}; }
+
+void CurlSession::took(const String& /*url*/, const ProxyRoute& /*route*/) {}
+
 bool CurlSession::retries(const String& /*url*/, const tls::PeerCertificate* /*refused*/) { return false; }
 
 void CurlSession::setUserAgent(const String& userAgent) {
@@ -143,45 +151,81 @@ void CurlSession::setCookie(const http::SetCookie& cookie) {
     }
 }
 
-void CurlSession::prepare(CurlEasyWrapper& handle, const String& url, ITransferListener* listener) {
-    if (carriesCookies(url)) {
+/// One request on whichever way it takes.
+struct CurlSession::Request {
+    const String& url;
+    IWriter& out;
+    std::uint64_t limit;
+    const String& post;
+    ITransferListener* listener;
+};
+
+void CurlSession::prepare(CurlEasyWrapper& handle, const Request& request) {
+    if (carriesCookies(request.url)) {
         handle.attachShare(m_share.handle());
         handle.enableCookies();
     }
     handle.setCancelFlag(&m_cancelled);
-    handle.setListener(listener);
+    handle.setListener(request.listener);
     {
         const std::lock_guard lock(m_mutex);
         handle.setUserAgent(m_userAgent);
     }
-    const ServerCheck check = serverCheck(url);
+    const ServerCheck check = serverCheck(request.url);
     handle.setVerifySsl(check.certificate);
     handle.setPinnedKey(check.key);
     handle.setWholeBundle(m_wholeBundle);
-    handle.setProxy(getProxy(url));
+    // In a resumed session it would not ask once more.
+    handle.setResumes(!m_askedForIdentity);
+    handle.setTlsCredentials(credentials(request.url));
+    handle.setProxy(getProxy(request.url));
+}
+
+/// `route` is null where libcurl chooses; `onTheWay` says that it is of no use, which only the last one tells `info`.
+bool CurlSession::ask(const Request& request, const ProxyRoute* route, bool last, IRequestInfo* info, bool& onTheWay) {
+    for (bool first = true;; first = false) {
+        CurlEasyWrapper handle;
+        prepare(handle, request);
+        if (route != nullptr) {
+            handle.setRoute(*route);
+            handle.setPatience(last ? 0 : kSecondsBeforeNextWay);
+        }
+        const bool arrived = handle.request(request.url, request.out, request.limit, request.post);
+        m_wholeBundle = handle.wholeBundle();
+        m_askedForIdentity = m_askedForIdentity || handle.tlsMessages().asked();
+        if (handle.failure() == TransferFailure::Certificate) {
+            const long error = handle.sslVerifyResult();
+            handle.setPeerCertificate(describeCertificate(request.url, handle.tlsMessages().certificate(),
+                                                          error == CurlEasyWrapper::kCertificateNotAsked ? 0 : error));
+            if (first && retries(request.url, handle.peerCertificate().get())) {
+                continue;
+            }
+        }
+        onTheWay = handle.failedOnTheWay();
+        if (info != nullptr && (last || !onTheWay)) {
+            info->readFromCurl(handle);
+        }
+        return arrived;
+    }
 }
 
 bool CurlSession::_request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
                            ITransferListener* listener) {
     const Lock turn(m_transfer);
-    for (bool first = true;; first = false) {
-        CurlEasyWrapper handle;
-        prepare(handle, url, listener);
-        const bool arrived = handle.request(url, out, limit, post);
-        m_wholeBundle = handle.wholeBundle();
-        if (handle.failure() == TransferFailure::Certificate) {
-            const long error = handle.sslVerifyResult();
-            handle.setPeerCertificate(describeCertificate(url, handle.tlsMessages().certificate(),
-                                                          error == CurlEasyWrapper::kCertificateNotAsked ? 0 : error));
-            if (first && retries(url, handle.peerCertificate().get())) {
-                continue;
-            }
-        }
-        if (info != nullptr) {
-            info->readFromCurl(handle);
-        }
-        return arrived;
+    const Request request{url, out, limit, post, listener};
+    const std::vector<ProxyRoute> ways = routes(url);
+    bool onTheWay = false;
+    if (ways.empty()) {
+        return ask(request, nullptr, true, info, onTheWay);
     }
+    for (const ProxyRoute& way : ways) {
+        const bool arrived = ask(request, &way, &way == &ways.back(), info, onTheWay);
+        if (!onTheWay) {
+            took(url, way);
+            return arrived;
+        }
+    }
+    return false;
 }
 
 bool CurlSession::intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "libs/base/memory.h"
 #include "libs/base/mutex.h"
@@ -70,6 +71,13 @@ public:
     /// At first null.
     virtual std::shared_ptr<const tls::PeerCertificate> describeCertificate(const String& url, const Memory& der,
                                                                             long verifyError);
+    /// What its TLS connection has of its own: at first nothing, which is null.
+    virtual std::shared_ptr<const TlsCredentials> credentials(const String& url);
+    /// Where getProxy() names none, the ways that the request takes one after the other, each only when the one before
+    /// failed before anything was sent. At first none, which leaves the choice to the environment.
+    virtual std::vector<ProxyRoute> routes(const String& url);
+    /// Which of them it took in the end.
+    virtual void took(const String& url, const ProxyRoute& route);
     /// Whether a request that was refused for this certificate (null where nobody described it), of which nothing was
     /// sent, is made once more: serverCheck() is then asked again. At first never.
     virtual bool retries(const String& url, const tls::PeerCertificate* refused);
@@ -109,6 +117,10 @@ public:
     /// The text with every byte escaped that is not unreserved in a URL, by libcurl.
     static String urlEncodeString(const String& text);
 
+protected:
+    /// Becomes true with cancel(): for what is asked of a derived class and takes its time.
+    [[nodiscard]] const std::atomic<bool>& cancelled() const noexcept { return m_cancelled; }
+
 private:
     /// Destroys the share handle after all handles attached to it.
     class Share {
@@ -123,7 +135,9 @@ private:
         void* m_handle;
     };
 
-    void prepare(CurlEasyWrapper& handle, const String& url, ITransferListener* listener);
+    struct Request;
+    void prepare(CurlEasyWrapper& handle, const Request& request);
+    bool ask(const Request& request, const ProxyRoute* route, bool last, IRequestInfo* info, bool& onTheWay);
     bool intoMemory(const String& url, Memory& out, const String& post, IRequestInfo* info);
     bool _request(const String& url, IWriter& out, std::uint64_t limit, const String& post, IRequestInfo* info,
                   ITransferListener* listener = nullptr);
@@ -140,7 +154,9 @@ private:
     std::atomic<std::uint64_t> m_bodyLimit{kBodyLimit};
     std::atomic<std::uint64_t> m_writerLimit{0};
     std::atomic<bool> m_cancelled{false};
-    bool m_wholeBundle = false;  // a chain needed it; guarded by m_transfer
+    // Guarded by m_transfer.
+    bool m_wholeBundle = false;       // a chain needed it
+    bool m_askedForIdentity = false;  // a server wanted the client's certificate
 };
 
 }  // namespace tessel

@@ -14,6 +14,8 @@ void RequestInfo::readFromCurl(const CurlEasyWrapper& handle) {
     m_responseHeader = handle.responseHeader();
     m_failure = handle.failure();
     m_proxyStatus = m_failure == TransferFailure::Proxy ? handle.proxyStatus() : 0;
+    m_askedForIdentity = handle.tlsMessages().asked();
+    m_hadIdentity = handle.hasIdentity();
     m_certificate = handle.peerCertificate();
 }
 

@@ -43,6 +43,10 @@ public:
         return m_certificate;
     }
 
+    /// Whether the server asked for a certificate of the client's, and whether there was one to show.
+    [[nodiscard]] bool askedForIdentity() const noexcept { return m_askedForIdentity; }
+    [[nodiscard]] bool hadIdentity() const noexcept { return m_hadIdentity; }
+
     /// "Code: 6(Could not resolve host name)", and behind a line break what libcurl said, if anything.
     [[nodiscard]] String format() const;
 
@@ -53,6 +57,8 @@ private:
     http::ResponseHeader m_responseHeader;
     TransferFailure m_failure = TransferFailure::None;
     int m_proxyStatus = 0;
+    bool m_askedForIdentity = false;
+    bool m_hadIdentity = false;
     std::shared_ptr<const tls::PeerCertificate> m_certificate;
 };
 

@@ -8,10 +8,11 @@ namespace {
 
 using Bytes = std::span<const unsigned char>;
 
-constexpr unsigned char kCertificate = 11;  // a handshake message's type
-constexpr unsigned char kCloseNotify = 0;   // an alert's description
-constexpr std::size_t kAlert = 2;           // bytes
-constexpr std::size_t kLength = 3;          // bytes of a length
+constexpr unsigned char kCertificate = 11;         // a handshake message's type
+constexpr unsigned char kCertificateRequest = 13;  // and another one's
+constexpr unsigned char kCloseNotify = 0;          // an alert's description
+constexpr std::size_t kAlert = 2;                  // bytes
+constexpr std::size_t kLength = 3;                 // bytes of a length
 
 /// What a length of three bytes stands in front of, if it is there whole.
 Bytes counted(Bytes bytes) {
@@ -39,6 +40,9 @@ void TlsMessages::received(const unsigned char* bytes, std::size_t length) noexc
     const Bytes message(bytes, length);
     if (length == kAlert) {
         m_closed = m_closed || message[1] == kCloseNotify;
+    } else if (length > kLength && message[0] == kCertificateRequest &&
+               counted(message.subspan(1)).size() + kLength + 1 == length) {
+        m_asked = true;
     } else if (length > kAlert && message[0] == kCertificate) {
         try {
             const Bytes first = firstCertificate(message);

@@ -18,11 +18,14 @@ public:
 
     /// The server's own certificate as it was last sent, in DER; empty when none was, as in a resumed session.
     [[nodiscard]] const Memory& certificate() const noexcept { return m_certificate; }
+    /// Whether the server asked for a certificate of the client's.
+    [[nodiscard]] bool asked() const noexcept { return m_asked; }
     /// Whether the server said that nothing more comes (close_notify). Without it, an end may be anybody's doing.
     [[nodiscard]] bool closed() const noexcept { return m_closed; }
 
 private:
     Memory m_certificate;
+    bool m_asked = false;
     bool m_closed = false;
 };
 

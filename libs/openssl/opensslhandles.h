@@ -44,4 +44,11 @@ inline String textOf(BIO* memory) {
     return length > 0 ? String::copy(bytes, static_cast<unsigned>(length)) : String();
 }
 
+/// On one line, most specific part first (RFC 4514): UTF-8 as it is, control bytes escaped.
+inline String oneLine(const X509_NAME* name) {
+    constexpr unsigned long kFlags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
+    const BioPointer bio(BIO_new(BIO_s_mem()));
+    return bio != nullptr && X509_NAME_print_ex(bio.get(), name, 0, kFlags) >= 0 ? textOf(bio.get()) : String();
+}
+
 }  // namespace tessel::tls

@@ -45,12 +45,6 @@ Reason reasonOf(long verifyError) {
 
 /// UTF-8 as it is, control bytes escaped.
 constexpr unsigned long kTextFlags = ASN1_STRFLGS_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
-constexpr unsigned long kNameFlags = (XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB));
-
-String oneLine(const X509_NAME* name) {
-    const BioPointer bio(BIO_new(BIO_s_mem()));
-    return bio != nullptr && X509_NAME_print_ex(bio.get(), name, 0, kNameFlags) >= 0 ? textOf(bio.get()) : String();
-}
 
 String dnsName(const ASN1_STRING* name) {
     const BioPointer bio(BIO_new(BIO_s_mem()));

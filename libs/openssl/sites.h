@@ -15,5 +15,6 @@ inline constexpr RaiseSite kDigestFeed{"libs/openssl/digest", 39};
 inline constexpr RaiseSite kCertificate{"libs/openssl/selfsignedcertificate", 44};
 inline constexpr RaiseSite kCertificateName{"libs/openssl/selfsignedcertificate", 61};
 inline constexpr RaiseSite kCertificateFile{"libs/openssl/selfsignedcertificate", 130};
+inline constexpr RaiseSite kClientIdentity{"libs/openssl/clientidentity", 44};
 
 }  // namespace tessel::tls::sites

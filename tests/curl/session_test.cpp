@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "libs/curl/curlwrapper.h"
+#include "libs/openssl/certificateauthority.h"
 #include "libs/openssl/fingerprint.h"
 #include "libs/openssl/peercertificate.h"
 #include "libs/openssl/selfsignedcertificate.h"
@@ -98,6 +99,11 @@ struct Asking : CurlSession {
 struct Session : Asking {
     String checked;
     Proxy proxy;
+    std::vector<ProxyRoute> ways;
+    std::shared_ptr<const TlsCredentials> own;
+    std::vector<ProxyRoute> routes(const String&) override { return ways; }
+    void took(const String&, const ProxyRoute& route) override { ways = {route}; }
+    std::shared_ptr<const TlsCredentials> credentials(const String&) override { return own; }
     bool verifySSL(const String& url) override { return url == checked; }
     Proxy getProxy(const String&) override { return proxy; }
     bool saysHello(const std::string& url) { return ask(String::copy(url)) && body.view() == "hello"; }
@@ -186,6 +192,39 @@ TEST(Session, sendsNothingToAServerWithoutThePinnedKey) {
         EXPECT_EQ(session.info.failure(), TransferFailure::Certificate);
         EXPECT_NE(session.info.getPeerCertificate(), nullptr);
     }
+}
+
+TEST(Session, trustsTheGivenAuthoritiesAlone) {
+    const CertificateFiles files;
+    const CertificateFiles others;
+    const HttpsServer server(sayHello, "127.0.0.1", files);
+    for (const auto& [trusted, arrives] : {std::pair(&files, true), {&others, false}}) {
+        g_trusted = files.certificate;
+        Session session;
+        session.checked = server.url();
+        session.own = std::make_shared<TlsCredentials>(
+            TlsCredentials{.authoritiesPem = String::copy(nebrix::test::readFile(trusted->certificate))});
+        EXPECT_EQ(session.saysHello(session.checked.str()), arrives);
+        g_trusted.clear();
+    }
+}
+
+TEST(Session, takesTheNextWayWhereOneLeadsNowhere) {
+    const HttpsServer server(sayHello);
+    const ProxyRoute dead{Proxy(Proxy::Type::Http, "127.0.0.1:1", {})};
+    Session session;
+    session.ways = {dead, {}};
+    EXPECT_TRUE(session.saysHello(server.url().str()));
+    EXPECT_TRUE(session.ways.size() == 1 && session.ways[0].sameWay({})) << "the one that it took";
+    session.ways = {dead, dead};
+    ::setenv("no_proxy", "*", 1);
+    EXPECT_FALSE(session.saysHello(server.url().str()));
+    ::unsetenv("no_proxy");
+    EXPECT_EQ(session.info.failure(), TransferFailure::Proxy);
+    ::setenv("https_proxy", "http://127.0.0.1:1", 1);
+    session.ways = {{}};
+    EXPECT_TRUE(session.saysHello(server.url().str())) << "straight, whatever the environment says";
+    ::unsetenv("https_proxy");
 }
 
 TEST(Session, aBodyThatEndsWithTheConnectionNeedsItsGoodbye) {
@@ -297,6 +336,18 @@ protected:
         return true;
     }
 
+    bool startNginx(const std::string& listens, const std::string& directives) {
+        const auto& directory = m_files.directory;
+        const std::string conf = directory.write(
+            "nginx.conf",
+            "daemon off; master_process off; pid nginx.pid; error_log stderr; events {} http { access_log access.log; "
+            "client_body_temp_path b; proxy_temp_path p; fastcgi_temp_path f; uwsgi_temp_path u; scgi_temp_path s; "
+            "server { listen 127.0.0.1:" +
+                m_port + " ssl" + listens + "; ssl_certificate " + m_files.certificate + "; ssl_certificate_key " +
+                m_files.key + "; " + directives + "location / { return 200 hello; } } }");
+        return start({"/usr/sbin/nginx", "-p", directory.path(), "-c", conf, "-e", "stderr"});
+    }
+
     static constexpr ChildProcess::Milliseconds kPause{10};
     const CertificateFiles m_files;
     /// Free a moment ago.
@@ -305,20 +356,34 @@ protected:
 };
 
 TEST_F(Peers, nginxWithHttp2) {
-    const auto& directory = m_files.directory;
-    const std::string conf = directory.write(
-        "nginx.conf",
-        "daemon off; master_process off; pid nginx.pid; error_log stderr; events {} http { access_log access.log; "
-        "client_body_temp_path b; proxy_temp_path p; fastcgi_temp_path f; uwsgi_temp_path u; scgi_temp_path s; "
-        "server { listen 127.0.0.1:" +
-            m_port + " ssl http2; ssl_certificate " + m_files.certificate + "; ssl_certificate_key " + m_files.key +
-            "; location / { return 200 hello; } } }");
-    if (!start({"/usr/sbin/nginx", "-p", directory.path(), "-c", conf, "-e", "stderr"})) {
+    if (!startNginx(" http2", "")) {
         GTEST_SKIP() << "nginx is not installed (scripts/setup.sh installs it)";
     }
     Session session;
     EXPECT_TRUE(session.saysHello("https://127.0.0.1:" + m_port + "/")) << m_program->errors();
     EXPECT_TRUE(session.info.getResponseHeader().getStatusLine().starts("HTTP/1.1 200"));
+}
+
+TEST_F(Peers, nginxAsksForACertificateEveryTime) {
+    const tls::CertificateAuthority authority("authority.example");
+    m_files.directory.write("ca.pem", std::string(authority.certificatePem().view()));
+    const tls::IssuedCertificate me = authority.issue({{"me"}, {}}, tls::CertificateAuthority::Purpose::Client);
+    if (!startNginx("", "ssl_client_certificate ca.pem; ssl_verify_client on; ")) {
+        GTEST_SKIP() << "nginx is not installed (scripts/setup.sh installs it)";
+    }
+    const std::string url = "https://127.0.0.1:" + m_port + "/";
+    const auto file = [](const std::string& path) { return String::copy(nebrix::test::readFile(path)); };
+    for (const auto& [own, arrives] : {std::pair(TlsCredentials(), false),
+                                       {{"", me.certificatePem, me.keyPem}, true},
+                                       {{"", file(m_files.certificate), file(m_files.key)}, false}}) {
+        Session session;
+        session.own = std::make_shared<TlsCredentials>(own);
+        for (const char* time : {"first", "second"}) {
+            EXPECT_EQ(session.saysHello(url), arrives) << time;
+            EXPECT_TRUE(session.info.askedForIdentity()) << time;
+            EXPECT_EQ(session.info.hadIdentity(), !own.keyPem.empty()) << time;
+        }
+    }
 }
 
 TEST_F(Peers, tinyproxyNamedByTheEnvironmentOrTheSession) {

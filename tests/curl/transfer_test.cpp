@@ -290,6 +290,8 @@ TEST(TlsMessages, tellTheFirstCertificateAndTheGoodbye) {
     }
     EXPECT_TRUE(after("\x01\0"s).closed());
     EXPECT_FALSE(after("\x02\x28"s).closed());
+    EXPECT_TRUE(after("\x0D\0\0\x02\0\0"s).asked());
+    EXPECT_FALSE(after("\x0D\0\0\x02\0"s).asked());
 }
 
 TEST(Transfer, itsConnectionIsNotInherited) {

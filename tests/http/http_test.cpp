@@ -3,7 +3,7 @@
 #include "libs/http/authority.h"
 #include "libs/http/credentials.h"
 #include "libs/http/header.h"
-#include "libs/http/proxy.h"
+#include "libs/http/proxyroute.h"
 #include "libs/http/uri.h"
 #include "libs/json/jsonreader.h"
 #include "tests/support/systemlogcapture.h"
@@ -221,6 +221,31 @@ TEST(Credentials, domainLoginGoesBothWays) {
         credentials.setDomainLogin(credentials.getDomainLogin(true));
         EXPECT_EQ(credentials.getDomain(), domain);
         EXPECT_EQ(credentials.getLogin(), login);
+    }
+}
+
+TEST(ProxyRoute, isReadAsTheDesktopWritesIt) {
+    const std::pair<const char*, const char*> cases[] = {{"direct://", "direct"},
+                                                         {"http://p.example:3128", "http p.example:3128"},
+                                                         {"http://p/", "http p:80"},
+                                                         {"socks4://[::1]:9", "socks4 [::1]:9"},
+                                                         {"socks5://p", "socks5 p:1080"},
+                                                         {"socks://a%40b:c%3A@p:1", "socks5 p:1, socks4 p:1"},
+                                                         {"https://p:1", ""},
+                                                         {"http://p:70000", ""},
+                                                         {"", ""}};
+    for (const auto& [answer, expected] : cases) {
+        std::vector<ProxyRoute> routes;
+        EXPECT_EQ(addRoutes(routes, answer), *expected != '\0') << answer;
+        Strings shown;
+        for (const ProxyRoute& route : routes) {
+            shown.push_back(route.shown());
+        }
+        EXPECT_EQ(String(", ").glue(shown), expected);
+        if (routes.size() == 2) {
+            EXPECT_EQ(routes[1].proxy.getCredentials().getLogin(), "a@b");
+            EXPECT_EQ(routes[1].proxy.getCredentials().getPassword(), "c:");
+        }
     }
 }
 

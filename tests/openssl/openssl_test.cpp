@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "libs/openssl/certificateauthority.h"
+#include "libs/openssl/clientidentity.h"
 #include "libs/openssl/digest.h"
 #include "libs/openssl/fingerprint.h"
 #include "libs/openssl/peercertificate.h"
@@ -146,6 +147,46 @@ TEST(CertificateAuthority, issuesForOnePurposeWhatItsPasswordAloneOpens) {
         EXPECT_FALSE(openssl(verify + other + " -CAfile ca.pem one.pem"));
         EXPECT_FALSE(openssl(verify + own + " -CAfile other.pem one.pem"));
         EXPECT_TRUE(openssl("x509 -in one.pem -noout -ext basicConstraints | grep CA:FALSE"));
+    }
+}
+
+TEST(ClientIdentity, isReadWhateverItsFormAndRefusedInWords) {
+    const nebrix::test::TemporaryDirectory directory;
+    const CertificateAuthority authority("authority.example");
+    const IssuedCertificate me = authority.issue({{"me.example"}, {}}, CertificateAuthority::Purpose::Client);
+    const IssuedCertificate old = CertificateAuthority("old.example", -1).issue({{"me.example"}, {}}, {});
+    directory.write("key.pem", std::string(me.keyPem.view()));
+    ASSERT_EQ(nebrix::test::runProgram({"openssl", "pkey", "-in", directory.path("key.pem"), "-aes128", "-passout",
+                                        "pass:secret", "-out", directory.path("locked.pem")})
+                  .status,
+              0);
+    const String locked = String::copy(nebrix::test::readFile(directory.path("locked.pem")));
+    const String chain = authority.certificatePem() + me.certificatePem;
+    const Memory packed = me.pkcs12("secret");
+    constexpr auto kGood = static_cast<IdentityFault>(0);
+    const std::optional<String> none;
+    const std::tuple<int, Memory, Memory, std::optional<String>, IdentityFault> cases[] = {
+        {1, me.certificatePem, me.keyPem, none, kGood},
+        {2, String(chain + me.keyPem), {}, none, kGood},
+        {3, chain, locked, "secret", kGood},
+        {4, packed, {}, "secret", kGood},
+        {5, me.pkcs12(""), {}, none, kGood},
+        {7, chain, locked, "guess", IdentityFault::WrongPassword},
+        {8, packed, {}, none, IdentityFault::PasswordMissing},
+        {9, packed, {}, "guess", IdentityFault::WrongPassword},
+        {10, chain, {}, none, IdentityFault::NoKey},
+        {11, chain, old.keyPem, none, IdentityFault::OtherKey},
+        {12, old.certificatePem, old.keyPem, none, IdentityFault::Expired},
+        {6, String("\x30\x82nothing"), {}, none, IdentityFault::NoCertificate}};
+    for (const auto& [number, certificate, key, password, fault] : cases) {
+        try {
+            const ClientIdentity identity = ClientIdentity::read(certificate, key, password);
+            EXPECT_EQ(fault, kGood) << number;
+            EXPECT_TRUE(identity.certificatePem.starts(me.certificatePem)) << number << identity.certificatePem.str();
+            EXPECT_EQ(identity.keyPem, me.keyPem) << number;
+        } catch (const EClientIdentity& caught) {
+            EXPECT_EQ(caught.facts().cause, static_cast<int>(fault)) << number;
+        }
     }
 }
 
