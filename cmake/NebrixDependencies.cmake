@@ -1,6 +1,6 @@
 # The external libraries, under one name each:
 #   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_elf (libelf), nebrix_archive
-#   (libarchive), nebrix_httplib
+#   (libarchive), nebrix_proxy (libproxy), nebrix_httplib
 # The toolkit finds by itself what it needs. nebrix_httplib is what the demo gateway and the tests serve HTTPS with. With
 # the desktop client also
 #   nebrix_wx (wxWidgets), nebrix_desktop (GTK, GIO, X11, Wayland and libSM, for what wxWidgets leaves to the desktop)
@@ -12,6 +12,7 @@ find_package(OpenSSL 3 REQUIRED)
 find_package(CURL 7.88 REQUIRED)
 pkg_check_modules(JSONCPP REQUIRED IMPORTED_TARGET jsoncpp)
 pkg_check_modules(HTTPLIB REQUIRED IMPORTED_TARGET cpp-httplib)
+pkg_check_modules(PROXY REQUIRED IMPORTED_TARGET libproxy-1.0)
 pkg_check_modules(ELF REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(ARCHIVE REQUIRED IMPORTED_TARGET libarchive)
 
@@ -26,6 +27,7 @@ nebrix_external(nebrix_crypto OpenSSL::Crypto)
 nebrix_external(nebrix_ssl OpenSSL::SSL OpenSSL::Crypto)
 nebrix_external(nebrix_elf PkgConfig::ELF)
 nebrix_external(nebrix_archive PkgConfig::ARCHIVE)
+nebrix_external(nebrix_proxy PkgConfig::PROXY)
 nebrix_external(nebrix_httplib PkgConfig::HTTPLIB OpenSSL::SSL OpenSSL::Crypto Threads::Threads)
 
 if(NEBRIX_BUILD_GUI)

@@ -18,7 +18,7 @@ TEXT
 demo_packages=(
     cmake ninja-build g++ pkg-config
     libcurl4-openssl-dev libssl-dev libjsoncpp-dev libcpp-httplib-dev libpcre2-dev zlib1g-dev libbrotli-dev libelf-dev
-    libarchive-dev libidn2-dev libsystemd-dev
+    libarchive-dev libidn2-dev libproxy-dev libsystemd-dev
     ca-certificates curl openssl unzip zip procps
     openvpn iproute2 iputils-ping
     libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libgtk-layer-shell-dev libwayland-dev libx11-dev libsm-dev gettext librsvg2-bin

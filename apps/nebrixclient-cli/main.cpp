@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <new>
 #include <optional>
 #include <string>
@@ -53,6 +54,16 @@ commandline::Grammar grammar() {
                      "for this session, accept of the gateway, or of another host that it names, the certificate with "
                      "this SHA-256 fingerprint, and no other",
                      true},
+                    {"ca-file", 0, "FILE",
+                     "the authorities (PEM) whose certificates count, instead of those whom this machine trusts",
+                     false},
+                    {"client-certificate", 0, "FILE",
+                     "the certificate (PEM or PKCS #12) for a gateway that asks for the client's", false},
+                    {"client-key", 0, "FILE", "its private key (PEM), where it is not in the same file", false},
+                    {"client-key-password", 0, "FILE",
+                     "the file whose first line opens the key; \"-\" reads the line from standard input, behind the "
+                     "link's if that is read there",
+                     false},
                     {"component-debugger", 'd', "", "let the component's process wait for a debugger", false},
                     {"help", 'h', "", "show this help", false},
                     {"version", 'V', "", "show the version and the key that components are verified against", false}},
@@ -67,6 +78,9 @@ commandline::Grammar grammar() {
             "The log is /tmp/nebrixclient.log.\n",
     };
 }
+
+/// What is too long for a line of standard input.
+constexpr unsigned kLongestPassword = 4096;
 
 /// Once the session is to end nobody waits for who reads the output.
 std::atomic<bool> g_ending{false};
@@ -132,12 +146,14 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
 }
 
 /// What somebody needs who decides on it, and how to say so.
-void explainCertificate(const SessionEnd& end) {
+void explainCertificate(const SessionEnd& end, const ManagedSettings& managed) {
     complainOf("the certificate of " + end.host + " is not trusted: " + flawsInWords(*end.peer));
     for (const String& line : linesOf(*end.peer)) {
         complainOf("  " + line);
     }
-    if (end.cause != EndCause::NotTheOne) {
+    if (managed.refuseExceptions) {
+        complainOf("it cannot be accepted here: " + managed.path + " forbids certificate exceptions");
+    } else if (end.cause != EndCause::NotTheOne) {
         const bool gateway = end.request == EndKind::Unreachable;
         complainOf("if whoever runs " + (gateway ? String("the gateway") : end.host) +
                    " names this fingerprint, --trust " + (gateway ? String() : String(end.host + "=")) +
@@ -145,9 +161,9 @@ void explainCertificate(const SessionEnd& end) {
     }
 }
 
-void explain(const SessionEnd& end) {
+void explain(const SessionEnd& end, const ManagedSettings& managed) {
     if (end.kind == EndKind::Certificate && end.peer != nullptr) {
-        explainCertificate(end);
+        explainCertificate(end, managed);
     } else {
         complainOf(describe(end));
     }
@@ -158,7 +174,8 @@ void explain(const SessionEnd& end) {
 /// A server, empty for the gateway, and the fingerprint of the only certificate that is accepted of it.
 using Trusted = std::pair<String, String>;
 
-int runSession(const String& mediation, const std::vector<Trusted>& trusted, const commandline::Arguments& arguments) {
+int runSession(const String& mediation, const std::vector<Trusted>& trusted, const TlsFiles& tlsFiles,
+               const commandline::Arguments& arguments) {
     const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
@@ -169,6 +186,12 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
                               [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
     client.setAccountListener(&listener);
+    client.localConfiguration().setTlsFiles(tlsFiles);
+    const ManagedSettings& managed = client.localConfiguration().managed();
+    if (managed.refuseExceptions && !managed.keys.empty() && !trusted.empty()) {
+        complainOf("--trust is refused: " + managed.path + " forbids certificate exceptions");
+        return kUsage;
+    }
     for (const auto& [server, fingerprint] : trusted) {
         client.expectCertificate(server, fingerprint);
     }
@@ -178,9 +201,21 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
     client.join();
     const SessionEnd end = *listener.end();
     if (!end.wanted()) {
-        explain(end);
+        explain(end, managed);
     }
     return static_cast<int>(exitCodeOf(end));
+}
+
+/// The next line of standard input; nothing when it is longer.
+std::optional<String> readLine(unsigned longest) {
+    String line;
+    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
+        if (line.length() == longest) {
+            return std::nullopt;
+        }
+        line.append(1, static_cast<char>(c));
+    }
+    return line;
 }
 
 /// The operand, or the first line of standard input; nothing when that is too long to be a link.
@@ -188,14 +223,34 @@ std::optional<String> readMediation(const std::string& operand) {
     if (operand != "-") {
         return String::copy(operand);
     }
-    String line;
-    for (int c = std::getchar(); c != EOF && c != '\n'; c = std::getchar()) {
-        if (line.length() == kLongestLink) {
+    const std::optional<String> line = readLine(kLongestLink);
+    return line ? std::optional(line->trim()) : std::nullopt;
+}
+
+/// From where the program starts, since it goes elsewhere.
+String absolutePath(const std::string& path) {
+    return path.empty() ? String() : String::copy(std::filesystem::absolute(path).string());
+}
+
+/// What is wrong with the options stands on standard error then.
+std::optional<TlsFiles> tlsFilesOf(const commandline::Arguments& arguments) {
+    const std::string password = arguments.value("client-key-password");
+    TlsFiles files{.authorities = absolutePath(arguments.value("ca-file")),
+                   .certificate = absolutePath(arguments.value("client-certificate")),
+                   .key = absolutePath(arguments.value("client-key")),
+                   .passwordFile = password == "-" ? String() : absolutePath(password)};
+    if (files.certificate.empty() && (!files.key.empty() || !password.empty())) {
+        complain("a client's key is of no use without --client-certificate");
+        return std::nullopt;
+    }
+    if (password == "-") {
+        files.password = readLine(kLongestPassword);
+        if (!files.password) {
+            complainOf("the password on standard input is longer than " + toString(kLongestPassword) + " bytes");
             return std::nullopt;
         }
-        line.append(1, static_cast<char>(c));
     }
-    return line.trim();
+    return files;
 }
 
 /// Nothing for what has no fingerprint in it.
@@ -265,7 +320,8 @@ int run(int argc, char** argv) {
         }
         trusted.push_back(*one);
     }
-    return runSession(mediation, trusted, arguments);
+    const std::optional<TlsFiles> tlsFiles = tlsFilesOf(arguments);
+    return tlsFiles ? runSession(mediation, trusted, *tlsFiles, arguments) : kUsage;
 }
 
 }  // namespace

@@ -54,6 +54,8 @@ const char* name(EndKind kind) noexcept {
             return "post-lost";
         case EndKind::NotWritable:
             return "not-writable";
+        case EndKind::Settings:
+            return "settings";
         case EndKind::Internal:
             return "internal";
     }
@@ -99,6 +101,11 @@ constexpr CauseName kCauseNames[] = {
     {EndCause::Revoked, "revoked"},
     {EndCause::Changed, "changed"},
     {EndCause::NotTheOne, "not-the-one"},
+    {EndCause::CertificateWanted, "certificate-wanted"},
+    {EndCause::CertificateUnwanted, "certificate-unwanted"},
+    {EndCause::Unguarded, "unguarded"},
+    {EndCause::WrongPassword, "wrong-password"},
+    {EndCause::OtherKey, "other-key"},
     {EndCause::NotLoadable, "not-loadable"},
     {EndCause::MissingEntry, "missing-entry"},
     {EndCause::NoInstance, "no-instance"},

@@ -34,6 +34,7 @@ enum class EndKind {
     HostCheckRefused,
     PostLost,
     NotWritable,
+    Settings,
     Internal,
 };
 
@@ -73,6 +74,13 @@ enum class EndCause {
     Revoked,
     Changed,    // another key than the one that was trusted
     NotTheOne,  // another one than the one that was asked for
+    // Of the client's own certificate.
+    CertificateWanted,    // the gateway asks for one
+    CertificateUnwanted,  // and does not take this one
+    // Of a file that settings are, or name.
+    Unguarded,  // others than its owner may write it
+    WrongPassword,
+    OtherKey,
     // Of a component.
     NotLoadable,
     MissingEntry,

@@ -4,6 +4,7 @@
 #include "apps/nebrixclient/certificatewords.h"
 #include "apps/nebrixclient/clientconfiguration.h"
 #include "apps/nebrixclient/mediationresponse.h"
+#include "apps/nebrixclient/settingsfile.h"
 #include "apps/nebrixclient/signeddll.h"
 #include "libs/base/file.h"
 #include "libs/base/thread.h"
@@ -115,6 +116,12 @@ SessionEnd endOf(const Exception& caught) {
             caught)) {
         return unreadable(facts);
     }
+    if (isAnyOf<ESettingsFile>(caught)) {
+        return {.kind = EndKind::Settings,
+                .cause = static_cast<EndCause>(facts.cause),
+                .path = facts.subject,
+                .text = facts.words};
+    }
     if (isAnyOf<EFile>(caught)) {
         return endOfFile(facts);
     }
@@ -144,6 +151,9 @@ SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host
     } else {
         end.httpStatus = request.getProxyStatus();
         end.text = words;
+        if (request.askedForIdentity() && (end.cause == EndCause::Tls || end.cause == EndCause::Cut)) {
+            end.cause = request.hadIdentity() ? EndCause::CertificateUnwanted : EndCause::CertificateWanted;
+        }
     }
     if (failure == EndKind::Unreachable && end.cause == EndCause::TooLarge) {
         end.kind = EndKind::AnswerUnreadable;  // whoever sends too much was reached

@@ -38,6 +38,10 @@ String requestWords(const SessionEnd& end) {
                                        : String("the proxy refused with HTTP status " + toString(end.httpStatus));
         case EndCause::Tls:
             return "no secure connection could be agreed on";
+        case EndCause::CertificateWanted:
+            return "it asks for a client certificate, and there is none";
+        case EndCause::CertificateUnwanted:
+            return "it does not accept the client certificate";
         case EndCause::NotHttp:
             return "what answered does not speak HTTP";
         case EndCause::Cut:
@@ -175,6 +179,8 @@ String sentence(const SessionEnd& end) {
             return request("the result of the host check could not be given to " + end.host, end);
         case EndKind::NotWritable:
             return with(end.path + " cannot be read or written", end.text);
+        case EndKind::Settings:
+            return with(end.path + " cannot be used", end.text);
         case EndKind::Internal:
             return with(internalWords(end.cause), end.text);
     }

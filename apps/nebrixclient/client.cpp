@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 
@@ -46,9 +47,19 @@ String operatingSystem() {
     return console.valid() ? console->getOsName() : String();
 }
 
+/// What a page says that some servers answer with in place of ending the handshake; None for any other page.
+EndCause identityCause(const RequestInfo& info) {
+    constexpr int kStatuses[] = {400, 403, 495, 496};
+    if (!info.askedForIdentity() ||
+        std::ranges::find(kStatuses, info.getResponseHeader().getResponseCode()) == std::end(kStatuses)) {
+        return EndCause::None;
+    }
+    return info.hadIdentity() ? EndCause::CertificateUnwanted : EndCause::CertificateWanted;
+}
+
 }  // namespace
 
-NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
+NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile, const ManagedFile& managed)
     : Thread("nebrixclient", 0, true), m_notify(notify), m_downloadManager(m_localConfiguration) {
     routeLog(logFile);
     const String directory = File::getUserApplicationDataDirectory();
@@ -60,6 +71,7 @@ NebrixClient::NebrixClient(INebrixClientNotify& notify, const String& logFile)
         raise<EFile>("EFile", sites::kClientDirectoryCatch,
                      {.subject = directory, .words = platform::errorText(systemError), .systemError = systemError});
     }
+    readManagedSettings(managed);
     readLocalConfiguration();
 }
 
@@ -73,6 +85,16 @@ NebrixClient::~NebrixClient() {
     m_downloadManager.cancel();
     join();
     StaticDownloadWrapper::unset(m_downloadManager);
+}
+
+/// A file that cannot be used keeps the program from connecting, not from starting: whoever looks after it is told.
+void NebrixClient::readManagedSettings(const ManagedFile& file) {
+    try {
+        m_localConfiguration.setManaged(ManagedSettings::read(file));
+    } catch (const ESettingsFile& caught) {
+        m_managedFailure = caught;
+        m_localConfiguration.setManaged(ManagedSettings::strictest(file.path));
+    }
 }
 
 void NebrixClient::readLocalConfiguration() {
@@ -164,6 +186,11 @@ void NebrixClient::showLogs() {
 }
 
 void NebrixClient::expectCertificate(const String& server, const String& fingerprint) {
+    if (m_localConfiguration.managed().refuseExceptions) {
+        log(LogCategory::Error, "NebrixClient", "expectCertificate",
+            String("Certificate exceptions are forbidden by " + m_localConfiguration.managed().path));
+        return;
+    }
     m_expectedCertificates.emplace_back(server, fingerprint);
 }
 
@@ -196,8 +223,10 @@ String NebrixClient::getLangFromArg(const String& mediation) {
 }
 
 Proxy NebrixClient::currentProxy() const {
-    Proxy proxy;
-    proxy.setCredentials(m_localConfiguration.getCredentials());
+    Proxy proxy = m_downloadManager.session().gatewayProxy();
+    if (proxy.getCredentials().getLogin().empty()) {
+        proxy.setCredentials(m_localConfiguration.getCredentials());
+    }
     return proxy;
 }
 
@@ -340,6 +369,9 @@ void NebrixClient::attempt() {
 }
 
 void NebrixClient::session() {
+    if (m_managedFailure) {
+        throw ESettingsFile(*m_managedFailure);
+    }
     warnOfOpenDirectories();
     logLine(LogCategory::Trace, "OpenSSL version: " + tls::TLS::getOpensslVersion());
     logLine(LogCategory::Trace, "Curl version: " + CurlInitializer::getCurlFullVersion());
@@ -358,7 +390,7 @@ void NebrixClient::session() {
         }
         return;
     }
-    if (!readAnswer(String(body), info.getResponseHeader().getResponseCode()) || restartRequested()) {
+    if (!readAnswer(String(body), info) || restartRequested()) {
         return;
     }
     if (isCancelled()) {
@@ -374,7 +406,8 @@ void NebrixClient::session() {
 }
 
 /// False when the gateway refuses, which is then told.
-bool NebrixClient::readAnswer(const String& text, int httpStatus) {
+bool NebrixClient::readAnswer(const String& text, const RequestInfo& info) {
+    const int httpStatus = info.getResponseHeader().getResponseCode();
     if (httpStatus != kHttpOk) {
         logLine(LogCategory::Error, "mediation response is HTTP." + toString(httpStatus));
     }
@@ -394,6 +427,9 @@ bool NebrixClient::readAnswer(const String& text, int httpStatus) {
         SessionEnd end = endOf(caught);
         end.host = getServer();
         end.httpStatus = httpStatus == kHttpOk ? 0 : httpStatus;
+        if (const EndCause cause = identityCause(info); cause != EndCause::None) {
+            end = {.kind = EndKind::Unreachable, .cause = cause, .host = end.host, .httpStatus = httpStatus};
+        }
         m_account.record(end);
         throw;
     }
@@ -417,11 +453,12 @@ String NebrixClient::prepareRequest() {
         Lock lock(m_mutex);
         m_server = server;
     }
+    NebrixClientCurlSession& session = m_downloadManager.session();
+    session.search(server);  // as early as can be, since it goes on beside all else that comes before the request
     uri.setScheme("https");
     uri.setAuthority(server);
     uri.setParameter("clientversion", kClientVersion);
 
-    NebrixClientCurlSession& session = m_downloadManager.session();
     for (const auto& [expected, fingerprint] : m_expectedCertificates) {
         session.expect(expected.empty() ? server : expected, fingerprint);
     }
@@ -434,6 +471,7 @@ String NebrixClient::prepareRequest() {
     session.setUserAgent(String("NebrixClient ") + kClientVersion + " " + operatingSystem());
     m_downloadManager.setGateway(server);
     StaticDownloadWrapper::set(m_downloadManager);
+    session.begin(server);
     return uri.getFullUri();
 }
 

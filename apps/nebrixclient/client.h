@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "apps/nebrixclient/account.h"
@@ -30,8 +31,10 @@ class NebrixClient final : public ClientConfigurationDispatcher, public Thread {
 public:
     /// Sends every log category to the log file (when that is not ours, to "nebrixclient.log" in the user's
     /// application-data directory), makes that directory and enters it, and reads the local configuration; a flaw in it
-    /// is logged. `notify` must outlive this object. Raises EFile when the directory cannot be had.
-    explicit NebrixClient(INebrixClientNotify& notify, const String& logFile = kLogFile);
+    /// is logged. Settings that `managed` names go before the user's; where that file cannot be used every attempt
+    /// fails for that, and says so. `notify` must outlive this object. Raises EFile when the directory cannot be had.
+    explicit NebrixClient(INebrixClientNotify& notify, const String& logFile = kLogFile,
+                          const ManagedFile& managed = {});
     /// Ends what still runs, and waits for it.
     ~NebrixClient() override;
 
@@ -51,7 +54,8 @@ public:
 
     /// While this object lives, the server (host and port as its URLs write them; empty for the gateway) must have the
     /// certificate with this SHA-256 fingerprint (lower-case hexadecimal) and no other, whoever issued it. Nothing is
-    /// sent to it, nor saved, before that is known. For any number of servers; set before run().
+    /// sent to it, nor saved, before that is known. For any number of servers; set before run(). Does nothing but
+    /// log where exceptions are refused.
     void expectCertificate(const String& server, const String& fingerprint);
 
     /// The component's process waits for a debugger before it loads the component. Set before run().
@@ -78,7 +82,9 @@ public:
     /// The query parameter "lang" of a mediation string; empty without one or for what is no URI.
     static String getLangFromArg(const String& mediation);
 
-    /// The proxy as plug-ins are told it: of type none, with the user's credentials.
+    /// The proxy as plug-ins are told it: the one that the gateway was asked through, where settings or the desktop
+    /// name one; else of type none, which leaves the choice to the environment. With the user's credentials, or the
+    /// way's own.
     [[nodiscard]] Proxy currentProxy() const;
     /// Returns only when the library is genuine, with what was found so; else logs and raises EBadSignature.
     VerifiedComponent verifyDllSignature(const String& dllPath, const String& sigPath) const;
@@ -98,13 +104,14 @@ protected:
 private:
     using Thread::launch;  // run() is the way in
 
+    void readManagedSettings(const ManagedFile& file);
     void readLocalConfiguration();
     void start();
     void attempt();
     void session();
     String prepareRequest();
     void setSubClient(std::unique_ptr<ISubClient> subClient);
-    bool readAnswer(const String& text, int httpStatus);
+    bool readAnswer(const String& text, const RequestInfo& info);
     void loadConfiguration(MediationResponse& response);
     void tell();
     void over();
@@ -121,6 +128,7 @@ private:
     INebrixClientNotify& m_notify;
     List<std::pair<String, String>> m_expectedCertificates;  // of a server, or of the gateway: the fingerprint
     bool m_componentDebugger = false;
+    std::optional<ESettingsFile> m_managedFailure;
     // These synchronise themselves.
     IAccountNotify* m_accountListener = nullptr;
     SessionAccount m_account;

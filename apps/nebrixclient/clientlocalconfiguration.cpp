@@ -101,6 +101,38 @@ List<TrustedKey> readKeys(IKeyReader& reader, const List<String>& domains) {
     return keys;
 }
 
+TlsFiles readTlsFiles(IKeyReader& certificates) {
+    TlsFiles files;
+    ConfReadHelper::readKey(certificates, "cafile", files.authorities, false);
+    ConfReadHelper::readKey(certificates, "clientcertificate", files.certificate, false);
+    ConfReadHelper::readKey(certificates, "clientkey", files.key, false);
+    ConfReadHelper::readKey(certificates, "clientkeypassword", files.passwordFile, false);
+    return files;
+}
+
+void writeTlsFiles(const TlsFiles& files, IKeyWriter& writer) {
+    const std::pair<const char*, const String&> paths[] = {{"cafile", files.authorities},
+                                                           {"clientcertificate", files.certificate},
+                                                           {"clientkey", files.key},
+                                                           {"clientkeypassword", files.passwordFile}};
+    if (files == TlsFiles()) {
+        return;
+    }
+    IKeyWriter& certificates = writer["certificates"];
+    for (const auto& [key, path] : paths) {
+        if (!path.empty()) {
+            certificates[key].write(path);
+        }
+    }
+}
+
+/// The first ones go before the second ones.
+TlsFiles over(const TlsFiles& first, const TlsFiles& second) {
+    TlsFiles files = first.certificate.empty() ? second : first;
+    files.authorities = first.authorities.empty() ? second.authorities : first.authorities;
+    return files;
+}
+
 /// What it raises for the credentials leaves those before them read.
 void readSettings(IKeyReader& reader, LocalSettings& to) {
     List<String> domains;
@@ -109,6 +141,7 @@ void readSettings(IKeyReader& reader, LocalSettings& to) {
         to.servers.keys = readKeys(reader, domains);
         to.servers.domains = std::move(domains);
     }
+    to.tls = reader.exists("certificates") ? readTlsFiles(reader["certificates"]) : TlsFiles();
     if (reader.exists("proxy")) {
         ProtectedCredentials credentials(to.credentials);
         ConfReadHelper::readKey(reader["proxy"], "credentials", credentials, false);
@@ -207,6 +240,7 @@ void ClientLocalConfiguration::read(IKeyWriter& writer) const {
     if (now.refuseOlder) {
         components["older"].write(String(kRefuse));
     }
+    writeTlsFiles(now.tls, writer);
     if (now.servers.keys.empty()) {
         return;
     }
@@ -229,7 +263,7 @@ void ClientLocalConfiguration::write(IReader& /*reader*/) {
 
 List<String> ClientLocalConfiguration::getSslCertIgnoreDomains() const {
     Lock lock(m_mutex);
-    return m_now.servers.domains;
+    return m_managed.refuseExceptions ? List<String>() : m_now.servers.domains;
 }
 
 void ClientLocalConfiguration::setSslCertIgnoreDomains(const List<String>& domains) {
@@ -240,10 +274,15 @@ void ClientLocalConfiguration::setSslCertIgnoreDomains(const List<String>& domai
 
 ServerExceptions ClientLocalConfiguration::getServerExceptions() const {
     Lock lock(m_mutex);
-    return m_now.servers;
+    return m_managed.refuseExceptions ? ServerExceptions() : m_now.servers;
 }
 
 void ClientLocalConfiguration::trust(const String& server, const String& keyDigest, std::time_t now) {
+    if (m_managed.refuseExceptions) {
+        log(LogCategory::Error, "ClientLocalConfiguration", "trust",
+            String("Certificate exceptions are forbidden by " + m_managed.path));
+        return;
+    }
     Lock lock(m_mutex);
     std::erase_if(m_now.servers.keys, [&](const TrustedKey& key) { return key.server == server; });
     m_now.servers.keys.push_back({server, keyDigest, now});
@@ -269,7 +308,12 @@ bool ClientLocalConfiguration::getPluginDownload() const {
 
 bool ClientLocalConfiguration::getRefuseOlder() const {
     Lock lock(m_mutex);
-    return m_now.refuseOlder;
+    return m_managed.refuseOlder || m_now.refuseOlder;
+}
+
+TlsFiles ClientLocalConfiguration::getTlsFiles() const {
+    Lock lock(m_mutex);
+    return over(m_managed.tls, over(m_given, m_now.tls));
 }
 
 bool ClientLocalConfiguration::getHostcheckerDownload() const {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "apps/nebrixclient/localsettings.h"
+#include "apps/nebrixclient/managedsettings.h"
 #include "libs/base/mutex.h"
 #include "libs/base/serialize.h"
 
@@ -9,6 +9,9 @@ namespace tessel {
 /// What the user settles on this machine, kept in nebrixclient.xml: servers whose certificate is not checked, the keys
 /// that were accepted for some of them, the proxy's credentials, whether components are downloaded, and whether older
 /// ones run.
+///
+/// What an administrator has settled for the machine goes before it, in each getter but settings(), and is never
+/// written to the user's file.
 ///
 /// Synchronises itself: the settings dialog changes it while requests on other threads read it. Getters give copies.
 class ClientLocalConfiguration final : public ISerialize {
@@ -27,6 +30,14 @@ public:
     /// What could not be written goes with the next call. Waits for the disk; raises xml::EParser.
     void saveChanges(const String& path);
 
+    /// What an administrator has settled. To be set before anybody else sees the object.
+    void setManaged(const ManagedSettings& managed) { m_managed = managed; }
+    [[nodiscard]] const ManagedSettings& managed() const noexcept { return m_managed; }
+    /// Files for this process alone: each one that is named goes before the user's own, never before a managed one. The
+    /// client's certificate, key and password go together. To be set like setManaged().
+    void setTlsFiles(const TlsFiles& files) { m_given = files; }
+
+    /// The user's own, as the file has them.
     [[nodiscard]] LocalSettings settings() const;
     /// Takes over what differs between the two, as merged() does: `shown` are settings as somebody was shown them,
     /// `edited` what that person made of them.
@@ -36,10 +47,11 @@ public:
     void setSslCertIgnoreDomains(const List<String>& domains);
     [[nodiscard]] ServerExceptions getServerExceptions() const;
     /// Adds the server, host and port as the link writes them, to the domains unless it is there, and accepts this key
-    /// of it and no other from now on.
+    /// of it and no other from now on. Does nothing but log where exceptions are refused.
     void trust(const String& server, const String& keyDigest, std::time_t now);
     [[nodiscard]] Credentials getCredentials() const;
     void setCredentials(const Credentials& credentials);
+    [[nodiscard]] TlsFiles getTlsFiles() const;
     [[nodiscard]] bool getPluginDownload() const;
     [[nodiscard]] bool getHostcheckerDownload() const;
     /// Whether a component that is older than the last one is refused.
@@ -54,6 +66,10 @@ public:
     void write(IReader& reader) override;
 
 private:
+    // Constant once it is shared.
+    ManagedSettings m_managed;
+    TlsFiles m_given;
+
     mutable Mutex m_mutex;  // guards all below
     LocalSettings m_now;    // each key of a server among the domains, one for each
     LocalSettings m_saved;  // what the file held when it was last read whole, or written

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "apps/component/hostoptions.h"
+#include "apps/nebrixclient/helperprogram.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
@@ -26,15 +27,7 @@ String& programForTests() {
     return path;
 }
 
-/// Beside the running program, or where it is installed for this one.
-String findProgram() {
-    if (!programForTests().empty()) {
-        return programForTests();
-    }
-    const String here = platform::programDirectory();
-    const String beside = here + "/" + kProgram;
-    return File::exists(beside) ? beside : String(here + "/../libexec/nebrixclient/" + kProgram);
-}
+String findProgram() { return programForTests().empty() ? helperProgram(kProgram) : programForTests(); }
 
 std::vector<std::string> arguments(const ComponentProcess::Setup& setup) {
     std::vector<std::string> list{kMemoryLimitOption + std::to_string(setup.memoryLimit)};

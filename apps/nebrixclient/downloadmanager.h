@@ -23,6 +23,7 @@ public:
     explicit DownloadManager(const ClientLocalConfiguration& configuration);
 
     NebrixClientCurlSession& session() noexcept { return m_session; }
+    [[nodiscard]] const NebrixClientCurlSession& session() const noexcept { return m_session; }
     /// Told how far downloads are; null for nobody. Set before the first download.
     void setProgress(IProgressNotify* progress) noexcept { m_progress = progress; }
     [[nodiscard]] IProgressNotify* progress() const noexcept { return m_progress; }

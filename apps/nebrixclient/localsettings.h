@@ -26,6 +26,18 @@ struct ServerExceptions {
     List<TrustedKey> keys;  ///< at most one for each domain, of any number of them
 };
 
+/// The files that a TLS connection uses besides the machine's own: paths, empty for none.
+struct TlsFiles {
+    String authorities;   ///< PEM: whose certificates count, instead of those whom the machine trusts
+    String certificate;   ///< the client's, for its gateway: PEM or PKCS #12
+    String key;           ///< its private key, where that is not in the certificate's file
+    String passwordFile;  ///< whose first line opens the key
+    /// Opens the key in place of that line. Never saved.
+    std::optional<String> password{};
+
+    bool operator==(const TlsFiles&) const = default;
+};
+
 /// What nebrixclient.xml holds. A plain value.
 struct LocalSettings {
     ServerExceptions servers{};
@@ -33,6 +45,7 @@ struct LocalSettings {
     bool pluginDownload = true;
     bool hostcheckerDownload = true;
     unsigned componentMemory = 2048;  ///< MiB that a component may have for itself; 0 for any amount
+    TlsFiles tls{};                   ///< without a password
     bool refuseOlder = false;         ///< whether a component older than the last one that ran is refused
 };
 

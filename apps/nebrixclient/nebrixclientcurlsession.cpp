@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "apps/nebrixclient/tlsfiles.h"
 #include "libs/base/log.h"
 #include "libs/http/authority.h"
 #include "libs/http/uri.h"
@@ -58,6 +59,63 @@ Proxy NebrixClientCurlSession::getProxy(const String& /*url*/) {
     Proxy proxy;
     proxy.setCredentials(m_configuration.getCredentials());
     return proxy;
+}
+
+std::vector<ProxyRoute> NebrixClientCurlSession::routes(const String& url) {
+    if (const std::optional<ProxyRoute>& managed = m_configuration.managed().route) {
+        ProxyRoute route = *managed;
+        route.proxy.setCredentials(m_configuration.getCredentials());
+        return {route};
+    }
+    if (ProxySearch::environmentDecides(url)) {
+        return {};
+    }
+    std::vector<ProxyRoute> found = m_search.routes(url, cancelled());
+    for (ProxyRoute& route : found) {
+        if (route.proxy.getCredentials().getLogin().empty()) {
+            route.proxy.setCredentials(m_configuration.getCredentials());
+        }
+    }
+    return found;
+}
+
+void NebrixClientCurlSession::took(const String& url, const ProxyRoute& route) {
+    if (!m_configuration.managed().route) {
+        m_search.prefer(url, route);
+    }
+    Lock lock(m_mutex);
+    if (sameServer(authorityOf(url), http::Authority(m_gateway))) {
+        m_gatewayRoute = route;
+    }
+}
+
+Proxy NebrixClientCurlSession::gatewayProxy() const {
+    Lock lock(m_mutex);
+    return m_gatewayRoute.proxy;
+}
+
+void NebrixClientCurlSession::search(const String& server) {
+    const String url = "https://" + server + "/";
+    m_search.forget();
+    if (!m_configuration.managed().route && !ProxySearch::environmentDecides(url)) {
+        m_search.begin(url);
+    }
+}
+
+void NebrixClientCurlSession::begin(const String& server) {
+    const std::shared_ptr<const TlsCredentials> read = readTlsFiles(m_configuration.getTlsFiles());
+    Lock lock(m_mutex);
+    m_gateway = server;
+    m_gatewayRoute = {};
+    m_credentials = read;
+    m_credentialsForOthers =
+        read != nullptr ? std::make_shared<TlsCredentials>(TlsCredentials{.authoritiesPem = read->authoritiesPem})
+                        : nullptr;
+}
+
+std::shared_ptr<const TlsCredentials> NebrixClientCurlSession::credentials(const String& url) {
+    Lock lock(m_mutex);
+    return sameServer(authorityOf(url), http::Authority(m_gateway)) ? m_credentials : m_credentialsForOthers;
 }
 
 bool NebrixClientCurlSession::carriesCookies(const String& url) {

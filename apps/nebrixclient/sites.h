@@ -15,6 +15,10 @@ inline constexpr RaiseSite kClientDirectoryCatch{kClient, 40};
 inline constexpr RaiseSite kUnknownConfigurationType{"apps/nebrixclient/clientconfiguration", 90};
 inline constexpr RaiseSite kLocalConfigurationCatch{"apps/nebrixclient/clientlocalconfiguration", 58};
 
+inline constexpr RaiseSite kManagedSettings{"apps/nebrixclient/managedsettings", 71};
+inline constexpr RaiseSite kManagedCatch{"apps/nebrixclient/managedsettings", 118};
+inline constexpr RaiseSite kTlsFiles{"apps/nebrixclient/tlsfiles", 33};
+
 inline constexpr const char* kSignedDll = "apps/nebrixclient/signeddll";
 inline constexpr RaiseSite kSignatureMissing{kSignedDll, 74};
 inline constexpr RaiseSite kSignatureUnreadable{kSignedDll, 81};
