@@ -67,7 +67,7 @@ std::string overflowing(wxWindow& window) {
 }
 
 /// About the most that a certificate's dialog has to show.
-tessel::view::CertificateView longestCertificate() {
+tessel::view::CertificateView longestCertificate(bool forbidden = false) {
     using Reason = tessel::tls::PeerCertificate::Reason;
     tessel::tls::PeerCertificate peer;
     peer.subject.append(200, 'S');
@@ -81,7 +81,8 @@ tessel::view::CertificateView longestCertificate() {
     return tessel::view::CertificateView({.kind = tessel::EndKind::Certificate,
                                           .host = tessel::wxToTesselString(kLongestHost),
                                           .peer = std::make_shared<const tessel::tls::PeerCertificate>(peer),
-                                          .request = tessel::EndKind::PostLost});
+                                          .request = tessel::EndKind::PostLost},
+                                         forbidden);
 }
 
 class Fit : public testing::TestWithParam<const char*> {
@@ -105,6 +106,14 @@ protected:
 TEST_P(Fit, everyTextHasRoomInItsControl) {
     gui::BackgroundWorker worker;
     NebrixClientConfigurationDialog settings(nullptr);
+    tessel::ClientLocalConfiguration managed;
+    managed.setManaged(
+        {.path = tessel::platform::managedSettingsPath(), .refuseExceptions = true, .route = tessel::ProxyRoute()});
+    NebrixClientConfigurationDialog locked(nullptr);
+    locked.readConfiguration(managed);
+    EXPECT_FALSE(wxWindow::FindWindowByLabel(_("SETTINGS_ADD"), &locked)->IsEnabled());
+    CertificateDialog forbidden(nullptr, longestCertificate(true));
+    EXPECT_FALSE(wxWindow::FindWindowByLabel(_("CERTIFICATE_COMPARED"), &forbidden)->IsEnabled());
     NebrixClientConnectionErrorDialog error(nullptr, wxString::Format(_("CONNECTION_PROXY %s"), kLongestHost));
     error.offerCertificate();
     error.setErrorContent(kLongestDetails);
@@ -116,8 +125,8 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
         nullptr, [](int) {}, [] {});
     status.setTexts(_("STATUS_DOWNLOADING_COMPENENTS"), _("VPN_RECONNECTING"));
     auto* const log = new NebrixClientLogWindow(nullptr, "/dev/null", worker);
-    for (wxTopLevelWindow* const window :
-         std::initializer_list<wxTopLevelWindow*>{&settings, &error, &fatal, &certificate, &about, &status, log}) {
+    for (wxTopLevelWindow* const window : std::initializer_list<wxTopLevelWindow*>{
+             &settings, &locked, &error, &fatal, &certificate, &forbidden, &about, &status, log}) {
         window->Show();
         window->Layout();
         wxYield();

@@ -43,9 +43,10 @@ CertificateDialog::CertificateDialog(wxWindow* parent, const CertificateView& vi
     auto* const column = new wxBoxSizer(wxVERTICAL);
     column->Add(makeQuestion(view), wxSizerFlags().Expand().DoubleBorder(wxALL));
     column->Add(makeFacts(view), wxSizerFlags().Expand().DoubleBorder(wxLEFT | wxRIGHT));
-    column->Add(new WrappedText(this, _("CERTIFICATE_ADVICE"), kColumns),
+    column->Add(new WrappedText(this, view.forbidden ? _("CERTIFICATE_FORBIDDEN") : _("CERTIFICATE_ADVICE"), kColumns),
                 wxSizerFlags().Expand().DoubleBorder(wxLEFT | wxRIGHT | wxTOP));
     m_compared = new wxCheckBox(this, wxID_ANY, _("CERTIFICATE_COMPARED"));
+    m_compared->Enable(!view.forbidden);
     column->Add(m_compared, wxSizerFlags().DoubleBorder(wxLEFT | wxRIGHT | wxTOP));
     column->Add(makeButtons(), wxSizerFlags().Expand().DoubleBorder(wxALL));
     SetSizer(column);

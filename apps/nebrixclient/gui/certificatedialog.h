@@ -13,7 +13,8 @@ struct CertificateView;
 
 /// Shows a certificate that was refused, and asks whether it is to be trusted. For one modal run, on the caller's
 /// stack: it ends with kTrust or, by the button, the close control or Escape, wxID_CANCEL. "Trust" can be pressed only
-/// once it was said that the fingerprint was compared. GUI thread.
+/// once it was said that the fingerprint was compared, and never where an administrator forbids it, which then stands
+/// there. GUI thread.
 class CertificateDialog final : public wxDialog {
 public:
     static constexpr int kTrust = 1;

@@ -48,6 +48,13 @@ void NebrixClientConfigurationDialog::readConfiguration(tessel::ClientLocalConfi
     }
     m_removeDomain->Disable();
     m_removed.clear();
+    const tessel::ManagedSettings& managed = configuration.managed();
+    if (managed.route) {
+        lockProxy(tesselToWxString(managed.path));
+    }
+    if (managed.refuseExceptions) {
+        lockCertificates(tesselToWxString(managed.path));
+    }
     m_shown = fields();  // what a control cannot show is nothing that was changed
 }
 

@@ -88,6 +88,33 @@ void ConfigurationDialog::setExample(const wxString& authority) {
     }
 }
 
+/// Empty, and not shown before there is one.
+wxWindow* ConfigurationDialog::makeReason(wxSizer& frame, wxWindow* box) {
+    auto* const reason = new WrappedText(box, wxString(), kColumns);
+    frame.Add(reason, wxSizerFlags().Expand().Border());
+    reason->Hide();
+    return reason;
+}
+
+void ConfigurationDialog::explain(wxWindow& reason, const wxString& text) {
+    static_cast<WrappedText&>(reason).SetLabelText(text);
+    reason.Show();
+    fit();
+}
+
+void ConfigurationDialog::lockProxy(const wxString& path) {
+    m_useSystemProxy->SetValue(false);
+    explain(*m_proxyReason, wxString::Format(_("SETTINGS_PROXY_MANAGED %s"), path));
+}
+
+void ConfigurationDialog::lockCertificates(const wxString& path) {
+    for (wxWindow* const control :
+         std::initializer_list<wxWindow*>{m_newDomain, m_addDomain, m_domains, m_removeDomain}) {
+        control->Disable();
+    }
+    explain(*m_certificateReason, wxString::Format(_("SETTINGS_CERTIFICATES_MANAGED %s"), path));
+}
+
 wxSizer* ConfigurationDialog::makeProxyBox() {
     auto* const frame = new wxStaticBoxSizer(wxVERTICAL, m_content, _("Proxy"));
     wxStaticBox* const box = frame->GetStaticBox();
@@ -96,6 +123,7 @@ wxSizer* ConfigurationDialog::makeProxyBox() {
     m_useSystemProxy->SetToolTip(_("SETTINGS_SYSTEM_PROXY_TIP"));
     m_useSystemProxy->Disable();
     frame->Add(m_useSystemProxy, wxSizerFlags().Border());
+    m_proxyReason = makeReason(*frame, box);
 
     auto* const loginLabel = new wxStaticText(box, wxID_ANY, _("SETTINGS_PROXY_LOGIN"));
     m_login = makeTextField(box, kFieldColumns);
@@ -152,6 +180,7 @@ wxSizer* ConfigurationDialog::makeCertificateBox() {
     beside->Add(m_removeDomain, wxSizerFlags().Expand());
     grid->Add(beside, wxSizerFlags().Expand());
     frame->Add(label, wxSizerFlags().Expand().Border());
+    m_certificateReason = makeReason(*frame, box);
     frame->Add(grid, wxSizerFlags(1).Expand().Border());
     frame->Add(makeWarning(box), wxSizerFlags().Expand().Border());
     return frame;

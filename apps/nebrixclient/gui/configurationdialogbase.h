@@ -20,6 +20,10 @@ public:
     /// authority as an example.
     void setExample(const wxString& authority);
 
+    /// Greys what an administrator has settled, and says so there; `path` names the file.
+    void lockProxy(const wxString& path);
+    void lockCertificates(const wxString& path);
+
 protected:
     /// Add button, and Enter in the field for a new domain.
     virtual void addCertIgnoreDomain(wxCommandEvent& event);
@@ -45,10 +49,15 @@ private:
     wxSizer* makeProxyBox();
     wxSizer* makeCertificateBox();
     wxWindow* makeWarning(wxWindow* box);
+    wxWindow* makeReason(wxSizer& frame, wxWindow* box);
+    void explain(wxWindow& reason, const wxString& text);
     wxSizer* makeButtons();
     void bindHandlers();
     void fit();
     void rewrap();
 
     wxScrolledWindow* m_content = nullptr;  // all but the buttons
+    // Hidden unless something is settled.
+    wxWindow* m_proxyReason = nullptr;
+    wxWindow* m_certificateReason = nullptr;
 };

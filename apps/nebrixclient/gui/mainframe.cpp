@@ -261,7 +261,7 @@ void NebrixMainFrame::onClientConnectError(wxThreadEvent& event) {
 
 /// Trust ends the dialog with this result, for a new attempt; anything else goes back to it.
 void NebrixMainFrame::decideOnCertificate(wxDialog& error, int trusted) {
-    const CertificateView view(m_end);
+    const CertificateView view(m_end, m_client.localConfiguration().managed().refuseExceptions);
     if (CertificateDialog(&error, view).ShowModal() == CertificateDialog::kTrust) {
         m_client.localConfiguration().trust(view.server, view.keyDigest, std::time(nullptr));
         saveConfiguration();

@@ -98,8 +98,8 @@ bool CertificateView::offered(const SessionEnd& end) {
     return end.kind == EndKind::Certificate && end.peer != nullptr && !end.peer->keyFingerprint.empty();
 }
 
-CertificateView::CertificateView(const SessionEnd& end)
-    : question(questionText(end)), server(end.host), keyDigest(end.peer->keyFingerprint) {
+CertificateView::CertificateView(const SessionEnd& end, bool isForbidden)
+    : question(questionText(end)), forbidden(isForbidden), server(end.host), keyDigest(end.peer->keyFingerprint) {
     const PeerCertificate& peer = *end.peer;
     for (const Reason flaw : peer.flaws) {
         flaws.push_back(flawText(flaw, peer, shown(end.host)));

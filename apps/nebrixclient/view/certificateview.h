@@ -20,8 +20,8 @@ struct CertificateView {
 
     /// Whether there is something to decide: the certificate itself is why the gateway was not asked, and it is known.
     static bool offered(const SessionEnd& end);
-    /// Of an end for which offered() is true.
-    explicit CertificateView(const SessionEnd& end);
+    /// Of an end for which offered() is true. `forbidden`: an administrator lets nobody accept it.
+    explicit CertificateView(const SessionEnd& end, bool forbidden = false);
 
     EndText question;            ///< for which request it was shown, and that this was not made
     std::vector<EndText> flaws;  ///< all that is wrong, the worst first
@@ -29,6 +29,7 @@ struct CertificateView {
     /// To be compared digit by digit: the certificate's SHA-256; where another key was trusted, that and this one too.
     std::vector<Fact> fingerprints;
 
+    bool forbidden;
     /// What trust() of the configuration takes.
     String server;
     String keyDigest;

@@ -43,6 +43,21 @@ EndText internalText(const SessionEnd& end) {
     return tooLittle ? EndText{"END_TOO_LITTLE"} : EndText{};
 }
 
+EndText settingsText(const SessionEnd& end) {
+    switch (end.cause) {
+        case EndCause::Missing:
+            return {"END_FILE_MISSING %s", shown(end.path)};
+        case EndCause::WrongPassword:
+            return {"END_KEY_PASSWORD %s", shown(end.path)};
+        case EndCause::OtherKey:
+            return {"END_KEY_OTHER %s", shown(end.path)};
+        case EndCause::Expired:
+            return {"END_CLIENT_CERTIFICATE_EXPIRED %s", shown(end.path)};
+        default:
+            return {"END_SETTINGS %s", shown(end.path)};
+    }
+}
+
 /// A text with the gateway's own words, or one that says that it gave none.
 EndText quoting(const char* words, const char* silent, const SessionEnd& end) {
     return end.text.empty() ? EndText{silent} : EndText{words, shown(end.text)};
@@ -89,6 +104,10 @@ EndText connectionErrorText(const SessionEnd& end) {
             return {"CONNECTION_PROXY %s", end.host};
         case EndCause::Tls:
             return {"CONNECTION_TLS %s", end.host};
+        case EndCause::CertificateWanted:
+            return {"CONNECTION_CLIENT_CERTIFICATE %s", end.host};
+        case EndCause::CertificateUnwanted:
+            return {"CONNECTION_CLIENT_CERTIFICATE_REFUSED %s", end.host};
         case EndCause::NotHttp:
         case EndCause::TooLarge:
             return {"CONNECTION_NO_GATEWAY %s", end.host};
@@ -127,6 +146,10 @@ EndText failureText(const SessionEnd& end) {
         case EndKind::NotWritable:
             return end.cause == EndCause::NoRoom ? EndText{"END_NO_ROOM"}
                                                  : EndText{"END_NOT_WRITABLE %s", shown(end.path)};
+        case EndKind::Unreachable:  // told by a page in place of an answer
+            return connectionErrorText(end);
+        case EndKind::Settings:
+            return settingsText(end);
         case EndKind::Internal:
             return internalText(end);
         default:
