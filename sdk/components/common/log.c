@@ -12,13 +12,15 @@ void nebrix_log_init(nebrix_log* log) {
 }
 
 static void append_printable(nebrix_text* text, const char* bytes) {
-    char piece[kPieceLimit];
-    size_t length = 0;
-    for (; bytes[length] != '\0' && length < sizeof piece; length++) {
-        unsigned char byte = (unsigned char)bytes[length];
-        piece[length] = byte < 0x20 || byte == 0x7f ? '?' : bytes[length];
+    for (size_t length = 0, done = 0; *bytes != '\0' && done < kPieceLimit; bytes += length, done += length) {
+        length = nebrix_utf8_length(bytes);
+        if (length == 0 || (unsigned char)*bytes < 0x20 || *bytes == 0x7f) {
+            nebrix_text_append(text, "?");
+            length = 1;
+        } else if (done + length <= kPieceLimit) {
+            nebrix_text_append_bytes(text, bytes, length);
+        }
     }
-    nebrix_text_append_bytes(text, piece, length);
 }
 
 void nebrix_log_line(nebrix_log* log, const char* text, const char* value) {

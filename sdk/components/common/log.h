@@ -1,7 +1,8 @@
 // The log of one component instance: what DllGetLogs2 returns.
 //
 // Lines of the form "2024-05-01T12:00:00Z text\n" (UTC); the oldest are dropped once 64 KiB are reached. Control bytes
-// in a line become "?". Synchronises itself: any thread may call any function. Never give it a secret.
+// in a line, and bytes that are no UTF-8, become "?". Synchronises itself: any thread may call any function. Never give
+// it a secret.
 #ifndef NEBRIX_COMMON_LOG_H
 #define NEBRIX_COMMON_LOG_H
 

@@ -56,8 +56,8 @@ void nebrix_text_append_int(nebrix_text* text, long value) {
     nebrix_text_append_bytes(text, digits, (size_t)length);
 }
 
-// Length of the well-formed UTF-8 sequence at bytes (RFC 3629), 0 if there is none. Stops at the NUL.
-static size_t utf8_length(const unsigned char* bytes) {
+size_t nebrix_utf8_length(const char* text) {
+    const unsigned char* bytes = (const unsigned char*)text;
     unsigned char lead = bytes[0];
     if (lead < 0x80)
         return 1;
@@ -77,7 +77,7 @@ static size_t utf8_length(const unsigned char* bytes) {
 void nebrix_text_append_json(nebrix_text* text, const char* bytes) {
     nebrix_text_append(text, "\"");
     for (const char* at = bytes; *at != '\0';) {
-        size_t length = utf8_length((const unsigned char*)at);
+        size_t length = nebrix_utf8_length(at);
         if (length == 0) {
             nebrix_text_append(text, "\xef\xbf\xbd");
             length = 1;

@@ -31,6 +31,9 @@ void nebrix_text_append(nebrix_text* text, const char* bytes);
 void nebrix_text_append_bytes(nebrix_text* text, const char* bytes, size_t length);
 void nebrix_text_append_int(nebrix_text* text, long value);
 
+// Length of the well-formed UTF-8 character at text (RFC 3629), 0 if there is none. Stops at the NUL.
+size_t nebrix_utf8_length(const char* text);
+
 // Appends bytes as a JSON string in double quotes (RFC 8259): quotes, backslashes and control bytes escaped,
 // each byte that is not part of well-formed UTF-8 replaced by U+FFFD.
 void nebrix_text_append_json(nebrix_text* text, const char* bytes);
