@@ -25,8 +25,9 @@ mark_as_advanced(NEBRIX_GZIP_PROGRAM)
 file(MAKE_DIRECTORY "${nebrix_generated}")
 
 install(TARGETS nebrixclient-cli nebrix-sign RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-# Where the clients look for them: beside themselves, or here as seen from their own directory.
-install(TARGETS nebrix-component-host nebrix-proxy-query RUNTIME DESTINATION libexec/nebrixclient)
+# Where the programs look for them: beside themselves, or here as seen from their own directory.
+install(TARGETS nebrix-component-host nebrix-component-probe nebrix-proxy-query
+    RUNTIME DESTINATION libexec/nebrixclient)
 if(TARGET nebrixclient)
     install(TARGETS nebrixclient RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
     list(APPEND nebrix_man_pages nebrixclient)
@@ -48,7 +49,8 @@ install(FILES "${nebrix_packaging}/copyright" DESTINATION "${nebrix_documentatio
 add_custom_target(nebrix_documents ALL DEPENDS ${nebrix_compressed})
 
 # Everything that the package holds.
-add_custom_target(nebrix_installed DEPENDS nebrixclient-cli nebrix-component-host nebrix-proxy-query nebrix-sign nebrix_documents)
+add_custom_target(nebrix_installed DEPENDS nebrixclient-cli nebrix-component-host nebrix-component-probe
+    nebrix-proxy-query nebrix-sign nebrix_documents)
 if(TARGET nebrixclient)
     add_dependencies(nebrix_installed nebrixclient nebrix_catalogs nebrix_images)
 endif()

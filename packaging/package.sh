@@ -69,7 +69,8 @@ check_program() {
 check_package() {
     local share=$contents/usr/share program
     dpkg-deb --extract "$package" "$contents"
-    for program in bin/nebrixclient bin/nebrixclient-cli bin/nebrix-sign libexec/nebrixclient/nebrix-{component-host,proxy-query}; do
+    for program in bin/nebrixclient bin/nebrixclient-cli bin/nebrix-sign \
+        libexec/nebrixclient/nebrix-{component-host,component-probe,proxy-query}; do
         check_program "$contents/usr/$program"
     done
     desktop-file-validate "$share/applications/nebrixclient.desktop"

@@ -49,6 +49,8 @@ public:
     /// Hands over "use|type|host|login|password|domain|save:no". Raises NullException only if the proxy does.
     void setProxy(bool useProxy, const Proxy& proxy);
 
+    /// The handle that the plug-in made.
+    [[nodiscard]] void* instance() const noexcept { return m_instance; }
     String getLogs();
     /// The plug-in's status list.
     String getErrors();

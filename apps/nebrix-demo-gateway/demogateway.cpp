@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "apps/nebrix-demo-gateway/documents.h"
-#include "apps/nebrix-demo-gateway/scratchdirectory.h"
+#include "apps/nebrix-sign/scratchdirectory.h"
 #include "libs/base/descriptor.h"
 #include "libs/http/uri.h"
 #include "libs/openssl/selfsignedcertificate.h"
@@ -119,7 +119,7 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
         m_options.keyPath = NEBRIX_DEVELOPMENT_KEY;
     }
     const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
-    const ScratchDirectory scratch;
+    const sign::ScratchDirectory scratch("nebrix-demo-gateway");
     const std::string certificate = scratch.path("server.pem");
     const std::string key = scratch.path("server-key.pem");
     server.writeFiles(String::copy(certificate), String::copy(key));

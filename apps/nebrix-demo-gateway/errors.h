@@ -8,7 +8,6 @@ namespace tessel::gateway {
 TESSEL_EXCEPTION(EGateway, Exception);
 
 namespace sites {
-inline constexpr RaiseSite kNoScratch{"apps/nebrix-demo-gateway/scratchdirectory", 15};
 inline constexpr RaiseSite kNoCertificate{"apps/nebrix-demo-gateway/demogateway", 71};
 inline constexpr RaiseSite kNoPort{"apps/nebrix-demo-gateway/demogateway", 84};
 inline constexpr RaiseSite kNoNetwork{"apps/nebrix-demo-gateway/networknamespace", 30};

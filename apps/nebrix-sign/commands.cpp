@@ -3,6 +3,7 @@
 #include <array>
 #include <ostream>
 
+#include "apps/nebrix-sign/check/checkcommand.h"
 #include "apps/nebrix-sign/componentkind.h"
 #include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/grammars.h"
@@ -106,11 +107,12 @@ int pack(const Arguments& arguments, std::ostream& out, std::ostream& /*err*/) {
     return kDone;
 }
 
-const std::array<Command, 4>& commands() {
-    static const std::array<Command, 4> kCommands{{{"keygen", keygenGrammar(), &keygen, {}},
+const std::array<Command, 5>& commands() {
+    static const std::array<Command, 5> kCommands{{{"keygen", keygenGrammar(), &keygen, {}},
                                                    {"sign", signGrammar(), &sign, "key"},
                                                    {"verify", verifyGrammar(), &verify, "key"},
-                                                   {"pack", packGrammar(), &pack, {}}}};
+                                                   {"pack", packGrammar(), &pack, {}},
+                                                   {"check", checkGrammar(), &check, {}}}};
     return kCommands;
 }
 

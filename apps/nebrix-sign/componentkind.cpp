@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <span>
 
+#include "apps/nebrix-sign/errors.h"
 #include "apps/nebrix-sign/sharedlibrary.h"
 #include "sdk/include/nebrix_component.h"
 
@@ -84,6 +85,21 @@ Finding examineComponent(const std::string& path, std::optional<ComponentKind> k
     }
     const std::string missing = missingEntries(library, *kind);
     return missing.empty() ? Finding{} : Finding{NoComponent, path + " lacks required entries: " + missing};
+}
+
+bool hasEntriesOf(const std::string& path, ComponentKind kind) {
+    const SharedLibrary library = readSharedLibrary(path);
+    return library.format == SharedLibrary::Format::Elf && missingEntries(library, kind).empty();
+}
+
+void requireComponent(const std::string& path) {
+    const SharedLibrary library = readSharedLibrary(path);
+    if (library.format != SharedLibrary::Format::Elf) {
+        raise<ESign>(String::copy(path + " is no shared library of this system (ELF)"), sites::kNoComponent);
+    }
+    if (!kindOf(library)) {
+        raise<ESign>(String::copy(path + " has no entry of a component"), sites::kNoComponent);
+    }
 }
 
 }  // namespace tessel::sign

@@ -25,4 +25,9 @@ struct Finding {
 /// The entries of a Mach-O library are not looked at. Raises ESign when the file cannot be read.
 Finding examineComponent(const std::string& path, std::optional<ComponentKind> kind);
 
+/// Whether it is an ELF library that has all required entries of the kind. Raises ESign likewise.
+bool hasEntriesOf(const std::string& path, ComponentKind kind);
+/// Raises ESign, with a sentence that begins with the path, for what is no ELF library or has no entry of a component.
+void requireComponent(const std::string& path);
+
 }  // namespace tessel::sign

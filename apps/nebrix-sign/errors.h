@@ -21,6 +21,9 @@ inline constexpr RaiseSite kBadName{"apps/nebrix-sign/packing", 112};
 inline constexpr RaiseSite kNotThatLibrary{"apps/nebrix-sign/packing", 124};
 inline constexpr RaiseSite kOtherVersion{"apps/nebrix-sign/packing", 128};
 inline constexpr RaiseSite kOtherKey{"apps/nebrix-sign/packing", 132};
+inline constexpr RaiseSite kNoScratch{"apps/nebrix-sign/scratchdirectory", 14};
+inline constexpr RaiseSite kNoProbe{"apps/nebrix-sign/check/proberun", 60};
+inline constexpr RaiseSite kNoComponent{"apps/nebrix-sign/check/componentcheck", 40};
 }  // namespace sites
 
 }  // namespace tessel::sign

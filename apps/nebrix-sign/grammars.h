@@ -14,11 +14,12 @@ inline constexpr std::string_view kOverview =
     "  sign LIBRARY            writes the signature file LIBRARY.sig\n"
     "  verify LIBRARY          checks a library and its signature file\n"
     "  pack LIBRARY            packs both into an archive and prints what to announce\n"
+    "  check LIBRARY           checks a library against the components' contract\n"
     "\n"
     "\"nebrix-sign COMMAND --help\" tells more about each. \"--version\" prints the version.\n"
     "\n"
     "Exit status: 0 done, or the library is genuine; 1 failed, or it is not; 2 the\n"
-    "command line is wrong.\n";
+    "command line is wrong; 3 nothing could be checked.\n";
 
 commandline::Grammar keygenGrammar();
 commandline::Grammar signGrammar();

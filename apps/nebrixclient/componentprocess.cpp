@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "apps/component/helperprogram.h"
 #include "apps/component/hostoptions.h"
 #include "apps/nebrixclient/helperprogram.h"
 #include "apps/nebrixclient/sites.h"
-#include "libs/base/file.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"
 

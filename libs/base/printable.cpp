@@ -76,6 +76,18 @@ bool isPrintable(std::string_view text) noexcept {
     return true;
 }
 
+bool isUtf8(std::string_view text) noexcept {
+    while (!text.empty()) {
+        unsigned character = 0;
+        const std::size_t length = decode(text, character);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 void appendPrintable(std::string& out, std::string_view text, std::size_t longest) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::string_view piece;

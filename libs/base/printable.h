@@ -17,6 +17,8 @@ namespace tessel {
 ///
 /// Whether the text may stand as it is.
 bool isPrintable(std::string_view text) noexcept;
+/// Whether the text is UTF-8 (RFC 3629), whatever its characters do.
+bool isUtf8(std::string_view text) noexcept;
 /// Appends the text; stops soon after `out` has grown beyond `longest` bytes.
 void appendPrintable(std::string& out, std::string_view text, std::size_t longest = std::string::npos);
 /// The same as a value, which shares the text's bytes when they may stand as they are.

@@ -10,12 +10,13 @@
 // their signatures are fixed, the trailing 2 of the plug-in entries included: components and clients of
 // different age meet, so an entry is never changed, only added.
 //
-// Conventions. They hold for every entry unless the entry says otherwise.
+// Conventions. They hold for every entry unless the entry says otherwise. "nebrix-sign check LIBRARY" tries a
+// component on those that a program can see, and names them by their numbers and letters here.
 //
-//  1. Calls from the client. The client calls all entries of one loaded component from one thread, one call
-//     at a time; no entry is called while another one runs. The thread need not be the process's first
+//  1. Calls from the client. (a) The client calls all entries of one loaded component from one thread, one
+//     call at a time; no entry is called while another one runs. The thread need not be the process's first
 //     thread. It is the same for one session; a later session may call from another one, so keep nothing
-//     that belongs to a thread between sessions. An entry should return within a few milliseconds: long
+//     that belongs to a thread between sessions. (b) An entry should return within a few milliseconds: long
 //     work belongs to a thread of the component. GetValidRules and LaunchSafeResource may take longer;
 //     while they run, the session waits. After 30 seconds of these, and 3 of any other entry, the user is
 //     told that the component does not answer.
@@ -23,18 +24,18 @@
 //     callback (NebrixDownloadFileTo). It may be called from any thread of the component, also from inside
 //     LaunchSafeResource, from DllSetDownloadDelegate2 to the end of the process. It blocks until the
 //     transfer ended; concurrent calls wait for each other.
-//  3. Encoding. Every string is a sequence of 8-bit bytes ended by NUL, UTF-8 where it is text for people.
-//     Paths are the bytes the file system uses. A component must take any bytes: what comes from a gateway
-//     is hostile until checked.
+//  3. Encoding. (a) Every string is a sequence of 8-bit bytes ended by NUL, UTF-8 where it is text for
+//     people. Paths are the bytes the file system uses. (b) A component must take any bytes: what comes from
+//     a gateway is hostile until checked.
 //  4. Strings given to an entry belong to the client and are valid only during the call: copy what is to be
 //     kept. They are never null; "not given" is the empty string.
-//  5. Strings returned by a plug-in (DllGetLogs2, DllGetErrors2) belong to the plug-in. The client copies
+//  5. (a) Strings returned by a plug-in (DllGetLogs2, DllGetErrors2) belong to the plug-in. The client copies
 //     them at once and gives each back exactly once, through DllReleaseStr of the same library, also an
-//     empty one. A null result counts as the empty string; DllReleaseStr takes a null pointer too and does
-//     nothing. The client never calls free(3) on these strings.
-//  6. The string returned by GetValidRules belongs to the host checker and is copied at once. It is never
+//     empty one. The client never calls free(3) on these strings. (b) A null result counts as the empty
+//     string; DllReleaseStr takes a null pointer too and does nothing.
+//  6. (a) The string returned by GetValidRules belongs to the host checker and is copied at once. It is never
 //     given back (there is no entry for that): keep it in memory of the host checker's own until its next
-//     call. Of more than 1 MiB nothing is posted, and the host check ends.
+//     call. (b) Of more than 1 MiB nothing is posted, and the host check ends.
 //  7. Results of setters, of DllStart2, DllStop2, InitHostCheckerDll and CloseHostCheckerDll are ignored.
 //     Their types return void; a component whose entry returns an integer instead is loaded and driven
 //     alike, on every platform where an integer result travels in a register that the caller does not keep.
@@ -45,16 +46,24 @@
 //     outlive the last call, static data keeps its value, a second session in the same process meets both
 //     again. The instance handle is not destroyed either: DllStop2 (CloseHostCheckerDll) is the only sign
 //     of the end, and it is not given when the process is killed.
-// 10. No exception and no longjmp(3) crosses an entry or the download callback, in either direction. A
-//     component written in C++ catches everything inside each entry. It does not end the process, does not
-//     change the working directory, the locale, signal handlers or the environment, and does not write to
-//     the standard streams.
+// 10. (a) No exception and no longjmp(3) crosses an entry or the download callback, in either direction. A
+//     component written in C++ catches everything inside each entry. It (b) does not end the process, does
+//     not change (c) the working directory or the file mode mask, (d) the locale, (e) signal handlers or the
+//     signal mask of the thread that calls it, or (f) the environment, and (g) does not write to the
+//     standard streams, or close them.
 // 11. Constructors of the library run inside dlopen(3), after the signature was checked. What is opened is a
 //     copy in memory of the bytes that were checked, so the library has no place in the file system: dladdr(3)
 //     tells a path below /proc, and $ORIGIN in a RUNPATH leads nowhere. Files of the component's own lie in the
 //     directory that it is given, and libraries that it needs are those of the system.
-// 12. Secrets (ticket, session id, passwords of certificate and proxy) never go into a log text, a status
-//     text, a file name or the arguments of another process.
+// 12. Secrets (ticket, session id, passwords of certificate and proxy) never go into (a) a log text, (b) a
+//     status text, (c) a file name or (d) the arguments of another process.
+// 13. Starts and stops (DllStart2 and DllStop2, InitHostCheckerDll and CloseHostCheckerDll). (a) There may be
+//     many of them in one process, one after the other. (b) DllStop2 may come at any moment after the
+//     creation: also when a setter or the start failed, or right behind the start. (c) Threads and open files
+//     may outlive a stop (convention 9), but they do not become more with each start, and (d) no memory is
+//     lost.
+// 14. Status lists are described at the end of this header: (a) their form, (b) the members of a message, (c)
+//     their length of 1 MiB at most.
 #ifndef NEBRIX_COMPONENT_H
 #define NEBRIX_COMPONENT_H
 
@@ -213,8 +222,8 @@ typedef void (*NebrixCloseHostCheckerDll)(void);
 
 // ---- The status list returned by DllGetErrors2 ----
 
-// A JSON array of message objects, handled in order. Members may be JSON strings or numbers; numbers are
-// decimal.
+// (Convention 14.) A JSON array of message objects, handled in order. Members may be JSON strings or numbers;
+// numbers are decimal.
 //
 //   [{"code": 5, "status": "connected ip=10.0.0.7"}]    status: the tunnel's state as one line of text
 //   [{"code": 8, "reason": 3}]                          close request: the plug-in asks for the session's end

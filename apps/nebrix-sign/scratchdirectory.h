@@ -2,13 +2,13 @@
 
 #include <string>
 
-namespace tessel::gateway {
+namespace tessel::sign {
 
 /// A new directory below the system's one for temporary files, for its owner alone; removed with what is in it.
 class ScratchDirectory {
 public:
-    /// Raises EGateway.
-    ScratchDirectory();
+    /// Its name begins with this one. Raises ESign.
+    explicit ScratchDirectory(const std::string& name);
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
     ~ScratchDirectory();
@@ -20,4 +20,4 @@ private:
     std::string m_path;
 };
 
-}  // namespace tessel::gateway
+}  // namespace tessel::sign

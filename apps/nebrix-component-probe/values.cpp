@@ -1,0 +1,162 @@
+#include "apps/nebrix-component-probe/values.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+namespace tessel::probe {
+
+namespace {
+
+/// Each has a text that no other process of this machine has, since their arguments are looked at.
+struct Secret {
+    const char* name;
+    std::string text;
+};
+enum SecretIndex { kTicket, kSessionId, kCertPassword, kProxyPassword };
+
+std::string freshText(const char* prefix) {
+    std::random_device random;
+    std::ostringstream text;
+    text << prefix << std::hex << std::setfill('0');
+    for (int i = 0; i < 4; ++i) {
+        text << std::setw(8) << random();
+    }
+    return text.str();
+}
+
+const std::vector<Secret>& secrets() {
+    static const auto* const made = new std::vector<Secret>{{"the ticket", freshText("ticket-")},
+                                                            {"the session id", freshText("session-")},
+                                                            {"the certificate's password", freshText("password-")},
+                                                            {"the proxy's password", freshText("password-")}};
+    return *made;
+}
+
+String secret(SecretIndex which) { return String::copy(secrets()[which].text); }
+
+String repeated(const char* piece, unsigned count) {
+    std::string text;
+    for (unsigned i = 0; i < count; ++i) {
+        text += piece;
+    }
+    return String::copy(text);
+}
+
+String everyByte() {
+    std::string text;
+    for (int byte = 1; byte <= 0xFF; ++byte) {
+        text += static_cast<char>(byte);
+    }
+    return String::copy(text);
+}
+
+bool isProcess(const std::string& name) {
+    return std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+std::string wholeFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+}  // namespace
+
+std::vector<String*> Values::fromGateway() {
+    PluginDllInstance::Parameters& to = parameters;
+    std::vector<String*> texts{&version,         &to.login,  &to.organization, &to.hostname,     &to.server,
+                               &to.suffix,       &to.ticket, &to.sessionId,    &to.certFileName, &to.caFileName,
+                               &to.certPassword, &command,   &resource,        &language,        &request};
+    for (String& name : to.sslServerNames) {
+        texts.push_back(&name);
+    }
+    return texts;
+}
+
+Values ordinaryValues(const String& directory) {
+    Values values;
+    values.version = "1.0.0";
+    values.directory = directory;
+    values.proxy =
+        Proxy(Proxy::Type::Http, "127.0.0.1:9", Credentials("proxy-login", secret(kProxyPassword), "domain"));
+    values.parameters.login = "login";
+    values.parameters.organization = "organization";
+    values.parameters.hostname = "gateway.example";
+    values.parameters.server = "127.0.0.1:9/tcp";
+    values.parameters.suffix = "client-identifier";
+    values.parameters.ticket = secret(kTicket);
+    values.parameters.sessionId = secret(kSessionId);
+    values.parameters.certDirectory = directory + "PKIs";
+    values.parameters.certPassword = secret(kCertPassword);
+    values.parameters.sslServerNames = {"gateway.example", "other.example"};
+    values.command = "nebrix-check";
+    values.resource = "resource.txt";
+    values.language = "en";
+    values.request = "rule file /\n";
+    return values;
+}
+
+Values valuesOf(const Values& ordinary, const String& text) {
+    Values values = ordinary;
+    for (String* const each : values.fromGateway()) {
+        *each = text;
+    }
+    values.proxy = Proxy(Proxy::Type::Http, text, Credentials(text, text, text));
+    return values;
+}
+
+std::vector<HostileText> hostileTexts() {
+    constexpr unsigned kMany = 1024;
+    constexpr unsigned kMebibyte = 1024 * 1024;
+    return {{"empty texts", ""},
+            {"texts of 1 MiB", repeated("A", kMebibyte)},
+            {"texts of every byte", everyByte()},
+            {"texts that are no UTF-8", "\xC3\x28\xF0\x9F\xFF\xFE\xED\xA0\x80"},
+            {"texts of quotes and backslashes", repeated("\"\\'`$(", kMany)},
+            {"texts of line breaks", repeated("line\r\n\t\n", kMany)},
+            {"texts of percent signs", repeated("%s%n%x%p", kMany)},
+            {"texts of separators", repeated("|;,=&#", kMany)},
+            {"texts that lead out of a directory", repeated("../", kMany)}};
+}
+
+const char* secretIn(std::string_view text) {
+    for (const Secret& secret : secrets()) {
+        if (text.find(secret.text) != std::string_view::npos) {
+            return secret.name;
+        }
+    }
+    return nullptr;
+}
+
+const char* secretInNames(const std::string& directory) {
+    std::error_code error;
+    for (std::filesystem::recursive_directory_iterator at(directory, error), end; !error && at != end;
+         at.increment(error)) {
+        if (const char* const secret = secretIn(at->path().filename().string())) {
+            return secret;
+        }
+    }
+    return nullptr;
+}
+
+const char* secretInArguments() {
+    std::error_code error;
+    for (std::filesystem::directory_iterator at("/proc", error), end; !error && at != end; at.increment(error)) {
+        if (!isProcess(at->path().filename().string())) {
+            continue;
+        }
+        if (const char* const secret = secretIn(wholeFile(at->path() / "cmdline"))) {
+            return secret;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace tessel::probe
