@@ -1,3 +1,6 @@
+// SPDX-FileCopyrightText: 2026 Nebrix
+// SPDX-License-Identifier: MIT
+//
 // nebrix_component.h: the binary contract between the client and the components it loads.
 //
 // A component is a shared library that the client fetches from the gateway, checks against its signature
