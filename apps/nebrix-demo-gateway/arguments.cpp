@@ -112,7 +112,7 @@ void setComponents(const std::string& folder, bool tunnel, GatewayOptions& optio
 /// One "TYPE=FILE"; false when it is none.
 bool setComponent(std::string_view text, GatewayOptions& options) {
     const auto equals = text.find('=');
-    const auto type = typeNamed(text.substr(0, equals));
+    const auto type = sign::componentKindNamed(text.substr(0, equals));
     if (!type || equals == std::string_view::npos || equals + 1 == text.size()) {
         return false;
     }

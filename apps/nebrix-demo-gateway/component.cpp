@@ -46,6 +46,9 @@ std::string signatureText(const std::string& library, const std::string& key, co
 
 std::string signatureOf(const GatewayOptions& options, ComponentType type, const std::string& library,
                         const std::string& scratch) {
+    if (options.signedAlready) {
+        return sign::readWhole(sign::signaturePath(library));
+    }
     std::string key = options.keyPath;
     if (options.faults.has(Fault::ForeignKey)) {
         key = scratch + "/foreign-private.pem";
@@ -108,13 +111,14 @@ void damage(std::string& archive) {
 ServedComponent packComponent(const GatewayOptions& options, ComponentType type, const std::string& scratch) {
     const Faults& faults = options.faults;
     const std::string name(typeName(type));
-    ServedComponent served;
-    served.filename = name + "-" + options.version + ".zip";
-    served.urlPath = "/components/" + name + "/";
-    served.version = options.version;
-    served.pattern = "lib" + name + ".so";
     const auto library = options.libraries.find(type);
-    if (library != options.libraries.end()) {
+    const bool present = library != options.libraries.end();
+    ServedComponent served;
+    served.version = present && options.signedAlready ? sign::signedVersion(library->second) : options.version;
+    served.filename = name + "-" + served.version + ".zip";
+    served.urlPath = "/components/" + name + "/";
+    served.pattern = "lib" + name + ".so";
+    if (present) {
         served.pattern = std::filesystem::path(library->second).filename().string();
         served.archive = archiveOf(options, type, library->second, served.pattern, scratch);
     }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <httplib.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,9 +15,14 @@
 #include <utility>
 
 #include "apps/nebrix-demo-gateway/documents.h"
+#include "apps/nebrix-sign/builtinfiles.h"
+#include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/scratchdirectory.h"
+#include "libs/base/base64.h"
 #include "libs/base/descriptor.h"
 #include "libs/http/uri.h"
+#include "libs/openssl/digest.h"
+#include "libs/openssl/fingerprint.h"
 #include "libs/openssl/selfsignedcertificate.h"
 
 namespace tessel::gateway {
@@ -60,6 +66,15 @@ std::string authorityOf(const std::string& address, unsigned port) {
     return (bracketed ? "[" + address + "]" : address) + ":" + std::to_string(port);
 }
 
+/// SHA-256 of what the PEM block holds, as people compare it.
+std::string fingerprintOf(std::string_view pem) {
+    const auto begin = pem.find('\n');
+    const Memory der = Base64::decode(String::copy(pem.substr(begin, pem.find("-----END") - begin)));
+    tls::SHA256 digest;
+    digest.feed(der);
+    return std::string(tls::fingerprintText(digest.result().toHex()).view());
+}
+
 }  // namespace
 
 class DemoGateway::Implementation {
@@ -72,6 +87,7 @@ public:
 
     GatewayOptions m_options;
     Descriptor m_certificateFile;  // open, no longer in any directory
+    std::string m_fingerprint;
     std::string m_clientId;
     std::map<ComponentType, ServedComponent> m_components;
     unsigned m_port = 0;
@@ -115,14 +131,16 @@ private:
 
 DemoGateway::Implementation::Implementation(GatewayOptions options)
     : m_options(std::move(options)), m_clientId(m_options.clientId.empty() ? randomIdentifier() : m_options.clientId) {
-    if (m_options.keyPath.empty()) {
-        m_options.keyPath = NEBRIX_DEVELOPMENT_KEY;
-    }
     const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
     const sign::ScratchDirectory scratch("nebrix-demo-gateway");
+    if (m_options.keyPath.empty()) {
+        m_options.keyPath = scratch.path("development-private.pem");
+        sign::place(m_options.keyPath, sign::builtin::kDevelopmentKey, S_IRUSR, false);
+    }
     const std::string certificate = scratch.path("server.pem");
     const std::string key = scratch.path("server-key.pem");
     server.writeFiles(String::copy(certificate), String::copy(key));
+    m_fingerprint = fingerprintOf(server.certificatePem().view());
     m_certificateFile = Descriptor(::open(certificate.c_str(), O_RDONLY | O_CLOEXEC));
     m_certificates = !m_options.certificatesFolder.empty() ? certificatesOf(m_options.certificatesFolder)
                      : m_options.certificates.has_value()
@@ -344,6 +362,8 @@ std::string DemoGateway::mediation(ComponentType type) const {
 std::string DemoGateway::certificatePath() const {
     return "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(m_implementation->m_certificateFile.get());
 }
+
+const std::string& DemoGateway::certificateFingerprint() const noexcept { return m_implementation->m_fingerprint; }
 
 std::string DemoGateway::archiveMd5(ComponentType type) const { return m_implementation->m_components.at(type).md5; }
 

@@ -42,6 +42,8 @@ public:
     /// The PEM file of the certificate that the server shows. It has no name of its own, so that it goes with the
     /// process, however that ends.
     [[nodiscard]] std::string certificatePath() const;
+    /// Its SHA-256 fingerprint ("3A:0F:..."), which the headless client's --trust takes.
+    [[nodiscard]] const std::string& certificateFingerprint() const noexcept;
     /// The digest that the type's archive is announced with.
     [[nodiscard]] std::string archiveMd5(ComponentType type) const;
 

@@ -10,18 +10,18 @@
 
 #include "apps/nebrix-demo-gateway/certificates.h"
 #include "apps/nebrix-demo-gateway/faults.h"
+#include "apps/nebrix-sign/componentkind.h"
 
 namespace tessel::gateway {
 
 /// The kinds of component that a session can run.
-enum class ComponentType { PluginDll, PluginDllNoTunnel, Hostchecker };
+using ComponentType = sign::ComponentKind;
 
 inline constexpr std::array kComponentTypes{ComponentType::PluginDll, ComponentType::PluginDllNoTunnel,
                                             ComponentType::Hostchecker};
 
 /// The type's name as the configuration document writes it.
-std::string_view typeName(ComponentType type);
-std::optional<ComponentType> typeNamed(std::string_view name);
+inline std::string_view typeName(ComponentType type) noexcept { return sign::componentKindName(type); }
 
 /// A tunnel's server that is started beside the gateway, see TunnelServer.
 struct TunnelOptions {
@@ -41,10 +41,12 @@ struct GatewayOptions {
     std::string clientId;
     /// The library of each type. A type without one is announced all the same, its archive is missing (404).
     std::map<ComponentType, std::string> libraries;
-    /// PEM file of the private key that signs the libraries.
+    /// PEM file of the private key that signs the libraries; empty: the development key.
     std::string keyPath;
     /// The components' version.
     std::string version = "1.0.0";
+    /// Each library has a signature file beside it, which is served as it is and tells the version.
+    bool signedAlready = false;
 
     /// "HOST:PORT" that components are to be fetched from and host checks sent to, such as another gateway with the
     /// same client identifier; empty for this one.

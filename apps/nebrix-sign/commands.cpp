@@ -1,8 +1,8 @@
 #include "apps/nebrix-sign/commands.h"
 
-#include <array>
 #include <ostream>
 
+#include "apps/nebrix-sign/author/commands.h"
 #include "apps/nebrix-sign/check/checkcommand.h"
 #include "apps/nebrix-sign/componentkind.h"
 #include "apps/nebrix-sign/files.h"
@@ -107,12 +107,12 @@ int pack(const Arguments& arguments, std::ostream& out, std::ostream& /*err*/) {
     return kDone;
 }
 
-const std::array<Command, 5>& commands() {
-    static const std::array<Command, 5> kCommands{{{"keygen", keygenGrammar(), &keygen, {}},
-                                                   {"sign", signGrammar(), &sign, "key"},
-                                                   {"verify", verifyGrammar(), &verify, "key"},
-                                                   {"pack", packGrammar(), &pack, {}},
-                                                   {"check", checkGrammar(), &check, {}}}};
+const std::vector<Command>& commands() {
+    static const std::vector<Command> kCommands{
+        {"keygen", keygenGrammar(), &keygen, {}},      {"sign", signGrammar(), &sign, "key"},
+        {"verify", verifyGrammar(), &verify, "key"},   {"pack", packGrammar(), &pack, {}},
+        {"check", checkGrammar(), &check, {}},         {"new", newGrammar(), &newComponent, {}},
+        {"try", tryGrammar(), &tryComponent, {}},      {"serve", serveGrammar(), &serveComponents, {}}};
     return kCommands;
 }
 

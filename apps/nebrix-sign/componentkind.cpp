@@ -61,14 +61,32 @@ std::string missingEntries(const SharedLibrary& library, ComponentKind kind) {
 
 }  // namespace
 
+std::string_view componentKindName(ComponentKind kind) noexcept {
+    switch (kind) {
+        case ComponentKind::PluginDll:
+            return "plugindll";
+        case ComponentKind::PluginDllNoTunnel:
+            return "plugindllnotunnel";
+        case ComponentKind::Hostchecker:
+            break;
+    }
+    return "hostchecker";
+}
+
 std::optional<ComponentKind> componentKindNamed(std::string_view name) {
-    if (name == "plugindll") {
-        return ComponentKind::PluginDll;
+    for (const auto kind : {ComponentKind::PluginDll, ComponentKind::PluginDllNoTunnel, ComponentKind::Hostchecker}) {
+        if (name == componentKindName(kind)) {
+            return kind;
+        }
     }
-    if (name == "plugindllnotunnel") {
-        return ComponentKind::PluginDllNoTunnel;
-    }
-    return name == "hostchecker" ? std::optional(ComponentKind::Hostchecker) : std::nullopt;
+    return std::nullopt;
+}
+
+std::optional<ComponentKind> componentKindOf(const std::string& path) {
+    const SharedLibrary library = readSharedLibrary(path);
+    const auto kind = kindOf(library);
+    const bool opens = kind == ComponentKind::PluginDll && library.names.contains(NEBRIX_NAME_LAUNCH_SAFE_RESOURCE);
+    return opens ? ComponentKind::PluginDllNoTunnel : kind;
 }
 
 Finding examineComponent(const std::string& path, std::optional<ComponentKind> kind) {

@@ -12,6 +12,12 @@ enum class ComponentKind { PluginDll, PluginDllNoTunnel, Hostchecker };
 /// By the name that the client configuration gives it ("plugindll", "plugindllnotunnel", "hostchecker").
 std::optional<ComponentKind> componentKindNamed(std::string_view name);
 
+std::string_view componentKindName(ComponentKind kind) noexcept;
+
+/// The kind that the library's entries tell: a plug-in that can open a resource counts as one without tunnel. Nothing
+/// for what has no entry of a component. Raises ESign when the file cannot be read.
+std::optional<ComponentKind> componentKindOf(const std::string& path);
+
 /// What was found out about a file, as a sentence that begins with its path.
 struct Finding {
     enum class Verdict { Component, NotLookedAt, NoComponent };

@@ -7,7 +7,8 @@ namespace tessel::sign {
 
 inline constexpr std::string_view kOverview =
     "usage: nebrix-sign COMMAND [options] OPERANDS\n"
-    "Signs component libraries, checks them and packs them for a gateway.\n"
+    "Signs component libraries, checks them and packs them for a gateway; helps to begin\n"
+    "one and to try it.\n"
     "\n"
     "Commands:\n"
     "  keygen PRIVATE PUBLIC   makes an RSA key pair, two PEM files\n"
@@ -15,6 +16,9 @@ inline constexpr std::string_view kOverview =
     "  verify LIBRARY          checks a library and its signature file\n"
     "  pack LIBRARY            packs both into an archive and prints what to announce\n"
     "  check LIBRARY           checks a library against the components' contract\n"
+    "  new KIND NAME           writes the start of a component: tunnel, notunnel, hostchecker\n"
+    "  try LIBRARY             runs a session with it, with a gateway and the client here\n"
+    "  serve DIRECTORY         serves the signed components of a directory on loopback\n"
     "\n"
     "\"nebrix-sign COMMAND --help\" tells more about each. \"--version\" prints the version.\n"
     "\n"

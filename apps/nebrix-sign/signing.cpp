@@ -37,6 +37,12 @@ void loadSignature(SignedDll& signedLibrary, const std::string& library) {
     }
 }
 
+std::string signedVersion(const std::string& library) {
+    SignedDll signedLibrary;
+    loadSignature(signedLibrary, library);
+    return std::string(signedLibrary.version.view());
+}
+
 void signLibrary(const std::string& library, const std::string& signatureFile, const std::string& privateKeyPath,
                  const std::string& name, const std::string& version, const AskPassword& ask) {
     requireDigests({"SHA256", "SHA1"});

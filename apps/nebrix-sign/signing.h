@@ -61,6 +61,9 @@ std::string md5Hex(const std::string& bytes);
 /// Fills the object from the library's signature file.
 void loadSignature(SignedDll& signedLibrary, const std::string& library);
 
+/// The version that the library's signature file states.
+std::string signedVersion(const std::string& library);
+
 /// Raises ESign with the names of those of OpenSSL's digests that cannot be had.
 void requireDigests(std::initializer_list<const char*> names);
 

@@ -1,0 +1,128 @@
+#include "apps/nebrix-sign/author/trialclient.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <sstream>
+#include <string_view>
+
+#include "apps/nebrix-sign/files.h"
+#include "libs/base/platform.h"
+
+namespace tessel::sign {
+
+namespace {
+
+constexpr int kSignalled = 128;
+/// Seconds that a client has to tell its version.
+constexpr unsigned kPatience = 10;
+constexpr const char* kClientName = "/nebrixclient-cli";
+
+bool isProgram(const std::string& path) { return ::access(path.c_str(), X_OK) == 0; }
+
+bool hasEnded(const platform::StartedProcess& process) {
+    pollfd look{.fd = process.ended.get(), .events = POLLIN, .revents = 0};
+    return ::poll(&look, 1, 0) > 0;
+}
+
+platform::StartedProcess start(const std::string& client, const std::vector<std::string>& arguments, int output,
+                               const std::string& home) {
+    // By env(1), for the home directory, and so that no proxy is asked for the way to this machine.
+    platform::ProcessStart plan{.program = "/usr/bin/env",
+                                .arguments = {"HOME=" + home, "no_proxy=127.0.0.1", "NO_PROXY=127.0.0.1", client},
+                                .output = output};
+    plan.arguments.insert(plan.arguments.end(), arguments.begin(), arguments.end());
+    platform::StartedProcess started = platform::startProcess(plan);
+    if (started.id < 0) {
+        raise<ESign>(String::copy("cannot start " + client + ": ") + platform::errorText(started.systemError),
+                     sites::kNoClient);
+    }
+    return started;
+}
+
+/// What the process ends with: its status, or 128 and a signal. It is passed the signals that come, and told to end
+/// after so many seconds, if that is not 0.
+int waitForEnd(const HeldSignals& signals, const platform::StartedProcess& process, unsigned seconds) {
+    while (!hasEnded(process)) {
+        const int signal = signals.wait(seconds);
+        if (signal != SIGCHLD) {
+            ::kill(process.id, signal == 0 ? SIGTERM : signal);
+            seconds = 0;
+        }
+    }
+    const platform::ProcessEnd end = platform::reapProcess(process.id);
+    return end.signal != 0 ? kSignalled + end.signal : end.status;
+}
+
+struct CloseFile {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+}  // namespace
+
+HeldSignals::HeldSignals() {
+    sigemptyset(&m_held);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) {
+        sigaddset(&m_held, signal);
+    }
+    ::pthread_sigmask(SIG_BLOCK, &m_held, &m_former);
+}
+
+HeldSignals::~HeldSignals() { ::pthread_sigmask(SIG_SETMASK, &m_former, nullptr); }
+
+int HeldSignals::wait(unsigned seconds) const {
+    timespec limit{};
+    limit.tv_sec = static_cast<std::time_t>(seconds);
+    for (;;) {
+        const int signal = seconds == 0 ? ::sigwaitinfo(&m_held, nullptr) : ::sigtimedwait(&m_held, nullptr, &limit);
+        if (signal > 0 || errno == EAGAIN) {
+            return signal > 0 ? signal : 0;
+        }
+    }
+}
+
+std::string findClient(const std::string& named) {
+    if (!named.empty()) {
+        return named;
+    }
+    std::string beside = std::string(platform::programDirectory().view()) + kClientName;
+    if (isProgram(beside)) {
+        return beside;
+    }
+    const char* const path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? "" : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (folder.starts_with('/') && isProgram(folder + kClientName)) {
+            return folder + kClientName;
+        }
+    }
+    raise<ESign>("there is no nebrixclient-cli beside this program or in PATH: install it, or name one by --client",
+                 sites::kNoClient);
+}
+
+bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client) {
+    const std::unique_ptr<std::FILE, CloseFile> answer(std::tmpfile());
+    if (answer == nullptr) {
+        raise<ESign>("cannot make a temporary file", sites::kCannotWrite);
+    }
+    const int status =
+        waitForEnd(signals, start(client, {"--version"}, ::fileno(answer.get()), "/nonexistent"), kPatience);
+    if (status != 0) {
+        raise<ESign>(String::copy("\"" + client + " --version\" fails: this is no client"), sites::kNoClient);
+    }
+    return readWhole("/proc/self/fd/" + std::to_string(::fileno(answer.get()))).find("DEVELOPMENT key") !=
+           std::string::npos;
+}
+
+int runClient(const HeldSignals& signals, const std::string& client, const std::vector<std::string>& arguments,
+              const std::string& home, unsigned seconds) {
+    return waitForEnd(signals, start(client, arguments, STDOUT_FILENO, home), seconds);
+}
+
+}  // namespace tessel::sign
