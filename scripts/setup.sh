@@ -30,7 +30,7 @@ check_packages=(
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
     nginx-light tinyproxy valgrind python3
     xvfb xauth openbox tint2 sway xwayland grim xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
-    python3-gi python3-polib python3-xlib
+    python3-gi python3-jsonschema python3-polib python3-xlib
 )
 
 set_name=all
