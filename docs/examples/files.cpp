@@ -32,6 +32,9 @@ int main() {
     file.read(size);
     expect(size == 42 && file.sizeToRead() == 0);
 
+    File::setUserApplicationDirectoryName(".shop");
+    expect(File::getUserApplicationDataDirectory().ends("/.shop/"));
+
     const tessel::FileLock lock(directory + "/lock", [] { return false; });  // between processes
     expect(lock.held());
     tessel::Strings names;
