@@ -1,96 +1,78 @@
-# What is installed, and the Debian package made of it. The catalogs and images are installed by their own folders. The
-# demo gateway and the reference components are not: they are for trials and for component authors.
+# What is installed, each part as an install component of its own: desktop, cli, host, sign, and sdk, whose rules are in its
+# folder. packaging/ makes one package of each; "cmake --install" without --component installs all of them.
 include(GNUInstallDirs)
 
 set(nebrix_packaging "${PROJECT_SOURCE_DIR}/packaging")
 set(nebrix_generated "${CMAKE_BINARY_DIR}/packaging")
-set(nebrix_man_pages nebrixclient-cli nebrix-sign)
-set(nebrix_compressed)
+set(nebrix_documented)  # what completes command lines
 
-# Compresses SOURCE into build/packaging/NAME.gz, which is installed into DESTINATION. The same source gives the same
-# bytes.
-function(nebrix_install_compressed source name destination)
-    set(compressed "${nebrix_generated}/${name}.gz")
-    add_custom_command(OUTPUT "${compressed}"
-        COMMAND "${NEBRIX_GZIP_PROGRAM}" -9nc "${source}" > "${compressed}"
-        DEPENDS "${source}"
-        COMMENT "Compressing ${name}"
+# A program of a component, with its man page.
+function(nebrix_install_program name component)
+    install(TARGETS ${name} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT ${component})
+    install(FILES "${PROJECT_SOURCE_DIR}/docs/man/${name}.1"
+        DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT ${component})
+    if(NOT NEBRIX_PYTHON_PROGRAM)
+        return()
+    endif()
+    # Read from the program's own --help, so that no option can be missing.
+    set(completions "${nebrix_generated}/completions/${name}")
+    add_custom_command(OUTPUT "${completions}.bash" "${completions}.zsh" "${completions}.fish"
+        COMMAND "${NEBRIX_PYTHON_PROGRAM}" "${nebrix_packaging}/completions.py" $<TARGET_FILE:${name}> "${completions}"
+        DEPENDS ${name} "${nebrix_packaging}/completions.py"
+        COMMENT "Completing the command line of ${name}"
         VERBATIM)
-    install(FILES "${compressed}" DESTINATION "${destination}")
-    set(nebrix_compressed ${nebrix_compressed} "${compressed}" PARENT_SCOPE)
+    install(FILES "${completions}.bash" RENAME ${name}
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT ${component})
+    install(FILES "${completions}.zsh" RENAME _${name}
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions" COMPONENT ${component})
+    install(FILES "${completions}.fish" RENAME ${name}.fish
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d" COMPONENT ${component})
+    set(nebrix_documented ${nebrix_documented} "${completions}.bash" PARENT_SCOPE)
 endfunction()
 
-find_program(NEBRIX_GZIP_PROGRAM gzip REQUIRED)
-mark_as_advanced(NEBRIX_GZIP_PROGRAM)
-file(MAKE_DIRECTORY "${nebrix_generated}")
+# Without it there are no completions.
+find_program(NEBRIX_PYTHON_PROGRAM python3)
+mark_as_advanced(NEBRIX_PYTHON_PROGRAM)
+file(MAKE_DIRECTORY "${nebrix_generated}/completions")
 
-install(TARGETS nebrixclient-cli nebrix-sign RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+nebrix_install_program(nebrixclient-cli cli)
+install(FILES "${nebrix_packaging}/systemd/nebrixclient-cli@.service"
+    DESTINATION lib/systemd/user COMPONENT cli)
+
 # Where the programs look for them: beside themselves, or here as seen from their own directory.
-install(TARGETS nebrix-component-host nebrix-component-probe nebrix-proxy-query
-    RUNTIME DESTINATION libexec/nebrixclient)
+install(TARGETS nebrix-component-host nebrix-proxy-query
+    RUNTIME DESTINATION libexec/nebrixclient COMPONENT host)
+
+nebrix_install_program(nebrix-sign sign)
+nebrix_install_program(nebrix-demo-gateway sign)
+install(TARGETS nebrix-component-probe RUNTIME DESTINATION libexec/nebrixclient COMPONENT sign)
+install(TARGETS nebrix-tunnel nebrix-tunnel-simulated nebrix-notunnel nebrix-hostchecker
+    LIBRARY DESTINATION libexec/nebrix-demo-gateway COMPONENT sign)
+
 if(TARGET nebrixclient)
-    install(TARGETS nebrixclient RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-    list(APPEND nebrix_man_pages nebrixclient)
+    nebrix_install_program(nebrixclient desktop)
     set(nebrix_metainfo io.nebrix.client.metainfo.xml)
     list(JOIN NEBRIX_LANGUAGES "</lang>\n    <lang>" NEBRIX_METAINFO_LANGUAGES)
     set(NEBRIX_METAINFO_LANGUAGES "<lang>${NEBRIX_METAINFO_LANGUAGES}</lang>")
     configure_file("${nebrix_packaging}/${nebrix_metainfo}.in" "${nebrix_generated}/${nebrix_metainfo}" @ONLY)
-    install(FILES "${nebrix_generated}/${nebrix_metainfo}" DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo")
-    install(FILES "${nebrix_packaging}/nebrixclient.desktop" DESTINATION "${CMAKE_INSTALL_DATADIR}/applications")
+    install(FILES "${nebrix_generated}/${nebrix_metainfo}"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/metainfo" COMPONENT desktop)
+    install(FILES "${nebrix_packaging}/nebrixclient.desktop"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/applications" COMPONENT desktop)
 endif()
-foreach(page IN LISTS nebrix_man_pages)
-    nebrix_install_compressed("${PROJECT_SOURCE_DIR}/docs/man/${page}.1" ${page}.1 "${CMAKE_INSTALL_MANDIR}/man1")
-endforeach()
+set(nebrix_completed ALL)
+if(NEBRIX_SANITIZE)
+    set(nebrix_completed)
+endif()
+add_custom_target(nebrix_completions ${nebrix_completed} DEPENDS ${nebrix_documented})
 
-set(nebrix_documentation_directory "${CMAKE_INSTALL_DATADIR}/doc/nebrix-client")
-configure_file("${nebrix_packaging}/changelog.in" "${nebrix_generated}/changelog" @ONLY)
-nebrix_install_compressed("${nebrix_generated}/changelog" changelog "${nebrix_documentation_directory}")
-install(FILES "${nebrix_packaging}/copyright" DESTINATION "${nebrix_documentation_directory}")
-add_custom_target(nebrix_documents ALL DEPENDS ${nebrix_compressed})
+# The RPM packages are made by the same rules.
+configure_file("${nebrix_packaging}/nebrix.spec.in" "${nebrix_generated}/nebrix.spec" @ONLY)
 
-# Everything that the package holds.
+# Everything that the packages hold.
 add_custom_target(nebrix_installed DEPENDS nebrixclient-cli nebrix-component-host nebrix-component-probe
-    nebrix-proxy-query nebrix-sign nebrix_documents)
+    nebrix-proxy-query nebrix-sign nebrix-demo-gateway nebrix-tunnel nebrix-tunnel-simulated nebrix-notunnel
+    nebrix-hostchecker nebrix_completions)
 if(TARGET nebrixclient)
     add_dependencies(nebrix_installed nebrixclient nebrix_catalogs nebrix_images)
 endif()
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME nebrix-client)
-set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
-set(CPACK_PACKAGE_VENDOR Nebrix)
-set(CPACK_PACKAGE_CONTACT "Nebrix <support@nebrix.example>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${CPACK_PACKAGE_CONTACT}")
-set(CPACK_DEBIAN_PACKAGE_SECTION net)
-set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# The libraries that the programs are linked with are found by dpkg-shlibdeps. These are used without linking: unzip
-# unpacks components, the certificates are what gateways are checked against, and wx3.2-i18n holds the stock labels.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, unzip")
-# Without the trigger of desktop-file-utils no desktop learns that links of the scheme are opened by the client. Tunnels are
-# built by what a tunnel plug-in finds: NetworkManager's OpenVPN plug-in, or openvpn itself on machines without that.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "desktop-file-utils, network-manager-openvpn")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "openvpn")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "client for a secure remote-access gateway")
-set(CPACK_PACKAGE_DESCRIPTION
-    "Opens a session with a gateway from one link on its web page: asks it over
-HTTPS which component the session needs, fetches it, checks its signature,
-runs it, and shows in a small panel and the tray what it is doing.
-.
-A headless client and the tool that signs components are included.")
-if(TARGET nebrixclient)
-    string(APPEND CPACK_DEBIAN_PACKAGE_DEPENDS ", hicolor-icon-theme, wx3.2-i18n")
-endif()
-if(NEBRIX_KEY_IS_DEVELOPMENT)
-    string(APPEND CPACK_PACKAGE_DESCRIPTION "
-.
-This build is for trials only: it verifies components against the
-development key, whose private half is public.")
-endif()
-include(CPack)

@@ -23,12 +23,12 @@ demo_packages=(
     openvpn iproute2 iputils-ping
     libwxgtk3.2-dev wx3.2-i18n libgtk-3-dev libgtk-layer-shell-dev libwayland-dev libx11-dev libsm-dev gettext librsvg2-bin
 )
-package_packages=(dpkg-dev file lintian desktop-file-utils appstream)
+package_packages=(dpkg-dev debhelper file lintian desktop-file-utils appstream python3)
 check_packages=(
     clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
     libgtest-dev libgmock-dev libbenchmark-dev
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
-    nginx-light tinyproxy valgrind python3
+    nginx-light tinyproxy valgrind
     xvfb xauth openbox tint2 sway xwayland grim xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
     python3-gi python3-jsonschema python3-polib python3-xlib
 )

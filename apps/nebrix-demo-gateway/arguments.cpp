@@ -44,7 +44,7 @@ Grammar grammar(std::string_view end) {
               .value = "DIR",
               .help =
                   "where libnebrix-tunnel-simulated.so (with --tunnel libnebrix-tunnel.so), libnebrix-notunnel.so and "
-                  "libnebrix-hostchecker.so lie; \"components\" beside the program by default"},
+                  "libnebrix-hostchecker.so lie; \"components\" beside the program, or those installed, by default"},
              {.name = "component",
               .value = "TYPE=FILE",
               .help = "the library of one type (plugindll, plugindllnotunnel, hostchecker)",

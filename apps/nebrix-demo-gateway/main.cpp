@@ -10,6 +10,7 @@
 #include "apps/nebrix-demo-gateway/demogateway.h"
 #include "apps/nebrix-demo-gateway/networknamespace.h"
 #include "apps/nebrix-demo-gateway/tunnelserver.h"
+#include "libs/base/platform.h"
 
 namespace {
 
@@ -18,10 +19,12 @@ using namespace tessel::gateway;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
-/// The program's own folder, where the components' folder lies beside it.
-std::string programFolder() {
+/// Where the reference components lie: beside the program after a build, else where they are installed.
+std::string componentsFolder() {
+    const std::string here(tessel::platform::programDirectory().view());
     std::error_code unknown;
-    return std::filesystem::read_symlink("/proc/self/exe", unknown).parent_path().string();
+    const std::string beside = here + "/components";
+    return std::filesystem::exists(beside, unknown) ? beside : here + "/../libexec/nebrix-demo-gateway";
 }
 
 /// Blocks the signals that end the program, in this thread and all that it starts.
@@ -63,7 +66,7 @@ void serve(GatewayOptions options) {
 
 int main(int argc, char* argv[]) {
     const ProgramArguments arguments =
-        parseArguments({argv + (argc > 0 ? 1 : 0), argv + argc}, programFolder() + "/components");
+        parseArguments({argv + (argc > 0 ? 1 : 0), argv + argc}, componentsFolder());
     if (!arguments.error.empty()) {
         std::cerr << "nebrix-demo-gateway: " << arguments.error << "\n";
         return kUsage;

@@ -23,22 +23,6 @@ const char* nameOf(ClientType type) {
     return "unknown";
 }
 
-const char* nameOf(ClientStatus status) {
-    switch (status) {
-        case ClientStatus::Idle:
-            return "idle";
-        case ClientStatus::DownloadingComponents:
-            return "downloading components";
-        case ClientStatus::Connected:
-            return "connected";
-        case ClientStatus::SessionOver:
-            return "session over";
-        case ClientStatus::HostChecking:
-            return "host checking";
-    }
-    return "unknown";
-}
-
 String line(const char* event, const String& text) {
     const String shown = printable(text);
     return shown.empty() ? String::copy(event) : String(String::copy(event) + ": " + shown);
@@ -89,6 +73,22 @@ json::JSONMutWrapper peerObject(const tls::PeerCertificate& peer) {
 }
 
 }  // namespace
+
+const char* nameOf(ClientStatus status) {
+    switch (status) {
+        case ClientStatus::Idle:
+            return "idle";
+        case ClientStatus::DownloadingComponents:
+            return "downloading components";
+        case ClientStatus::Connected:
+            return "connected";
+        case ClientStatus::SessionOver:
+            return "session over";
+        case ClientStatus::HostChecking:
+            return "host checking";
+    }
+    return "unknown";
+}
 
 String dispatch(Form form, ClientType type) {
     constexpr const char* kEvent = "dispatch";

@@ -16,6 +16,9 @@ namespace eventline {
 
 enum class Form { Text, Json };
 
+/// The status in words, as both forms and a service manager have it.
+const char* nameOf(ClientStatus status);
+
 String dispatch(Form form, ClientType type);
 String status(Form form, ClientStatus status);
 String vpn(Form form, const String& line);

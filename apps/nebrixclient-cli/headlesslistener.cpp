@@ -5,14 +5,18 @@
 namespace tessel {
 
 ExitCode exitCodeOf(const SessionEnd& end) noexcept {
-    if (end.wanted()) {
+    if (end.wanted() && end.cause != EndCause::AskedAtOnce) {
         return ExitCode::Wanted;
     }
     return end.unreachable() ? ExitCode::Unreachable : ExitCode::Failed;
 }
 
-HeadlessListener::HeadlessListener(eventline::Form form, bool changesOnly, Print print, Ended ended)
-    : m_form(form), m_changesOnly(changesOnly), m_print(std::move(print)), m_ended(std::move(ended)) {}
+HeadlessListener::HeadlessListener(eventline::Form form, bool changesOnly, Print print, Tell tell, Ended ended)
+    : m_form(form),
+      m_changesOnly(changesOnly),
+      m_print(std::move(print)),
+      m_tell(std::move(tell)),
+      m_ended(std::move(ended)) {}
 
 void HeadlessListener::onConnectError(const RequestInfo& request) {
     m_print(eventline::connectError(m_form, request));
@@ -26,12 +30,14 @@ void HeadlessListener::onFatalError(const String& text) {
 
 void HeadlessListener::onStatus(const ClientStatus& status) {
     m_print(eventline::status(m_form, status));
+    m_tell(m_service.onStatus(status));
     if (status == ClientStatus::SessionOver) {
         finish();
     }
 }
 
 void HeadlessListener::onVpnStatus(const String& line) {
+    m_tell(m_service.onVpn(line));
     if (m_changesOnly && m_lastVpnLine == line) {
         return;
     }
@@ -58,6 +64,11 @@ void HeadlessListener::finish() {
         m_end = m_account;
     }
     m_ended();
+    try {
+        m_tell(m_service.onEnd(m_account));
+    } catch (...) {
+        // Memory has ended: the exit code still tells.
+    }
 }
 
 std::optional<SessionEnd> HeadlessListener::end() const {

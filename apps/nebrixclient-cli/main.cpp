@@ -20,6 +20,7 @@
 #include "apps/nebrixclient/client.h"
 #include "apps/nebrixclient/versiontext.h"
 #include "libs/base/console.h"
+#include "libs/base/descriptor.h"
 #include "libs/base/numbers.h"
 #include "libs/base/platform.h"
 #include "libs/base/printable.h"
@@ -73,7 +74,8 @@ commandline::Grammar grammar() {
             "MEDIATION is the link from the gateway's page, https://IDENTIFIER@GATEWAY/PATH?QUERY;\n"
             "\"-\" reads it from standard input, so that no list of processes shows it.\n"
             "Ctrl-C or SIGTERM asks the session to end; one more than half a second later ends the program at once.\n"
-            "Exit codes: 0 an end that the user, the component or the gateway wanted; 1 a failure; 2 usage;\n"
+            "Exit codes: 0 an end that the user, the component or the gateway wanted; 1 a failure, or a component\n"
+            "that asked for the end at once; 2 usage;\n"
             "3 the gateway could not be reached or its certificate is not trusted. Standard error says why.\n"
             "The log is /tmp/nebrixclient.log.\n",
     };
@@ -125,7 +127,7 @@ sigset_t watchedSignals() {
 
 /// Waits for the session's end. The first signal gives the attempt up, a later one the program. One that follows at
 /// once is the same request: timeout(1) and shells send it to the program and to its group.
-void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
+void waitForEnd(NebrixClient& client, const HeadlessListener& listener, const Descriptor& manager) {
     using Clock = std::chrono::steady_clock;
     const sigset_t set = watchedSignals();
     std::optional<Clock::time_point> asked;
@@ -138,6 +140,7 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener) {
             asked = Clock::now();
             g_ending = true;
             client.cancel();
+            platform::tellServiceManager(manager, "STOPPING=1\n");
             complain("ending the session; a second signal ends the program at once");
         } else if (Clock::now() - *asked >= kSameRequest) {
             endBy(signal);
@@ -180,9 +183,11 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
+    const Descriptor manager = platform::connectServiceManager();
     const pthread_t mainThread = pthread_self();
     HeadlessListener listener(arguments.has("json") ? eventline::Form::Json : eventline::Form::Text,
                               arguments.has("changes-only"), &printLine,
+                              [&manager](const String& state) { platform::tellServiceManager(manager, state.view()); },
                               [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
     client.setAccountListener(&listener);
@@ -197,13 +202,14 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
     }
     client.setComponentDebugger(arguments.has("component-debugger"));
     client.run(mediation);
-    waitForEnd(client, listener);
+    waitForEnd(client, listener, manager);
     client.join();
     const SessionEnd end = *listener.end();
-    if (!end.wanted()) {
+    const ExitCode code = exitCodeOf(end);
+    if (code != ExitCode::Wanted) {
         explain(end, managed);
     }
-    return static_cast<int>(exitCodeOf(end));
+    return static_cast<int>(code);
 }
 
 /// The next line of standard input; nothing when it is longer.

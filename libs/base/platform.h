@@ -37,6 +37,14 @@ void setSystemLogIdentity(const char* identity) noexcept;
 /// have (107 bytes) is cut.
 void setSystemLogPath(const char* path) noexcept;
 
+/// A connection to the service manager that started this process and wants to hear of it (NOTIFY_SOCKET, sd_notify(3));
+/// none where there is no such manager. Takes the variable out of the environment, so that no other program speaks for
+/// this one: to be called before there are other threads.
+Descriptor connectServiceManager() noexcept;
+/// Sends a message of lines such as "READY=1"; waits at most a second for a manager that is busy. An empty one is not
+/// sent, and without a connection none is.
+void tellServiceManager(const Descriptor& connection, std::string_view state) noexcept;
+
 /// Writes to a descriptor, also to one that blocks, and takes from the text what was written. Returns when all is, or
 /// when so long nothing was accepted, or, with false, when writing fails. Regular files are not bounded in time. Where
 /// another process fills the same pipe, or a terminal the rest of its buffer, between the look and the write, that
