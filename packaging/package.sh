@@ -44,15 +44,15 @@ umask 022
 make_packages() {
     local source=$1 built=$2 target=$3
     rm -rf "$target"
-    mkdir -p "$target/work"
-    cp -a "$source/packaging/debian" "$target/work/debian"
+    mkdir -p "$target/tree"
+    cp -a "$source/packaging/debian" "$target/tree/debian"
     (
-        cd "$target/work"
+        cd "$target/tree"
         export NEBRIX_SOURCE=$source NEBRIX_BUILD=$built NEBRIX_COMPONENT_PUBLIC_KEY=$key
         # Whether the packages that it builds with are there, scripts/setup.sh has seen to.
         dpkg-buildpackage --build=binary --no-sign --no-check-builddeps --no-pre-clean
     )
-    rm -rf "$target/work"
+    rm -rf "$target/tree"
 }
 
 # Packages whose version is not the programs' own would be a riddle to whoever reads either.

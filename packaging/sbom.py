@@ -43,18 +43,23 @@ def library_folders():
     return found
 
 
-@cache
-def debian_package(library):
-    """Name, version and source of the package that a library is from."""
-    path = library_folders().get(library) or sys.exit(f"sbom: no library {library} on this machine")
-    names = {path, os.path.realpath(path)}
-    names |= {name.removeprefix("/usr") for name in names} | {f"/usr{name}" for name in names if not name.startswith("/usr")}
-    listed = subprocess.run(["dpkg-query", "--search", *sorted(names)], capture_output=True, text=True, check=False).stdout
-    if not listed:
-        sys.exit(f"sbom: {path} is of no package")
-    package = listed.splitlines()[0].rsplit(": ", 1)[0].split(",")[0]
+def debian_packages(libraries):
+    """By library: name, version, source and its version, and architecture of the package that it is from."""
+    paths = {}
+    for library in libraries:
+        path = library_folders().get(library) or sys.exit(f"sbom: no library {library} on this machine")
+        for name in (path, os.path.realpath(path)):
+            # The package's list may know it below /usr, or without that.
+            paths.update({spelling: library for spelling in (name, name.removeprefix("/usr"), f"/usr{name}")})
+    listed = subprocess.run(["dpkg-query", "--search", *sorted(paths)], capture_output=True, text=True, check=False).stdout
+    owners = {}
+    for owner, path in (line.rsplit(": ", 1) for line in listed.splitlines() if not line.startswith("diversion ")):
+        owners.setdefault(paths[path], owner.split(",")[0])
+    if missing := set(libraries) - set(owners):
+        sys.exit(f"sbom: of no package: {' '.join(sorted(missing))}")
     show = "${Package}\t${Version}\t${source:Package}\t${source:Version}\t${Architecture}"
-    return tuple(output("dpkg-query", "--show", f"--showformat={show}", package).split("\t"))
+    return {library: tuple(output("dpkg-query", "--show", f"--showformat={show}", owner).split("\t"))
+            for library, owner in owners.items()}
 
 
 def distribution():
@@ -100,14 +105,14 @@ def spdx_of_files(root, programs):
     return entries
 
 
-def document(root, programs):
+def document(root, programs, packages):
     name, version = root.name, VERSION.search((SOURCE / "CMakeLists.txt").read_text(encoding="utf-8"))[1]
     own = "SPDXRef-Package"
     files = spdx_of_files(root, programs)
     libraries, links = {}, set()
     for entry, path in zip(files, programs):
         for library in needed(path):
-            package = spdx_of_library(debian_package(library))
+            package = spdx_of_library(packages[library])
             libraries[package["SPDXID"]] = package
             links.add((entry["SPDXID"], "DYNAMIC_LINK", package["SPDXID"]))
     links |= {("SPDXRef-DOCUMENT", "DESCRIBES", own)} | {(own, "CONTAINS", entry["SPDXID"]) for entry in files}
@@ -142,13 +147,16 @@ def document(root, programs):
 
 
 def main():
+    programs = {}
     for root in map(Path, sys.argv[1:]):
-        programs = sorted(path for path in root.rglob("*") if path.is_file() and not path.is_symlink() and is_elf(path))
-        if not programs:
-            continue
-        target = root / "usr/share/doc" / root.name / f"{root.name}.spdx.json"
-        target.parent.mkdir(parents=True, exist_ok=True)
-        target.write_text(json.dumps(document(root, programs), indent=1) + "\n", encoding="utf-8")
+        programs[root] = sorted(path for path in root.rglob("*")
+                                if path.is_file() and not path.is_symlink() and is_elf(path))
+    packages = debian_packages({library for paths in programs.values() for path in paths for library in needed(path)})
+    for root, paths in programs.items():
+        if paths:
+            target = root / "usr/share/doc" / root.name / f"{root.name}.spdx.json"
+            target.parent.mkdir(parents=True, exist_ok=True)
+            target.write_text(json.dumps(document(root, paths, packages), indent=1) + "\n", encoding="utf-8")
 
 
 if __name__ == "__main__":

@@ -66,9 +66,11 @@ fi
 
 # A derivative names the release that it is made from beside its own.
 release=$(. /etc/os-release 2>/dev/null; echo "${DEBIAN_CODENAME:-${VERSION_CODENAME-}} ${PRETTY_NAME-another system}")
-if [ "${release%% *}" != bookworm ]; then
-    fail "this is ${release#* }; Debian 12 (bookworm) is supported, and ${#missing[@]} of its packages are missing here"
-fi
+case ${release%% *}:$set_name in
+    bookworm:* | trixie:demo | trixie:package) ;;
+    *) fail "this is ${release#* }; Debian 12 (bookworm), and without --all Debian 13 (trixie), are supported, \
+and ${#missing[@]} packages are missing here" ;;
+esac
 
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then

@@ -65,8 +65,7 @@ void serve(GatewayOptions options) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-    const ProgramArguments arguments =
-        parseArguments({argv + (argc > 0 ? 1 : 0), argv + argc}, componentsFolder());
+    const ProgramArguments arguments = parseArguments({argv + (argc > 0 ? 1 : 0), argv + argc}, componentsFolder());
     if (!arguments.error.empty()) {
         std::cerr << "nebrix-demo-gateway: " << arguments.error << "\n";
         return kUsage;

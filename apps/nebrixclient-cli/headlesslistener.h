@@ -27,8 +27,9 @@ public:
     using Ended = std::function<void()>;
     using Tell = std::function<void(const String& message)>;
 
-    /// `tell` gets each message for the service manager (ServiceState); it, `print` and `ended` are called on the driver's thread; `ended` once the session is over.
-    /// With changesOnly a VPN line that equals the one before is not printed.
+    /// `tell` gets each message for the service manager (ServiceState); it, `print` and `ended` are called on the
+    /// driver's thread; `ended` once the session is over. With changesOnly a VPN line that equals the one before is not
+    /// printed.
     HeadlessListener(eventline::Form form, bool changesOnly, Print print, Tell tell, Ended ended);
 
     void onConnectError(const RequestInfo& request) override;

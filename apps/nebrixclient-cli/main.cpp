@@ -185,10 +185,10 @@ int runSession(const String& mediation, const std::vector<Trusted>& trusted, con
 
     const Descriptor manager = platform::connectServiceManager();
     const pthread_t mainThread = pthread_self();
-    HeadlessListener listener(arguments.has("json") ? eventline::Form::Json : eventline::Form::Text,
-                              arguments.has("changes-only"), &printLine,
-                              [&manager](const String& state) { platform::tellServiceManager(manager, state.view()); },
-                              [mainThread] { pthread_kill(mainThread, SIGUSR1); });
+    HeadlessListener listener(
+        arguments.has("json") ? eventline::Form::Json : eventline::Form::Text, arguments.has("changes-only"),
+        &printLine, [&manager](const String& state) { platform::tellServiceManager(manager, state.view()); },
+        [mainThread] { pthread_kill(mainThread, SIGUSR1); });
     NebrixClient client(listener);
     client.setAccountListener(&listener);
     client.localConfiguration().setTlsFiles(tlsFiles);

@@ -7,9 +7,9 @@
 
 namespace tessel {
 
-/// What a service manager is told of a session, in the lines of sd_notify(3): STATUS= whenever that changes, READY=1 once
-/// when the session does what it is for, and STOPPING=1 at its end. A tunnel is ready when the plug-in reports it as
-/// connected, a host checker when it checks, a plug-in without tunnel when it has done its work.
+/// What a service manager is told of a session, in the lines of sd_notify(3): STATUS= whenever that changes, READY=1
+/// once when the session does what it is for, and STOPPING=1 at its end. A tunnel is ready when the plug-in reports it
+/// as connected, a host checker when it checks, a plug-in without tunnel when it has done its work.
 ///
 /// Each call returns a message, which is empty when there is nothing to tell. Used on one thread.
 class ServiceState {

@@ -67,7 +67,7 @@ unsigned long ConsoleTest::reported(const char* words) {
     return 0;
 }
 
-/// A datagram socket under a name, in the place of a log daemon's.
+/// A datagram socket under a path, or "@" and a name, in the place of a log daemon's or a service manager's.
 class Daemon {
 public:
     explicit Daemon(const std::string& path) {
@@ -75,7 +75,9 @@ public:
         address.sun_family = AF_UNIX;
         path.copy(address.sun_path, sizeof address.sun_path - 1);
         ::unlink(path.c_str());
-        EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        std::replace(address.sun_path, address.sun_path + 1, '@', '\0');
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
+        EXPECT_EQ(::bind(m_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
     }
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
@@ -93,6 +95,18 @@ public:
 private:
     int m_socket = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 };
+
+TEST(ServiceManager, hearsMessagesAtEitherKindOfName) {
+    const TemporaryDirectory directory;
+    for (const std::string& name : {directory.path("notify"), "@nebrix-notify-" + std::to_string(::getpid())}) {
+        const Daemon manager(name);
+        ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
+        const Descriptor connection = platform::connectServiceManager();
+        platform::tellServiceManager(connection, "READY=1\nSTATUS=up\n");
+        EXPECT_EQ(manager.receive(), "READY=1\nSTATUS=up\n") << name;
+        EXPECT_FALSE(platform::connectServiceManager().valid()) << "no program that is started speaks for this one";
+    }
+}
 
 TEST(ConsoleLine, bodiesAreBoundedAndOfOneLine) {
     const std::tuple<const char*, const char*, const char*> rows[] = {

@@ -16,13 +16,16 @@ protected:
     template <class Notify>
     Lines printed(Form form, bool changesOnly, Notify notify) {
         Lines lines;
+        m_told.clear();
         HeadlessListener listener(
-            form, changesOnly, [&](const String& line) { lines.emplace_back(line.view()); }, [this] { ++m_ends; });
+            form, changesOnly, [&](const String& line) { lines.emplace_back(line.view()); },
+            [this](const String& message) { m_told += message.view(); }, [this] { ++m_ends; });
         notify(listener);
         m_end = listener.end();
         return lines;
     }
 
+    std::string m_told;
     int m_ends = 0;
     std::optional<SessionEnd> m_end;
 };
@@ -69,6 +72,23 @@ TEST_F(HeadlessListenerTest, leavesOutWhatRepeatsWhenAskedTo) {
     EXPECT_EQ(printed(Form::Text, false, notify).size(), 6U);
 }
 
+TEST_F(HeadlessListenerTest, tellsTheServiceManagerWhenTheSessionDoesItsWork) {
+    printed(Form::Text, false, [](HeadlessListener& listener) {
+        for (const char* line : {"connecting", "", "connected ip=1", "connected ip=1", "failed"}) {
+            listener.onVpnStatus(line);
+        }
+    });
+    EXPECT_EQ(m_told, "STATUS=connecting\nREADY=1\nSTATUS=connected ip=1\nSTATUS=failed\n");
+    for (const ClientStatus status : {ClientStatus::HostChecking, ClientStatus::SessionOver}) {
+        printed(Form::Text, false, [status](HeadlessListener& listener) {
+            listener.onSessionEnd({.kind = EndKind::Component});
+            listener.onStatus(status);
+            listener.onFatalError("");
+        });
+        EXPECT_TRUE(m_told.starts_with("READY=1\n") && m_told.ends_with("\nSTOPPING=1\n")) << m_told;
+    }
+}
+
 TEST_F(HeadlessListenerTest, keepsTheAccountForTheEnd) {
     const auto notify = [](HeadlessListener& listener) {
         listener.onSessionEnd({.kind = EndKind::Refused, .host = "gw:1", .httpStatus = 403, .text = "no"});
@@ -87,7 +107,7 @@ TEST_F(HeadlessListenerTest, exitsWith0ForAnEndThatSomebodyWanted) {
     const std::tuple<EndKind, EndCause, int> cases[] = {
         {EndKind::User, EndCause::None, 0},           {EndKind::Component, EndCause::AskedAgain, 0},
         {EndKind::Gateway, EndCause::None, 0},        {EndKind::Unreachable, EndCause::None, 3},
-        {EndKind::Certificate, EndCause::Expired, 3}, {EndKind::Refused, EndCause::None, 1},
+        {EndKind::Certificate, EndCause::Expired, 3}, {EndKind::Component, EndCause::AskedAtOnce, 1},
         {EndKind::PostLost, EndCause::Address, 1},    {EndKind::PostLost, EndCause::Name, 3},
         {EndKind::PostLost, EndCause::Cut, 3},        {EndKind::PostLost, EndCause::TooLarge, 1}};
     for (const auto& [kind, cause, code] : cases) {
