@@ -32,7 +32,7 @@ Address addressOf(std::string_view text) noexcept {
     std::memcpy(address.name.sun_path, text.data(), text.size());
     address.size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + text.size());
     if (text[0] == '@') {
-        address.name.sun_path[0] = '@';
+        address.name.sun_path[0] = '\0';  // as many bytes as there are, zeros included, are the name
     } else {
         ++address.size;  // the path's own end
     }
