@@ -12,7 +12,8 @@ usage: packaging/try.sh SUITE [DIRECTORY] [PACKAGE...]
   SUITE      bookworm or trixie
   DIRECTORY  where the systems lie, and stay for the next time; /var/tmp/nebrix-SUITE by default
   PACKAGE    only these
-Packages are made for the release that they are built in: libraries have other names in another.
+Packages are made for the release that they are built in: libraries have other names in another. Where NEBRIX_TRY_PACKAGES
+names a folder, the packages in it are tried, which were built on that release, and none are built.
 TEXT
 }
 
@@ -75,11 +76,19 @@ build() {
     else
         enter "$builder"
     fi
-    mkdir -p "$builder$source"
-    find "$builder$source" -mindepth 1 -maxdepth 1 ! -name build -exec rm -rf {} +
-    tar --exclude=./build --exclude=./.git -cf - . | tar -xf - -C "$builder$source"
-    on "$builder" "$source/packaging/package.sh"
-    on "$builder" apt-get -qq install --no-install-recommends xvfb xauth xdotool imagemagick
+    mkdir -p "$builder$source/build/packages"
+    if [ -n "${NEBRIX_TRY_PACKAGES-}" ]; then
+        rm -f "$builder$source"/build/packages/*.deb
+        cp "$NEBRIX_TRY_PACKAGES"/*.deb "$builder$source/build/packages/"
+        on "$builder" apt-get -qq update
+    else
+        find "$builder$source" -mindepth 1 -maxdepth 1 ! -name build -exec rm -rf {} +
+        tar --exclude=./build --exclude=./.git -cf - . | tar -xf - -C "$builder$source"
+        on "$builder" "$source/packaging/package.sh"
+    fi
+    # The other end of what is tried: a gateway and a display.
+    on "$builder" sh -c "apt-get -qq install --reinstall --no-install-recommends $source/build/packages/nebrix-sign_*.deb \
+        xvfb xauth xdotool imagemagick"
 }
 
 packages_of() {
@@ -131,7 +140,7 @@ trust_gateway() {
 }
 
 built_gateway() {
-    start_gateway "$builder" "$source/build/release/bin/nebrix-demo-gateway" --continue 1
+    start_gateway "$builder" nebrix-demo-gateway --continue 1
     trust_gateway
 }
 
