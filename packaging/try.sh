@@ -62,12 +62,17 @@ enter() {
     mount -t tmpfs -o mode=1777 tmpfs "$1/tmp"
 }
 
-# on SYSTEM COMMAND...
-on() {
+# become SYSTEM COMMAND...: in place of the shell, so that $! is the command.
+become() {
     local system=$1
     shift
-    env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
+    exec env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
         ${DISPLAY:+"DISPLAY=$DISPLAY"} chroot "$system" "$@"
+}
+
+# on SYSTEM COMMAND...
+on() {
+    (become "$@")
 }
 
 build() {
@@ -115,7 +120,7 @@ wait_for() {
 start_gateway() {
     gateway_log=$top/logs/gateway.out
     : >"$gateway_log"
-    on "$@" >"$gateway_log" 2>&1 &
+    become "$@" >"$gateway_log" 2>&1 &
     gateway=$!
     wait_for "$gateway_log" '^listening '
 }
@@ -149,7 +154,7 @@ use_nebrixclient_cli() {
     local out=$top/logs/client.out
     link_to hostchecker | on "$machine" nebrixclient-cli - >"$out"
     grep -qx 'status: session over' "$out"
-    link_to plugindll | on "$machine" nebrixclient-cli --changes-only - >"$out" &
+    link_to plugindll | become "$machine" nebrixclient-cli --changes-only - >"$out" &
     wait_for "$out" '^vpn: connected'
     stop $!
     stop "$gateway"
@@ -159,12 +164,12 @@ use_nebrixclient_cli() {
 use_nebrixclient() {
     built_gateway
     local display=:77 windows
-    on "$builder" Xvfb $display -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
+    become "$builder" Xvfb $display -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
     local server=$!
     mkdir -p "$machine/tmp/.X11-unix"
     mount --bind "$builder/tmp/.X11-unix" "$machine/tmp/.X11-unix"
     sleep 2
-    DISPLAY=$display on "$machine" nebrixclient "$(link_to plugindll)" >"$top/logs/desktop.out" 2>&1 &
+    DISPLAY=$display become "$machine" nebrixclient "$(link_to plugindll)" >"$top/logs/desktop.out" 2>&1 &
     local client=$!
     wait_for "$machine/tmp/nebrixclient.log" 'DllStart2|plugindll|Module loaded'
     sleep 3
