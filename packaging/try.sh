@@ -216,8 +216,13 @@ use_nebrix_sdk() {
             echo "#include <nebrix_component.h>" >component.c
             set -- component.c
         fi
-        cc -std=c99 -Wall -Wextra -Werror -fPIC -shared -pthread -o component.so "$@"
-        apt-get -qq purge --autoremove gcc libc6-dev >/dev/null'
+        cc -std=c99 -Wall -Wextra -Werror -fPIC -shared -pthread -o component.so "$@"'
+}
+
+# Nor is kept what another package merely suggests.
+purge() {
+    on "$machine" apt-get -qq purge --autoremove -o APT::AutoRemove::RecommendsImportant=false \
+        -o APT::AutoRemove::SuggestsImportant=false "$@"
 }
 
 # With its dependencies, the packages made here among them; with what it recommends, unless told otherwise.
@@ -243,10 +248,11 @@ try_package() {
     without=$(($(packages_of "$machine" | wc -l) - before))
     echo "$name: $without packages, $with with what is recommended"
     "use_${name//-/_}"
-    on "$machine" apt-get -qq purge --autoremove "$name"
-    if [ "$name" != nebrix-component-host ]; then
-        on "$machine" apt-get -qq purge --autoremove nebrix-component-host
-    fi
+    [ "$name" != nebrix-sdk ] || purge gcc libc6-dev
+    case $name in
+        nebrixclient*) purge "$name" nebrix-component-host ;;
+        *) purge "$name" ;;
+    esac
     packages_of "$machine" | diff "$top/packages.before" -
     files_of "$machine" | diff "$top/files.before" - | grep '^[<>]' && return 1
     echo "$name: nothing is left of it"
