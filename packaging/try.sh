@@ -266,6 +266,6 @@ logged "building" "$top/logs/build.log" build
 for name in nebrix-component-host nebrixclient-cli nebrix-sign nebrix-sdk nebrixclient; do
     [ -z "${wanted[*]}" ] || [[ " ${wanted[*]} " = *" $name "* ]] || continue
     logged "trying $name" "$top/logs/$name.log" try_package "$name"
-    grep "^$name: " "$top/logs/$name.log"
+    grep -aE "^$name: ([0-9]+ packages|nothing)" "$top/logs/$name.log"
 done
 echo "try: everything is as it should be on $suite"

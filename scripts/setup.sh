@@ -28,7 +28,7 @@ check_packages=(
     clang-14 clang-tidy-14 clang-format-14 libclang-rt-14-dev llvm-14
     libgtest-dev libgmock-dev libbenchmark-dev
     libspdlog-dev libpugixml-dev libtinyxml2-dev libabsl-dev libboost-dev
-    nginx-light tinyproxy valgrind
+    nginx-light tinyproxy valgrind zsh fish
     xvfb xauth openbox tint2 sway xwayland grim xdotool x11-utils imagemagick dbus dbus-daemon at-spi2-core adwaita-icon-theme fonts-dejavu-core
     python3-gi python3-jsonschema python3-polib python3-xlib
 )
