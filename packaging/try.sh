@@ -166,9 +166,12 @@ use_nebrixclient() {
     local display=:77 windows
     become "$builder" Xvfb $display -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
     local server=$!
+    local tenths=300
+    until [ -S "$builder/tmp/.X11-unix/X77" ] || [ $((tenths -= 1)) -eq 0 ]; do
+        sleep 0.1
+    done
     mkdir -p "$machine/tmp/.X11-unix"
     mount --bind "$builder/tmp/.X11-unix" "$machine/tmp/.X11-unix"
-    sleep 2
     DISPLAY=$display become "$machine" nebrixclient "$(link_to plugindll)" >"$top/logs/desktop.out" 2>&1 &
     local client=$!
     wait_for "$machine/tmp/nebrixclient.log" 'DllStart2|plugindll|Module loaded'
