@@ -182,6 +182,9 @@ class PanelTest(Flow):
         self.desktop.display.sync()
         # GTK may take it off the screen for a moment.
         wait_for(lambda: (panel := client.panel()) and len(panel.shape_rectangles()) > 1, what="corners cut out again")
+        left, top, width, _ = panel.shape_rectangles()[0]
+        wait_for(lambda: len({window.get_image(x, top, 1, 1, Xlib.X.ZPixmap, 0xFFFFFF).data[:3]
+                              for x in (left, left + width // 2)}) == 1, what="one colour all along the edge")
 
     def test_thousands_of_lines_at_once_leave_the_event_loop_running(self):
         client = self.session(env={"NEBRIX_TEST_STATUS": self.status})

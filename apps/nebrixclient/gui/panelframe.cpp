@@ -1,9 +1,10 @@
 #include "apps/nebrixclient/gui/panelframe.h"
 
 #include <gtk/gtk.h>
-#include <wx/graphics.h>
+#include <wx/region.h>
 #include <wx/toplevel.h>
 
+#include <cmath>
 #include <numbers>
 
 #include "apps/nebrixclient/gui/gobjectptr.h"
@@ -43,13 +44,26 @@ void strengthenLines(GtkWidget* widget) {
                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
 }
 
+bool isComposited(GtkWidget* widget) { return gdk_screen_is_composited(gtk_widget_get_screen(widget)) != FALSE; }
+
+GdkRGBA edge(GtkWidget* widget, const GdkRGBA& ground) {
+    GdkRGBA text;
+    gtk_style_context_get_color(gtk_widget_get_style_context(widget), GTK_STATE_FLAG_NORMAL, &text);
+    const auto between = [](double from, double to) { return from + (to - from) * kEdgeStrength; };
+    return {between(ground.red, text.red), between(ground.green, text.green), between(ground.blue, text.blue), 1};
+}
+
+/// Outside of the round corners lies nothing; where a shape cuts them, of whole pixels, the edge goes on under those
+/// that it covers in part.
 gboolean drawBackground(GtkWidget* widget, cairo_t* cairo, gpointer window) {
     const GdkRGBA colour = background(*static_cast<wxTopLevelWindow*>(window));
+    const GdkRGBA outside = isComposited(widget) ? GdkRGBA{} : edge(widget, colour);
     cairo_save(cairo);
     cairo_set_operator(cairo, CAIRO_OPERATOR_SOURCE);
-    cairo_set_source_rgba(cairo, 0, 0, 0, 0);
+    gdk_cairo_set_source_rgba(cairo, &outside);
     cairo_paint(cairo);
-    roundedPath(cairo, widget, 0);
+    cairo_set_operator(cairo, CAIRO_OPERATOR_OVER);
+    roundedPath(cairo, widget, kEdge / 2);
     gdk_cairo_set_source_rgba(cairo, &colour);
     cairo_fill(cairo);
     cairo_restore(cairo);
@@ -57,13 +71,9 @@ gboolean drawBackground(GtkWidget* widget, cairo_t* cairo, gpointer window) {
 }
 
 gboolean drawEdge(GtkWidget* widget, cairo_t* cairo, gpointer window) {
-    const GdkRGBA colour = background(*static_cast<wxTopLevelWindow*>(window));
-    GdkRGBA text;
-    gtk_style_context_get_color(gtk_widget_get_style_context(widget), GTK_STATE_FLAG_NORMAL, &text);
-    const auto between = [](double from, double to) { return from + (to - from) * kEdgeStrength; };
+    const GdkRGBA colour = edge(widget, background(*static_cast<wxTopLevelWindow*>(window)));
     cairo_save(cairo);
-    cairo_set_source_rgb(cairo, between(colour.red, text.red), between(colour.green, text.green),
-                         between(colour.blue, text.blue));
+    gdk_cairo_set_source_rgba(cairo, &colour);
     cairo_set_line_width(cairo, kEdge);
     roundedPath(cairo, widget, kEdge / 2);
     cairo_stroke(cairo);
@@ -76,6 +86,20 @@ void keepContrast(GtkWidget* widget, GtkStateFlags /*before*/, gpointer /*unused
     if ((gtk_widget_get_state_flags(widget) & GTK_STATE_FLAG_BACKDROP) != 0) {
         gtk_widget_unset_state_flags(widget, GTK_STATE_FLAG_BACKDROP);
     }
+}
+
+/// Row by row: a shape made of a path is painted into two images of the window's size first, half a megabyte of memory
+/// that the heap seldom gives back.
+wxRegion roundedRegion(const wxSize& size) {
+    constexpr int kRows = static_cast<int>(kRadius);
+    wxRegion region(0, kRows, size.x, size.y - 2 * kRows);
+    for (int row = 0; row < kRows; ++row) {
+        const double up = kRadius - row - 0.5;  // from the corner's centre to the middle of the row
+        const int inset = static_cast<int>(std::lround(kRadius - std::sqrt(kRadius * kRadius - up * up)));
+        region.Union(inset, row, size.x - 2 * inset, 1);
+        region.Union(inset, size.y - 1 - row, size.x - 2 * inset, 1);
+    }
+    return region;
 }
 
 void onCompositor(GtkWidget* /*widget*/, gpointer frame) { static_cast<PanelFrame*>(frame)->reshape(); }
@@ -111,14 +135,11 @@ PanelFrame::~PanelFrame() {
 }
 
 void PanelFrame::reshape() {
-    if (gdk_screen_is_composited(gtk_widget_get_screen(m_window.GetHandle())) != FALSE) {
+    if (isComposited(m_window.GetHandle())) {
         m_window.SetShape(wxRegion());
         return;
     }
-    wxGraphicsPath shape = wxGraphicsRenderer::GetDefaultRenderer()->CreatePath();
-    const wxSize size = m_window.GetSize();
-    shape.AddRoundedRectangle(0, 0, size.GetWidth(), size.GetHeight(), kRadius);
-    m_window.SetShape(shape);
+    m_window.SetShape(roundedRegion(m_window.GetSize()));
 }
 
 }  // namespace nebrix::gui
