@@ -69,13 +69,13 @@ target_compile_options(nebrix_options INTERFACE
     "$<$<COMPILE_LANGUAGE:C>:${nebrix_warnings_c}>"
     "$<$<COMPILE_LANGUAGE:CXX>:${nebrix_warnings_cxx}>"
     "$<$<COMPILE_LANGUAGE:CXX>:-fvisibility=hidden>"
-    "$<$<CONFIG:Release>:${nebrix_hardening}>")
+    "$<$<CONFIG:Release>:${nebrix_hardening};-ffunction-sections;-fdata-sections>")
 # Debug builds check the standard library's preconditions, release builds the buffers of the C library.
 target_compile_definitions(nebrix_options INTERFACE
     "$<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>"
     "$<$<CONFIG:Release>:_FORTIFY_SOURCE=2>")
 target_link_options(nebrix_options INTERFACE
-    "$<$<CONFIG:Release>:LINKER:-z,relro,-z,now,-z,noexecstack,--build-id=sha1>")
+    "$<$<CONFIG:Release>:LINKER:-z,relro,-z,now,-z,noexecstack,-z,pack-relative-relocs,--gc-sections,--build-id=sha1>")
 
 if(NEBRIX_SANITIZE)
     set(nebrix_sanitize_flags -fsanitize=${NEBRIX_SANITIZE} -fno-sanitize-recover=all)

@@ -10,7 +10,6 @@
 
 #include "apps/component/helperprogram.h"
 #include "apps/component/hostoptions.h"
-#include "apps/nebrixclient/helperprogram.h"
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
 #include "libs/base/numbers.h"

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <optional>
 
-#include "apps/nebrixclient/helperprogram.h"
+#include "apps/component/helperprogram.h"
 #include "libs/base/log.h"
 #include "libs/base/platform.h"
 #include "libs/http/authority.h"
