@@ -55,6 +55,8 @@ class StartTest(Flow):
         first = self.session()
         panel = first.wait_for_panel()
         wait_for(lambda: any("192.0.2." in text for text in first.texts()), what="address")
+        with open(f"/proc/{first.pid}/maps", encoding="utf-8") as maps:
+            self.assertNotIn("libGL", maps.read(), "the graphics driver, of which nothing is needed")
         self.desktop.click(panel)
         wait_for(lambda: not first.panel(), what="panel clicked away")
         second = self.start(self.gateway.mediation(), home=Home(self.desktop, [self.gateway.authority]))
@@ -187,10 +189,13 @@ class PanelTest(Flow):
                               for x in (left, left + width // 2)}) == 1, what="one colour all along the edge")
 
     def test_thousands_of_lines_at_once_leave_the_event_loop_running(self):
+        said = self.bus.announcements()
         client = self.session(env={"NEBRIX_TEST_STATUS": self.status})
         client.wait_for_panel()
         self.tell(status_list(*(f"connected ip=192.0.2.{number}" for number in range(5000)), "authError"))
         client.wait_for_text(EN["VPN_AUTHERROR"])  # the watchdog judges
+        wait_for(lambda: EN["Connected"] + "\n" + EN["VPN_AUTHERROR"] in said(), what="the last of them said")
+        self.assertLess(len(said()), 100, "not each of them")
 
 
 if __name__ == "__main__":

@@ -17,6 +17,15 @@ namespace nebrix::gui::desktop {
 /// window may choose its place.
 void preferX11();
 
+/// Before the toolkit starts: keeps GTK from looking for OpenGL, which nothing here is drawn with. Where it is the
+/// first program of GTK's on an X server, as on Plasma or under XWayland, it would load the graphics driver to ask what
+/// that can do, and keep it: 50 MiB of memory, 10 of them its own, and a start that takes half as long again. A user's
+/// own GDK_GL stays as it is.
+void startWithoutOpenGl();
+
+/// Once the toolkit has started: programs that are started from here decide about OpenGL themselves.
+void leaveOpenGlToOthers();
+
 /// Before the toolkit starts: one heap for all threads, which gives back what is freed at its end. Start-up frees much,
 /// and afterwards no thread allocates often enough to wait for another.
 void keepHeapSmall();

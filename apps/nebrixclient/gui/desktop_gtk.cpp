@@ -37,6 +37,9 @@ guint32 serverTime(GtkWidget* widget) {
     return GDK_CURRENT_TIME;
 }
 
+// GDK reads it once. The environment's own string: emptied where it stands it can be read by other threads meanwhile.
+char g_openGl[] = "GDK_GL=disable";
+
 void presentNow(GtkWidget* widget, gpointer /*unused*/) {
     g_signal_handlers_disconnect_by_func(widget, reinterpret_cast<gpointer>(&presentNow), nullptr);
     gtk_window_present_with_time(GTK_WINDOW(widget), serverTime(widget));
@@ -49,6 +52,14 @@ void preferX11() {
         gdk_set_allowed_backends("x11,*");
     }
 }
+
+void startWithoutOpenGl() {
+    if (std::getenv("GDK_GL") == nullptr) {
+        ::putenv(g_openGl);
+    }
+}
+
+void leaveOpenGlToOthers() { *(std::strchr(g_openGl, '=') + 1) = '\0'; }
 
 void keepHeapSmall() {
     constexpr int kMostFree = 64 * 1024;  // bytes

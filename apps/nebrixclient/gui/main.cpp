@@ -45,6 +45,7 @@ int complain(const std::string& text) {
 /// The window toolkit takes the whole command line; nothing but links may reach it.
 int runWindows(char* program, std::vector<std::string> links) {
     nebrix::gui::desktop::preferX11();
+    nebrix::gui::desktop::startWithoutOpenGl();
     nebrix::gui::desktop::keepHeapSmall();
     nebrix::gui::desktop::readFontsAhead();
     nebrix::gui::bus::startNone();

@@ -133,6 +133,7 @@ void showOnSignal(int /*signal*/) {
 }  // namespace
 
 bool NebrixClientGui::OnInit() {
+    desktop::leaveOpenGlToOthers();
     desktop::becomeUserInterfaceElement();
     desktop::useUtf8();
     tessel::Console::start();
