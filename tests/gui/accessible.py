@@ -34,6 +34,20 @@ class Bus:
     def call(self, name, path, interface, method, arguments=None):
         return self.connection.call_sync(name, path, interface, method, arguments, None, 0, TIMEOUT, None).unpack()
 
+    def announcements(self):
+        """What programs have a screen reader say from now on; a function that gives all of it so far."""
+        heard = []
+        self.connection.signal_subscribe(None, "org.a11y.atspi.Event.Object", "Announcement", None, None, 0,
+                                         lambda *event: heard.append(event[5].unpack()[3]))
+        self.call("org.a11y.atspi.Registry", "/org/a11y/atspi/registry", "org.a11y.atspi.Registry", "RegisterEvent",
+                  GLib.Variant("(sass)", ("object:announcement", [], "")))
+
+        def said():
+            while GLib.MainContext.default().iteration(False):
+                pass
+            return heard
+        return said
+
     def application(self, pid):
         """The root of the process's tree, or None."""
         for node in Node(self, "org.a11y.atspi.Registry", ROOT).children():

@@ -217,11 +217,6 @@ class ConnectionErrorTest(Flow):
         client.wait_for_end()
         self.assertLess(time.monotonic() - begun, 2)
 
-    def test_quit_ends_the_program(self):
-        client, error = self.refused()
-        press(self, error, plain(EN["Quit"]))
-        client.wait_for_end()
-
 
 class CertificateTest(Flow):
     def gateway_at(self, port="0"):

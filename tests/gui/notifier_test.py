@@ -56,12 +56,6 @@ class WithoutTrayTest(TrayTest):
         client.wait_for_end(2)
         wait_for(lambda: restarted.items[0][0] in restarted.gone, what="item gone")
 
-    def test_an_item_that_is_not_listed_is_registered_again(self):
-        watcher = self.watcher(forgets=2)
-        client = self.session()
-        wait_for(lambda: watcher.items, what="third registration")
-        self.assertIsNone(client.window("NebrixClient"))
-
     def test_after_three_seconds_without_an_answer_or_a_place_in_the_list_the_window_comes(self):
         for kind, options in ((HangingWatcher, {}), (StatusNotifierWatcher, {"forgets": 1000})):
             with self.subTest(kind=kind.__name__):

@@ -174,10 +174,6 @@ class QuitTest(Flow):
         self.check_quit(client, "menu-open", has_icon=False)
 
     def test_by_signal_with_dialogs_open(self):
-        client = self.phase("polling")
-        client.choose("Settings")
-        client.dialog(EN["SETTINGS_TITLE"])
-        self.check_quit(client, "settings-open", has_icon=False)
         client = self.start(self.gateway.mediation(language="de"), home=Home(self.desktop, []))
         error = client.dialog(catalog("de")["Error"])
         self.desktop.click(error.find("push button", "Einstellungen"))
