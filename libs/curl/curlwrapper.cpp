@@ -8,11 +8,6 @@
 #include "libs/curl/curlurl.h"
 #include "libs/curl/sites.h"
 
-/// Debian's libcurl brings GnuTLS along for protocols that nobody here uses, and GnuTLS prepares itself before main(),
-/// which costs each start its time and three quarters of a megabyte. This is how its header has a program refuse that;
-/// what does use it prepares it first. Exported, so that it is found.
-extern "C" __attribute__((visibility("default"))) int _gnutls_global_init_skip() { return 1; }
-
 namespace tessel {
 namespace {
 
