@@ -109,10 +109,10 @@ int pack(const Arguments& arguments, std::ostream& out, std::ostream& /*err*/) {
 
 const std::vector<Command>& commands() {
     static const std::vector<Command> kCommands{
-        {"keygen", keygenGrammar(), &keygen, {}},      {"sign", signGrammar(), &sign, "key"},
-        {"verify", verifyGrammar(), &verify, "key"},   {"pack", packGrammar(), &pack, {}},
-        {"check", checkGrammar(), &check, {}},         {"new", newGrammar(), &newComponent, {}},
-        {"try", tryGrammar(), &tryComponent, {}},      {"serve", serveGrammar(), &serveComponents, {}}};
+        {"keygen", keygenGrammar(), &keygen, {}},    {"sign", signGrammar(), &sign, "key"},
+        {"verify", verifyGrammar(), &verify, "key"}, {"pack", packGrammar(), &pack, {}},
+        {"check", checkGrammar(), &check, {}},       {"new", newGrammar(), &newComponent, {}},
+        {"try", tryGrammar(), &tryComponent, {}},    {"serve", serveGrammar(), &serveComponents, {}}};
     return kCommands;
 }
 

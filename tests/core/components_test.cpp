@@ -84,7 +84,8 @@ TEST_F(ComponentsTest, eachKindObeysTheSwitchOfItsDirectory) {
         for (const ComponentType type : gateway::kComponentTypes) {
             (void)run(type);
             const bool fetched = (type == Hostchecker) == (off == "plugindll");
-            EXPECT_EQ(m_gateway->requests().count("/components/" + std::string(gateway::typeName(type)) + "/"), fetched) << off;
+            EXPECT_EQ(m_gateway->requests().count("/components/" + std::string(gateway::typeName(type)) + "/"), fetched)
+                << off;
         }
         EXPECT_TRUE(logged(".downloadDll Not downloading dll according to configuration")) << off;
     }
