@@ -31,7 +31,7 @@ MAY_INCLUDE = {
     "apps/nebrixclient/view": ["apps/nebrixclient", "libs/base", "libs/http", "libs/openssl"],
     "apps/nebrixclient/gui": ["apps/nebrixclient/view", "apps/nebrixclient", "apps/common", "libs/base", "libs/curl",
                               "libs/http", "generated"],
-    "apps/nebrixclient-cli": PROGRAM,
+    "apps/nebrixclient-cli": PROGRAM + ["sdk/include"],
     "apps/nebrix-sign": PROGRAM + ["apps/nebrix-sign/author", "apps/component", "apps/nebrix-component-probe",
                                    "sdk/include"],
     "apps/nebrix-sign/author": PROGRAM + ["apps/nebrix-sign", "apps/nebrix-demo-gateway"],
