@@ -80,6 +80,7 @@ const Case kCases[] = {
     {"missing-key", kFatal, "the answer of GW lacks \"result.responseurl\"", {kMissing, kIncompleteResult}},
     {"unknown-type", kFatal, kTypeUnknown, {kUnknown, kNoSuchType}},
     {"missing-platform", kFatal, "the answer of GW lacks \"linux64_openssl3\"", {kNoPlatform, kNotThere}},
+    {"slow", kOver, "", {}},
 
     // Of the archive.
     {"bad-filename", kFatal, "in the answer of GW \"filename\" must be a plain file name", {{"*", "*filename*"}}},
@@ -88,6 +89,7 @@ const Case kCases[] = {
     {"archive-404", kFatal, kNotFetched, {kNotDownloaded, kSignatureMissing, kNotGenuine}},
     {"archive-cut", kFatal, kFetchCut, {kNotDownloaded, kSignatureMissing, kNotGenuine}},
     {"archive-damaged", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
+    {"archive-symlink", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
     {"archive-escape", kFatal, "the archive .* could not be unpacked: .+", {kSignatureMissing, kNotGenuine}},
     {"missing-signature", kFatal, "the signature file .*.sig is missing", {kSignatureMissing, kNotGenuine}},
     {"missing-library", kFatal, "/.* cannot be read or written: No such file or directory", {caught("EFile:*")}},
@@ -95,6 +97,9 @@ const Case kCases[] = {
 
     // Of the signature.
     {"wrong-signature", kFatal, "the signature of .* is not valid", {kBadSignature, kBadDll, kNotGenuine}},
+    {"foreign-key", kFatal, "the signature of .* is not valid", {kBadSignature, kBadDll, kNotGenuine}},
+    {"edited-version", kFatal, "the signature of .* is not valid", {kBadSignature, kBadDll, kNotGenuine}},
+    {"edited-name", kFatal, "the signature of .* is not valid", {kBadSignature, kBadDll, kNotGenuine}},
     {"edited-date", kFatal, "the signature of .* is not valid", {kBadSignature, kBadDll, kNotGenuine}},
     {"edited-digest", kFatal, ".* is not the library that was signed", {kBadHash, kBadDll, kNotGenuine}},
     {"edited-library", kFatal, ".* is not the library that was signed", {kBadHash, kBadDll, kNotGenuine}},
