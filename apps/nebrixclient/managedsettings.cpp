@@ -4,6 +4,7 @@
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
+#include "libs/http/authority.h"
 #include "libs/xml/keyreader.h"
 #include "libs/xml/stringparser.h"
 #include "libs/xml/xmlerrors.h"
@@ -47,8 +48,9 @@ bool takeProxyType(ManagedSettings& settings, const String& value) {
 }
 
 bool takeProxyHost(ManagedSettings& settings, const String& value) {
-    std::vector<ProxyRoute> checked;
-    if (value.find('@') != String::npos || value.find('/') != String::npos || !addRoutes(checked, "http://" + value)) {
+    const http::Authority authority(value);
+    // libcurl's own port would be no proxy's that an administrator means.
+    if (value.find('@') != String::npos || authority.getPort().empty() || !authority.valid()) {
         return false;
     }
     if (!settings.route) {
@@ -118,6 +120,20 @@ bool isClosed(const String& text, const Element& element) {
                .equalsNoCase2(name.data(), static_cast<unsigned>(name.size()));
 }
 
+/// The parser passes over text in front of a comment or a declaration, and takes for content what a comment without an
+/// end was to hide.
+bool hidesNothing(std::string_view text) {
+    constexpr std::string_view kBegin = "<!--";
+    for (std::size_t at = text.find(kBegin); at != std::string_view::npos; at = text.find(kBegin, at)) {
+        const std::size_t before = text.substr(0, at).find_last_not_of(" \t\r\n");
+        at = text.find("-->", at + kBegin.size());
+        if (at == std::string_view::npos || (before != std::string_view::npos && text[before] != '>')) {
+            return false;
+        }
+    }
+    return text.find("<?xml", 1) == std::string_view::npos;
+}
+
 /// Reads a document of one meaning: what is there twice, is unknown or is no element has none.
 class Document {
 public:
@@ -132,10 +148,11 @@ public:
             damaged();
         }
         const std::string_view rest = m_text.view().substr(std::min(root->getEndPosition(), m_text.length()));
-        if (!(root->getName() == "nebrixclient") || !isClosed(m_text, *root) ||
+        if (!(root->getName() == "nebrixclient") || !isClosed(m_text, *root) || !hidesNothing(m_text.view()) ||
             rest.find_first_not_of(" \t\r\n") != std::string_view::npos) {
             damaged();
         }
+        requireNoAttribute(*root);
         each(*root, [this](Element& section) {
             each(section, [&](Element& key) { take(section.getName() + "/" + key.getName(), key); });
         });
@@ -145,6 +162,13 @@ public:
 private:
     [[noreturn]] void damaged() const { fail(m_path, EndCause::Unreadable, "it is damaged"); }
 
+    /// None says anything here; somebody may mean one to.
+    void requireNoAttribute(const Element& element) const {
+        if (element.getFirstAttribute() != nullptr) {
+            fail(m_path, EndCause::WrongValue, "\"" + element.getName() + "\" has an attribute");
+        }
+    }
+
     template <class Visit>
     void each(Element& parent, Visit visit) {
         for (Node* node = parent.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
@@ -153,6 +177,7 @@ private:
                 if (!isClosed(m_text, child)) {
                     damaged();
                 }
+                requireNoAttribute(child);
                 visit(child);
             } else if (node->getType() == Node::Type::Text && !node->toString().trim().empty()) {
                 damaged();
@@ -167,6 +192,9 @@ private:
         }
         if (std::ranges::find(m_settings.keys, path) != m_settings.keys.end()) {
             fail(m_path, EndCause::WrongValue, "\"" + path + "\" stands there twice");
+        }
+        if (!element.elements().empty()) {
+            fail(m_path, EndCause::WrongValue, "\"" + path + "\" holds more than its value");
         }
         String value;
         xml::KeyReader(element).read(value);

@@ -57,6 +57,14 @@ TEST_F(ManagedSettingsTest, aFileThatIsCutOrSaysWhatIsNotUnderstoodIsRefused) {
         {"<nebrixclient><proxy><type>none</type></proxy></nebrixclient>", ""},
         {"<nebrixclient><proxy><type>http</type></proxy></nebrixclient>", "both a type and a host"},
         {"<nebrixclient><proxy><host>p:1</host></proxy></nebrixclient>", "both a type and a host"},
+        {"<nebrixclient><proxy><type>http</type><host>p</host></proxy></nebrixclient>", "and its port"},
+        {"<?xml version='1.0'?><nebrixclient><proxy><type><!-- as told -->none</type></proxy></nebrixclient>", ""},
+        {"<nebrixclient><proxy><type>http<!-- no more -->none</type></proxy></nebrixclient>", "damaged"},
+        {"<nebrixclient><proxy><type>http<?xml?>none</type></proxy></nebrixclient>", "damaged"},
+        {"<nebrixclient><!--<proxy><type>none</type></proxy></nebrixclient>", "damaged"},
+        {"<nebrixclient><proxy><type>none<x/></type></proxy></nebrixclient>", "more than its value"},
+        {"<nebrixclient><proxy><type at='home'>none</type></proxy></nebrixclient>", "attribute"},
+        {"<nebrixclient on='1'/>", "attribute"},
         {"<nebrixclient><proxy><type>http</type><host>me:pw@p:1</host></proxy></nebrixclient>", "and its port"},
         {"<nebrixclient><proxy><type>none</type><type>none</type></proxy></nebrixclient>", "twice"}};
     for (const auto& [text, words] : cases) {
