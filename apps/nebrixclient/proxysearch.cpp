@@ -26,20 +26,22 @@ constexpr unsigned kLongestAnswer = 8192;
 constexpr std::size_t kMostRoutes = 16;
 constexpr std::chrono::milliseconds kBetweenLooks{50};
 
-/// "https://host:port/": nothing else of a URL is anybody's business.
+/// "https://host:port/": nothing else of a URL is anybody's business. Empty where it names no server: what stands in
+/// that one's place may be a secret, and arguments of processes are none.
 String placeOf(const String& url) {
     const http::Uri uri = http::Uri::parse(url);
-    return uri.getScheme() + "://" + http::Authority(uri.getAuthority()).getAsciiServer() + "/";
+    const http::Authority authority(uri.getAuthority());
+    return authority.valid() ? String(uri.getScheme() + "://" + authority.getAsciiServer() + "/") : String();
 }
 
-/// One a line; what is no route is passed over.
+/// One a line; what is no route is passed over, and so is a line without its end, which is not whole.
 std::vector<ProxyRoute> routesIn(const String& answer) {
     std::vector<ProxyRoute> routes;
     std::string_view rest = answer.view();
-    while (!rest.empty() && routes.size() < kMostRoutes) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
-        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-        addRoutes(routes, String::copy(line.data(), static_cast<unsigned>(line.size())));
+    for (std::size_t end = rest.find('\n'); end != std::string_view::npos && routes.size() < kMostRoutes;
+         end = rest.find('\n')) {
+        addRoutes(routes, String::copy(rest.data(), static_cast<unsigned>(end)));
+        rest.remove_prefix(end + 1);
     }
     return routes;
 }
@@ -59,7 +61,7 @@ class ProxySearch::Search {
 public:
     Search(const String& program, const String& place) : m_place(place) {
         std::array<int, 2> ends{-1, -1};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        if (place.empty() || ::pipe2(ends.data(), O_CLOEXEC) != 0) {
             return;
         }
         m_answers = Descriptor(ends[0]);
@@ -94,12 +96,16 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    /// Until the answer ends; false when that is not to be waited for.
+    /// Until the answer ends; false when that is not to be waited for. What is there already counts however late it is.
     bool listen(const std::atomic<bool>& cancelled) {
         std::array<char, kLongestAnswer> block{};
-        while (!cancelled && Clock::now() < m_begun + kPatience) {
+        while (!cancelled) {
+            const bool late = Clock::now() >= m_begun + kPatience;
             pollfd answers{m_answers.get(), POLLIN, 0};
-            if (::poll(&answers, 1, static_cast<int>(kBetweenLooks.count())) <= 0) {
+            if (::poll(&answers, 1, late ? 0 : static_cast<int>(kBetweenLooks.count())) <= 0) {
+                if (late) {
+                    return false;
+                }
                 continue;
             }
             const ssize_t count = ::read(m_answers.get(), block.data(), block.size());
@@ -128,7 +134,7 @@ private:
 
     void end() noexcept {
         if (m_process.id >= 0) {
-            platform::killProcess(m_process.id);
+            platform::killProcessGroup(m_process.id);  // libproxy starts programs too
             platform::reapProcess(m_process.id);
             m_process.id = -1;
         }

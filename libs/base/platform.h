@@ -135,6 +135,8 @@ struct ProcessEnd {
 ProcessEnd reapProcess(int id) noexcept;
 /// Ends a process of ours, which must not be reaped yet, by SIGKILL.
 void killProcess(int id) noexcept;
+/// The same, and with it those that it has started and that have not left its process group.
+void killProcessGroup(int id) noexcept;
 /// The calling process is killed when the thread that started it ends, however that comes.
 void endWithParent() noexcept;
 

@@ -187,6 +187,9 @@ ProcessEnd reapProcess(int id) noexcept {
 
 void killProcess(int id) noexcept { ::kill(id, SIGKILL); }
 
+// startProcess() gave it a session of its own, and so a group with its number.
+void killProcessGroup(int id) noexcept { ::kill(-id, SIGKILL); }
+
 void endWithParent() noexcept { ::prctl(PR_SET_PDEATHSIG, SIGKILL); }
 
 }  // namespace tessel::platform
