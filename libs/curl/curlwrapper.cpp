@@ -11,9 +11,9 @@
 namespace tessel {
 namespace {
 
-/// libcurl 8.1.0 up to 8.3.x drops session cookies that come in a Netscape line.
 /// Behind a way that does not answer there is another one.
 constexpr unsigned kSecondsBeforeNextWay = 10;
+/// libcurl 8.1.0 up to 8.3.x drops session cookies that come in a Netscape line.
 constexpr unsigned kFirstDropping = 0x080100;
 constexpr unsigned kFirstKeeping = 0x080400;
 
