@@ -117,8 +117,9 @@ typedef void (*NebrixDllSetPluginDir2)(void* h, const char* plugin_dir);
 
 // Required. How to reach the gateway: seven fields joined with "|", empty ones stay empty:
 //   use | proxy type | proxy host | login | password | domain | "save:no"
-// "0" as use forbids a proxy. This client always says "1|none||", then the user's credentials: it leaves the
-// choice of a proxy to the environment (https_proxy and the like), and so should the plug-in.
+// "0" as use forbids a proxy; this client always says "1". The types "https" (one that is asked with CONNECT),
+// "socks4" and "socks5" name the proxy at the host, "host:port", that the gateway was reached through. With "none"
+// and no host the choice is the environment's (https_proxy and the like), and so it should be for the plug-in.
 // Called before DllStart2; if the client could not know the proxy by then, directly after it. Holds a
 // secret.
 typedef void (*NebrixDllSetProxy2)(void* h, const char* proxy_description);
