@@ -141,6 +141,7 @@ class SmallScreenTest(Flow):
     def test_windows_fit_the_screen_and_the_focus_is_in_view(self):
         client = self.session(language="de")
         german = catalog("de")
+        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="a panel that waits for nothing more")
         for entry, title, role in (("MENU_LOGS", "LOG_TITLE", "frame"), ("MENU_SETTINGS", "SETTINGS_TITLE", "dialog")):
             client.choose(plain(german[entry]))
             dialog = client.dialog(german[title], role)

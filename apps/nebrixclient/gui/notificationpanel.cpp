@@ -43,13 +43,21 @@ tessel::view::Size toSize(const wxSize& size) { return {size.GetWidth(), size.Ge
 }  // namespace
 
 NebrixClientNotificationPanel::NebrixClientNotificationPanel(wxWindow* parent)
-    : NotificationPanel(parent), m_frame(*this), m_line([this] { showLine(); }), m_timer(this) {
+    : NotificationPanel(parent),
+      m_frame(*this),
+      m_line([this] { showLine(); }),
+      m_company([this] {
+          arrange();
+          keepTime();
+      }),
+      m_timer(this) {
     nebrix::gui::desktop::makeNotification(*this);
     nebrix::gui::announceAsNotification(*this, "NebrixClient");
     Bind(wxEVT_TIMER, &NebrixClientNotificationPanel::onTimer, this);
     Bind(wxEVT_SYS_COLOUR_CHANGED, &NebrixClientNotificationPanel::onColours, this);
     bindClicks();
-    wxTheApp->Bind(wxEVT_ACTIVATE_APP, &NebrixClientNotificationPanel::onActivate, this);
+    // Each window's events come to the application last. Those of the application itself leave its first window out.
+    wxTheApp->Bind(wxEVT_ACTIVATE, &NebrixClientNotificationPanel::onActivate, this);
     print(true);
 }
 
@@ -304,10 +312,10 @@ void NebrixClientNotificationPanel::onTimer(wxTimerEvent& /*event*/) {
     arrange();  // of our own windows, one may have moved or another may have the keyboard now
 }
 
+/// A window that loses the keyboard counts as active until its event is over.
 void NebrixClientNotificationPanel::onActivate(wxActivateEvent& event) {
     event.Skip();
-    arrange();
-    keepTime();
+    m_company.schedule();
 }
 
 void NebrixClientNotificationPanel::updateVpnStatus() { draw(); }

@@ -79,6 +79,7 @@ private:
 
     nebrix::gui::PanelFrame m_frame;
     nebrix::gui::DeferredCall m_line;
+    nebrix::gui::DeferredCall m_company;  // another window of the program's has got or lost the keyboard
     wxTimer m_timer;
     tessel::view::PanelState m_state;
     wxString m_status;     // the driver's last
