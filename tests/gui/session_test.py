@@ -65,11 +65,16 @@ class StartTest(Flow):
         self.assertTrue(any("192.0.2." in text for text in first.texts()))
 
     def test_the_same_argument_again_shows_what_is_so_now(self):
-        silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))
         refused = self.start(self.gateway.mediation(), home=Home(self.desktop, []))
         checking = self.session("hostchecker", gateway=self.start_faulty_gateway("--timer", "600"))
         refused.dialog(EN["Error"])
-        checking.wait_for_text(EN["HOSTCHECKING"])
+
+        def checked():  # its panel may be gone again by the time it is looked for
+            with open(LOG, encoding="utf-8", errors="replace") as log:
+                return re.search(re.escape(checking.home.path) + ".*Hostchecker.sendResponse", log.read(), re.DOTALL)
+        wait_for(checked, what="host check")
+        silent = self.session(gateway=self.start_faulty_gateway("--fault", "silent"))  # and says more in ten seconds
+        silent.wait_for_tray_icon()
         for client, key in ((silent, "Loading"), (refused, "NOT_CONNECTED"), (checking, "HOSTCHECKING")):
             wait_for(lambda c=client: not c.panel(), what="panel hidden")
             client.process.send_signal(signal.SIGUSR1)
