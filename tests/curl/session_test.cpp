@@ -368,7 +368,7 @@ TEST_F(Peers, nginxAsksForACertificateEveryTime) {
     const tls::CertificateAuthority authority("authority.example");
     m_files.directory.write("ca.pem", std::string(authority.certificatePem().view()));
     const tls::IssuedCertificate me = authority.issue({{"me"}, {}}, tls::CertificateAuthority::Purpose::Client);
-    if (!startNginx("", "ssl_client_certificate ca.pem; ssl_verify_client on; ")) {
+    if (!startNginx("", "ssl_client_certificate ca.pem; ssl_verify_client on; ssl_session_cache shared:s:1m; ")) {
         GTEST_SKIP() << "nginx is not installed (scripts/setup.sh installs it)";
     }
     const std::string url = "https://127.0.0.1:" + m_port + "/";
