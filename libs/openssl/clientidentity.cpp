@@ -84,8 +84,9 @@ EvpKeyPointer keyIn(const Memory& pem, const std::optional<String>& password) {
 
 /// An empty password is written in two ways.
 void requirePassword(PKCS12* packed, const std::optional<String>& password) {
-    const bool opened = password ? PKCS12_verify_mac(packed, password->str(), -1) == 1
-                                 : PKCS12_verify_mac(packed, "", 0) == 1 || PKCS12_verify_mac(packed, nullptr, 0) == 1;
+    const bool opened = password && !password->empty()
+                            ? PKCS12_verify_mac(packed, password->str(), -1) == 1
+                            : PKCS12_verify_mac(packed, "", 0) == 1 || PKCS12_verify_mac(packed, nullptr, 0) == 1;
     if (!opened) {
         fail(password ? IdentityFault::WrongPassword : IdentityFault::PasswordMissing);
     }
