@@ -37,8 +37,9 @@ class CommandLine:
     operands: list = field(default_factory=list)
     options: list = field(default_factory=list)
 
-    def takes_files(self):
-        return any(values_of(operand, "", {}) == FILES for operand in self.operands)
+    def operand_values(self):
+        """As an option's: those of the first operand that has any."""
+        return next(filter(None, (values_of(operand, "", {}) for operand in self.operands)), None)
 
 
 def values_of(word, option, sections):
@@ -53,7 +54,7 @@ def values_of(word, option, sections):
         return [f"{name}=" for name in TYPES]
     if word in ("DIR", "DIRECTORY"):
         return FOLDERS
-    return FILES if word in ("FILE", "LIBRARY", "PRIVATE", "PUBLIC") else None
+    return FILES if word in ("FILE", "LIBRARY", "PRIVATE", "PROGRAM", "PUBLIC") else None
 
 
 def sections_of(text):
@@ -119,8 +120,8 @@ def bash(program, line, commands):
     for one in commands or [line]:
         spellings = [spelling for option in one.options for spelling in option.spellings()]
         out.append(f"        {one.name}:-*) {bash_reply(spellings)} ;;")
-        if one.takes_files():
-            out.append(f"        {one.name}:*) {bash_reply(FILES)} ;;")
+        if values := one.operand_values():
+            out.append(f"        {one.name}:*) {bash_reply(values)} ;;")
     out += ["    esac", "}", f"complete -F {function} {program}"]
     return "\n".join(out) + "\n"
 
@@ -144,7 +145,8 @@ def zsh_arguments(line, indent):
         for form in forms:
             out.append(f"'*{form}[{zsh_text(option.help)}]{value}'")
     for operand in line.operands:
-        out.append(f"':{zsh_text(operand)}:{'_files' if line.takes_files() else ' '}'")
+        optional = ":" if operand.startswith("[") else ""
+        out.append(f"'{optional}:{zsh_text(operand)}:{zsh_action(values_of(operand, '', {}))}'")
     return (" \\\n" + " " * indent).join(["_arguments -s -S", *out])
 
 
@@ -164,10 +166,10 @@ def quoted(text):
     return "'" + text.replace("\\", "\\\\").replace("'", "\\'") + "'"
 
 
-def fish_values(option):
-    if isinstance(option.values, list):
-        return f" -x -a {quoted(' '.join(option.values))}"
-    return {FILES: " -r -F", FOLDERS: " -x -a '(__fish_complete_directories)'", None: " -x"}[option.values]
+def fish_values(values):
+    if isinstance(values, list):
+        return f" -x -a {quoted(' '.join(values))}"
+    return {FILES: " -r -F", FOLDERS: " -x -a '(__fish_complete_directories)'", None: " -x"}[values]
 
 
 def fish(program, line, commands):
@@ -176,11 +178,11 @@ def fish(program, line, commands):
         out.append(f"complete -c {program} -n __fish_use_subcommand -a {one.name} -d {quoted(one.help)}")
     for one in commands or [line]:
         condition = f" -n '__fish_seen_subcommand_from {one.name}'" if one.name else ""
-        if one.takes_files():
-            out.append(f"complete -c {program}{condition} -F")
+        if values := one.operand_values():
+            out.append(f"complete -c {program}{condition}{' -F' if values == FILES else fish_values(values)}")
         for option in one.options:
             letter = f" -s {option.letter}" if option.letter else ""
-            value = fish_values(option) if option.value else ""
+            value = fish_values(option.values) if option.value else ""
             out.append(f"complete -c {program}{condition}{letter} -l {option.name}{value} -d {quoted(option.help)}")
     return "\n".join(out) + "\n"
 

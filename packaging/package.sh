@@ -118,7 +118,14 @@ check_completion() {
     if command -v zsh >/dev/null; then
         [[ $(zsh -f packaging/complete.zsh "$share/zsh/vendor-completions" "$asked") = *"$expected"* ]]
     fi
-    local file
+}
+
+# Of an option, of a command, and of a command's operand.
+check_completions() {
+    local share=$1/usr/share file
+    check_completion "$share" 'nebrix-sign sign --pass' --password-file
+    check_completion "$share" 'nebrix-sign try --debug' --debugger
+    check_completion "$share" 'nebrix-sign new host' hostchecker
     for file in "$share"/bash-completion/completions/*; do bash -n "$file"; done
 }
 
