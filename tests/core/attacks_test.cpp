@@ -15,7 +15,7 @@
 namespace tessel::test {
 namespace {
 
-using enum gateway::ComponentType;
+using enum sign::ComponentKind;
 
 constexpr std::time_t kHour = 60L * 60;
 constexpr std::time_t kYear = 365L * 24 * kHour;

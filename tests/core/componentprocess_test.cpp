@@ -16,7 +16,7 @@
 namespace tessel::test {
 namespace {
 
-using enum gateway::ComponentType;
+using enum sign::ComponentKind;
 
 /// What cannot be seen in a build with sanitizers: the thread sanitizer's dlopen() lets no exception pass.
 bool isHidden(std::string_view habit) {

@@ -19,7 +19,7 @@ struct Outcome {
 const std::string kHostchecker =
     "InitHostCheckerDll\t\t\tDIR//hostchecker/\t127.0.0.1\ten\nGetValidRules\tthe request\nCloseHostCheckerDll\n";
 
-using enum gateway::ComponentType;
+using enum sign::ComponentKind;
 
 const Outcome kOutcomes[] = {
     {Hostchecker, {}, {"dispatch 3", "status 2", "status 5", "end gateway", "status 4"}, kHostchecker},
