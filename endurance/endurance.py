@@ -166,7 +166,8 @@ class Session:
         return self.process.returncode, errors.decode(errors="replace"), wrong + self.place.damage()
 
     def next(self):
-        """What is wrong with the session after this one."""
+        """What is wrong with the session after this one, which lasts until it is told to end."""
+        write(self.place.status, f"[{CONNECTED}]".encode())
         began = time.monotonic()
         session = Session(self.place, self.kind, stops=self.kind == "plugindll")
         code, errors, wrong = session.finish()
