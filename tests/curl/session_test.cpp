@@ -406,6 +406,8 @@ TEST_F(Peers, tinyproxyNamedByTheEnvironmentOrTheSession) {
     named.proxy = Proxy(Proxy::Type::Http, String::copy("127.0.0.1:" + m_port), Credentials("joe", "secret"));
     EXPECT_TRUE(named.saysHello(url));
     EXPECT_EQ(named.info.getResponseHeader().getResponseCode(), 200);
+    named.ways = {{Proxy(Proxy::Type::Http, String::copy("127.0.0.1:" + m_port), Credentials("joe", "wrong"))}, {}};
+    EXPECT_FALSE(named.saysHello(url)) << "a login that is refused leads nowhere else";
 }
 
 }  // namespace
