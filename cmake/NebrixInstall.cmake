@@ -1,5 +1,5 @@
-# What is installed, each part as an install component of its own: desktop, cli, host, sign, and sdk, whose rules are in its
-# folder. packaging/ makes one package of each; "cmake --install" without --component installs all of them.
+# What is installed, each part as an install component of its own: desktop, cli, host, sign, and sdk and tessel, whose rules
+# are in their folders. packaging/ makes one package of each; "cmake --install" without --component installs all but tessel.
 include(GNUInstallDirs)
 
 set(nebrix_packaging "${PROJECT_SOURCE_DIR}/packaging")
