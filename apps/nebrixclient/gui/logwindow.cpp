@@ -16,7 +16,10 @@
 
 #include "apps/nebrixclient/gui/desktop.h"
 #include "apps/nebrixclient/gui/filecopy.h"
+#include "apps/nebrixclient/gui/rowtips.h"
+#include "apps/nebrixclient/gui/wrappedtext.h"
 #include "apps/nebrixclient/gui/wxtext.h"
+#include "apps/nebrixclient/view/displaytext.h"
 
 using nebrix::gui::LogSnapshot;
 using tessel::view::LogLine;
@@ -25,6 +28,10 @@ namespace {
 
 constexpr int kPollInterval = 500;     // milliseconds
 constexpr int kMessageShown = 10'000;  // milliseconds
+
+// Characters of a line's tool tip and of a line in it.
+constexpr unsigned kLongestTip = 2000;
+constexpr int kTipColumns = 80;
 
 void copyToClipboard(const wxString& text) {
     wxClipboardLocker clipboard;
@@ -44,6 +51,7 @@ NebrixClientLogWindow::NebrixClientLogWindow(wxWindow* parent, const wxString& p
                                                         [this](const LogSnapshot& snapshot) { receive(snapshot); })),
       m_model(new nebrix::gui::LogModel) {
     m_list->AssociateModel(m_model.get());
+    nebrix::gui::giveRowsTips(*m_list, [this](unsigned row) { return wholeLine(row); });
     m_timer.Bind(wxEVT_TIMER, [this](wxTimerEvent& /*event*/) { m_reader->poll(); });
     m_messageTimer.Bind(wxEVT_TIMER, [this](wxTimerEvent& /*event*/) { tell(wxString()); });
     Bind(wxEVT_SHOW, &NebrixClientLogWindow::onShow, this);
@@ -75,6 +83,18 @@ void NebrixClientLogWindow::onShow(wxShowEvent& event) {
         m_timer.Stop();
     }
     event.Skip();
+}
+
+/// As it stands in the file, broken to what the screen has room for.
+wxString NebrixClientLogWindow::wholeLine(std::size_t row) const {
+    const LogSnapshot& now = m_model->snapshot();
+    if (row >= now.size()) {
+        return {};
+    }
+    const int columns = std::min(kTipColumns, nebrix::gui::roomOnScreen().x * 4 / 5 / GetCharWidth());
+    const tessel::String line = tessel::view::asText({now.shown->line(row)}).trim();
+    return nebrix::gui::logText(
+        tessel::view::forToolTip(line, kLongestTip, static_cast<unsigned>(std::max(columns, 1))));
 }
 
 void NebrixClientLogWindow::receive(const LogSnapshot& snapshot) {

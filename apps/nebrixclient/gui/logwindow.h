@@ -49,6 +49,7 @@ private:
     /// Says what became of a command, for a while; an empty text takes the last one away.
     void tell(const wxString& text);
     [[nodiscard]] wxString askForTarget();
+    [[nodiscard]] wxString wholeLine(std::size_t row) const;
     void showNewest();
     void describe();
     [[nodiscard]] std::vector<std::size_t> selectedRows() const;  // ascending

@@ -30,6 +30,7 @@ constexpr int kFindColumns = 24;
 constexpr int kWindowColumns = 130;
 constexpr int kWindowLines = 36;
 constexpr int kLeastLines = 5;
+constexpr int kMessageColumns = 100;
 
 }  // namespace
 
@@ -84,16 +85,28 @@ wxSizer* LogWindow::makeSearchRow() {
 
 void LogWindow::makeList() {
     m_list = new wxDataViewCtrl(m_panel, wxID_ANY, wxDefaultPosition, wxDefaultSize, wxDV_MULTIPLE | wxDV_ROW_LINES);
-    const int character = m_list->GetCharWidth();
     m_list->SetMinSize(wxSize(wxDefaultCoord, kLeastLines * m_list->GetCharHeight()));
-    const auto addColumn = [&](const wxString& title, LogColumn column, int characters) {
-        m_list->AppendTextColumn(title, static_cast<unsigned>(column), wxDATAVIEW_CELL_INERT, characters * character,
-                                 wxALIGN_LEFT, wxDATAVIEW_COL_RESIZABLE);
+    const auto widthFor = [&](const wxString& title, const wxString& widest) {
+        return std::max(m_list->GetTextExtent(title).x, m_list->GetTextExtent(widest).x) + 2 * m_list->GetCharWidth();
     };
-    addColumn(_("LOG_TIME"), LogColumn::Time, 24);
-    addColumn(_("LOG_THREAD"), LogColumn::Thread, 16);
-    addColumn(_("LOG_LEVEL"), LogColumn::Level, 12);
-    addColumn(_("LOG_MESSAGE"), LogColumn::Message, 100);
+    const auto addColumn = [&](const wxString& title, LogColumn column, int width) {
+        m_list->AppendTextColumn(title, static_cast<unsigned>(column), wxDATAVIEW_CELL_INERT, width, wxALIGN_LEFT,
+                                 wxDATAVIEW_COL_RESIZABLE);
+    };
+    const int time = widthFor(_("LOG_TIME"), "00-00-00 00:00:00.000");
+    const int thread = widthFor(_("LOG_THREAD"), "nebrixclient");
+    const int level = widthFor(_("LOG_LEVEL"), wxString::FromUTF8("\u26A0 WARNING"));
+    // Where little room is left for the messages, what is nearly the same on each line goes behind them.
+    const bool narrow = time + thread + level > nebrix::gui::roomOnScreen().x / 2;
+    addColumn(_("LOG_TIME"), LogColumn::Time, time);
+    if (!narrow) {
+        addColumn(_("LOG_THREAD"), LogColumn::Thread, thread);
+    }
+    addColumn(_("LOG_LEVEL"), LogColumn::Level, level);
+    addColumn(_("LOG_MESSAGE"), LogColumn::Message, kMessageColumns * m_list->GetCharWidth());
+    if (narrow) {
+        addColumn(_("LOG_THREAD"), LogColumn::Thread, thread);
+    }
     setAccessibleName(*m_list, _("LOG_TITLE"));
 }
 
