@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The least that a desktop program of this kind is: a frame with a few lines of text, on screen, and a tray icon.
 #include <wx/app.h>
 #include <wx/artprov.h>

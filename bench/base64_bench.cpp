@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Base64 of 40 bytes, 256 bytes and 64 KiB into a string of the peer's own kind. OpenSSL's function only fills a
 // buffer: it is measured with a string made for it, and into a buffer that stands ready.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """The desktop client beside a bare wxWidgets program with a frame and a tray icon, on one X server of its own.
 
 From the start of each to its first window on screen, in turns; then the resident memory of both, and what the client

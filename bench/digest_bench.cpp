@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Digests of a 50 MB file beside OpenSSL fed with large pieces, and loading a key to verify one signature beside
 // OpenSSL's own decoder and EVP_PKEY_verify.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Downloads 200 MB over HTTPS from nginx on loopback into a file, by turns with curl and with the client's session, and
 # prints the median wall and processor time of each whole process and their ratios.
 #   bench/download.sh [BUILD-DIRECTORY] [ROUNDS]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fetches one URL into a file, as a component archive is fetched. The certificate is not checked: the peer in
 // download.sh runs with -k.
 

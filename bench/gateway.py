@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The demo gateway for whole programs that are measured, and a home directory that trusts it."""
 import os
 import subprocess

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Copying and dropping a counted pointer, beside boost::intrusive_ptr with its thread-safe counter.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Joining 4, 8, 16 and 32 pieces of about 16 bytes into one string; every second piece is a literal.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // JSON: a client configuration of about 2 KiB parsed and 30 keys read through the typed readers, beside jsoncpp's own
 // reader and accessors.
 

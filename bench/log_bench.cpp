@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The logger beside spdlog's asynchronous one: what a call costs its caller in bursts, and how long a line takes to
 // the file. Both write every line through; the system log is off. Every line must arrive, or the run is an error.
 #include <benchmark/benchmark.h>

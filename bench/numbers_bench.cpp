@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Integers as text and text as integers, numbers of one to ten digits in turn.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Taking and giving back a block, beside the general heap. With two threads each works in a size class of its own, the
 // two classes being neighbours.
 

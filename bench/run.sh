@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the release preset and measures everything beside its peer: the table of ratios, then whole runs.
 # For figures that mean something, nothing else may run on the machine.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The component that bench/session.py runs: the tests' recorder, in this build's own flavour.
 set(recorder "${PROJECT_SOURCE_DIR}/tests/support/components")
 add_library(bench-session-plugin MODULE "${recorder}/recorder_plugin.c" "${recorder}/record.c")

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """From the start of the headless client to its component's start call, with the component cached.
 
 The peer is a shell script that does the same work with programs: curl for the mediation, openssl dgst for the library's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Copies and substrings, beside the shared string and the plain string of the standard library.
 
 #include <benchmark/benchmark.h>

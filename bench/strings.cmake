@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 nebrix_bench(string_bench SOURCES string_bench.cpp LIBS tessel_base)
 nebrix_bench(join_bench SOURCES join_bench.cpp LIBS tessel_base)
 nebrix_bench(pool_bench SOURCES pool_bench.cpp LIBS tessel_base)

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Runs the benchmarks of a build and prints them beside their peers as one table of ratios (ours / peer).
 
 usage: bench/table.py [BUILD/bench] [--min-time SECONDS] [--repetitions N]

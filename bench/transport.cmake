@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 nebrix_bench(uri_bench SOURCES uri_bench.cpp LIBS tessel_http nebrix_curl)
 nebrix_bench(digest_bench SOURCES digest_bench.cpp LIBS tessel_openssl nebrix_crypto)
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """What the client adds to a tunnel: the time until it carries packets, and what 1 GB through it costs.
 
 The same tunnel is asked for in turns by the headless client and by its peer: openvpn with its own options for the

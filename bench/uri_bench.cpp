@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // URI splitting beside PCRE2 and std::regex, percent-encoding beside libcurl.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // XML: a settings file parsed and read by key, beside pugixml; larger documents parsed, beside tinyxml2.
 
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the benchmarks compare with. Every peer is optional: a benchmark asks NEBRIX_HAVE_<PEER> before it uses one.
 
 add_library(nebrix_bench_peers INTERFACE)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compiles the RSA public key that component libraries are verified against into the library nebrix_component_key,
 # which is included as "generated/component_public_key.h".
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The external libraries, under one name each:
 #   nebrix_jsoncpp, nebrix_curl, nebrix_crypto (libcrypto), nebrix_ssl (libssl), nebrix_elf (libelf), nebrix_archive
 #   (libarchive), nebrix_proxy (libproxy), nebrix_httplib

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What is installed, each part as an install component of its own: desktop, cli, host, sign, and sdk and tessel, whose rules
 # are in their folders. packaging/ makes one package of each; "cmake --install" without --component installs all but tessel.
 include(GNUInstallDirs)

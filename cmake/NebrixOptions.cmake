@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Language level, warnings, hardening and sanitizers of every target of ours, as the interface target nebrix_options.
 
 set(CMAKE_CXX_STANDARD 20)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # One call per target. Sources are named relative to the calling folder; includes are written from the repository root.
 #
 #   nebrix_library(NAME SOURCES a.cpp ... [PUBLIC libs...] [PRIVATE libs...]

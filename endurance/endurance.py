@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Whole headless sessions against a gateway on loopback, each type of component, that must end well whatever happens.
 
 torture  Each allocation and each system call of one program fails once, by its turn (preload.c). The session then ends

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Preloaded into a session's programs (endurance.py); each of the two is for the one program that its variable names.
 //
 // NEBRIX_FAIL_PROGRAM: fails one call, of all its threads and of a forked child until that becomes another program.

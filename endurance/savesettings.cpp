@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Saves the settings file that is named, with what it holds, until it is killed (kills.py).
 #include "apps/nebrixclient/clientlocalconfiguration.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes through both directions of Base64: what was encoded comes back as it was, and what any text decodes to
 // survives a second round.
 

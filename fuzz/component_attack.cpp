@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Attacks the decision that a component is genuine: with edited signature files and libraries, and with exchanges of
 // files between check and use. Prints what became of each kind; fails when anything was accepted or ran that was not
 // signed, or when an attack did not come into play. "by-path" loads the verified library by its path instead of its

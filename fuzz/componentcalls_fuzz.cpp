@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What comes over the connections between client and component host, read by either: the host must serve it, the client
 // take it for the answers to its calls, and neither may do more than refuse.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A gateway's answer of any content, from the text to a dispatched configuration; and a plug-in's status list.
 #include <cstdint>
 

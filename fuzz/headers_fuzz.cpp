@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An answer's header, as a hostile server may send it, and the cookies in it.
 
 #include <algorithm>

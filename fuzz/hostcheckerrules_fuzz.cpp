@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host checker's request, which comes from a gateway: whatever it holds, the answer is a list of readable IDs.
 #include <cstddef>
 #include <cstdint>

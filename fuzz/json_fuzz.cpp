@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes parse or are refused; every value is read through its reader and its accessors and written again.
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The bytes are read as a document by key, and saved and loaded as a value.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What openvpn's management interface says: read in pieces of any size and acted upon. Nothing that is said may bring a
 // secret into the log, or a state that the client does not know.
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any text as a number: the first byte chooses the base, and every form must agree with the others about its low bits.
 // Numbers that were written must be read back.
 

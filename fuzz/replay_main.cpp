@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target once over every file of a seed directory, so that what fuzzing found stays found in every build.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A signature file of any content: it is refused with EBadSignature, or read and then checked against a library that it
 // was not made for. Nothing else may happen.
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A server's messages before anything of it is believed, and the certificate in them.
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Splitting and rebuilding URIs, their authorities, and percent-encoding, must hold on any bytes.
 
 #include <cstddef>

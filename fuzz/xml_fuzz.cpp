@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Any bytes parse into a tree or are refused, and a tree that was written and read twice is written the same again.
 
 #include <cstddef>

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Brings the catalogs of a folder (this one by default) up to date with en.po, which holds every key and the English text.
 
 Writes nebrixclient.pot, the template of new languages, whose comments tell the English text of each key; gives every other

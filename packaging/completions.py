@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: completions.py PROGRAM OUTPUT
 
 Writes OUTPUT.bash, OUTPUT.zsh and OUTPUT.fish, which complete the command line of a program of ours: its commands, their

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what is missing, builds the programs as a release, packs them into Debian packages in build/packages/, and
 # checks each. Asks nothing and ends with the status of the first step that fails.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """usage: sbom.py ROOT...
 
 Writes, for each package's tree ROOT/ that has programs or libraries in it, usr/share/doc/NAME/NAME.spdx.json below it: a

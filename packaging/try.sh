@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes a bare Debian, builds the packages in a copy of it, and tries each package alone in another: installs it, has its
 # programs do what they are for, purges it, and looks for what is left. As root; needs debootstrap and a network.
 set -euo pipefail

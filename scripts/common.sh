@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the scripts share. Sourced by a script that stands at the root of the checkout and has its name in `program`.
 
 # What root needs lies there; su(1) leaves it out.

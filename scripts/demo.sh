@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The client's main job on this machine: a gateway on loopback, a signed component fetched over HTTPS, verified, loaded
 # and driven until Ctrl-C: by the desktop client where there is a display, else by the headless one, whose status lines
 # come out here. As root the component builds a real tunnel, in namespaces, so that the machine's network stays as it

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The session that demo.sh shows: the gateway, the client, and their end. Sourced by it.
 
 bin=$PWD/build/release/bin

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The demo's real tunnel: whether this machine can have one, the namespaces that it lives in, NetworkManager where that
 # is wanted, and what is shown of it. Sourced by demo.sh.
 #

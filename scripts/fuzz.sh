@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Fuzzes each target for a while, as many at a time as there are processors. Ends with status 1 if one found something;
 # what it found lies in build/fuzz/findings/<target>/ and belongs, once understood, into fuzz/seeds/<target>/.
 set -euo pipefail

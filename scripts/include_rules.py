@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Reads every #include of the tree and says which of them breaks the rule of who may include whom.
 
 Each violation is one line "file:line: reason". Exit status 1 if there is one, 2 if there was nothing to read.

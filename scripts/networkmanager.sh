@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Brings NetworkManager, its OpenVPN plug-in and a D-Bus daemon where they are not installed: unpacks them, with what
 # they need, into build/networkmanager/root, which the demo and tests lay over /usr in namespaces of their own. Installed,
 # it would take over the machine's devices. As root, for apt-get's sake; does nothing where all of it is there.

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Makes the README's animated picture of the demo in a terminal: records scripts/demo.sh, cuts the recording to what a
 viewer wants to see, and has termtosvg draw it. The picture has no script of its own: it also moves inside <img>.
 Needs the Debian packages asciinema and termtosvg; run as root, since the demo shows a real tunnel."""

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Takes the pictures of docs/screenshots.md: the desktop client against the demo gateway, on desktops of its own.
 Called by screenshots.sh, which gives it a network, a host name and a /tmp that nobody else uses."""
 

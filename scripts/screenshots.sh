@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the pictures of docs/screenshots.md and the README anew: the desktop client against the demo gateway, on desktops
 # of the script's own, in namespaces where the gateway has a name and nothing of this machine is seen. Asks nothing.
 set -euo pipefail

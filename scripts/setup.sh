@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the Debian packages that the project needs, as root or through sudo. Asks nothing; what is there is left alone.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."

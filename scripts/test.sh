@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The project's checks: installs what is missing, checks, builds and tests. Asks nothing and ends at the first step that
 # fails, with its status. What a step puts out lies in build/logs/.
 set -euo pipefail

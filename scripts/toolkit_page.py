@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Puts the programs of docs/examples into docs/toolkit.md, each behind the comment that names it.
 
 usage: scripts/toolkit_page.py [--check]

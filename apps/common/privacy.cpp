@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "apps/common/privacy.h"
 
 #include "libs/base/platform.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "apps/nebrix-component-host/downloadclient.h"
 
 #include "apps/component/channel.h"

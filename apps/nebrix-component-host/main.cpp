@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process that one session's component runs in: no window, no network and nothing of the session, but what the
 // client says over the two connections that it starts this program with.
 //

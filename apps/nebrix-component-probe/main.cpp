@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The process in which a component is checked against its contract: the component host's loading, confinement and
 // calls, with a look at the process around each. Started by "nebrix-sign check", once for each scenario:
 //

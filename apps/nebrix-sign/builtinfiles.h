@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Files of the source tree that are compiled into the program, so that it works alone.

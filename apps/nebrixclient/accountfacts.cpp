@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "apps/component/moduleloader.h"
 #include "apps/component/plugindllinstance.h"
 #include "apps/nebrixclient/account.h"

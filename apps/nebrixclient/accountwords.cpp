@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "apps/nebrixclient/account.h"
 #include "apps/nebrixclient/certificatewords.h"
 #include "libs/base/numbers.h"

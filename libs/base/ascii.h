@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Character classes of ASCII, whatever the locale: bytes above 127 belong to none.

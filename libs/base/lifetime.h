@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 /// Behind a member function's parameters: what it returns belongs to the object. clang then refuses to bind it where

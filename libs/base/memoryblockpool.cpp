@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/base/memoryblockpool.h"
 
 #include <sanitizer/asan_interface.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes that give a new string.
 
 #include <algorithm>

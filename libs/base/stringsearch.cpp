@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comparison, search and the pieces that are cut by it.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Run at the installation: copies of the headers that name one another as they are installed.
 file(REMOVE_RECURSE "${tessel_staged}")
 foreach(header IN LISTS tessel_headers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 #   tessel_component(NAME SOURCES a.cpp ... [INTERNAL a.h ...] [COMPONENTS names...] [LIBS imported targets...]
 #                    [MODULES pkg-config modules...])
 # Makes the library tessel_NAME, of that folder, for use as tessel::NAME. INTERNAL headers are for the folder alone:

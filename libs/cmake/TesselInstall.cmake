@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Installs what was built, as the component "tessel": headers, libraries, the CMake package "tessel" and a pkg-config
 # file for each component. Whatever prefix it is installed to, it can be moved. Within another project only
 # `cmake --install BUILD --component tessel` installs it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/curl/tlsmessages.h"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/openssl/certificateauthority.h"
 
 #include <openssl/pkcs12.h>

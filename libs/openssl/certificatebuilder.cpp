@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/openssl/certificatebuilder.h"
 
 #include <openssl/rand.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key is kept in the form that RSA_verify takes, which OpenSSL 3 calls deprecated and still supports.
 #define OPENSSL_SUPPRESS_DEPRECATED
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/openssl/tls.h"
 
 #include <openssl/crypto.h>

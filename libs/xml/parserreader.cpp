@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libs/xml/parserreader.h"
 
 #include "libs/base/file.h"

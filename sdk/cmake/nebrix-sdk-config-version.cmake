@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The contract's version: what is added to it raises the second number, and nothing in it is ever changed.
 set(PACKAGE_VERSION 1.0)
 if(PACKAGE_FIND_VERSION VERSION_GREATER PACKAGE_VERSION)

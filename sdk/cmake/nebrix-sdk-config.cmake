@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # find_package(nebrix-sdk), from an installation as from the folder itself (-D nebrix-sdk_DIR=FOLDER/cmake):
 #
 #   nebrix::sdk                              the contract, nebrix_component.h

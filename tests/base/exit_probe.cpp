@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Ends in the way that its argument names; the exit test looks at what comes out.
 #include <pthread.h>
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The attacks on software updates that The Update Framework lists, against a client whose component ran once and whose
 // settings refuse older ones. docs/security.md has the verdicts in words.
 

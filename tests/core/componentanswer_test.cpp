@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the client makes of what a component's process says, which may be anything.
 
 #include "apps/nebrixclient/componentanswer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What becomes of each kind of component, from its archive to its end.
 
 #include "apps/nebrixclient/componentdownload.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the requests of one session share, over HTTPS, and how they reach the programs in front of real gateways.
 
 #include <curl/curl.h>

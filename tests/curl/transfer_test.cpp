@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes over the wire and what becomes of the answer, against a plain server.
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A gateway's documents: what the demo gateway sends fits the schema, and the smallest gateway of docs/gateway.md serves
 the client.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What assistive technology is told about a program's windows: AT-SPI over its bus, asked anew each time.
 
 Not through libatspi (gir1.2-atspi-2.0), which calls the program again from inside its handler of the program's signals and

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """The programs under test as a user meets them: the demo gateway, the desktop client in a home of its own, and the
 texts of its catalogs."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Runs a program in a network of its own whose name server takes questions and never answers. The first argument names
 the file that is made when one has come. For a user and network namespace of its own."""
 

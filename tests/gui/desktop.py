@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A desktop of the tests' own: X server, session bus with its accessibility bus, window manager and, if wanted, a bar
 with a tray. One per test program; everything it started is gone when it closes, and when the test program dies."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What a desktop offers on its session bus, as far as the client uses it: a StatusNotifierWatcher and a session manager.
 Neither shows anything; both act as the user would."""
 

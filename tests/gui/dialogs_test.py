@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """The tray menu, the dialogs behind it and those that open by themselves."""
 
 import gettext

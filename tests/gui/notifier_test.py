@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Desktops with a StatusNotifierWatcher, whatever it is like, or with no tray at all, and trays that come and go."""
 
 import os

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Quit in every phase of a session: the tray icon goes first, and the process within two seconds."""
 
 import os

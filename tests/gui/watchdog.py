@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """Measures from outside how long programs leave their event loops unattended.
 
 Every 20 ms each watched process gets a _NET_WM_PING (Extended Window Manager Hints), which GTK answers from its event

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """A Wayland desktop whose bar speaks StatusNotifier: the program through XWayland, as people run it, and without."""
 
 import os

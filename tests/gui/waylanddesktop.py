@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A Wayland desktop of the tests' own: the compositor sway without a screen, its XWayland, and a keyboard and a mouse that
 the test plays."""
 

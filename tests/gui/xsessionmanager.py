@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A session manager of the X Session Management Protocol for one client, on the system's own libSM."""
 
 import ctypes

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Checks the catalogs against each other, against the sources that use them and against what a build makes of them. What
 msgfmt --check finds (headers, keys given twice) ends the build already.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Stands in for openvpn: an interpreter for the file that is run, one step on a line after the first.
 
 pid (says its own), print TEXT, exit, deaf (to SIGTERM), hang, cut TEXT (without the end of a line), bears NAME (and

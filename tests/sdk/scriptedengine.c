@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Two engines that do, word by word, what the organisation tells the first one and the host name the second: "end" and
 // "unavailable" return, "close3" requests, "wait" logs a wish, any other is a state. Then they wait for their stop.
 #define _GNU_SOURCE

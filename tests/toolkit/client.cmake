@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Builds and runs small projects of others: beside an installed toolkit that was moved (with each of its headers alone and
 # strict warnings), with pkg-config, and with the toolkit's sources in their own tree.
 #   cmake -D SOURCE=tree -D BUILD=build -D WORK=directory -D CXX=compiler -D LAUNCHER=ccache -P client.cmake

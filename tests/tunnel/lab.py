@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A machine of its own for one case: a tree over the system's in memory, a network with a server behind it, a system
 bus with NetworkManager where the engine needs it, and the programs under test. Runs as the first process of namespaces
 for mounts, network and processes, which end with it; nothing outside is touched."""

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: Apache-2.0
 """The tunnel plug-in, its engines and real servers, and those of nebrix-demo-gateway, each case on a machine of its own
 (lab.py): packets, refusals, and what is left after every kind of end.
 

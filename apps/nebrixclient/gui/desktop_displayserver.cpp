@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <gtk-layer-shell.h>
 #include <gtk/gtk.h>
 #include <wx/window.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The log of one component instance: what DllGetLogs2 returns.
 //
 // Lines of the form "2024-05-01T12:00:00Z text\n" (UTC); the oldest are dropped once 64 KiB are reached. Control bytes

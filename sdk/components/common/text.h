@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Growable text for components, in plain C.
 //
 // A text is a value on the stack or inside a structure; text_init() or NEBRIX_TEXT_INIT makes it empty,

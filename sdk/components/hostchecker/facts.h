@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is so on this machine: files, processes, operating system, installed packages.
 //
 // Each kind is read when it is first asked for and then kept, so one evaluation sees one picture and reads every list

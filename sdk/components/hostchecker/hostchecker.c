@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reference host checker: evaluates the rules of rules.h on this machine.
 //
 // Does: for each GetValidRules look at files, processes, operating system, kernel and dpkg's data base as they are

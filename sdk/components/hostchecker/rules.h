@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The language of the rules request, and its evaluation.
 //
 // A request is text, one condition per line; line ends are LF or CR LF, words are parted by blanks or tabs:

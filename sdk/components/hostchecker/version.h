@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Comparing version texts. Pure functions over any bytes; time is linear in the length.
 #ifndef NEBRIX_HOSTCHECKER_VERSION_H
 #define NEBRIX_HOSTCHECKER_VERSION_H

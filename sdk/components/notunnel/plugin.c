@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reference plug-in without tunnel: opens one published resource in LaunchSafeResource.
 //
 // Resource type 1, a file: fetches "/resources/" + name from the gateway through the client's download callback into

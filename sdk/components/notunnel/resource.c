@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #define _GNU_SOURCE  // POSIX_SPAWN_SETSID, posix_spawn_file_actions_addclosefrom_np
 #include "resource.h"
 

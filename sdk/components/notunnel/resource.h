@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fetching one published file and opening it with a viewer. No state; any thread.
 #ifndef NEBRIX_NOTUNNEL_RESOURCE_H
 #define NEBRIX_NOTUNNEL_RESOURCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What kind of certificate file a path leads to, told by its content, since its name is the gateway's choice.
 #ifndef NEBRIX_TUNNEL_CERTIFICATE_H
 #define NEBRIX_TUNNEL_CERTIFICATE_H

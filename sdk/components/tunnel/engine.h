@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The seam between the tunnel plug-in and whatever builds the tunnel.
 //
 // The plug-in (plugin.c) owns the contract with the client: parameters, status list, log. tunnel.c owns the thread and

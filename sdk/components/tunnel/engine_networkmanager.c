@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The NetworkManager engine: when it can have the tunnel, what it says of it, and when that is over.
 //
 // Does: one call of AddAndActivateConnection2 for each name that the server's certificate may bear, on a bus connection

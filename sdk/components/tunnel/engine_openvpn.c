@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The openvpn engine: for machines where this process may make an interface itself, such as servers and containers.
 //
 // One openvpn at a time, watched by a keeper (keeper.h), driven through its management interface (management.h). It is

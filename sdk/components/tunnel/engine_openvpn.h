@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The engine that runs openvpn itself and speaks with it over its management interface.
 #ifndef NEBRIX_TUNNEL_ENGINE_OPENVPN_H
 #define NEBRIX_TUNNEL_ENGINE_OPENVPN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The simulated engine, alone in libnebrix-tunnel-simulated: takes every state of a tunnel at a fixed pace.
 //
 // Does: report "init", "authenticating", "getconfig" and "connected ip=ADDRESS" one step apart; on a wish,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The engines of libnebrix-tunnel.
 #include "engine_openvpn.h"
 #ifdef NEBRIX_WITH_NETWORKMANAGER

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A process that outlives whoever started it for as long as it takes to clean up, and no longer.
 //
 // openvpn removes its routes when it is told to end, and leaves some behind when it is killed; and it does not hear

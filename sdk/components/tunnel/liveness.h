@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether the far end of a tunnel still answers, which NetworkManager does not say: its OpenVPN plug-in bridges a lost
 // server in silence.
 //

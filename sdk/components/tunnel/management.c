@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "management.h"
 
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The lines of openvpn's management interface, as Debian's management-notes.txt.gz describes it.
 //
 // What the other side sends is taken apart here and trusted in nothing: a line has a limit, holds no NUL, and an event

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nameservers.h"
 
 #include <arpa/inet.h>

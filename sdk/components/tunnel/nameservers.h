@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Name servers and search domains that the server offers for the time of the tunnel.
 //
 // openvpn itself sets none on Linux; it tells what was pushed ("dhcp-option DNS", "dns server" and the like) in the

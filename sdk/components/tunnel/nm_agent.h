@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A secret agent of NetworkManager's (its interface org.freedesktop.NetworkManager.SecretAgent) for the connections of
 // one engine.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The engine's own connection to the system bus (sd-bus), polled together with the plug-in's wishes.
 //
 // Nothing here blocks without a bound: each wait ends with an answer, a lost bus, its time, or the wish to stop. One

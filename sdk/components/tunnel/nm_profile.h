@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connection that NetworkManager is asked for: what the gateway gave, in the words of its OpenVPN plug-in.
 //
 // It is volatile, this user's alone, and holds no secret: those are asked of the engine's own agent (nm_agent.h), so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the NetworkManager engine knows of its one tunnel, and the requests it makes of NetworkManager.
 //
 // The functions that NetworkManager's signals lead to only note what became of things here; engine_networkmanager.c

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line and the configuration with which openvpn builds one tunnel.
 //
 // The options are a fixed list. A value of the gateway's is checked and stands as one argument behind its option; none

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an event of the management interface means for the tunnel.
 #ifndef NEBRIX_TUNNEL_OPENVPNEVENTS_H
 #define NEBRIX_TUNNEL_OPENVPNEVENTS_H

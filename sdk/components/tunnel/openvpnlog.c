@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // openvpn's own log, the only place where it speaks of certificates, and ours of what openvpn says.
 #include <stdio.h>
 #include <string.h>

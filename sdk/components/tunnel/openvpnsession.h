@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One openvpn process from its start to its end, and what becomes of the tunnel meanwhile.
 #ifndef NEBRIX_TUNNEL_OPENVPNSESSION_H
 #define NEBRIX_TUNNEL_OPENVPNSESSION_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A copy of engine_parameters that outlives the plug-in's own strings.
 #ifndef NEBRIX_TUNNEL_PARAMETERS_H
 #define NEBRIX_TUNNEL_PARAMETERS_H

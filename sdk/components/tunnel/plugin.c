@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reference tunnel plug-in: the whole contract of nebrix_component.h around the engines of its library.
 //
 // Does: keep what the setters gave; at the start check that there is what a tunnel needs; let an engine build it

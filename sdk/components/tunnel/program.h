@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Programs of the system that do one small thing.
 #ifndef NEBRIX_TUNNEL_PROGRAM_H
 #define NEBRIX_TUNNEL_PROGRAM_H

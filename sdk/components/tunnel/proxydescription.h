@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The proxy that the tunnel takes to its server, from DllSetProxy2's description and the environment.
 //
 // The description has seven fields: use | type | host | login | password | domain | "save:no". A password may itself

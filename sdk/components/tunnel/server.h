@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The far end of the tunnel, as the gateway's "server" names it.
 //
 //   host[:port][/udp|/tcp]     vpn.example   192.0.2.1:443/tcp   [2001:db8::1]:1194

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the plug-in's setters gave, kept for the next start, and the parameters that a tunnel is made of them.
 #ifndef NEBRIX_TUNNEL_SETTINGS_H
 #define NEBRIX_TUNNEL_SETTINGS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tunnel's news between two polls: every state taken since the last poll, the present one, and a standing wish to
 // close. Synchronises itself: the engine's thread pushes, the client's thread takes.
 #ifndef NEBRIX_TUNNEL_STATUS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One tunnel: the thread that an engine runs on, the choice of the engine, and the way of its news to status and log.
 //
 // The environment variable NEBRIX_TUNNEL_ENGINE limits the choice to the engine of that name.

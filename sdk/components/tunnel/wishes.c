@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "wishes.h"
 
 #include <stdint.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The plug-in's side of engine_wishes (engine.h): wishes put in by one thread, taken by the engine's.
 #ifndef NEBRIX_TUNNEL_WISHES_H
 #define NEBRIX_TUNNEL_WISHES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plug-in that keeps the contract but for one rule, which the environment variable NEBRIX_ZOO names by its number.
 // With UNDEFINED it calls a function that is nowhere; with HOST_CHECKER it is a host checker.
 #define _GNU_SOURCE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the recording components share. Everything is steered by environment variables, read at each use:
 //   NEBRIX_TEST_CALLS   file that every call is appended to, one line a call: the entry's name and its arguments,
 //                       parted by tabs

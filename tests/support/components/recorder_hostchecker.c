@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host checker that records every call (record.h). GetValidRules answers "rule-a,rule-b".
 // Variants by compile definitions: NO_RULES (no GetValidRules), NULL_RULES (it returns null).
 // While the environment has NEBRIX_TEST_BLOCK, it never answers; NEBRIX_TEST_RULES is the length of another answer.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A plug-in that records every call (record.h).
 // DllGetErrors2 returns the first line of the file that the environment variable NEBRIX_TEST_STATUS names, without it
 // "[]"; DllGetLogs2 "log of the recorder" or NEBRIX_TEST_NOTES, DllExecute2 the number in its third string,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every plug-in entry that takes the instance and one string, as a list for macros.
 #pragma once
 

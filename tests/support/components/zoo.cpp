@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A component, plug-in and host checker at once, that does what no component may, where and when it is told to.
 //
 // NEBRIX_TEST_ZOO in the environment: any number of ENTRY=HABIT or ENTRY@N=HABIT, parted by commas; N is the one call
