@@ -44,10 +44,12 @@ void CurlEasyWrapper::judge(const String& url) {
 }
 
 bool CurlEasyWrapper::failedOnTheWay() const noexcept {
-    constexpr int kLoginRequired = 407;  // which another proxy does not help
+    // Which another proxy does not help. tinyproxy refuses a login that it was given as a server does.
+    constexpr int kLoginRequired = 407;
+    constexpr int kLoginRefused = 401;
     switch (m_failure) {
         case TransferFailure::Proxy:
-            return proxyStatus() != kLoginRequired;
+            return proxyStatus() != kLoginRequired && proxyStatus() != kLoginRefused;
         case TransferFailure::Name:
         case TransferFailure::NoRoute:
         case TransferFailure::Refused:

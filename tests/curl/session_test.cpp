@@ -407,8 +407,10 @@ TEST_F(Peers, tinyproxyNamedByTheEnvironmentOrTheSession) {
     named.proxy = Proxy(Proxy::Type::Http, String::copy("127.0.0.1:" + m_port), Credentials("joe", "secret"));
     EXPECT_TRUE(named.saysHello(url));
     EXPECT_EQ(named.info.getResponseHeader().getResponseCode(), 200);
-    named.ways = {{Proxy(Proxy::Type::Http, String::copy("127.0.0.1:" + m_port), Credentials("joe", "wrong"))}, {}};
-    EXPECT_FALSE(named.saysHello(url)) << "a login that is refused leads nowhere else";
+    for (const Credentials& useless : {Credentials(), Credentials("joe", "wrong")}) {
+        named.ways = {{Proxy(Proxy::Type::Http, named.proxy.getHost(), useless)}, {}};
+        EXPECT_FALSE(named.saysHello(url)) << "a login that is refused leads nowhere else";
+    }
 }
 
 }  // namespace
