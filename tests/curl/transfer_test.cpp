@@ -219,6 +219,13 @@ TEST(Transfer, failuresAreToldAndLogged) {
         EXPECT_FALSE(log.contains("joe")) << proxy;
     }
     ::unsetenv("all_proxy");
+    struct : Asking {
+        std::vector<ProxyRoute> ways;
+        std::vector<ProxyRoute> routes(const String&) override { return ways; }
+    } session;
+    session.ways = {{Proxy(Proxy::Type::Http, proxyUrl, {})}, {}};
+    EXPECT_FALSE(session.ask("https://127.0.0.1:1/"));
+    EXPECT_EQ(session.info.getProxyStatus(), 407) << "another way is none for a login";
     EXPECT_EQ(RequestInfo().format(), "Code: 0");
 }
 
