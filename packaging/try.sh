@@ -207,20 +207,47 @@ use_nebrix_sign() {
     start_gateway "$machine" nebrix-demo-gateway
     [ "$(grep -c '^mediation ' "$gateway_log")" -eq 3 ]
     stop "$gateway"
+    on "$machine" sh -euc '
+        apt-get -qq install --no-install-recommends gcc libc6-dev make >/dev/null
+        cd /tmp
+        for type in hostchecker notunnel tunnel; do
+            nebrix-sign new $type my$type
+            make -C my$type
+            nebrix-sign check my$type/libmy$type.so
+        done
+        apt-get -qq install --no-install-recommends /packages/nebrixclient-cli_*.deb /packages/nebrix-component-host_*.deb
+        make -C myhostchecker try
+        make -C mytunnel try TRY="--seconds 5"'
 }
 
 use_nebrix_sdk() {
     on "$machine" sh -euc '
         cd /tmp
-        apt-get -qq install --no-install-recommends gcc libc6-dev >/dev/null
-        if [ -d /usr/share/nebrix-sdk/components ]; then
-            set -- -I /usr/share/nebrix-sdk/components /usr/share/nebrix-sdk/components/notunnel/*.c \
-                /usr/share/nebrix-sdk/components/common/*.c
-        else
-            echo "#include <nebrix_component.h>" >component.c
-            set -- component.c
-        fi
-        cc -std=c99 -Wall -Wextra -Werror -fPIC -shared -pthread -o component.so "$@"'
+        apt-get -qq install --no-install-recommends cmake gcc libc6-dev libsystemd-dev make pkg-config >/dev/null
+        cc -std=c99 -Wall -Wextra -Werror $(pkg-config --cflags nebrix-sdk) -I /usr/share/nebrix-sdk/components \
+            /usr/share/nebrix-sdk/components/notunnel/*.c /usr/share/nebrix-sdk/components/common/*.c \
+            $(pkg-config --libs nebrix-sdk) -o component.so
+        cmake -S /usr/share/nebrix-sdk -B components
+        cmake --build components
+        mkdir project
+        cp /usr/share/nebrix-sdk/templates/hostchecker.c project/
+        printf "%s\n" "cmake_minimum_required(VERSION 3.18)" "project(mine LANGUAGES C)" \
+            "find_package(nebrix-sdk 1.0 REQUIRED)" "nebrix_add_component(mine hostchecker.c)" >project/CMakeLists.txt
+        cmake -S project -B built
+        cmake --build built
+        [ -s built/libmine.so ]'
+}
+
+# What its documents say, word for word, with each way of finding it.
+use_libtessel_dev() {
+    on "$machine" sh -euc '
+        cd /tmp
+        apt-get -qq install --no-install-recommends cmake g++ make pkg-config >/dev/null
+        cmake -S /usr/share/doc/libtessel-dev/examples -B examples
+        cmake --build examples
+        ctest --test-dir examples --output-on-failure
+        c++ -std=c++20 /usr/share/doc/libtessel-dev/examples/uri.cpp $(pkg-config --cflags --libs tessel-http) -o uri
+        ./uri'
 }
 
 # Nor is kept what another package merely suggests.
@@ -252,9 +279,11 @@ try_package() {
     without=$(($(packages_of "$machine" | wc -l) - before))
     echo "$name: $without packages, $with with what is recommended"
     "use_${name//-/_}"
-    [ "$name" != nebrix-sdk ] || purge gcc libc6-dev
     case $name in
         nebrixclient*) purge "$name" nebrix-component-host ;;
+        nebrix-sign) purge "$name" nebrixclient-cli nebrix-component-host gcc libc6-dev make ;;
+        nebrix-sdk) purge "$name" cmake gcc libc6-dev libsystemd-dev make pkg-config ;;
+        libtessel-dev) purge "$name" cmake g++ make pkg-config ;;
         *) purge "$name" ;;
     esac
     packages_of "$machine" | diff "$top/packages.before" -
@@ -267,7 +296,7 @@ echo "try: a bare $suite"
 logged "making a system" "$top/logs/pristine.log" make_pristine
 echo "try: building"
 logged "building" "$top/logs/build.log" build
-for name in nebrix-component-host nebrixclient-cli nebrix-sign nebrix-sdk nebrixclient; do
+for name in nebrix-component-host nebrixclient-cli nebrix-sign nebrix-sdk libtessel-dev nebrixclient; do
     [ -z "${wanted[*]}" ] || [[ " ${wanted[*]} " = *" $name "* ]] || continue
     logged "trying $name" "$top/logs/$name.log" try_package "$name"
     grep -aE "^$name: ([0-9]+ packages|nothing)" "$top/logs/$name.log"
