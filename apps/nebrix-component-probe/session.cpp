@@ -92,10 +92,7 @@ public:
 void useMemory(std::size_t length) {
     constexpr int kBlocks = 16;
     constexpr std::size_t kStack = 16384;
-    std::vector<std::string> blocks;
-    for (int i = 0; i < kBlocks; ++i) {
-        blocks.emplace_back(length, '#');
-    }
+    const std::vector<std::string> blocks(kBlocks, std::string(length, '#'));
     char stack[kStack];
     char* volatile where = stack;
     std::memset(where, '#', sizeof stack);
