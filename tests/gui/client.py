@@ -20,6 +20,9 @@ from desktop import SCREEN, TIME_FACTOR, Desktop, wait_for, wait_until_steady
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(os.path.dirname(HERE))
 BIN = os.environ.get("NEBRIX_BIN", os.path.join(SOURCE, "build", "dev", "bin"))
+# Ends a program that moves its environment's variables while it has threads.
+WATCHED_ENVIRONMENT = {"LD_PRELOAD": os.path.join(BIN, "test-components", "libenvironmentwatch.so"),
+                       "DESKTOP_STARTUP_ID": "tests_TIME1"}
 LOG = "/tmp/nebrixclient.log"
 LANGUAGES = sorted(os.path.basename(path)[:-3] for path in glob.glob(os.path.join(SOURCE, "lang", "*.po")))
 LONGEST_GAP = 100 * TIME_FACTOR  # milliseconds
@@ -102,8 +105,10 @@ class Client:
         self.begun = time.monotonic()
         command = [*wrapper, os.path.join(BIN, "nebrixclient"), *([argument] if argument else [])]
         self.process = self.desktop.start(command, stderr=sys.stderr, env={
-            "HOME": self.home.path, "ASAN_OPTIONS": f"detect_leaks=1:log_path={self.reports}",
-            "UBSAN_OPTIONS": f"print_stacktrace=1:log_path={self.reports}", "LSAN_OPTIONS": suppressions, **(env or {})})
+            "HOME": self.home.path,
+            "ASAN_OPTIONS": f"detect_leaks=1:verify_asan_link_order=0:log_path={self.reports}",
+            "UBSAN_OPTIONS": f"print_stacktrace=1:log_path={self.reports}", "LSAN_OPTIONS": suppressions,
+            **(env or {})})
         self.pid = self.process.pid
         self._watchdog = flow.watchdog
         self._tell_watchdog("watch")
@@ -194,6 +199,8 @@ class Client:
         found = []
         if float(gap) > LONGEST_GAP:
             found.append(f"event loop left alone for {gap} ms")
+        if self.ended() and self.process.returncode < 0:
+            found.append(f"ended by signal {-self.process.returncode}")
         if not self.ended():
             if answers == "0" and time.monotonic() - self.begun > 1:
                 found.append("the watchdog had no answer at all")

@@ -10,7 +10,7 @@ import unittest
 
 import Xlib.X
 
-from client import BIN, LANGUAGES, LOG, Flow, Home, catalog, pattern, status_list
+from client import BIN, LANGUAGES, LOG, WATCHED_ENVIRONMENT, Flow, Home, catalog, pattern, status_list
 from desktop import wait_for
 
 EN = catalog("en")
@@ -48,9 +48,14 @@ class StartTest(Flow):
         client.wait_for_end()
 
     def test_the_system_language_decides_without_argument(self):
-        client = self.start(env={"LANG": "fr_FR.UTF-8", "LC_ALL": "fr_FR.UTF-8"})
+        client = self.start(env={"LANG": "fr_FR.UTF-8", "LC_ALL": "fr_FR.UTF-8", **WATCHED_ENVIRONMENT})
         dialog = client.dialog(catalog("fr")["TarnClient"])
         wait_for(lambda: dialog.find("push button", "Fermer"), what=dialog.outline())
+
+    def test_the_environment_stays_as_it_is_once_there_are_threads(self):
+        client = self.session(language="de", env=WATCHED_ENVIRONMENT)
+        wait_for(lambda: any("192.0.2." in text for text in client.texts()), what="address")
+        self.assertEqual(client.end(), 0)
 
     def test_the_same_argument_again_shows_the_first_ones_panel(self):
         first = self.session()

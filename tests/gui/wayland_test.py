@@ -5,7 +5,7 @@
 import os
 import unittest
 
-from client import BIN, LANGUAGES, Flow, Home, catalog, plain, status_list
+from client import BIN, LANGUAGES, WATCHED_ENVIRONMENT, Flow, Home, catalog, plain, status_list
 from desktop import SCREEN, wait_for, wait_until_steady
 from desktopservices import StatusNotifierWatcher
 from waylanddesktop import BACKGROUND, Compositor, WaylandDesktop
@@ -100,7 +100,7 @@ class WaylandTest(Flow):
         self.check_end(client, "xwayland")
 
     def test_without_xwayland_the_bar_has_the_menu_or_a_window_comes(self):
-        client = self.connected("natively")
+        client = self.connected("natively", **WATCHED_ENVIRONMENT)
         wait_for(lambda: self.watcher.items, what="registration")
         self.watcher.click(0)
         self.press(client, EN["SETTINGS_TITLE"], "Cancel")

@@ -27,11 +27,17 @@ void startWithoutOpenGl();
 /// Once the toolkit has started: programs that are started from here decide about OpenGL themselves.
 void leaveOpenGlToOthers();
 
+/// Before the toolkit starts and while there is one thread: gives each variable that is set later its place in the
+/// environment. From then on nothing moves there that another thread reads, as with a variable that is added or taken
+/// away: that ends the program once in some hundred starts.
+void settleEnvironment();
+
 /// Before the toolkit starts: one heap for all threads, which gives back what is freed at its end. Start-up frees much,
 /// and afterwards no thread allocates often enough to wait for another.
 void keepHeapSmall();
 
-/// Before the toolkit starts: has another thread read the fonts' configuration, for which the first text would wait.
+/// Before the toolkit starts, and once the environment is settled: has another thread read the fonts' configuration,
+/// for which the first text would wait.
 void readFontsAhead();
 
 /// Makes the process one without an entry among the running applications. Here nothing is needed: windows say it of
@@ -46,7 +52,7 @@ void useUtf8();
 bool isLocaleInstalled(const char* name);
 
 /// Lets GTK's own texts (stock buttons, the file dialog) follow this language code too, also when the language's
-/// system locale is not installed. Before another thread may read the environment.
+/// system locale is not installed. Once the environment is settled.
 void useLanguage(const char* code);
 
 /// Lets menus show the images of their entries, which GTK leaves out unless told otherwise.

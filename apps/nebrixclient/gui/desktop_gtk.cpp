@@ -38,6 +38,8 @@ guint32 serverTime(GtkWidget* widget) {
     return GDK_CURRENT_TIME;
 }
 
+constexpr const char* kLanguage = "LANGUAGE";
+
 // GDK reads it once. The environment's own string: emptied where it stands it can be read by other threads meanwhile.
 char g_openGl[] = "GDK_GL=disable";
 
@@ -61,6 +63,20 @@ void startWithoutOpenGl() {
 }
 
 void leaveOpenGlToOthers() { *(std::strchr(g_openGl, '=') + 1) = '\0'; }
+
+void settleEnvironment() {
+    // Empty, both count as not set. wxWidgets sets the second one where the locale says ASCII.
+    for (const char* const name : {kLanguage, "G_FILENAME_ENCODING"}) {
+        ::setenv(name, "", 0);
+    }
+    // GDK takes it away, which moves what stands behind it.
+    constexpr const char* kStartupId = "DESKTOP_STARTUP_ID";
+    if (const char* const id = std::getenv(kStartupId)) {
+        const std::string text = id;
+        ::unsetenv(kStartupId);
+        ::setenv(kStartupId, text.c_str(), 1);
+    }
+}
 
 void keepHeapSmall() {
     constexpr int kMostFree = 64 * 1024;  // bytes
@@ -87,7 +103,7 @@ bool isLocaleInstalled(const char* name) {
 }
 
 void useLanguage(const char* code) {
-    ::setenv("LANGUAGE", code, 1);
+    ::setenv(kLanguage, code, 1);
     // gettext does not translate at all in the locale "C", but does in its UTF-8 form.
     const char* const messages = std::setlocale(LC_MESSAGES, nullptr);
     if (messages == nullptr || std::strcmp(messages, "C") == 0 || std::strcmp(messages, "POSIX") == 0) {

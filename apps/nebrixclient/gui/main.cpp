@@ -47,9 +47,10 @@ int complain(const std::string& text) {
 int runWindows(char* program, std::vector<std::string> links) {
     nebrix::gui::desktop::preferX11();
     nebrix::gui::desktop::startWithoutOpenGl();
+    nebrix::gui::bus::startNone();
+    nebrix::gui::desktop::settleEnvironment();
     nebrix::gui::desktop::keepHeapSmall();
     nebrix::gui::desktop::readFontsAhead();
-    nebrix::gui::bus::startNone();
     nebrix::gui::logAssertions();
     app = nullptr;  // also keeps the application's own source file in the program
     std::vector<char*> words{program};
