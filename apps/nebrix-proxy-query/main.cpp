@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "libs/base/freewith.h"
 #include "libs/base/platform.h"
 
 // usage: nebrix-proxy-query URL
@@ -18,20 +19,13 @@ namespace {
 constexpr int kAnswers = 3;
 constexpr unsigned kWriteMilliseconds = 500;
 
-template <auto Free>
-struct FreeWith {
-    template <class T>
-    void operator()(T* object) const noexcept {
-        Free(object);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2) {
         return 2;
     }
+    using tessel::FreeWith;
     tessel::platform::endWithParent();
     const std::unique_ptr<pxProxyFactory, FreeWith<px_proxy_factory_free>> factory(px_proxy_factory_new());
     if (factory == nullptr) {

@@ -114,10 +114,10 @@ bool hasEntriesOf(const std::string& path, ComponentKind kind) {
 void requireComponent(const std::string& path) {
     const SharedLibrary library = readSharedLibrary(path);
     if (library.format != SharedLibrary::Format::Elf) {
-        raise<ESign>(String::copy(path + " is no shared library of this system (ELF)"), sites::kNoComponent);
+        raise<ESign>(String::copy(path + " is no shared library of this system (ELF)"), sites::kNothingToCheck);
     }
     if (!kindOf(library)) {
-        raise<ESign>(String::copy(path + " has no entry of a component"), sites::kNoComponent);
+        raise<ESign>(String::copy(path + " has no entry of a component"), sites::kNothingToCheck);
     }
 }
 

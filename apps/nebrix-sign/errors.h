@@ -24,7 +24,7 @@ inline constexpr RaiseSite kOtherVersion{"apps/nebrix-sign/packing", 128};
 inline constexpr RaiseSite kOtherKey{"apps/nebrix-sign/packing", 132};
 inline constexpr RaiseSite kNoScratch{"apps/nebrix-sign/scratchdirectory", 14};
 inline constexpr RaiseSite kNoProbe{"apps/nebrix-sign/check/proberun", 60};
-inline constexpr RaiseSite kNothingToCheck{"apps/nebrix-sign/check/componentcheck", 40};
+inline constexpr RaiseSite kNothingToCheck{"apps/nebrix-sign/componentkind", 117};
 inline constexpr RaiseSite kBadComponentName{"apps/nebrix-sign/author/newcomponent", 74};
 inline constexpr RaiseSite kNoClient{"apps/nebrix-sign/author/trialclient", 105};
 inline constexpr RaiseSite kNoComponent{"apps/nebrix-sign/author/trial", 58};

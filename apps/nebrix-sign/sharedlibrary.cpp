@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "apps/nebrix-sign/errors.h"
+#include "libs/base/freewith.h"
 
 namespace tessel::sign {
 
@@ -42,10 +43,7 @@ private:
     const int m_file;
 };
 
-struct EndElf {
-    void operator()(Elf* elf) const noexcept { elf_end(elf); }
-};
-using ElfPointer = std::unique_ptr<Elf, EndElf>;
+using ElfPointer = std::unique_ptr<Elf, FreeWith<elf_end>>;
 
 bool isSharedObject(Elf* elf) {
     GElf_Ehdr header;

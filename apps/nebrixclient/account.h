@@ -141,6 +141,9 @@ SessionEnd endOfFile(const ErrorFacts& facts);
 /// What a request that failed, or that was answered with another status than 200, says. `failure` is the kind when
 /// nothing more particular applies: Unreachable, ArchiveMissing or PostLost. `host` is whom it asked.
 SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host);
+/// What a page says that some servers answer with in place of ending the handshake, when it is about the client's own
+/// certificate; None for any other page.
+EndCause identityCauseOf(const RequestInfo& request);
 
 /// Hears how a session ended, beside INebrixClientNotify.
 class IAccountNotify {

@@ -11,7 +11,9 @@
 #include "libs/base/thread.h"
 #include "libs/curl/requestinfo.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 // What errors and requests tell the account: the one place that knows which class of exception means which end.
 namespace tessel {
@@ -19,8 +21,15 @@ namespace tessel {
 namespace {
 
 constexpr int kHttpOk = 200;
+// What servers say with no common standard: 400 and 403 of HTTP, 495 and 496 of their own.
+constexpr int kIdentityStatuses[] = {400, 403, 495, 496};
 
 bool lacksRoom(int systemError) noexcept { return systemError == ENOSPC || systemError == EDQUOT; }
+
+/// Of a request whose server asked for the client's certificate and was not content.
+EndCause identityCause(const RequestInfo& request) {
+    return request.hadIdentity() ? EndCause::CertificateUnwanted : EndCause::CertificateWanted;
+}
 
 SessionEnd unreadable(const ErrorFacts& facts) {
     SessionEnd end{.kind = EndKind::AnswerUnreadable, .key = facts.subject, .text = facts.words};
@@ -153,13 +162,19 @@ SessionEnd endOf(const RequestInfo& request, EndKind failure, const String& host
         end.httpStatus = request.getProxyStatus();
         end.text = words;
         if (request.askedForIdentity() && (end.cause == EndCause::Tls || end.cause == EndCause::Cut)) {
-            end.cause = request.hadIdentity() ? EndCause::CertificateUnwanted : EndCause::CertificateWanted;
+            end.cause = identityCause(request);
         }
     }
     if (failure == EndKind::Unreachable && end.cause == EndCause::TooLarge) {
         end.kind = EndKind::AnswerUnreadable;  // whoever sends too much was reached
     }
     return end;
+}
+
+EndCause identityCauseOf(const RequestInfo& request) {
+    const int status = request.getResponseHeader().getResponseCode();
+    const bool isAboutIt = std::ranges::find(kIdentityStatuses, status) != std::end(kIdentityStatuses);
+    return request.askedForIdentity() && isAboutIt ? identityCause(request) : EndCause::None;
 }
 
 }  // namespace tessel

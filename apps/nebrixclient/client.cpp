@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <new>
 
@@ -46,16 +45,6 @@ void routeLog(const String& file) {
 String operatingSystem() {
     const gc::Pointer<Console> console = Console::current();
     return console.valid() ? console->getOsName() : String();
-}
-
-/// What a page says that some servers answer with in place of ending the handshake; None for any other page.
-EndCause identityCause(const RequestInfo& info) {
-    constexpr int kStatuses[] = {400, 403, 495, 496};
-    if (!info.askedForIdentity() ||
-        std::ranges::find(kStatuses, info.getResponseHeader().getResponseCode()) == std::end(kStatuses)) {
-        return EndCause::None;
-    }
-    return info.hadIdentity() ? EndCause::CertificateUnwanted : EndCause::CertificateWanted;
 }
 
 }  // namespace
@@ -428,7 +417,7 @@ bool NebrixClient::readAnswer(const String& text, const RequestInfo& info) {
         SessionEnd end = endOf(caught);
         end.host = getServer();
         end.httpStatus = httpStatus == kHttpOk ? 0 : httpStatus;
-        if (const EndCause cause = identityCause(info); cause != EndCause::None) {
+        if (const EndCause cause = identityCauseOf(info); cause != EndCause::None) {
             end = {.kind = EndKind::Unreachable, .cause = cause, .host = end.host, .httpStatus = httpStatus};
         }
         m_account.record(end);

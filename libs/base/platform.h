@@ -114,8 +114,9 @@ bool isSealed(int descriptor) noexcept;
 struct ProcessStart {
     String program;                        // a path
     std::vector<std::string> arguments{};  // behind the name
-    int output = -1;                 // becomes standard output and error; -1 for /dev/null, as standard input always
-    std::vector<int> descriptors{};  // become 3, 4, ...
+    int input = -1;                        // becomes standard input; -1 for /dev/null
+    int output = -1;                       // becomes standard output and error; -1 for /dev/null
+    std::vector<int> descriptors{};        // become 3, 4, ...
 };
 struct StartedProcess {
     int id = -1;          // -1 when there is none

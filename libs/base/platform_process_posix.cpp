@@ -108,22 +108,29 @@ private:
     void place(const ProcessStart& start) {
         const int first = STDERR_FILENO + 1;
         const int behind = first + static_cast<int>(start.descriptors.size());
-        int free = std::max(behind, start.output + 1);
+        int free = std::max({behind, start.input + 1, start.output + 1});
         for (const int descriptor : start.descriptors) {
             free = std::max(free, descriptor + 1);
         }
         for (std::size_t i = 0; i < start.descriptors.size(); ++i) {
             ::posix_spawn_file_actions_adddup2(&m_actions, start.descriptors[i], free + static_cast<int>(i));
         }
-        ::posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
-        const int output = start.output < 0 ? STDIN_FILENO : start.output;
-        ::posix_spawn_file_actions_adddup2(&m_actions, output, STDOUT_FILENO);
+        placeOrNothing(start.output, STDOUT_FILENO);
+        placeOrNothing(start.input, STDIN_FILENO);
         ::posix_spawn_file_actions_adddup2(&m_actions, STDOUT_FILENO, STDERR_FILENO);
         for (std::size_t i = 0; i < start.descriptors.size(); ++i) {
             const int offset = static_cast<int>(i);
             ::posix_spawn_file_actions_adddup2(&m_actions, free + offset, first + offset);
         }
         ::posix_spawn_file_actions_addclosefrom_np(&m_actions, behind);
+    }
+
+    void placeOrNothing(int descriptor, int number) {
+        if (descriptor < 0) {
+            ::posix_spawn_file_actions_addopen(&m_actions, number, "/dev/null", O_RDWR, 0);
+        } else {
+            ::posix_spawn_file_actions_adddup2(&m_actions, descriptor, number);
+        }
     }
 
     posix_spawn_file_actions_t m_actions{};

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "libs/openssl/certificatebuilder.h"
@@ -93,6 +94,8 @@ void requirePassword(PKCS12* packed, const std::optional<String>& password) {
     }
 }
 
+void freeAll(STACK_OF(X509) * certificates) { sk_X509_pop_free(certificates, X509_free); }
+
 EvpKeyPointer unpack(const Memory& bytes, const std::optional<String>& password, Certificates& certificates) {
     const Pkcs12Pointer packed(d2i_PKCS12_bio(reading(bytes).get(), nullptr));
     if (packed == nullptr) {
@@ -104,13 +107,14 @@ EvpKeyPointer unpack(const Memory& bytes, const std::optional<String>& password,
     STACK_OF(X509)* others = nullptr;
     PKCS12_parse(packed.get(), password ? password->str() : "", &key, &own, &others);
     EvpKeyPointer owned(key);
-    if (own != nullptr) {
-        certificates.emplace_back(own);
+    X509Pointer first(own);
+    const std::unique_ptr<STACK_OF(X509), FreeWith<freeAll>> rest(others);
+    if (first != nullptr) {
+        certificates.push_back(std::move(first));
     }
-    while (X509* const other = sk_X509_shift(others)) {
-        certificates.emplace_back(other);
+    while (X509Pointer next{sk_X509_shift(others)}) {
+        certificates.push_back(std::move(next));
     }
-    sk_X509_free(others);
     if (key == nullptr) {
         fail(IdentityFault::NoKey);
     }

@@ -11,18 +11,11 @@
 
 #include <memory>
 
+#include "libs/base/freewith.h"
 #include "libs/base/raisesite.h"
 #include "libs/base/string.h"
 
 namespace tessel::tls {
-
-template <auto Free>
-struct FreeWith {
-    template <class T>
-    void operator()(T* object) const noexcept {
-        Free(object);
-    }
-};
 
 using BioPointer = std::unique_ptr<BIO, FreeWith<BIO_free>>;
 using EvpKeyPointer = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;

@@ -105,12 +105,11 @@ void tell(const DemoGateway& gateway, const std::string& home, std::ostream& out
     tellLog(logOf(home), out);
 }
 
-std::vector<std::string> clientArguments(const Trial& trial, const DemoGateway& gateway, ComponentKind kind) {
+std::vector<std::string> clientArguments(const Trial& trial, const DemoGateway& gateway) {
     std::vector<std::string> arguments{"--changes-only", "--trust", gateway.certificateFingerprint()};
     if (trial.debugger) {
         arguments.emplace_back("--component-debugger");
     }
-    arguments.push_back(gateway.mediation(kind));
     return arguments;
 }
 
@@ -159,7 +158,8 @@ int runTrial(const Trial& trial, std::ostream& out) {
     out << "== " << client << " with " << trial.component << " as " << componentKindName(kind)
         << " (Ctrl-C ends the session)\n"
         << std::flush;
-    const int status = runClient(signals, client, clientArguments(trial, *gateway, kind), home, trial.seconds);
+    const int status =
+        runClient(signals, client, clientArguments(trial, *gateway), gateway->mediation(kind), home, trial.seconds);
     tell(*gateway, home, out);
     if (status != 0 && (trial.isSigned || !trial.privateKey.empty())) {
         out << "where the signature is not valid: another key than the client's made it\n";

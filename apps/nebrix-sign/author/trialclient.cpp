@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/nebrix-sign/author/trialclient.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -14,6 +16,8 @@
 #include <string_view>
 
 #include "apps/nebrix-sign/files.h"
+#include "libs/base/descriptor.h"
+#include "libs/base/freewith.h"
 #include "libs/base/platform.h"
 
 namespace tessel::sign {
@@ -32,11 +36,12 @@ bool hasEnded(const platform::StartedProcess& process) {
     return ::poll(&look, 1, 0) > 0;
 }
 
-platform::StartedProcess start(const std::string& client, const std::vector<std::string>& arguments, int output,
-                               const std::string& home) {
+platform::StartedProcess start(const std::string& client, const std::vector<std::string>& arguments, int input,
+                               int output, const std::string& home) {
     // By env(1), for the home directory, and so that no proxy is asked for the way to this machine.
     platform::ProcessStart plan{.program = "/usr/bin/env",
                                 .arguments = {"HOME=" + home, "no_proxy=127.0.0.1", "NO_PROXY=127.0.0.1", client},
+                                .input = input,
                                 .output = output};
     plan.arguments.insert(plan.arguments.end(), arguments.begin(), arguments.end());
     platform::StartedProcess started = platform::startProcess(plan);
@@ -45,6 +50,18 @@ platform::StartedProcess start(const std::string& client, const std::vector<std:
                      sites::kNoClient);
     }
     return started;
+}
+
+/// Reads as this text, which is short.
+Descriptor holding(const std::string& text) {
+    std::array<int, 2> ends{-1, -1};
+    const bool made = ::pipe2(ends.data(), O_CLOEXEC) == 0;
+    Descriptor reading(ends[0]);
+    const Descriptor writing(ends[1]);
+    if (!made || ::write(writing.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        raise<ESign>("cannot hand the client its link: " + platform::errorText(errno), sites::kNoClient);
+    }
+    return reading;
 }
 
 /// What the process ends with: its status, or 128 and a signal. It is passed the signals that come, and told to end
@@ -60,10 +77,6 @@ int waitForEnd(const HeldSignals& signals, const platform::StartedProcess& proce
     const platform::ProcessEnd end = platform::reapProcess(process.id);
     return end.signal != 0 ? kSignalled + end.signal : end.status;
 }
-
-struct CloseFile {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
 
 }  // namespace
 
@@ -108,12 +121,12 @@ std::string findClient(const std::string& named) {
 }
 
 bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client) {
-    const std::unique_ptr<std::FILE, CloseFile> answer(std::tmpfile());
+    const std::unique_ptr<std::FILE, FreeWith<std::fclose>> answer(std::tmpfile());
     if (answer == nullptr) {
         raise<ESign>("cannot make a temporary file", sites::kCannotWrite);
     }
     const int status =
-        waitForEnd(signals, start(client, {"--version"}, ::fileno(answer.get()), "/nonexistent"), kPatience);
+        waitForEnd(signals, start(client, {"--version"}, -1, ::fileno(answer.get()), "/nonexistent"), kPatience);
     if (status != 0) {
         raise<ESign>(String::copy("\"" + client + " --version\" fails: this is no client"), sites::kNoClient);
     }
@@ -121,9 +134,11 @@ bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client)
            std::string::npos;
 }
 
-int runClient(const HeldSignals& signals, const std::string& client, const std::vector<std::string>& arguments,
-              const std::string& home, unsigned seconds) {
-    return waitForEnd(signals, start(client, arguments, STDOUT_FILENO, home), seconds);
+int runClient(const HeldSignals& signals, const std::string& client, std::vector<std::string> arguments,
+              const std::string& link, const std::string& home, unsigned seconds) {
+    arguments.emplace_back("-");
+    const Descriptor input = holding(link + "\n");
+    return waitForEnd(signals, start(client, arguments, input.get(), STDOUT_FILENO, home), seconds);
 }
 
 }  // namespace tessel::sign

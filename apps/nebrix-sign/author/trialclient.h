@@ -35,10 +35,11 @@ std::string findClient(const std::string& named);
 /// does not say so.
 bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client);
 
-/// Runs the client with these arguments and this home directory until it ends: its exit status, or 128 and the signal
-/// that ended it. It is asked to end by the signals that this process gets, and after so many seconds, if that is not
-/// 0. What it prints goes to our standard output. Raises ESign when it cannot be started.
-int runClient(const HeldSignals& signals, const std::string& client, const std::vector<std::string>& arguments,
-              const std::string& home, unsigned seconds);
+/// Runs the client with these options and this home directory until it ends: its exit status, or 128 and the signal
+/// that ended it. The link, which is a secret, goes to its standard input. It is asked to end by the signals that this
+/// process gets, and after so many seconds, if that is not 0. What it prints goes to our standard output. Raises ESign
+/// when it cannot be started.
+int runClient(const HeldSignals& signals, const std::string& client, std::vector<std::string> arguments,
+              const std::string& link, const std::string& home, unsigned seconds);
 
 }  // namespace tessel::sign

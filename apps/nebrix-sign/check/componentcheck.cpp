@@ -16,16 +16,15 @@ namespace {
 struct KindName {
     ComponentKind kind;
     Kinds bit;
-    const char* name;
+    std::string name = std::string(componentKindName(kind));
 };
-constexpr KindName kKindNames[] = {{ComponentKind::PluginDll, kTunnel, "plugindll"},
-                                   {ComponentKind::PluginDllNoTunnel, kResource, "plugindllnotunnel"},
-                                   {ComponentKind::Hostchecker, kHostChecker, "hostchecker"}};
 
 /// The kinds as which the library can be checked.
 std::vector<KindName> kindsOf(const CheckOptions& options) {
     std::vector<KindName> kinds;
-    for (const KindName& each : kKindNames) {
+    for (const KindName& each :
+         {KindName{ComponentKind::PluginDll, kTunnel}, KindName{ComponentKind::PluginDllNoTunnel, kResource},
+          KindName{ComponentKind::Hostchecker, kHostChecker}}) {
         const bool wanted = options.kind ? *options.kind == each.kind : hasEntriesOf(options.path, each.kind);
         if (wanted) {
             kinds.push_back(each);
@@ -53,7 +52,7 @@ private:
     void checkAs(const KindName& kind);
     void play(const KindName& kind, const Step& step);
     void playUnderValgrind(const KindName& kind);
-    Outcome runStep(ProbeStart start, const char* kind, const char* scenario);
+    Outcome runStep(ProbeStart start, const std::string& kind, const char* scenario);
     void sayWhyNot();
 
     const CheckOptions& m_options;
@@ -88,8 +87,8 @@ bool Check::hasEntries() {
     return !m_broken;
 }
 
-Outcome Check::runStep(ProbeStart start, const char* kind, const char* scenario) {
-    const std::string directory = m_scratch.path(std::string(kind) + "-" + scenario) + "/";
+Outcome Check::runStep(ProbeStart start, const std::string& kind, const char* scenario) {
+    const std::string directory = m_scratch.path(kind + "-" + scenario) + "/";
     std::filesystem::create_directory(directory);
     start.arguments.insert(start.arguments.end(), {kind, scenario, m_options.path, directory});
     Outcome outcome = runProbe(start);
@@ -113,7 +112,7 @@ void Check::play(const KindName& kind, const Step& step) {
 
 void Check::playUnderValgrind(const KindName& kind) {
     constexpr int kPatience = 30;
-    const std::string log = m_scratch.path(std::string(kind.name) + ".valgrind");
+    const std::string log = m_scratch.path(kind.name + ".valgrind");
     const char* const scenario = kind.bit == kResource ? "next-session" : "again";
     const ProbeStart start{
         .wrapper = valgrindCommand(log), .arguments = {"--plain"}, .blame = std::nullopt, .patience = kPatience};
@@ -128,7 +127,7 @@ void Check::playUnderValgrind(const KindName& kind) {
 }
 
 void Check::checkAs(const KindName& kind) {
-    m_report.types.emplace_back(kind.name);
+    m_report.types.push_back(kind.name);
     m_kinds |= kind.bit;
     pass(Rule::Entries, kind.bit);
     for (const Step& step : steps()) {

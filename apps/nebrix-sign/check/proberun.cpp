@@ -16,6 +16,7 @@
 #include "apps/nebrix-component-probe/report.h"
 #include "apps/nebrix-sign/errors.h"
 #include "apps/nebrixclient/componentprocess.h"
+#include "libs/base/freewith.h"
 #include "libs/base/printable.h"
 #include "sdk/include/nebrix_component.h"
 
@@ -47,10 +48,6 @@ Rule readRule(MessageReader& reader) {
     }
     return static_cast<Rule>(number);
 }
-
-struct CloseFile {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
 
 /// One probe, from its start to its end.
 class ProbeRun {
@@ -88,7 +85,7 @@ private:
     std::string printed();
 
     const ProbeStart& m_start;
-    std::unique_ptr<std::FILE, CloseFile> m_output{std::tmpfile()};
+    std::unique_ptr<std::FILE, FreeWith<std::fclose>> m_output{std::tmpfile()};
     std::optional<Channel> m_channel;
     platform::StartedProcess m_process;
     platform::ProcessEnd m_end;
