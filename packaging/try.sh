@@ -105,6 +105,7 @@ packages_of() {
 files_of() {
     find "$1" -xdev \( -path "$1/var/lib/apt" -o -path "$1/var/lib/dpkg" -o -path "$1/var/cache" -o -path "$1/var/log" \
         -o -path "$1/run" -o -path "$1/var/lib/systemd" -o -path "$1/var/lib/private" -o -path "$1/etc/mtab" \
+        -o -path "$1/etc/default/locale" -o -path "$1/etc/vconsole.conf" \
         -o -path "$1/etc/machine-id" -o -path "$1/etc/shadow-" -o -path "$1/etc/gshadow-" \
         -o -path "$1/root" -o -path "$1/tmp" -o -path "$1/proc" -o -path "$1/dev" -o -path "$1/etc/ld.so.cache" \
         -o -path "$1/*/__pycache__" \) -prune -o -printf '/%P\n' | sort
@@ -282,7 +283,9 @@ try_package() {
     echo "$name: $without packages, $with with what is recommended"
     "use_${name//-/_}"
     case $name in
-        nebrixclient*) purge "$name" nebrix-component-host ;;
+        # Debian 13 protects the init system, which GTK's session bus brings.
+        nebrixclient) purge --allow-remove-essential "$name" nebrix-component-host systemd-sysv ;;
+        nebrixclient-cli) purge "$name" nebrix-component-host ;;
         nebrix-sign) purge "$name" nebrixclient-cli nebrix-component-host gcc libc6-dev make ;;
         nebrix-sdk) purge "$name" cmake gcc libc6-dev libsystemd-dev make pkg-config ;;
         libtessel-dev) purge "$name" cmake g++ make pkg-config ;;
