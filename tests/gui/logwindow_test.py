@@ -69,6 +69,11 @@ class LogWindowTest(Flow):
         self.assertFalse([line for line in self.shown_lines(window) if "marker" in line])
         self.assertIn("\u26a0 WARNING", self.shown_lines(window), "marked by a sign too")
         self.desktop.screenshot("log-filtered")
+        x, y = next(node for node in window.walk(cells=True) if "lonely warning" in node.name).middle()
+        for place in ((x, y), (x + 3, y)):
+            self.desktop.move_mouse(*place)
+        wait_for(lambda: any(w.shown and y < w.rect[1] < y + 40 for w in client.windows()), what="the row's tip below it")
+        self.desktop.screenshot("log-tip")
 
         target = os.path.join(client.home.path, "saved.log")
         self.desktop.click(window.find("push button", plain(EN["LOG_SAVE_AS"])))
