@@ -38,6 +38,12 @@ function(nebrix_share_standard_headers name)
     target_precompile_headers(${name} REUSE_FROM nebrix_standard_headers)
 endfunction()
 
+# A compiler cache adds this, as the last option, to what takes a compiled header, and g++ notes its options in the debug
+# information: with and without a cache the bytes are to be the same.
+add_library(nebrix_compiled_headers INTERFACE)
+target_compile_options(nebrix_compiled_headers INTERFACE
+    "$<$<AND:$<CONFIG:Release>,$<CXX_COMPILER_ID:GNU>>:-fpch-preprocess>")
+
 # HEADERS: what the library has compiled once for its files instead of the standard library's.
 function(nebrix_library name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;PUBLIC;PRIVATE;HEADERS")
@@ -46,6 +52,7 @@ function(nebrix_library name)
     target_link_libraries(${name} PUBLIC ${arg_PUBLIC} PRIVATE ${arg_PRIVATE} nebrix_options)
     if(arg_HEADERS)
         target_precompile_headers(${name} PRIVATE ${arg_HEADERS})
+        target_link_libraries(${name} PRIVATE nebrix_compiled_headers)
     else()
         nebrix_share_standard_headers(${name})
     endif()
