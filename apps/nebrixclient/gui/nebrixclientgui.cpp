@@ -138,12 +138,14 @@ bool NebrixClientGui::OnInit() {
     desktop::becomeUserInterfaceElement();
     desktop::useUtf8();
     tessel::Console::start();
+    // NOLINTBEGIN(clang-analyzer-cplusplus.NewDeleteLeaks): wxWidgets owns what it is given.
     wxLog::SetActiveTarget(new nebrix::gui::WxLogTarget);
     enableCoreDumps();
     app = this;
     NebrixClientArtProvider::init();
     wxArtProvider::Push(new NebrixClientArtProvider);
     desktop::showMenuImages();
+    // NOLINTEND(clang-analyzer-cplusplus.NewDeleteLeaks)
     desktop::showScrollBars();
     desktop::surviveXErrors();
     catchSignals();
