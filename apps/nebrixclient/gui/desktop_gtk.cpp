@@ -65,7 +65,7 @@ void startWithoutOpenGl() {
 void leaveOpenGlToOthers() { *(std::strchr(g_openGl, '=') + 1) = '\0'; }
 
 void settleEnvironment() {
-    // Empty, both count as not set. wxWidgets sets the second one where the locale says ASCII.
+    // Empty, both count as not set. wxWidgets sets the second one when it starts.
     for (const char* const name : {kLanguage, "G_FILENAME_ENCODING"}) {
         ::setenv(name, "", 0);
     }
