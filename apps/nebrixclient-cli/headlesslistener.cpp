@@ -66,7 +66,8 @@ void HeadlessListener::finish() {
     }
     m_ended();
     try {
-        m_tell(m_service.onEnd(m_account));
+        m_tell(m_service.onEnd(m_account, exitCodeOf(m_account) == ExitCode::Wanted));
+        m_tell(ServiceState::kStopping);
     } catch (...) {
         // Memory has ended: the exit code still tells.
     }

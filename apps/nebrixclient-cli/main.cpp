@@ -75,9 +75,9 @@ commandline::Grammar grammar() {
             "MEDIATION is the link from the gateway's page, https://IDENTIFIER@GATEWAY/PATH?QUERY;\n"
             "\"-\" reads it from standard input, so that no list of processes shows it.\n"
             "Ctrl-C or SIGTERM asks the session to end; one more than half a second later ends the program at once.\n"
-            "Exit codes: 0 an end that the user, the component or the gateway wanted; 1 a failure, or a component\n"
-            "that asked for the end at once; 2 usage;\n"
-            "3 the gateway could not be reached or its certificate is not trusted. Standard error says why.\n"
+            "Exit status: 0 an end that the user, the component or the gateway wanted; 1 a failure, or a component\n"
+            "that asked for the end at once; 2 the command line is wrong; 3 the gateway could not be reached, or its\n"
+            "certificate is not trusted. Standard error says why.\n"
             "The log is /tmp/nebrixclient.log.\n",
     };
 }
@@ -141,7 +141,7 @@ void waitForEnd(NebrixClient& client, const HeadlessListener& listener, const De
             asked = Clock::now();
             g_ending = true;
             client.cancel();
-            platform::tellServiceManager(manager, "STOPPING=1\n");
+            platform::tellServiceManager(manager, ServiceState::kStopping);
             complain("ending the session; a second signal ends the program at once");
         } else if (Clock::now() - *asked >= kSameRequest) {
             endBy(signal);

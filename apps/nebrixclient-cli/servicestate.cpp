@@ -32,6 +32,6 @@ String ServiceState::onVpn(const String& line) {
     return line.empty() ? String() : message(line, line.starts(NEBRIX_STATUS_CONNECTED));
 }
 
-String ServiceState::onEnd(const SessionEnd& end) { return message(describe(end), end.wanted()) + "STOPPING=1\n"; }
+String ServiceState::onEnd(const SessionEnd& end, bool wanted) { return message(describe(end), wanted); }
 
 }  // namespace tessel

@@ -20,7 +20,8 @@ protected:
         m_told.clear();
         HeadlessListener listener(
             form, changesOnly, [&](const String& line) { lines.emplace_back(line.view()); },
-            [this](const String& message) { m_told += message.view(); }, [this] { ++m_ends; });
+            [this](const String& message) { m_told += message.empty() ? "" : message.str() + std::string("|"); },
+            [this] { ++m_ends; });
         notify(listener);
         m_end = listener.end();
         return lines;
@@ -79,15 +80,21 @@ TEST_F(HeadlessListenerTest, tellsTheServiceManagerWhenTheSessionDoesItsWork) {
             listener.onVpnStatus(line);
         }
     });
-    EXPECT_EQ(m_told, "STATUS=connecting\nREADY=1\nSTATUS=connected ip=1\nSTATUS=failed\n");
+    EXPECT_EQ(m_told, "STATUS=connecting\n|READY=1\nSTATUS=connected ip=1\n|STATUS=failed\n|");
     for (const ClientStatus status : {ClientStatus::HostChecking, ClientStatus::SessionOver}) {
         printed(Form::Text, false, [status](HeadlessListener& listener) {
             listener.onSessionEnd({.kind = EndKind::Component});
             listener.onStatus(status);
             listener.onFatalError("");
         });
-        EXPECT_TRUE(m_told.starts_with("READY=1\n") && m_told.ends_with("\nSTOPPING=1\n")) << m_told;
+        EXPECT_TRUE(m_told.starts_with("READY=1\n") && m_told.ends_with("\n|STOPPING=1\n|")) << m_told;
+        EXPECT_EQ(m_told.find("\nSTOPPING"), std::string::npos) << "systemd would not see READY: " << m_told;
     }
+    printed(Form::Text, false, [](HeadlessListener& listener) {
+        listener.onSessionEnd({.kind = EndKind::Component, .cause = EndCause::AskedAtOnce});
+        listener.onStatus(ClientStatus::SessionOver);
+    });
+    EXPECT_TRUE(m_told.starts_with("STATUS=")) << "it ends with 1: " << m_told;
 }
 
 TEST_F(HeadlessListenerTest, keepsTheAccountForTheEnd) {
