@@ -67,6 +67,7 @@ EndCause causeOf(tls::IdentityFault fault) noexcept {
             return EndCause::NotYetValid;
         case tls::IdentityFault::NoCertificate:
         case tls::IdentityFault::NoKey:
+        case tls::IdentityFault::OldEncryption:
             break;
     }
     return EndCause::Unreadable;

@@ -33,6 +33,8 @@ const char* inWords(IdentityFault fault) noexcept {
             return "the certificate has expired";
         case IdentityFault::NotYetValid:
             return "the certificate is not yet valid";
+        case IdentityFault::OldEncryption:
+            return "it is encrypted in an old way that is not opened any more; \"openssl pkcs12 -legacy\" opens it";
     }
     return "";
 }
@@ -105,7 +107,11 @@ EvpKeyPointer unpack(const Memory& bytes, const std::optional<String>& password,
     EVP_PKEY* key = nullptr;
     X509* own = nullptr;
     STACK_OF(X509)* others = nullptr;
-    PKCS12_parse(packed.get(), password ? password->str() : "", &key, &own, &others);
+    ERR_clear_error();
+    if (PKCS12_parse(packed.get(), password ? password->str() : "", &key, &own, &others) != 1 &&
+        ERR_GET_REASON(ERR_peek_error()) == ERR_R_UNSUPPORTED) {
+        fail(IdentityFault::OldEncryption);
+    }
     EvpKeyPointer owned(key);
     X509Pointer first(own);
     const std::unique_ptr<STACK_OF(X509), FreeWith<freeAll>> rest(others);

@@ -17,7 +17,8 @@ enum class IdentityFault {
     WrongPassword,
     OtherKey,  ///< the key belongs to none of the certificates
     Expired,
-    NotYetValid
+    NotYetValid,
+    OldEncryption  ///< by a method that OpenSSL 3 leaves out, as older programs write PKCS #12
 };
 
 /// The facts' cause is an IdentityFault, their words say the same in a clause; no other exception of this kind has

@@ -162,6 +162,12 @@ TEST(ClientIdentity, isReadWhateverItsFormAndRefusedInWords) {
                   .status,
               0);
     const String locked = String::copy(nebrix::test::readFile(directory.path("locked.pem")));
+    directory.write("both.pem", std::string(String(me.keyPem + me.certificatePem).view()));
+    ASSERT_EQ(nebrix::test::runProgram({"openssl", "pkcs12", "-export", "-legacy", "-in", directory.path("both.pem"),
+                                        "-passout", "pass:secret", "-out", directory.path("old.p12")})
+                  .status,
+              0);
+    const Memory outdated = String::copy(nebrix::test::readFile(directory.path("old.p12")));
     const String chain = authority.certificatePem() + me.certificatePem;
     const Memory packed = me.pkcs12("secret");
     constexpr auto kGood = static_cast<IdentityFault>(0);
@@ -176,6 +182,7 @@ TEST(ClientIdentity, isReadWhateverItsFormAndRefusedInWords) {
         {8, packed, {}, none, IdentityFault::PasswordMissing},
         {9, packed, {}, "guess", IdentityFault::WrongPassword},
         {10, chain, {}, none, IdentityFault::NoKey},
+        {13, outdated, {}, "secret", IdentityFault::OldEncryption},
         {11, chain, old.keyPem, none, IdentityFault::OtherKey},
         {12, old.certificatePem, old.keyPem, none, IdentityFault::Expired},
         {6, String("\x30\x82nothing"), {}, none, IdentityFault::NoCertificate}};
