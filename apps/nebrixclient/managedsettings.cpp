@@ -5,6 +5,7 @@
 
 #include "apps/nebrixclient/sites.h"
 #include "libs/base/log.h"
+#include "libs/base/numbers.h"
 #include "libs/http/authority.h"
 #include "libs/xml/keyreader.h"
 #include "libs/xml/stringparser.h"
@@ -121,18 +122,48 @@ bool isClosed(const String& text, const Element& element) {
                .equalsNoCase2(name.data(), static_cast<unsigned>(name.size()));
 }
 
-/// The parser passes over text in front of a comment or a declaration, and takes for content what a comment without an
-/// end was to hide.
-bool hidesNothing(std::string_view text) {
-    constexpr std::string_view kBegin = "<!--";
-    for (std::size_t at = text.find(kBegin); at != std::string_view::npos; at = text.find(kBegin, at)) {
-        const std::size_t before = text.substr(0, at).find_last_not_of(" \t\r\n");
-        at = text.find("-->", at + kBegin.size());
-        if (at == std::string_view::npos || (before != std::string_view::npos && text[before] != '>')) {
-            return false;
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kCommentBegin = "<!--";
+constexpr std::string_view kCommentEnd = "-->";
+
+/// Where something is hidden, npos where nothing is. The parser passes over text in front of a comment or a
+/// declaration, and takes for content what a comment without an end was to hide.
+std::size_t hidden(std::string_view text) {
+    for (std::size_t at = text.find(kCommentBegin); at != std::string_view::npos; at = text.find(kCommentBegin, at)) {
+        const std::size_t before = text.substr(0, at).find_last_not_of(kBlanks);
+        const std::size_t end = text.find(kCommentEnd, at + kCommentBegin.size());
+        if (end == std::string_view::npos || (before != std::string_view::npos && text[before] != '>')) {
+            return at;
+        }
+        at = end;
+    }
+    return text.find("<?xml", 1);
+}
+
+/// Where something else than comments begins, npos where nothing does. Each comment has its end.
+std::size_t behindComments(std::string_view text, std::size_t at) {
+    at = text.find_first_not_of(kBlanks, at);
+    while (at != std::string_view::npos && text.substr(at).starts_with(kCommentBegin)) {
+        at = text.find_first_not_of(kBlanks, text.find(kCommentEnd, at + kCommentBegin.size()) + kCommentEnd.size());
+    }
+    return at;
+}
+
+/// Where the root element begins if nothing but a declaration and comments is in front of it.
+std::size_t behindProlog(std::string_view text) {
+    constexpr std::string_view kDeclarationEnd = "?>";
+    const bool declared = text.starts_with("<?xml");
+    return behindComments(text, declared ? text.find(kDeclarationEnd) + kDeclarationEnd.size() : 0);
+}
+
+/// The innermost element without its end, at which people should look; null where all have theirs.
+const Element* unclosed(const String& text, const Element& element) {
+    for (const Element& child : element.elements()) {
+        if (const Element* const found = unclosed(text, child)) {
+            return found;
         }
     }
-    return text.find("<?xml", 1) == std::string_view::npos;
+    return isClosed(text, element) ? nullptr : &element;
 }
 
 /// Reads a document of one meaning: what is there twice, is unknown or is no element has none.
@@ -146,12 +177,23 @@ public:
             root = xml::StringParser::parse(m_text);
         } catch (const Exception& caught) {
             logCaught(caught, sites::kManagedCatch);
-            damaged();
+            damaged(0, "no element can be read");
         }
-        const std::string_view rest = m_text.view().substr(std::min(root->getEndPosition(), m_text.length()));
-        if (!(root->getName() == "nebrixclient") || !isClosed(m_text, *root) || !hidesNothing(m_text.view()) ||
-            rest.find_first_not_of(" \t\r\n") != std::string_view::npos) {
-            damaged();
+        if (const std::size_t at = hidden(m_text.view()); at != std::string_view::npos) {
+            damaged(at, "a comment has no end, or stands behind text");
+        }
+        if (const Element* const open = unclosed(m_text, *root)) {
+            damaged(open->getStartPosition(), "\"" + open->getName() + "\" has no end");
+        }
+        if (behindProlog(m_text.view()) != root->getStartPosition()) {
+            damaged(0, "nothing but a declaration and comments belongs in front of \"nebrixclient\"");
+        }
+        if (!(root->getName() == "nebrixclient")) {
+            damaged(root->getStartPosition(), "\"nebrixclient\" must hold everything");
+        }
+        if (const std::size_t at = behindComments(m_text.view(), root->getEndPosition());
+            at != std::string_view::npos) {
+            damaged(at, "nothing belongs there");
         }
         requireNoAttribute(*root);
         each(*root, [this](Element& section) {
@@ -161,7 +203,11 @@ public:
     }
 
 private:
-    [[noreturn]] void damaged() const { fail(m_path, EndCause::Unreadable, "it is damaged"); }
+    [[noreturn]] void damaged(std::size_t at, const String& how) const {
+        const auto line = 1 + std::ranges::count(m_text.view().substr(0, at), '\n');
+        fail(m_path, EndCause::Unreadable,
+             "it is damaged in line " + toString(static_cast<unsigned>(line)) + ": " + how);
+    }
 
     /// None says anything here; somebody may mean one to.
     void requireNoAttribute(const Element& element) const {
@@ -175,13 +221,10 @@ private:
         for (Node* node = parent.getFirstChild(); node != nullptr; node = node->getNextSibling()) {
             if (node->getType() == Node::Type::Element) {
                 auto& child = static_cast<Element&>(*node);
-                if (!isClosed(m_text, child)) {
-                    damaged();
-                }
                 requireNoAttribute(child);
                 visit(child);
             } else if (node->getType() == Node::Type::Text && !node->toString().trim().empty()) {
-                damaged();
+                damaged(parent.getStartPosition(), "\"" + parent.getName() + "\" has text beside its elements");
             }
         }
     }
@@ -232,9 +275,13 @@ ManagedSettings ManagedSettings::read(const ManagedFile& file) {
     if (how == platform::Guarded::Missing) {
         return {};
     }
+    if (constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF"; text.view().starts_with(kByteOrderMark)) {
+        text = text.range(kByteOrderMark.size());
+    }
     ManagedSettings settings = Document(file.path, text).read();
     log(LogCategory::Trace, "ManagedSettings", "read",
-        String("managed by " + file.path + ": " + String(", ").glue(settings.keys)));
+        String("managed by " + file.path + ": " +
+               (settings.keys.empty() ? "nothing" : String(", ").glue(settings.keys))));
     return settings;
 }
 

@@ -47,9 +47,13 @@ TEST_F(ManagedSettingsTest, aFileThatIsCutOrSaysWhatIsNotUnderstoodIsRefused) {
     }
     const std::pair<const char*, const char*> cases[] = {
         {"<nebrixclient/>", ""},
-        {"<other/>", "damaged"},
-        {"<nebrixclient/>x", "damaged"},
-        {"<nebrixclient>x</nebrixclient>", "damaged"},
+        {"\xEF\xBB\xBF<?xml version='1.0'?>\n<!-- a --> <nebrixclient/>\n<!-- b -->\n<!-- c -->\n", ""},
+        {"<?xml version='1.0'?>\nx<nebrixclient/>", "in front of"},
+        {"<nebrixclient/><!-- b --><nebrixclient/>", "line 1: nothing belongs"},
+        {"<other/>", "must hold everything"},
+        {"<nebrixclient/>\nx", "line 2: nothing belongs"},
+        {"<nebrixclient>x</nebrixclient>", "has text"},
+        {"<nebrixclient>\n<proxy>\n<type>none</type>\n</nebrixclient>", "line 2: \"proxy\" has no end"},
         {"<nebrixclient><proxy></nebrixclient></proxy>", "damaged"},
         {"<nebrixclient><certificates><exception>refuse</exception></certificates></nebrixclient>", "unknown"},
         {"<nebrixclient><certificates><exceptions>refused</exceptions></certificates></nebrixclient>", "must be"},
