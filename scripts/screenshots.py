@@ -241,7 +241,7 @@ def windows(directory, names, end="", theme="", language="en"):
 SCENES = {
     "states": panel_states,
     "corner": lambda directory: corner(directory, "panel"),
-    "corner-dark": lambda directory: corner(directory, "panel-dark", "dark"),
+    "corner-dark": lambda directory: corner(directory, "panel-dark", "dark", "es"),
     "corner-large": lambda directory: corner(directory, "panel-large", "large", "de", LARGE_CORNER),
     "corner-fr": lambda directory: corner(directory, "panel-fr", language="fr"),
     "windows": lambda directory: windows(
