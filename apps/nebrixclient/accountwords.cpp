@@ -113,6 +113,7 @@ String componentWords(const SessionEnd& end) {
         case EndCause::Older:
             return "the component " + end.path + " of " + end.text + " is refused";
         case EndCause::AskedAtOnce:
+            return "the component asked for the end at once, reason " + toString(end.number);
         case EndCause::AskedAgain:
             return "the component asked for the end, reason " + toString(end.number);
         case EndCause::ResourceFailed:

@@ -17,6 +17,8 @@ TEST(SessionEnd, isASentence) {
          "the archive a.zip could not be unpacked: why"},
         {{.kind = EndKind::Component, .cause = EndCause::AskedAgain, .number = 3},
          "the component asked for the end, reason 3"},
+        {{.kind = EndKind::Component, .cause = EndCause::AskedAtOnce, .number = 4},
+         "the component asked for the end at once, reason 4"},
         {{.kind = EndKind::ComponentFailed, .cause = EndCause::Raised, .key = "DllStop2", .text = "what"},
          "the component failed in DllStop2: what"},
         {{.kind = EndKind::NotWritable, .path = "/p", .text = "why"}, "/p cannot be read or written: why"}};
