@@ -108,8 +108,9 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
     gui::BackgroundWorker worker;
     NebrixClientConfigurationDialog settings(nullptr);
     tessel::ClientLocalConfiguration managed;
-    managed.setManaged(
-        {.path = tessel::platform::managedSettingsPath(), .refuseExceptions = true, .route = tessel::ProxyRoute()});
+    managed.setManaged({.path = tessel::platform::managedSettingsPath(),
+                        .refuseExceptions = true,
+                        .route = tessel::ProxyRoute{{tessel::Proxy::Type::Http, "proxy.example:3128", {}}}});
     NebrixClientConfigurationDialog locked(nullptr);
     locked.readConfiguration(managed);
     EXPECT_FALSE(wxWindow::FindWindowByLabel(_("SETTINGS_ADD"), &locked)->IsEnabled());

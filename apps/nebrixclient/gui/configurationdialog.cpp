@@ -51,7 +51,8 @@ void NebrixClientConfigurationDialog::readConfiguration(tessel::ClientLocalConfi
     m_removed.clear();
     const tessel::ManagedSettings& managed = configuration.managed();
     if (managed.route) {
-        lockProxy(tesselToWxString(managed.path));
+        const bool none = managed.route->proxy.getType() == tessel::Proxy::Type::None;
+        lockProxy(tesselToWxString(managed.path), none);
     }
     if (managed.refuseExceptions) {
         lockCertificates(tesselToWxString(managed.path));

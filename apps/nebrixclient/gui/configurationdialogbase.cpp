@@ -103,9 +103,10 @@ void ConfigurationDialog::explain(wxWindow& reason, const wxString& text) {
     fit();
 }
 
-void ConfigurationDialog::lockProxy(const wxString& path) {
+void ConfigurationDialog::lockProxy(const wxString& path, bool none) {
     m_useSystemProxy->SetValue(false);
-    explain(*m_proxyReason, wxString::Format(_("SETTINGS_PROXY_MANAGED %s"), path));
+    const wxString reason = none ? _("SETTINGS_NO_PROXY_MANAGED %s") : _("SETTINGS_PROXY_MANAGED %s");
+    explain(*m_proxyReason, wxString::Format(reason, path));
 }
 
 void ConfigurationDialog::lockCertificates(const wxString& path) {

@@ -21,8 +21,8 @@ public:
     /// authority as an example.
     void setExample(const wxString& authority);
 
-    /// Greys what an administrator has settled, and says so there; `path` names the file.
-    void lockProxy(const wxString& path);
+    /// Greys what an administrator has settled, `none` for no proxy, and says so there; `path` names the file.
+    void lockProxy(const wxString& path, bool none);
     void lockCertificates(const wxString& path);
 
 protected:
