@@ -89,6 +89,10 @@ void waitWhile(std::atomic<std::uint32_t>& word, std::uint32_t value, unsigned m
 /// Wakes one thread that sleeps on the word; does not touch the word itself.
 void wakeOne(std::atomic<std::uint32_t>& word) noexcept;
 
+/// Lets the system remember children that have ended until they are waited for, where whoever started this program had
+/// it forget them: an ignored SIGCHLD outlives execve(2). What starts a process here begins with it.
+void keepEndedChildren() noexcept;
+
 /// Runs a command through the system's shell and waits for it: its exit status, 128 and the signal's number when it
 /// was killed, or -1 when there was no process for it.
 ///

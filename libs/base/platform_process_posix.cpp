@@ -155,7 +155,18 @@ bool isSealed(int descriptor) noexcept {
     return seals >= 0 && (seals & kAllSeals) == kAllSeals;
 }
 
+void keepEndedChildren() noexcept {
+    struct sigaction action {};
+    if (::sigaction(SIGCHLD, nullptr, &action) == 0 &&
+        (action.sa_handler == SIG_IGN || (action.sa_flags & SA_NOCLDWAIT) != 0)) {
+        action.sa_flags &= ~SA_NOCLDWAIT;
+        action.sa_handler = action.sa_handler == SIG_IGN ? SIG_DFL : action.sa_handler;
+        ::sigaction(SIGCHLD, &action, nullptr);
+    }
+}
+
 StartedProcess startProcess(const ProcessStart& start) {
+    keepEndedChildren();
     std::vector<std::string> texts{start.program.str()};
     texts.insert(texts.end(), start.arguments.begin(), start.arguments.end());
     std::vector<char*> arguments;

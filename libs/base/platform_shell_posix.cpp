@@ -129,6 +129,7 @@ int runShell(const String& command, std::uint64_t maxFileBytes, const std::funct
     text.push_back('\0');
     char* const arguments[] = {shell, option, text.data(), nullptr};
     const std::vector<char*> environment = shellEnvironment();
+    keepEndedChildren();
     const pid_t child = startShell(maxFileBytes, arguments, environment.data());
     const int status = child < 0 ? -1 : waitForShell(child, goOn);
     if (status < 0) {
