@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
-#include <iterator>
 #include <random>
 #include <sstream>
 
@@ -63,9 +62,12 @@ bool isProcess(const std::string& name) {
     return std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
 }
 
-std::string wholeFile(const std::filesystem::path& path) {
+/// As much as can be read: the process that a file tells of may end meanwhile, which is no fault of anybody's.
+std::string contentOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream content;
+    content << file.rdbuf();  // unlike the iterators of the buffer it raises nothing
+    return content.str();
 }
 
 }  // namespace
@@ -153,7 +155,7 @@ const char* secretInArguments() {
         if (!isProcess(at->path().filename().string())) {
             continue;
         }
-        if (const char* const secret = secretIn(wholeFile(at->path() / "cmdline"))) {
+        if (const char* const secret = secretIn(contentOf(at->path() / "cmdline"))) {
             return secret;
         }
     }
