@@ -137,7 +137,7 @@ TEST_P(Fit, everyTextHasRoomInItsControl) {
         EXPECT_LE(size.x, 1100) << window->GetTitle();
         EXPECT_LE(size.y, 760) << window->GetTitle();
     }
-    log->Destroy();
+    delete log;  // before the worker, which a window that is about to be shown still uses
 }
 
 TEST_P(Fit, errorBoxesStayOnTheScreenInLargeType) {

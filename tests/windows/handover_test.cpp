@@ -64,6 +64,7 @@ TEST(HandOver, nothingIsLostAndNothingComesAfterTheEnd) {
         const bool stays = round % 2 == 0;
         while (stays ? seen.size() < kPosts : posted < round % kPosts) {
             wxTheApp->ProcessPendingEvents();
+            std::this_thread::yield();  // to the thread, where there is one processor
         }
         poster.join();  // the driver too is waited for before its frame goes
         if (stays) {
