@@ -71,5 +71,5 @@ context.load_cert_chain(DIRECTORY / "server.pem")
 handler = functools.partial(Gateway, directory=str(DIRECTORY / "public"))
 with http.server.ThreadingHTTPServer(("127.0.0.1", PORT), handler) as server:
     server.socket = context.wrap_socket(server.socket, server_side=True)
-    print("serving https://localhost:%d/mediation/" % PORT)
+    print("serving https://localhost:%d/mediation/" % server.server_port)
     server.serve_forever()

@@ -21,10 +21,10 @@ import jsonschema
 
 SOURCE, BIN = pathlib.Path(sys.argv.pop(1)), pathlib.Path(sys.argv.pop(1))
 KEY = SOURCE / "resources/keys/development-private.pem"
-# Each type's library and what its session says.
+# Each type's library, and what its session says or asks.
 TYPES = {"plugindll": ("libnebrix-tunnel-simulated.so", "connected ip="),
          "plugindllnotunnel": ("libnebrix-notunnel.so", "session over"),
-         "hostchecker": ("libnebrix-hostchecker.so", "session over")}
+         "hostchecker": ("libnebrix-hostchecker.so", "POST /verdict")}
 SCHEMA = json.loads((SOURCE / "docs/gateway.schema.json").read_text())
 
 
@@ -108,19 +108,28 @@ class Documents(unittest.TestCase):
             output(BIN / "nebrix-sign", "sign", "--key", KEY, home / library)
             (home / (kind + ".json")).write_text(output(
                 BIN / "nebrix-sign", "pack", "-o", home / "public/components" / (kind + ".zip"), home / library))
-        gateway = self.start("/usr/bin/python3", "-u", SOURCE / "docs/gateway.py", home, "known", "8443")[0]
+        gateway, serving = self.start("/usr/bin/python3", "-u", SOURCE / "docs/gateway.py", home, "known", "0")
+        place = serving.split()[1].removeprefix("https://")
         pin = output("openssl", "x509", "-in", home / "server.pem", "-noout", "-fingerprint", "-sha256").split("=")[1]
 
-        def session(kind, identifier):
-            return output("timeout", "--preserve-status", "3", BIN / "nebrixclient-cli", "--trust", pin.strip(),
-                          f"https://{identifier}@localhost:8443/mediation/{kind}", env={"HOME": home}, check=False,
-                          stderr=subprocess.STDOUT)
+        said = []
+
+        def check(kind, identifier, sign):
+            words = ["timeout", "60", BIN / "nebrixclient-cli", "--trust", pin.strip(), f"https://{identifier}@{place}{kind}"]
+            with subprocess.Popen(words, env={"HOME": home}, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                  text=True) as client:
+                for line in gateway.stdout if sign.startswith("POST") else client.stdout:
+                    said.append(line)
+                    if sign in line:
+                        break
+                client.terminate()
+            self.assertIn(sign, said[-1], said)
 
         for kind, (_, sign) in TYPES.items():
-            self.assertIn(sign, session(kind, "known"))
-        self.assertIn("This link is not valid any more.", session("plugindll", "unknown"))
+            check(kind, "known", sign)
+        check("plugindll", "unknown", "This link is not valid any more.")
         gateway.terminate()
-        requests = gateway.stdout.read()
+        requests = "".join(said) + gateway.stdout.read()
         for request in ("GET /certificates/client.pem", "GET /resources/welcome.txt", "POST /verdict"):
             self.assertIn(request, requests)
 
