@@ -104,7 +104,7 @@ TEST_F(ComponentProcessTest, whateverBlocksIsGivenUpSoonAfterTheUser) {
         waitForCall(entry == std::string("constructor") ? "" : entry);
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         m_client->cancel();
-        EXPECT_TRUE(m_client->join(2000)) << entry;
+        EXPECT_TRUE(m_client->join(4500)) << entry;  // a stop that blocks has kStop
         EXPECT_EQ(end(), "the user ended it") << entry;
         EXPECT_EQ(m_notify.lines().back(), "status 4") << entry;
         EXPECT_TRUE(noProcessIsLeft()) << entry;
@@ -114,13 +114,15 @@ TEST_F(ComponentProcessTest, whateverBlocksIsGivenUpSoonAfterTheUser) {
 TEST_F(ComponentProcessTest, aSilentEntryIsToldAndMayComeBackAndAStopHasFiveSeconds) {
     teach("DllGetErrors2@2=slow,DllStop2=block,DllStart2=print");
     start(PluginDll);
+    ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7"));
+    const unsigned whileItPrinted = m_progress.silences();  // on a slow machine
     ASSERT_TRUE(m_notify.waitFor("vpn connected ip=10.0.0.7", 3));
-    EXPECT_EQ(m_progress.silences(), 2U);
+    EXPECT_EQ(m_progress.silences() - whileItPrinted, 2U);
     EXPECT_TRUE(logged("TRACE Component.output zzz"));
     EXPECT_TRUE(logged("WARNING Component.output what the component prints further is not logged"));
     const auto begun = std::chrono::steady_clock::now();
     m_client->cancel();
-    ASSERT_TRUE(m_client->join(7000));
+    ASSERT_TRUE(m_client->join(20000));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, ComponentProcess::kStop);
     EXPECT_EQ(m_notify.lines().back(), "status 4");
     EXPECT_TRUE(noProcessIsLeft());
@@ -163,7 +165,7 @@ TEST_F(ComponentProcessTest, itsProcessHasNothingOfTheClients) {
         EXPECT_EQ(std::stoul(status.substr(status.find(mask) + 8), nullptr, 16) & kOrdinarySignals, 0U) << status;
     }
     m_client->cancel();
-    EXPECT_TRUE(m_client->join(7000));
+    EXPECT_TRUE(m_client->join(20000));
     pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
     std::signal(SIGPIPE, before);
 }

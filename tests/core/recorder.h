@@ -39,14 +39,14 @@ public:
         Lock lock(m_mutex);
         m_lines.clear();
     }
-    /// Whether the line came, now or within ten seconds.
+    /// Whether the line came, now or within half a minute.
     bool waitFor(const std::string& line, int times = 1) {
         UniqueLock lock(m_mutex);
-        return m_condition.wait(lock, 10000, [&] { return std::ranges::count(m_lines, line) >= times; });
+        return m_condition.wait(lock, 30000, [&] { return std::ranges::count(m_lines, line) >= times; });
     }
     bool waitForChanges(std::size_t atLeast) {
         UniqueLock lock(m_mutex);
-        return m_condition.wait(lock, 10000, [&] { return changesLocked().size() >= atLeast; });
+        return m_condition.wait(lock, 30000, [&] { return changesLocked().size() >= atLeast; });
     }
     /// Called once, from within the next notification. Set while no session runs.
     void onNext(std::function<void()> call) { m_next = std::move(call); }
