@@ -92,7 +92,7 @@ void forkOften(Waiter& waiter) {
 int main(int, char** arguments) {
     const std::string how = arguments[1];
     // Reachable to the end, so that nobody takes it for a leak.
-    static auto* const waiter = new Waiter("waiter", 300, how == "finishing");
+    static auto* const waiter = new Waiter("waiter", 1000, how == "finishing");
     if (how == "survivors") {
         (new Waiter("stubborn", 60'000, true))->run();
         (new Waiter("second", 60'000, true))->run();
