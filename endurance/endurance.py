@@ -31,7 +31,7 @@ import xml.etree.ElementTree
 BIN = os.environ["NEBRIX_BIN"]
 HELPERS = os.path.join(BIN, "test-components")
 CLIENT, HOST = "nebrixclient-cli", "nebrix-component-host"
-LONGEST, LONGEST_QUIT, AT_ONCE = 10, 3, 3  # seconds
+LONGEST, LONGEST_QUIT, AT_ONCE = 10, 10, 10  # seconds, of a machine that is busy
 LAST_CALL = {"plugindll": "DllStop2", "plugindllnotunnel": "LaunchSafeResource", "hostchecker": "CloseHostCheckerDll"}
 LOG = "/tmp/nebrixclient.log"
 HEADER = 4096  # bytes of a report
@@ -153,7 +153,7 @@ class Session:
                 self.process.kill()
                 errors = self.process.communicate()[1]
                 wrong.append("hung\n" + stacks)
-        until = time.monotonic() + 2
+        until = time.monotonic() + 10
         while (left := {pid: name for pid, name in below(os.getpid()).items() if pid not in self.others}):
             for pid, name in left.items():
                 if time.monotonic() > until:
@@ -294,6 +294,7 @@ class Kills:
             shutil.rmtree(os.path.join(place.home, ".Nebrix", "hostchecker"), ignore_errors=True)
         session = Session(place, kind, kind == "plugindll" and self.random.random() < 0.4)
         time.sleep(self.random.uniform(0, 0.02 if read(session.calls) else length))
+        session.process.send_signal(signal.SIGSTOP)  # so that it goes no further between the look and the kill
         phase, killed = self.phase(session), 0
         for pid in [session.process.pid] if victim == CLIENT else \
                 [pid for pid, name in below(session.process.pid).items() if name and HOST.startswith(name)]:
@@ -301,6 +302,7 @@ class Kills:
                 os.kill(pid, signal.SIGKILL)
                 self.tally[f"{victim} {phase}"] += 1
                 killed += 1
+        session.process.send_signal(signal.SIGCONT)
         if kind == "plugindll":
             session.process.terminate()  # where there was nobody to kill
         code, errors, wrong = session.finish()
