@@ -10,7 +10,7 @@ ROOT = "/org/a11y/atspi/accessible/root"
 ACCESSIBLE = "org.a11y.atspi.Accessible"
 SHOWING, SENSITIVE = 25, 24
 LABELLED_BY = 2
-TIMEOUT = 3000  # milliseconds
+TIMEOUT = 10000  # milliseconds
 
 # Roles of what a user can do something with or is shown a value by.
 CONTROLS = {"push button", "toggle button", "check box", "combo box", "text", "password text", "list box", "list",
