@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 namespace tessel::sign {
@@ -85,6 +86,15 @@ void place(const std::string& path, std::string_view content, mode_t mode, bool 
     if (!placed) {
         fail("cannot write", path, error, sites::kCannotWrite);
     }
+}
+
+bool makeDirectory(const std::string& path) {
+    std::error_code error;
+    const bool made = std::filesystem::create_directories(path, error);
+    if (error) {
+        fail("cannot make the directory", path, error.value(), sites::kCannotWrite);
+    }
+    return made;
 }
 
 std::string fileName(const std::string& path) { return path.substr(path.find_last_of('/') + 1); }

@@ -25,6 +25,9 @@ void requireReadable(const std::string& path);
 /// Without `replace` a file that is there already stays, and is an error.
 void place(const std::string& path, std::string_view content, mode_t mode, bool replace);
 
+/// Makes the directory, and those above it, where they are missing. Whether it was missing itself.
+bool makeDirectory(const std::string& path);
+
 /// The last part of a path.
 std::string fileName(const std::string& path);
 

@@ -33,13 +33,26 @@ std::optional<ComponentKind> newKind(std::string_view word) {
     return word == "hostchecker" ? std::optional(ComponentKind::Hostchecker) : std::nullopt;
 }
 
+/// As a shell takes it for one word.
+std::string quoted(const std::string& text) {
+    constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_./=+,:@%";
+    if (!text.empty() && text.find_first_not_of(kPlain) == std::string::npos) {
+        return text;
+    }
+    std::string word = "'";
+    for (const char c : text) {
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return word + "'";
+}
+
 /// What a makefile has to be told of this program, where PATH does not lead to it.
 std::string programForMake() {
     const std::string folder(platform::programDirectory().view());
     const char* const path = std::getenv("PATH");
     const bool known =
         (":" + std::string(path == nullptr ? "" : path) + ":").find(":" + folder + ":") != std::string::npos;
-    return known ? "" : " NEBRIX_SIGN=" + folder + "/nebrix-sign";
+    return known ? "" : " " + quoted("NEBRIX_SIGN=" + folder + "/nebrix-sign");
 }
 
 /// The option's number; nothing when it is none that the option takes.
@@ -53,12 +66,12 @@ int newComponent(const Arguments& arguments, std::ostream& out, std::ostream& er
     const auto& words = arguments.operands();
     const auto kind = newKind(words[0]);
     if (!kind) {
-        return misused(err, "there are components of the kinds tunnel, notunnel and hostchecker");
+        return misused(err, "\"" + words[0] + "\" is no kind of component: tunnel, notunnel and hostchecker are");
     }
     const std::string& directory = words.size() > 2 ? words[2] : words[1];
     writeNewComponent(*kind, words[1], directory);
     out << "a component to begin with is in " << directory << "; build it and try it:\n"
-        << "  make -C " << directory << " try" << programForMake() << "\n";
+        << "  make -C " << quoted(directory) << " try" << programForMake() << "\n";
     return 0;
 }
 

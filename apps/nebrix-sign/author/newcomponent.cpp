@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include "apps/nebrix-sign/builtinfiles.h"
 #include "apps/nebrix-sign/files.h"
@@ -37,18 +38,40 @@ std::string replaced(std::string text, std::string_view mark, std::string_view b
     return text;
 }
 
-void makeEmptyDirectory(const std::string& directory) {
-    std::error_code error;
-    fs::create_directories(directory, error);
-    const bool empty = !error && fs::is_empty(directory, error);
-    if (error) {
-        raise<ESign>(String::copy("cannot make the directory " + directory + ": " + error.message()),
-                     sites::kCannotWrite);
+/// The directory that a component is begun in. It is again as it was found, unless keep() is called.
+class Destination {
+public:
+    explicit Destination(const std::string& path) : m_path(path), m_made(makeDirectory(path)) {
+        std::error_code unreadable;
+        if (!m_made && !fs::is_empty(path, unreadable)) {
+            raise<ESign>(String::copy(path + " is not empty, and nothing is overwritten"), sites::kFileExists);
+        }
     }
-    if (!empty) {
-        raise<ESign>(String::copy(directory + " is not empty, and nothing is overwritten"), sites::kFileExists);
+    Destination(const Destination&) = delete;
+    Destination& operator=(const Destination&) = delete;
+    ~Destination() {
+        std::error_code ignored;
+        std::for_each(m_written.begin(), m_written.end(), [&](const fs::path& file) { fs::remove(file, ignored); });
+        if (m_made) {
+            fs::remove(m_path, ignored);
+        }
     }
-}
+
+    void add(const std::string& name, const std::string& text) {
+        constexpr mode_t kMode = 0644;
+        place((m_path / name).string(), text, kMode, false);
+        m_written.push_back(m_path / name);
+    }
+    void keep() {
+        m_written.clear();
+        m_made = false;
+    }
+
+private:
+    const fs::path m_path;
+    bool m_made;
+    std::vector<fs::path> m_written;
+};
 
 }  // namespace
 
@@ -64,16 +87,16 @@ void writeNewComponent(ComponentKind kind, const std::string& name, const std::s
                                   "digits, \"-\" and \"_\", 64 in all"),
                      sites::kBadComponentName);
     }
-    makeEmptyDirectory(directory);
-    constexpr mode_t kMode = 0644;
+    Destination destination(directory);
     const std::pair<std::string, std::string_view> files[] = {{name + ".c", sourceOf(kind)},
                                                               {"Makefile", builtin::kMakefile},
                                                               {"CMakeLists.txt", builtin::kCMakeLists},
                                                               {"nebrix_component.h", builtin::kComponentHeader}};
     for (const auto& [file, text] : files) {
         const std::string named = replaced(std::string(text), "@NAME@", name);
-        place((fs::path(directory) / file).string(), replaced(named, "@TYPE@", componentKindName(kind)), kMode, false);
+        destination.add(file, replaced(named, "@TYPE@", componentKindName(kind)));
     }
+    destination.keep();
 }
 
 }  // namespace tessel::sign

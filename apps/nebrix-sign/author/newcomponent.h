@@ -15,7 +15,8 @@ namespace tessel::sign {
 bool isComponentName(std::string_view name) noexcept;
 
 /// Writes NAME.c, nebrix_component.h, Makefile and CMakeLists.txt into the directory, which is made; one that is there
-/// must be empty. Raises ESign when it is not, when the name will not do, and when a file cannot be written.
+/// must be empty. Raises ESign when it is not, when the name will not do, and when a file cannot be written; nothing is
+/// left behind then.
 void writeNewComponent(ComponentKind kind, const std::string& name, const std::string& directory);
 
 }  // namespace tessel::sign
