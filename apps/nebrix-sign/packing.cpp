@@ -19,15 +19,19 @@ void requirePlain(const std::string& name) {
     }
 }
 
-/// What clients check before they load the library, on the bytes that go into the archive.
-void requireFit(const SignedDll& signedLibrary, const std::string& bytes, const std::string& library,
-                const PackOptions& options) {
+void requireDigestOf(const SignedDll& signedLibrary, const std::string& bytes, const std::string& library) {
     tls::SHA256 digest;
     digest.feed(bytes.data(), bytes.size());
     if (!(Base64::encode(digest.result()) == signedLibrary.sha256)) {
         refuse(library + " is not the library that " + signaturePath(library) + " was made for",
                sites::kNotThatLibrary);
     }
+}
+
+/// What clients check before they load the library, on the bytes that go into the archive.
+void requireFit(const SignedDll& signedLibrary, const std::string& bytes, const std::string& library,
+                const PackOptions& options) {
+    requireDigestOf(signedLibrary, bytes, library);
     const std::string signedVersion(signedLibrary.version.view());
     if (options.version.value_or(signedVersion) != signedVersion) {
         refuse("version \"" + *options.version + "\" cannot be announced: \"" + signedVersion + "\" is signed",
@@ -51,6 +55,12 @@ std::string md5Hex(const std::string& bytes) {
     tls::MD5 digest;
     digest.feed(bytes.data(), bytes.size());
     return std::string(digest.result().toHex().lower().view());
+}
+
+void requireOwnSignature(const std::string& library) {
+    SignedDll signedLibrary;
+    loadSignature(signedLibrary, library);
+    requireDigestOf(signedLibrary, readWhole(library), library);
 }
 
 Announcement packLibrary(const std::string& library, const PackOptions& options) {

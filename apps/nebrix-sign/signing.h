@@ -20,7 +20,7 @@ namespace tessel::sign {
 std::string signaturePath(const std::string& library);
 
 /// Writes a signature file over the library, whatever it is, with the current time, replacing an earlier one as a
-/// whole.
+/// whole. The key's path may be kDevelopmentKey.
 void signLibrary(const std::string& library, const std::string& signatureFile, const std::string& privateKeyPath,
                  const std::string& name, const std::string& version, const AskPassword& ask = {});
 
@@ -61,6 +61,9 @@ std::string md5Hex(const std::string& bytes);
 
 /// Fills the object from the library's signature file.
 void loadSignature(SignedDll& signedLibrary, const std::string& library);
+
+/// Raises ESign when the signature file beside the library was made for another one, such as an earlier build.
+void requireOwnSignature(const std::string& library);
 
 /// The version that the library's signature file states.
 std::string signedVersion(const std::string& library);

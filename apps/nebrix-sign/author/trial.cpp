@@ -17,6 +17,7 @@
 #include "apps/nebrix-sign/scratchdirectory.h"
 #include "apps/nebrix-sign/signing.h"
 #include "libs/base/printable.h"
+#include "libs/openssl/errors.h"
 
 namespace tessel::sign {
 
@@ -25,6 +26,8 @@ namespace {
 namespace fs = std::filesystem;
 using gateway::DemoGateway;
 using gateway::GatewayOptions;
+
+constexpr const char* kCommonLog = "/tmp/nebrixclient.log";
 
 [[noreturn]] void refuse(const std::string& text, RaiseSite site) { raise<ESign>(String::copy(text), site); }
 
@@ -52,6 +55,9 @@ GatewayOptions optionsOf(const Trial& trial, ComponentKind kind) {
     options.libraries[kind] = trial.component;
     options.keyPath = trial.privateKey;
     options.signedAlready = trial.isSigned;
+    if (trial.isSigned) {
+        requireOwnSignature(trial.component);
+    }
     options.version = trial.version;
     if (!trial.request.empty()) {
         options.hostCheckingRequest = trial.request;
@@ -66,15 +72,16 @@ std::unique_ptr<DemoGateway> started(GatewayOptions options) {
         return gateway;
     } catch (const gateway::EGateway& caught) {
         raise<ESign>(caught.getMessage(), sites::kNoGateway);
+    } catch (const tls::ELibContext& caught) {
+        raise<ESign>(caught.getMessage(), sites::kNoGateway);
     }
 }
 
 /// Where the client writes its log: at home, if the common one is somebody else's.
 std::string logOf(const std::string& home) {
-    const std::string common = "/tmp/nebrixclient.log";
     struct stat status {};
-    const bool ours = ::lstat(common.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::getuid();
-    return ours ? common : home + "/.Nebrix/nebrixclient.log";
+    const bool ours = ::lstat(kCommonLog, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::getuid();
+    return ours ? kCommonLog : home + "/.Nebrix/nebrixclient.log";
 }
 
 /// What the component wrote, and warnings.
@@ -119,6 +126,7 @@ void addSigned(const std::string& library, GatewayOptions& options) {
     if (!kind) {
         return;
     }
+    requireOwnSignature(library);
     const auto [place, fresh] = options.libraries.emplace(*kind, library);
     if (!fresh) {
         refuse(place->second + " and " + library + " are both of the type " + std::string(componentKindName(*kind)),
@@ -133,9 +141,13 @@ GatewayOptions optionsOf(const Service& service) {
     options.signedAlready = true;
     std::error_code error;
     for (const fs::directory_entry& entry : fs::directory_iterator(service.directory, error)) {
-        if (fs::exists(signaturePath(entry.path().string()), error)) {
+        std::error_code unknown;
+        if (fs::exists(signaturePath(entry.path().string()), unknown)) {
             addSigned(entry.path().string(), options);
         }
+    }
+    if (error) {
+        refuse("cannot read the directory " + service.directory + ": " + error.message(), sites::kCannotRead);
     }
     if (options.libraries.empty()) {
         refuse("there is no signed component in " + service.directory + " (\"nebrix-sign sign\" signs)",
@@ -153,11 +165,14 @@ int runTrial(const Trial& trial, std::ostream& out) {
     requireTrust(trial, signals, client);
     const ScratchDirectory scratch("nebrix-sign");
     const std::string home = trial.home.empty() ? scratch.path() : fs::absolute(trial.home).string();
-    fs::create_directories(home);
+    makeDirectory(home);
     const auto gateway = started(optionsOf(trial, kind));
     out << "== " << client << " with " << trial.component << " as " << componentKindName(kind)
-        << " (Ctrl-C ends the session)\n"
-        << std::flush;
+        << " (Ctrl-C ends the session)\n";
+    if (trial.debugger) {
+        out << "the component's process waits for a debugger; its number comes into " << kCommonLog << "\n";
+    }
+    out << std::flush;
     const int status =
         runClient(signals, client, clientArguments(trial, *gateway), gateway->mediation(kind), home, trial.seconds);
     tell(*gateway, home, out);

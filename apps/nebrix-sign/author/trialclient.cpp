@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -27,9 +28,26 @@ namespace {
 constexpr int kSignalled = 128;
 /// Seconds that a client has to tell its version.
 constexpr unsigned kPatience = 10;
-constexpr const char* kClientName = "/nebrixclient-cli";
+constexpr const char* kClientName = "nebrixclient-cli";
+constexpr const char* kSetpriv = "/usr/bin/setpriv";
+constexpr const char* kEnv = "/usr/bin/env";
 
-bool isProgram(const std::string& path) { return ::access(path.c_str(), X_OK) == 0; }
+bool isProgram(const std::string& path) {
+    std::error_code unknown;
+    return std::filesystem::is_regular_file(path, unknown) && ::access(path.c_str(), X_OK) == 0;
+}
+
+/// The program's path, by PATH; empty when it is nowhere there.
+std::string inPath(const std::string& name) {
+    const char* const path = std::getenv("PATH");
+    std::istringstream folders(path == nullptr ? "" : path);
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        if (folder.starts_with('/') && isProgram(folder + "/" + name)) {
+            return folder + "/" + name;
+        }
+    }
+    return {};
+}
 
 bool hasEnded(const platform::StartedProcess& process) {
     pollfd look{.fd = process.ended.get(), .events = POLLIN, .revents = 0};
@@ -38,11 +56,14 @@ bool hasEnded(const platform::StartedProcess& process) {
 
 platform::StartedProcess start(const std::string& client, const std::vector<std::string>& arguments, int input,
                                int output, const std::string& home) {
-    // By env(1), for the home directory, and so that no proxy is asked for the way to this machine.
-    platform::ProcessStart plan{.program = "/usr/bin/env",
-                                .arguments = {"HOME=" + home, "no_proxy=127.0.0.1", "NO_PROXY=127.0.0.1", client},
-                                .input = input,
-                                .output = output};
+    // By env(1), for the home directory, and so that no proxy is asked for the way to this machine. By setpriv(1), so
+    // that no session goes on when this process is killed.
+    const bool tied = isProgram(kSetpriv);
+    platform::ProcessStart plan{.program = tied ? kSetpriv : kEnv, .input = input, .output = output};
+    if (tied) {
+        plan.arguments = {"--pdeathsig", "TERM", kEnv};
+    }
+    plan.arguments.insert(plan.arguments.end(), {"HOME=" + home, "no_proxy=127.0.0.1", "NO_PROXY=127.0.0.1", client});
     plan.arguments.insert(plan.arguments.end(), arguments.begin(), arguments.end());
     platform::StartedProcess started = platform::startProcess(plan);
     if (started.id < 0) {
@@ -103,21 +124,20 @@ int HeldSignals::wait(unsigned seconds) const {
 
 std::string findClient(const std::string& named) {
     if (!named.empty()) {
-        return named;
-    }
-    std::string beside = std::string(platform::programDirectory().view()) + kClientName;
-    if (isProgram(beside)) {
-        return beside;
-    }
-    const char* const path = std::getenv("PATH");
-    std::istringstream folders(path == nullptr ? "" : path);
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        if (folder.starts_with('/') && isProgram(folder + kClientName)) {
-            return folder + kClientName;
+        const bool isPath = named.find('/') != std::string::npos;
+        std::string found = isPath ? named : inPath(named);
+        if (!isProgram(found)) {
+            raise<ESign>(String::copy("there is no program " + named + (isPath ? "" : " in PATH")), sites::kNoClient);
         }
+        return found;
     }
-    raise<ESign>("there is no nebrixclient-cli beside this program or in PATH: install it, or name one by --client",
-                 sites::kNoClient);
+    const std::string beside = std::string(platform::programDirectory().view()) + "/" + kClientName;
+    std::string found = isProgram(beside) ? beside : inPath(kClientName);
+    if (found.empty()) {
+        raise<ESign>("there is no nebrixclient-cli beside this program or in PATH: install it, or name one by --client",
+                     sites::kNoClient);
+    }
+    return found;
 }
 
 bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client) {
@@ -127,11 +147,11 @@ bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client)
     }
     const int status =
         waitForEnd(signals, start(client, {"--version"}, -1, ::fileno(answer.get()), "/nonexistent"), kPatience);
-    if (status != 0) {
-        raise<ESign>(String::copy("\"" + client + " --version\" fails: this is no client"), sites::kNoClient);
+    const std::string said = readWhole("/proc/self/fd/" + std::to_string(::fileno(answer.get())));
+    if (status != 0 || !said.starts_with("nebrixclient")) {
+        raise<ESign>(String::copy(client + " is no client, by what it answers to --version"), sites::kNoClient);
     }
-    return readWhole("/proc/self/fd/" + std::to_string(::fileno(answer.get()))).find("DEVELOPMENT key") !=
-           std::string::npos;
+    return said.find("DEVELOPMENT key") != std::string::npos;
 }
 
 int runClient(const HeldSignals& signals, const std::string& client, std::vector<std::string> arguments,

@@ -27,8 +27,8 @@ private:
     sigset_t m_former{};
 };
 
-/// The path of a client: the one that is named, else nebrixclient-cli beside this program or in PATH. Raises ESign when
-/// there is none.
+/// The path of a client: the one that is named, by a path or as found in PATH, else nebrixclient-cli beside this
+/// program or in PATH. Raises ESign when there is none.
 std::string findClient(const std::string& named);
 
 /// Whether the client verifies components against the development key, by what it says itself. Raises ESign when it
@@ -37,8 +37,8 @@ bool trustsDevelopmentKey(const HeldSignals& signals, const std::string& client)
 
 /// Runs the client with these options and this home directory until it ends: its exit status, or 128 and the signal
 /// that ended it. The link, which is a secret, goes to its standard input. It is asked to end by the signals that this
-/// process gets, and after so many seconds, if that is not 0. What it prints goes to our standard output. Raises ESign
-/// when it cannot be started.
+/// process gets, and after so many seconds, if that is not 0; by SIGTERM, too, when the calling thread ends. What it
+/// prints goes to our standard output. Raises ESign when it cannot be started.
 int runClient(const HeldSignals& signals, const std::string& client, std::vector<std::string> arguments,
               const std::string& link, const std::string& home, unsigned seconds);
 
