@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <httplib.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,8 +15,6 @@
 #include <utility>
 
 #include "apps/nebrix-demo-gateway/documents.h"
-#include "apps/nebrix-sign/builtinfiles.h"
-#include "apps/nebrix-sign/files.h"
 #include "apps/nebrix-sign/scratchdirectory.h"
 #include "libs/base/base64.h"
 #include "libs/base/descriptor.h"
@@ -134,10 +131,6 @@ DemoGateway::Implementation::Implementation(GatewayOptions options)
     : m_options(std::move(options)), m_clientId(m_options.clientId.empty() ? randomIdentifier() : m_options.clientId) {
     const tls::SelfSignedCertificate server({.dns = {"localhost"}, .addresses = {String::copy(m_options.address)}});
     const sign::ScratchDirectory scratch("nebrix-demo-gateway");
-    if (m_options.keyPath.empty()) {
-        m_options.keyPath = scratch.path("development-private.pem");
-        sign::place(m_options.keyPath, sign::builtin::kDevelopmentKey, S_IRUSR, false);
-    }
     const std::string certificate = scratch.path("server.pem");
     const std::string key = scratch.path("server-key.pem");
     server.writeFiles(String::copy(certificate), String::copy(key));

@@ -57,6 +57,7 @@ void serve(GatewayOptions options) {
         std::cout << "mediation " << typeName(type) << " " << gateway.mediation(type) << "\n";
     }
     std::cout << "certificate " << gateway.certificatePath() << "\n"
+              << "fingerprint " << gateway.certificateFingerprint() << "\n"
               << "listening " << gateway.authority() << std::endl;
     int number = 0;
     sigwait(&signals, &number);

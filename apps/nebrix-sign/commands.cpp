@@ -64,6 +64,10 @@ int sign(const Arguments& arguments, std::ostream& out, std::ostream& err) {
     if (arguments.has("type") && !kind) {
         return complain(err, "option --type needs plugindll, plugindllnotunnel or hostchecker", kUsage);
     }
+    const std::string key = arguments.value("key", kDevelopmentKey);
+    if (arguments.has("development") != key.empty()) {
+        return complain(err, "one of the options --key and --development is required", kUsage);
+    }
     requireReadable(library);
     const Finding finding = examineComponent(library, kind);
     if (finding.verdict == Finding::Verdict::NoComponent && !arguments.has("force")) {
@@ -80,7 +84,7 @@ int sign(const Arguments& arguments, std::ostream& out, std::ostream& err) {
                  "ends in a digit, before a name that begins with none and no dot, shows where they part",
                  kDone);
     }
-    signLibrary(library, signaturePath(library), arguments.value("key"), name, version, passwordSource(arguments));
+    signLibrary(library, signaturePath(library), key, name, version, passwordSource(arguments));
     out << "signature " << signaturePath(library) << "\n";
     return kDone;
 }
@@ -110,7 +114,7 @@ int pack(const Arguments& arguments, std::ostream& out, std::ostream& /*err*/) {
 
 const std::vector<Command>& commands() {
     static const std::vector<Command> kCommands{
-        {"keygen", keygenGrammar(), &keygen, {}},    {"sign", signGrammar(), &sign, "key"},
+        {"keygen", keygenGrammar(), &keygen, {}},    {"sign", signGrammar(), &sign, {}},
         {"verify", verifyGrammar(), &verify, "key"}, {"pack", packGrammar(), &pack, {}},
         {"check", checkGrammar(), &check, {}},       {"new", newGrammar(), &newComponent, {}},
         {"try", tryGrammar(), &tryComponent, {}},    {"serve", serveGrammar(), &serveComponents, {}}};
@@ -157,7 +161,11 @@ int dispatch(const std::vector<std::string>& words, std::ostream& out, std::ostr
 
 int run(const std::vector<std::string>& words, std::ostream& out, std::ostream& err) noexcept {
     try {
-        return dispatch(words, out, err);
+        const int status = dispatch(words, out, err);
+        if (!out.flush()) {
+            return complain(err, "cannot write to the standard output", status == kDone ? kFailed : status);
+        }
+        return status;
     } catch (const ESign& caught) {
         return complain(err, caught.getMessage().view(), kFailed);
     } catch (const EFile& caught) {

@@ -29,22 +29,23 @@ Grammar signGrammar() {
         .summary =
             "Signs a component library: writes LIBRARY.sig with its digest, the current time and the "
             "signature. What is no shared library, or lacks a required entry, is refused.",
-        .options = {{.name = "key", .letter = 'k', .value = "PRIVATE", .help = "PEM file of the private key; required"},
-                    {.name = "password-file",
-                     .value = "FILE",
-                     .help =
-                         "a file whose first line is the password of an encrypted key, which the terminal is asked for "
-                         "otherwise"},
-                    {.name = "name", .value = "NAME", .help = "the component's name; the file's by default"},
-                    {.name = "version", .value = "VERSION", .help = "the component's version; 1.0.0 by default"},
-                    {.name = "type",
-                     .letter = 't',
-                     .value = "TYPE",
-                     .help =
-                         "the component's type: plugindll, plugindllnotunnel or hostchecker; what its entries tell by "
-                         "default"},
-                    {.name = "force", .letter = 'f', .help = "signs what is refused otherwise, with a warning"},
-                    kHelp},
+        .options =
+            {{.name = "key", .letter = 'k', .value = "PRIVATE", .help = "PEM file of the private key"},
+             {.name = "development",
+              .help = "signs with the development key, which everybody has, for clients that were built with it"},
+             {.name = "password-file",
+              .value = "FILE",
+              .help = "a file whose first line is the password of an encrypted key, which the terminal is asked for "
+                      "otherwise"},
+             {.name = "name", .value = "NAME", .help = "the component's name; the file's by default"},
+             {.name = "version", .value = "VERSION", .help = "the component's version; 1.0.0 by default"},
+             {.name = "type",
+              .letter = 't',
+              .value = "TYPE",
+              .help = "the component's type: plugindll, plugindllnotunnel or hostchecker; what its entries tell by "
+                      "default"},
+             {.name = "force", .letter = 'f', .help = "signs what is refused otherwise, with a warning"},
+             kHelp},
         .fewestOperands = 1,
         .mostOperands = 1};
 }

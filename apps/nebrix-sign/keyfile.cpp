@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 
+#include "apps/nebrix-sign/builtinfiles.h"
 #include "apps/nebrix-sign/files.h"
 #include "libs/openssl/rsa_pem.h"
 
@@ -24,7 +25,7 @@ void loadPublicKey(tls::RSA& key, const std::string& path) {
 }
 
 void loadPrivateKey(tls::RSA& key, const std::string& path, const AskPassword& ask) {
-    const std::string pem = readWhole(path, kLongestKeyFile);
+    const std::string pem = path == kDevelopmentKey ? builtin::kDevelopmentKey : readWhole(path, kLongestKeyFile);
     if (!tls::isEncryptedPrivateKey(pem.c_str())) {
         if (key.loadFromMem(pem.c_str(), "", false) != 1) {
             fail(path + " holds no RSA private key in PEM form", sites::kBadKey);

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "apps/nebrix-sign/errors.h"
 #include "libs/openssl/rsa_wrapper.h"
@@ -13,6 +14,9 @@ namespace tessel::sign {
 /// Gives the password of the encrypted key in the file of this name, or raises ESign. It is asked once, and for no
 /// other key.
 using AskPassword = std::function<std::string(const std::string& path)>;
+
+/// In the place of a path: the private half of the development key, which everybody has.
+inline constexpr std::string_view kDevelopmentKey = "";
 
 /// Without `ask` an encrypted key is an error.
 void loadPrivateKey(tls::RSA& key, const std::string& path, const AskPassword& ask);

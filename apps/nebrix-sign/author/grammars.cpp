@@ -55,18 +55,20 @@ Grammar tryGrammar() {
 }
 
 Grammar serveGrammar() {
-    return {.program = "nebrix-sign serve",
-            .operands = "DIRECTORY",
-            .summary =
-                "Serves the components of a directory that have a signature file beside them, at most one of each "
-                "type, from a gateway on loopback until SIGINT or SIGTERM.",
-            .options = {{.name = "port", .letter = 'p', .value = "PORT", .help = "the port; a free one by default"},
-                        {.name = "client-id",
-                         .value = "ID",
-                         .help = "the client identifier of the links; random by default"},
-                        {.name = "help", .letter = 'h', .help = "prints this text"}},
-            .fewestOperands = 1,
-            .mostOperands = 1};
+    return {
+        .program = "nebrix-sign serve",
+        .operands = "DIRECTORY",
+        .summary =
+            "Serves the components of a directory that have a signature file beside them, at most one of each "
+            "type, from a gateway on loopback until SIGINT or SIGTERM: those that are there at the start, as they are "
+            "then.",
+        .options = {{.name = "port", .letter = 'p', .value = "PORT", .help = "the port; a free one by default"},
+                    {.name = "client-id",
+                     .value = "ID",
+                     .help = "the client identifier of the links; random by default"},
+                    {.name = "help", .letter = 'h', .help = "prints this text"}},
+        .fewestOperands = 1,
+        .mostOperands = 1};
 }
 
 }  // namespace tessel::sign

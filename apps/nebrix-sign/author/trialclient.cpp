@@ -42,8 +42,10 @@ std::string inPath(const std::string& name) {
     const char* const path = std::getenv("PATH");
     std::istringstream folders(path == nullptr ? "" : path);
     for (std::string folder; std::getline(folders, folder, ':');) {
-        if (folder.starts_with('/') && isProgram(folder + "/" + name)) {
-            return folder + "/" + name;
+        const bool isAbsolute = folder.starts_with('/');
+        folder.append("/").append(name);
+        if (isAbsolute && isProgram(folder)) {
+            return folder;
         }
     }
     return {};

@@ -46,7 +46,10 @@ int check(const commandline::Arguments& arguments, std::ostream& out, std::ostre
     }
     try {
         const CheckReport report = checkComponent(options);
-        out << (arguments.has("json") ? toJson(report) : toText(report));
+        out << (arguments.has("json") ? toJson(report) : toText(report)) << std::flush;
+        if (!out) {
+            return kNotRun;  // nobody reads what came out
+        }
         return report.passed() ? kPassed : kFailed;
     } catch (const Exception& caught) {
         err << "nebrix-sign: " << caught.getMessage().view() << "\n";
