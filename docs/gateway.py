@@ -7,6 +7,7 @@ DIRECTORY holds server.pem (certificate and key), and for each type of component
 archive in TYPE.json. What clients may fetch is below DIRECTORY/public: components/ with the archives, certificates/ with
 client.pem (certificate and key) and authority.pem for the tunnel, resources/welcome.txt.
 """
+import contextlib
 import functools
 import hashlib
 import http.server
@@ -17,7 +18,7 @@ import sys
 import urllib.parse
 
 DIRECTORY, IDENTIFIER, PORT = pathlib.Path(sys.argv[1]), sys.argv[2], int(sys.argv[3])
-KINDS = ("plugindll", "plugindllnotunnel", "hostchecker")
+KINDS = [kind for kind in ("plugindll", "plugindllnotunnel", "hostchecker") if (DIRECTORY / (kind + ".json")).exists()]
 
 
 def file(name):
@@ -28,7 +29,7 @@ def file(name):
 def configuration(kind, language):
     libraries = {"linux64_openssl3": json.loads((DIRECTORY / (kind + ".json")).read_text())}
     if kind == "hostchecker":
-        return {"type": kind, "hostcheckerDlls": libraries, "hostcheckingrequest": "linux kernel Linux\n",
+        return {"type": kind, "hostcheckerDlls": libraries, "hostcheckingrequest": "system file /etc/os-release\n",
                 "responseurl": "/verdict", "hostname": "localhost", "language": language, "hostcheckingtimer": 5}
     common = {"type": kind, "orgname": "Example", "clientid": IDENTIFIER, "pluginDlls": libraries}
     if kind == "plugindllnotunnel":
@@ -39,6 +40,8 @@ def configuration(kind, language):
 
 
 class Gateway(http.server.SimpleHTTPRequestHandler):
+    timeout = 30  # seconds for a peer that says nothing
+
     def tell(self, result, refusal=None):
         answer = {"success": refusal is None, "result": result, **({"exception": refusal} if refusal else {})}
         body = json.dumps(answer).encode()
@@ -63,13 +66,15 @@ class Gateway(http.server.SimpleHTTPRequestHandler):
         if not self.known() or self.path != "/verdict":
             return self.send_error(403)
         post = urllib.parse.parse_qs(self.rfile.read(int(self.headers["Content-Length"])).decode())
-        self.tell({"continue": post.get("rulesChecked") == ["linux"], "info": "checked"})
+        self.tell({"continue": post.get("rulesChecked") == ["system"], "info": "checked"})
 
 
 context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
 context.load_cert_chain(DIRECTORY / "server.pem")
 handler = functools.partial(Gateway, directory=str(DIRECTORY / "public"))
 with http.server.ThreadingHTTPServer(("127.0.0.1", PORT), handler) as server:
-    server.socket = context.wrap_socket(server.socket, server_side=True)
-    print("serving https://localhost:%d/mediation/" % server.server_port)
-    server.serve_forever()
+    # Each connection's handshake is its own thread's: a peer that does not finish it keeps nobody else waiting.
+    server.socket = context.wrap_socket(server.socket, server_side=True, do_handshake_on_connect=False)
+    print("serving https://localhost:%d/mediation/" % server.server_port, flush=True)
+    with contextlib.suppress(KeyboardInterrupt):
+        server.serve_forever()

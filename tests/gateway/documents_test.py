@@ -11,6 +11,7 @@ import http.client
 import json
 import pathlib
 import shutil
+import socket
 import ssl
 import subprocess
 import sys
@@ -110,6 +111,7 @@ class Documents(unittest.TestCase):
                 BIN / "nebrix-sign", "pack", "-o", home / "public/components" / (kind + ".zip"), home / library))
         gateway, serving = self.start("/usr/bin/python3", "-u", SOURCE / "docs/gateway.py", home, "known", "0")
         place = serving.split()[1].removeprefix("https://")
+        self.addCleanup(socket.create_connection(place.split("/")[0].split(":")).close)  # keeps nobody waiting
         pin = output("openssl", "x509", "-in", home / "server.pem", "-noout", "-fingerprint", "-sha256").split("=")[1]
 
         said = []
