@@ -11,9 +11,16 @@ foreach(folder "../include" "../../../include")
     endif()
 endforeach()
 if(NOT EXISTS "${nebrix_sdk_include}/nebrix_component.h")
-    message(FATAL_ERROR "nebrix-sdk: there is no nebrix_component.h beside ${CMAKE_CURRENT_LIST_DIR}")
+    # A copy of the installed folder, whose header lies in the compiler's own path or below CMAKE_PREFIX_PATH.
+    find_path(NEBRIX_SDK_INCLUDE nebrix_component.h DOC "the folder of nebrix_component.h")
+    set(nebrix_sdk_include "${NEBRIX_SDK_INCLUDE}")
+endif()
+if(NOT EXISTS "${nebrix_sdk_include}/nebrix_component.h")
+    message(FATAL_ERROR "nebrix-sdk: nebrix_component.h is neither beside ${CMAKE_CURRENT_LIST_DIR} nor installed; "
+        "-D NEBRIX_SDK_INCLUDE=FOLDER says where it is")
 endif()
 find_package(Threads REQUIRED)
+set(NEBRIX_SIGN nebrix-sign CACHE STRING "the program that tries a component")
 
 if(NOT TARGET nebrix::sdk)
     add_library(nebrix_sdk INTERFACE)
@@ -29,5 +36,6 @@ function(nebrix_add_component name)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_link_libraries(${name} PRIVATE nebrix::sdk)
-    add_custom_target(${name}-try COMMAND nebrix-sign try "$<TARGET_FILE:${name}>" DEPENDS ${name} USES_TERMINAL)
+    add_custom_target(${name}-try COMMAND "${NEBRIX_SIGN}" try "$<TARGET_FILE:${name}>"
+        DEPENDS ${name} USES_TERMINAL VERBATIM)
 endfunction()
