@@ -2,12 +2,12 @@
 // The process in which a component is checked against its contract: the component host's loading, confinement and
 // calls, with a look at the process around each. Started by "nebrix-sign check", once for each scenario:
 //
-//   nebrix-component-probe [--plain] KIND SCENARIO LIBRARY DIRECTORY
+//   nebrix-component-probe [--plain] [--values FILE] KIND SCENARIO LIBRARY DIRECTORY
 //
 // Descriptor 3 is the socket that the report goes to; standard output and error are a file, which the component is not
-// to write to. With --plain the process is not confined and the library is opened where it lies, so that valgrind(1)
-// can run it and name its lines. Unlike the host this program says what it sees to whoever started it, and gives the
-// component no network.
+// to write to. --values has what the component is given (givenvalues.h). With --plain the process is not confined and
+// the library is opened where it lies, so that valgrind(1) can run it and name its lines. Unlike the host this program
+// says what it sees to whoever started it, and gives the component no network.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,6 +19,7 @@
 #include "apps/nebrix-component-host/confinement.h"
 #include "apps/nebrix-component-probe/downloads.h"
 #include "apps/nebrix-component-probe/scenarios.h"
+#include "apps/nebrix-component-probe/values.h"
 #include "libs/base/errors.h"
 #include "libs/base/file.h"
 #include "libs/base/log.h"
@@ -32,6 +33,7 @@ constexpr std::uint64_t kLongestLibrary = 0xFFFFFFFF;
 
 struct Arguments {
     bool plain = false;
+    const char* values = nullptr;
     Kind kind{};
     const Scenario* scenario = nullptr;
     const char* path = nullptr;
@@ -39,12 +41,20 @@ struct Arguments {
 };
 
 bool read(int argc, char** argv, Arguments& arguments) {
-    constexpr int kWords = 5;
-    arguments.plain = argc == kWords + 1 && std::string_view(argv[1]) == "--plain";
-    if (argc != kWords + (arguments.plain ? 1 : 0)) {
+    constexpr int kWords = 4;
+    char** words = argv + 1;
+    char** const end = argv + argc;
+    if (words < end && std::string_view(*words) == "--plain") {
+        arguments.plain = true;
+        ++words;
+    }
+    if (end - words > 1 && std::string_view(*words) == "--values") {
+        arguments.values = words[1];
+        words += 2;
+    }
+    if (end - words != kWords) {
         return false;
     }
-    char** const words = argv + argc - kWords + 1;
     bool known = false;
     for (const Kind kind : {Kind::Tunnel, Kind::Resource, Kind::HostChecker}) {
         if (std::string_view(words[0]) == kKindNames[static_cast<int>(kind)]) {
@@ -69,6 +79,9 @@ void hold(const Arguments& arguments) {
 }
 
 void play(const Arguments& arguments, Report& report) {
+    if (arguments.values != nullptr) {
+        give(readGivenValues(arguments.values));
+    }
     Observer observer(report);
     const SealedFile sealed = arguments.plain ? SealedFile() : SealedFile(arguments.path, kLongestLibrary);
     Stage stage{arguments.kind, arguments.plain ? LibrarySource(String(arguments.path)) : LibrarySource(sealed),

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "apps/component/plugindllinstance.h"
+#include "apps/nebrix-component-probe/givenvalues.h"
 
 /// What a component is given during a check.
 namespace tessel::probe {
@@ -25,8 +26,13 @@ struct Values {
     std::vector<String*> fromGateway();
 };
 
-/// What a gateway of good will says. The server is this machine's discard port, so that a tunnel that is tried goes
-/// nowhere; no certificate is named.
+/// Whether a given value may have the key.
+bool isGivenKey(std::string_view key) noexcept;
+/// From now on these stand in the place of what is made up. Before any other function here is called.
+void give(GivenValues values);
+
+/// What a gateway of good will says, as far as nothing else is given. The server is this machine's discard port, so
+/// that a tunnel that is tried goes nowhere; no certificate is named.
 Values ordinaryValues(const String& directory);
 /// The same with one text in the place of each that a gateway can choose.
 Values valuesOf(const Values& ordinary, const String& text);
@@ -38,7 +44,8 @@ struct HostileText {
 };
 std::vector<HostileText> hostileTexts();
 
-/// The secret that the text has in it, as "the ticket"; null for none.
+/// The secret that the text has in it, as "the ticket"; null for none. One that was given is looked for if it has eight
+/// bytes at least: a shorter one may be anywhere.
 const char* secretIn(std::string_view text);
 /// The same of the names below a directory, and of the arguments of all other processes.
 const char* secretInNames(const std::string& directory);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <memory>
 
@@ -127,6 +128,19 @@ TEST(Check, eachComponentFailsAtItsRuleAlone) {
     }
 }
 
+TEST(Check, givenValuesStandInThePlaceOfMadeUpOnes) {
+    const TemporaryDirectory folder;
+    const auto failed = [values = folder.path("values")](const std::string& fault, const std::string& lines) {
+        std::ofstream(values) << lines;
+        const std::string zoo = kZoo + "zoo-plugin.so";
+        return rulesThat("failed",
+                         runProgram({"env", fault, kProgram, "check", "--json", "--values", values, zoo}).output);
+    };
+    EXPECT_TRUE(failed("NEBRIX_ZOO=12a", "# of a real session\n\nticket=ticket-of-theirs\n").contains("12a"));
+    EXPECT_TRUE(failed("NEBRIX_ZOO=12a", "ticket=ticket-\n").empty());  // too short to be looked for
+    EXPECT_TRUE(failed("NEBRIX_ZOO=3b", "server=100% real\n").contains("10b"));
+}
+
 TEST(Check, whatCannotBeCheckedIsSaid) {
     const auto status = [](std::vector<std::string> words) {
         words.insert(words.begin(), {kProgram, "check"});
@@ -136,6 +150,7 @@ TEST(Check, whatCannotBeCheckedIsSaid) {
     EXPECT_EQ(status({"--type", "tunnel", kZoo + "zoo-plugin.so"}), 2);
     EXPECT_EQ(status({"/none.so"}), 3);
     EXPECT_EQ(status({kZoo + "test-neighbour.so"}), 3);
+    EXPECT_EQ(status({"--values", "/etc/os-release", kZoo + "zoo-plugin.so"}), 3);
     const auto text = runProgram({kProgram, "check", "--type", "hostchecker", kZoo + "zoo-plugin.so"});
     EXPECT_EQ(text.status, 1);
     EXPECT_NE(text.output.find("\nfailed       8    has all required entries: "), std::string::npos) << text.output;

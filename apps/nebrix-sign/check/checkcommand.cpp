@@ -28,6 +28,9 @@ commandline::Grammar checkGrammar() {
                          "checks it as plugindll, plugindllnotunnel or hostchecker; as all that its entries tell by "
                          "default"},
                     {.name = "valgrind", .help = "looks for lost memory and memory errors with valgrind, too"},
+                    {.name = "values",
+                     .value = "FILE",
+                     .help = "lines KEY=TEXT: a server, a certificate and the like, in the place of what is made up"},
                     {.name = "json", .help = "prints one JSON document"},
                     {.name = "help", .letter = 'h', .help = "prints this text"}},
         .fewestOperands = 1,
@@ -38,7 +41,8 @@ commandline::Grammar checkGrammar() {
 }
 
 int check(const commandline::Arguments& arguments, std::ostream& out, std::ostream& err) {
-    CheckOptions options{.path = arguments.operands()[0], .valgrind = arguments.has("valgrind")};
+    CheckOptions options{
+        .path = arguments.operands()[0], .valgrind = arguments.has("valgrind"), .values = arguments.value("values")};
     options.kind = componentKindNamed(arguments.value("type"));
     if (arguments.has("type") && !options.kind) {
         err << "nebrix-sign: option --type needs plugindll, plugindllnotunnel or hostchecker\n";

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "apps/nebrix-component-probe/givenvalues.h"
 #include "apps/nebrix-sign/check/proberun.h"
 #include "apps/nebrix-sign/check/valgrind.h"
 #include "apps/nebrix-sign/files.h"
@@ -90,6 +91,9 @@ bool Check::hasEntries() {
 Outcome Check::runStep(ProbeStart start, const std::string& kind, const char* scenario) {
     const std::string directory = m_scratch.path(kind + "-" + scenario) + "/";
     std::filesystem::create_directory(directory);
+    if (!m_options.values.empty()) {
+        start.arguments.insert(start.arguments.end(), {"--values", m_options.values});
+    }
     start.arguments.insert(start.arguments.end(), {kind, scenario, m_options.path, directory});
     Outcome outcome = runProbe(start);
     std::for_each(outcome.faults.begin(), outcome.faults.end(), [this](const Fault& fault) { fail(fault); });
@@ -183,6 +187,9 @@ unsigned CheckReport::count(Verdict::Result result) const {
 CheckReport checkComponent(const CheckOptions& options) {
     requireReadable(options.path);
     requireComponent(options.path);
+    if (!options.values.empty()) {
+        probe::readGivenValues(options.values);  // raises what the probe could not say
+    }
     return Check(options).run();
 }
 

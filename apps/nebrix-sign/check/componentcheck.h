@@ -15,6 +15,8 @@ struct CheckOptions {
     /// Nothing: what its entries tell. A plug-in that can open a resource is then checked with and without tunnel.
     std::optional<ComponentKind> kind{};
     bool valgrind = false;
+    /// A file with what the component is given (givenvalues.h); empty: everything is made up.
+    std::string values{};
 };
 
 /// What came out for one rule. The sentence says how the rule was broken, or why it was not checked.
@@ -38,7 +40,8 @@ struct CheckReport {
 };
 
 /// Has the component live through all scenarios of its kind, each in a process of its own. That takes some seconds, and
-/// a minute or two with valgrind. Raises ESign when nothing can be checked: no library, no component, no probe.
+/// a minute or two with valgrind. Raises ESign when nothing can be checked: no library, no component, no probe; and
+/// probe::EGivenValues.
 CheckReport checkComponent(const CheckOptions& options);
 
 /// One line for each rule, then one on the whole.
