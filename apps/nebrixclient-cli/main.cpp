@@ -109,8 +109,11 @@ void printLine(const String& line) {
 sigset_t watchedSignals() {
     sigset_t set;
     sigemptyset(&set);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGUSR1}) {
         sigaddset(&set, signal);
+    }
+    if (!platform::isSignalIgnored(SIGHUP)) {  // under nohup(1) the session outlives its terminal
+        sigaddset(&set, SIGHUP);
     }
     return set;
 }

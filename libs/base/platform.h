@@ -93,6 +93,10 @@ void wakeOne(std::atomic<std::uint32_t>& word) noexcept;
 /// it forget them: an ignored SIGCHLD outlives execve(2). What starts a process here begins with it.
 void keepEndedChildren() noexcept;
 
+/// Whether whoever started this program had it ignore the signal, as nohup(1) does with SIGHUP. Before handlers are
+/// set.
+bool isSignalIgnored(int signal) noexcept;
+
 /// Runs a command through the system's shell and waits for it: its exit status, 128 and the signal's number when it
 /// was killed, or -1 when there was no process for it.
 ///

@@ -165,6 +165,11 @@ void keepEndedChildren() noexcept {
     }
 }
 
+bool isSignalIgnored(int signal) noexcept {
+    struct sigaction action {};
+    return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 StartedProcess startProcess(const ProcessStart& start) {
     keepEndedChildren();
     std::vector<std::string> texts{start.program.str()};

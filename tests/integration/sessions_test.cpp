@@ -26,14 +26,19 @@ GatewayOptions referenceComponents() {
 }
 
 TEST(Sessions, theTunnelPluginConnectsAndEndsCleanlyOnASignal) {
-    for (const int signal : {SIGTERM, SIGHUP}) {
+    for (const bool nohup : {false, true}) {
         Session session(referenceComponents());
         std::vector<std::string> words = session.client(ComponentType::PluginDll, {"--changes-only"});
-        words.insert(words.begin(), {"env", "--ignore-signal=CHLD"});  // what some who start programs leave behind
+        // What some who start programs leave behind.
+        words.insert(words.begin(), {"env", nohup ? "--ignore-signal=CHLD,HUP" : "--ignore-signal=CHLD"});
         ChildProcess client(words);
         EXPECT_TRUE(client.waitForOutput("vpn: connected ip=192.0.2.")) << client.output() << client.errors();
         EXPECT_FALSE(client.wait(ChildProcess::Milliseconds(600))) << "and is polled";
-        client.signalGroup(signal);
+        client.signalGroup(SIGHUP);
+        if (nohup) {
+            EXPECT_FALSE(client.wait(ChildProcess::Milliseconds(600))) << "it outlives its terminal";
+            client.signalGroup(SIGTERM);
+        }
         EXPECT_EQ(client.wait(), 0) << client.errors();
         const std::string output = client.output();
         EXPECT_TRUE(output.starts_with("dispatch: tunnel plug-in\n")) << output;

@@ -25,6 +25,7 @@
 #include "generated/languages.h"
 #include "libs/base/console.h"
 #include "libs/base/log.h"
+#include "libs/base/platform.h"
 
 using tessel::LogCategory;
 using tessel::String;
@@ -173,8 +174,11 @@ void NebrixClientGui::enableCoreDumps() {
 
 /// Before the instance lock is taken: whoever holds it may be asked to show itself.
 void NebrixClientGui::catchSignals() {
-    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    for (const int signal : {SIGTERM, SIGINT}) {
         SetSignalHandler(signal, &quitOnSignal);
+    }
+    if (!tessel::platform::isSignalIgnored(SIGHUP)) {  // under nohup(1) the session outlives its terminal
+        SetSignalHandler(SIGHUP, &quitOnSignal);
     }
     SetSignalHandler(SIGUSR1, &showOnSignal);
     std::signal(SIGPIPE, SIG_IGN);
