@@ -31,7 +31,7 @@ import xml.etree.ElementTree
 BIN = os.environ["NEBRIX_BIN"]
 HELPERS = os.path.join(BIN, "test-components")
 CLIENT, HOST = "nebrixclient-cli", "nebrix-component-host"
-LONGEST, LONGEST_QUIT, AT_ONCE = 10, 10, 10  # seconds, of a machine that is busy
+LONGEST, LONGEST_QUIT, AT_ONCE = 10, 3, 3  # seconds
 LAST_CALL = {"plugindll": "DllStop2", "plugindllnotunnel": "LaunchSafeResource", "hostchecker": "CloseHostCheckerDll"}
 LOG = "/tmp/nebrixclient.log"
 HEADER = 4096  # bytes of a report
@@ -153,7 +153,7 @@ class Session:
                 self.process.kill()
                 errors = self.process.communicate()[1]
                 wrong.append("hung\n" + stacks)
-        until = time.monotonic() + 10
+        until = time.monotonic() + 2
         while (left := {pid: name for pid, name in below(os.getpid()).items() if pid not in self.others}):
             for pid, name in left.items():
                 if time.monotonic() > until:

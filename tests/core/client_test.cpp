@@ -167,7 +167,7 @@ TEST_F(ClientTest, aTunnelRunsFromTheLinkUntilItIsStopped) {
     const auto first = std::chrono::steady_clock::now();
     ASSERT_TRUE(m_notify.waitFor("vpn up", 3));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::seconds(1)) << "two polls";
-    EXPECT_LT(std::chrono::steady_clock::now() - first, std::chrono::seconds(5));
+    EXPECT_LT(std::chrono::steady_clock::now() - first, std::chrono::seconds(3));
     m_client->stop();
     ASSERT_TRUE(m_client->join(20000));
     EXPECT_EQ(std::filesystem::status(m_home.data()).permissions(), std::filesystem::perms::owner_all);
@@ -253,7 +253,7 @@ TEST_F(ClientTest, aCancelLastsUntilTheNextAttempt) {
         const auto begun = std::chrono::steady_clock::now();
         m_client->cancel();
         ASSERT_TRUE(m_client->join(20000));
-        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(10)) << "of a wait without end";
+        EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(2));
         m_client->restart();
         EXPECT_TRUE(m_gateway->requests().waitFor(path, 2, std::chrono::seconds(20)));
         EXPECT_FALSE(m_client->join(200)) << "a new attempt is not cancelled any more";

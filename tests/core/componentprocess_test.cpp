@@ -104,7 +104,7 @@ TEST_F(ComponentProcessTest, whateverBlocksIsGivenUpSoonAfterTheUser) {
         waitForCall(entry == std::string("constructor") ? "" : entry);
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         m_client->cancel();
-        EXPECT_TRUE(m_client->join(4500)) << entry;  // a stop that blocks has kStop
+        EXPECT_TRUE(m_client->join(2000)) << entry;
         EXPECT_EQ(end(), "the user ended it") << entry;
         EXPECT_EQ(m_notify.lines().back(), "status 4") << entry;
         EXPECT_TRUE(noProcessIsLeft()) << entry;
@@ -122,7 +122,7 @@ TEST_F(ComponentProcessTest, aSilentEntryIsToldAndMayComeBackAndAStopHasFiveSeco
     EXPECT_TRUE(logged("WARNING Component.output what the component prints further is not logged"));
     const auto begun = std::chrono::steady_clock::now();
     m_client->cancel();
-    ASSERT_TRUE(m_client->join(20000));
+    ASSERT_TRUE(m_client->join(7000));
     EXPECT_GE(std::chrono::steady_clock::now() - begun, ComponentProcess::kStop);
     EXPECT_EQ(m_notify.lines().back(), "status 4");
     EXPECT_TRUE(noProcessIsLeft());
@@ -165,7 +165,7 @@ TEST_F(ComponentProcessTest, itsProcessHasNothingOfTheClients) {
         EXPECT_EQ(std::stoul(status.substr(status.find(mask) + 8), nullptr, 16) & kOrdinarySignals, 0U) << status;
     }
     m_client->cancel();
-    EXPECT_TRUE(m_client->join(20000));
+    EXPECT_TRUE(m_client->join(7000));
     pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
     std::signal(SIGPIPE, before);
 }

@@ -60,7 +60,7 @@ TEST_F(ProxySearchTest, isGivenUpAfterItsTimeOrWhenItIsCancelled) {
         m_cancelled = cancels;
         const Clock::time_point begin = Clock::now();
         EXPECT_EQ(ways("echo http://p:1 >&3; exec sleep 60"), "");
-        EXPECT_LT(Clock::now() - begin, std::chrono::seconds(30));
+        EXPECT_LT(Clock::now() - begin, cancels ? std::chrono::seconds(2) : std::chrono::seconds(5));
         EXPECT_EQ(m_log.count("WARNING ProxySearch.routes "), 1U) << "not of what was cancelled";
     }
     EXPECT_EQ(early.routes("https://gw/", false).size(), 1U) << "an answer that came in time";

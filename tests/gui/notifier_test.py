@@ -54,7 +54,7 @@ class WithoutTrayTest(TrayTest):
         wait_for(lambda: restarted.items, what="registration at the watcher that came anew")
         self.assertEqual(restarted.items, watcher.items)
         restarted.click(-1)
-        client.wait_for_end()
+        client.wait_for_end(2)
         wait_for(lambda: restarted.items[0][0] in restarted.gone, what="item gone")
 
     def test_after_three_seconds_without_an_answer_or_a_place_in_the_list_the_window_comes(self):
@@ -62,7 +62,7 @@ class WithoutTrayTest(TrayTest):
             with self.subTest(kind=kind.__name__):
                 watcher = self.watcher(kind, **options)
                 client = self.session()
-                wait_for(lambda c=client: c.window("NebrixClient"), what="window with the commands")
+                wait_for(lambda c=client: c.window("NebrixClient"), 4.5, "window with the commands")
                 self.assertGreater(time.monotonic() - client.begun, 2.5)
                 watcher.forgets = 0
                 if options:
@@ -86,7 +86,7 @@ class WithoutTrayTest(TrayTest):
         watcher.close()
         window = client.dialog("NebrixClient", "frame")
         self.desktop.click(window.find("push button", "Beenden"))
-        client.wait_for_end()
+        client.wait_for_end(2)
 
     def test_without_a_session_bus_there_is_the_window_and_still_no_bus(self):
         client = self.session(wrapper=["env", "-u", "DBUS_SESSION_BUS_ADDRESS"])

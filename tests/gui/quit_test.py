@@ -140,7 +140,7 @@ class QuitTest(Flow):
         self.check_quit(self.phase("unpacking"), "unpacking")
         with open(os.path.join(self.desktop.directory, "unzip-pid"), encoding="ascii") as file:
             pid = int(file.read())
-        wait_for(lambda: not is_running(pid), what="the unpacking program gone too")
+        wait_for(lambda: not is_running(pid), 2, "the unpacking program gone too")
 
     def test_by_signal(self):
         for name in ("mediation", "download", "polling", "waiting-between-checks"):

@@ -153,7 +153,7 @@ class PanelTest(Flow):
                         amount = catalog(language)["PROGRESS_AMOUNT %s %s"].replace("%s", r"\d+[.,]\d\skB")
                         self.assertRegex(client.texts()[-1], amount + "$", "no rate is known yet")
                     if language == "en" and fault == "silent":
-                        wait_for(lambda c=client: not c.panel(), what="panel hidden")
+                        wait_for(lambda c=client: not c.panel(), 2.6, "panel hidden")
 
     def test_any_line_fits_the_screen_on_one_line(self):
         client = self.session(env={"NEBRIX_TEST_STATUS": self.status})

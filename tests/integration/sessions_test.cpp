@@ -350,7 +350,7 @@ TEST(Sessions, oneSignalEndsWhateverTheComponentDoesAndALaterOneAtOnce) {
             EXPECT_FALSE(client.wait(ChildProcess::Milliseconds(600)));
             client.signal(SIGINT);
         }
-        EXPECT_EQ(client.wait(), again ? 128 + SIGINT : 0) << client.errors();
+        EXPECT_EQ(client.wait(ChildProcess::Milliseconds(2000)), again ? 128 + SIGINT : 0) << client.errors();
     }
 }
 

@@ -50,8 +50,6 @@ protected:
                         [&] { return m_told == told || m_told.ends_with("ended") || m_told.ends_with("unavailable"); });
         return m_told;
     }
-    /// Far below what is waited for in vain here, and generous for a machine that is busy.
-    static constexpr auto kSoon = 10s;
     /// Stops it, and says how long that took.
     std::chrono::steady_clock::duration stop() {
         const auto begin = std::chrono::steady_clock::now();

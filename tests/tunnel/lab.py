@@ -325,9 +325,9 @@ class Client:
         wait_for(lambda: self.process.poll() is not None, seconds, self.__str__)
 
     def end(self, number=signal.SIGTERM):
-        """Sooner than a component is given up that does not end."""
+        """Within the two seconds that a session has for that."""
         self.process.send_signal(number)
-        self.wait_for_end(4.5)
+        self.wait_for_end(2.0)
 
     def __str__(self):
         return f"states {self.states()}, account {self.account()}, log:\n{read(LOG)}"

@@ -41,7 +41,7 @@ def check(condition, *what):
         raise AssertionError(" ".join(str(part) for part in what))
 
 
-def check_left(lab, before, seconds=10.0):
+def check_left(lab, before, seconds=2.0):
     """Everything is as it was, or soon will be."""
     def changes():
         return {kind: f"{now - before[kind]} came, {before[kind] - now} went"
@@ -203,7 +203,7 @@ def ended_in_networkmanager(lab):
     client = lab.client(lab.server()[1])
     client.wait_for_state("connected")
     run("sh", "-c", "nmcli connection down $(nmcli -g UUID,TYPE connection show --active | sed -n s/:vpn//p)")
-    client.wait_for_end(10)
+    client.wait_for_end(2.0)
     check("reconnecting" not in client.states(), client)
 
 
@@ -223,7 +223,7 @@ def networkmanager_restarted(lab):
 def no_engine(lab):
     os.remove("/dev/net/tun")
     client = lab.client("10.99.0.1:1194")
-    client.wait_for_end(10)
+    client.wait_for_end(5)
     check(client.account()["cause"] == "asked-at-once" and not client.states(), client)
     check(re.search(r"no tunnel (?=.*\bnetwork-manager-openvpn\b).*(?<!-)\bopenvpn\b", read(LOG)), client)
 
@@ -256,10 +256,10 @@ def demo_gateways_with_tunnels(lab):
         page = urllib.request.urlopen(said["page"], timeout=5).read().decode()
         check(page == f"This page came through the tunnel, to 10.88.{number}.2.\n", page)
         client.end()
-    for number, seconds in (signal.SIGINT, 0), (signal.SIGKILL, 10), (signal.SIGTERM, 0):
+    for number, seconds in (signal.SIGINT, 0), (signal.SIGKILL, 2), (signal.SIGTERM, 0):
         gateway, _ = gateways.pop()
         gateway.send_signal(number)
-        check(gateway.wait(10) == (0 if seconds == 0 else -number), gateway.returncode)
+        check(gateway.wait(2) == (0 if seconds == 0 else -number), gateway.returncode)
         check_left(lab, befores.pop(), seconds)
 
 
